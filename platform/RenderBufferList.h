@@ -15,8 +15,8 @@ struct RenderBuffer {
 
 /// The header of a list of buffers; the entries follow it in memory without a gap.
 ///
-/// The list is a view on storage that somebody else owns (`PX::BufferList` is the owning form), so it is handed around by
-/// reference and never copied.
+/// The list is a view on storage that somebody else owns (`PX::BufferList` is the owning form), so it is handed around
+/// by reference and never copied.
 struct RenderBufferList {
   std::uint32_t bufferCount;
   std::uint32_t reserved;  ///< Keeps the entries on an eight-byte boundary.

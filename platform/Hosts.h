@@ -1,0 +1,25 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/Export.h"
+#include "platform/Platform.h"
+
+namespace orvane::platform {
+
+/// The names of the hosts that this library was built with; the first is the default.
+ORVANE_EXPORT std::vector<std::string> availableHosts();
+
+/// A host on a simulated device in this process, set up by `KEY=VALUE[,KEY=VALUE…]`; an empty text gives the defaults.
+/// Throws `PlatformException` that names the wrong key and what would be right.
+///
+/// Keys: `mic` (a file's path, `tone:HZ[:AMPLITUDE]`, `noise[:SEED]`, `silence`, `loop`), `speaker` (`null` or the path
+/// of a 32-bit float WAVE file to write), `rate` (hertz, 0 to 768000), `inputs`, `outputs` (channels, 0 to 64), `slice`
+/// (frames, 1 to 8192), `pace` (`real` or `fast`).
+///
+/// At fast pace the host clock jumps from task to task while the caller waits, so the same run gives the same bytes.
+ORVANE_EXPORT Platform makeSimulatedHost(std::string_view options = {});
+
+}  // namespace orvane::platform

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <exception>
+#include <string>
+#include <utility>
+
+#include "platform/Export.h"
+
+namespace orvane::platform {
+
+/// What a host call throws, and the base of what the library throws: one catch covers both.
+class ORVANE_EXPORT PlatformException : public std::exception {
+ public:
+  PlatformException(std::string name, std::string reason) : mName(std::move(name)), mReason(std::move(reason)) {}
+
+  const std::string& name() const noexcept { return mName; }
+  const std::string& reason() const noexcept { return mReason; }
+  /// The text that stands for this exception in a longer message; the same as `reason()`.
+  const std::string& description() const noexcept { return mReason; }
+  const char* what() const noexcept override { return mReason.c_str(); }
+
+ private:
+  std::string mName;
+  std::string mReason;
+};
+
+}  // namespace orvane::platform

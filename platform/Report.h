@@ -1,0 +1,62 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "platform/Clock.h"
+#include "platform/Export.h"
+#include "platform/Status.h"
+#include "platform/StreamFormat.h"
+
+namespace orvane::platform {
+
+/// Something that went wrong where no caller could be told.
+struct Failure {
+  Status status = status::success;
+  std::string reason;  ///< A sentence for people.
+};
+
+/// Why the device no longer calls back.
+enum class DeviceEnd {
+  none,        ///< It has not ended by itself: it runs, was stopped, or was never started.
+  inputEnded,  ///< The microphone's file is at its end.
+  frameLimit,  ///< The limit set by `endAfterFrames` was reached.
+  failed,      ///< The device failed; `Report::deviceFailure` says why.
+};
+
+/// The device's count of a run. A run begins with the first start after the host was made and never restarts.
+struct RunCount {
+  std::uint64_t frames = 0;           ///< Frames handed to callbacks.
+  std::uint64_t discontinuities = 0;  ///< Places where frames are missing.
+};
+
+/// What programs ask of a host beyond what the audio classes themselves need. Any thread; not real-time safe.
+class ORVANE_EXPORT Report {
+ public:
+  virtual ~Report() = default;
+
+  /// The host's name: "simulated" or "pipewire".
+  virtual std::string hostName() const = 0;
+  /// Formats of the hardware; a channel count of 0 where it has no such side.
+  virtual StreamFormat hardwareInput() const = 0;
+  virtual StreamFormat hardwareOutput() const = 0;
+  /// Frames a slice.
+  virtual std::uint32_t sliceFrames() const = 0;
+
+  virtual RunCount runCount() const = 0;
+  virtual DeviceEnd deviceEnd() const = 0;
+  /// Why the device failed, where it did.
+  virtual std::optional<Failure> deviceFailure() const = 0;
+  /// The first write that failed behind a class that swallows it by contract, or in the device's own files.
+  virtual std::optional<Failure> writeFailure() const = 0;
+
+  /// Ends the run with the first slice at whose end at least `frames` frames were handed out. A microphone file that
+  /// ends earlier is followed by silence. Set before the device starts; 0 is no limit.
+  virtual void endAfterFrames(std::uint64_t frames) = 0;
+  /// `notice` runs once, on a worker, when the device has ended by itself; at once where it already has.
+  virtual void onDeviceEnd(std::function<void()> notice) = 0;
+};
+
+}  // namespace orvane::platform

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <functional>
+
+#include "platform/Clock.h"
+#include "platform/Export.h"
+
+namespace orvane::platform {
+
+/// A serial place to run tasks: one at a time, in order of due time, tasks of one due time in the order they were
+/// posted.
+///
+/// A task may post to any worker, its own included, and signal waiters; it never waits, and an exception that leaves it
+/// ends the process. Destroying a worker cancels it. Not real-time safe.
+class ORVANE_EXPORT Worker {
+ public:
+  using Task = std::function<void()>;
+
+  virtual ~Worker() = default;
+
+  /// Runs `task` as soon as the tasks before it are done. Any thread.
+  virtual void post(Task task) = 0;
+  /// Runs `task` when the host clock reaches `time`; at once where that is past. Any thread.
+  virtual void postAt(HostTime time, Task task) = 0;
+  /// Drops every task that has not begun and returns when the one that runs has ended; called from this worker's own
+  /// task, returns at once. The worker takes new tasks afterwards.
+  virtual void cancel() = 0;
+};
+
+}  // namespace orvane::platform
