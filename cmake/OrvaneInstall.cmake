@@ -1,1 +1,62 @@
 # What is installed, and how clients find it.
+include(CMakePackageConfigHelpers)
+
+# The headers of the exported classes, of the services beside them, and of the roles that a harness may script.
+set(ORVANE_PUBLIC_HEADERS
+  Pexutil/Source/Utility/PXX4CCString.h
+  iounit/AOMeter.h
+  iounit/OVIOUnit.h
+  iounit/OVTestTone.h
+  platform/ChannelLayout.h
+  platform/Clock.h
+  platform/EventLoop.h
+  platform/Export.h
+  platform/Hosts.h
+  platform/Json.h
+  platform/Log.h
+  platform/Object.h
+  platform/Platform.h
+  platform/PlatformError.h
+  platform/PlatformException.h
+  platform/PlatformSession.h
+  platform/RenderBufferList.h
+  platform/Report.h
+  platform/Scheduler.h
+  platform/SessionIdentifiers.h
+  platform/Status.h
+  platform/StreamDescription.h
+  platform/StreamFormat.h
+  platform/UnitService.h
+  platform/Value.h
+  platform/Waiter.h
+  platform/Worker.h)
+
+# A header that is not there is left out, and said so.
+foreach(header IN LISTS ORVANE_PUBLIC_HEADERS)
+  if(NOT EXISTS "${PROJECT_SOURCE_DIR}/${header}")
+    message(STATUS "Not installed, because it is missing: ${header}")
+    list(REMOVE_ITEM ORVANE_PUBLIC_HEADERS "${header}")
+  endif()
+endforeach()
+
+target_sources(orvane PUBLIC
+  FILE_SET HEADERS BASE_DIRS "${PROJECT_SOURCE_DIR}" FILES ${ORVANE_PUBLIC_HEADERS})
+
+install(TARGETS orvane EXPORT orvaneTargets
+  LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
+  FILE_SET HEADERS DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/orvane")
+
+set(ORVANE_CMAKE_DIR "${CMAKE_INSTALL_LIBDIR}/cmake/orvane")
+install(EXPORT orvaneTargets NAMESPACE orvane:: DESTINATION "${ORVANE_CMAKE_DIR}")
+configure_package_config_file(packaging/orvaneConfig.cmake.in "${PROJECT_BINARY_DIR}/orvaneConfig.cmake"
+  INSTALL_DESTINATION "${ORVANE_CMAKE_DIR}" NO_SET_AND_CHECK_MACRO)
+write_basic_package_version_file("${PROJECT_BINARY_DIR}/orvaneConfigVersion.cmake" COMPATIBILITY SameMinorVersion)
+install(FILES "${PROJECT_BINARY_DIR}/orvaneConfig.cmake" "${PROJECT_BINARY_DIR}/orvaneConfigVersion.cmake"
+  DESTINATION "${ORVANE_CMAKE_DIR}")
+
+file(RELATIVE_PATH ORVANE_PKGCONFIG_TO_PREFIX
+  "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig" "${CMAKE_INSTALL_PREFIX}")
+configure_file(packaging/orvane.pc.in "${PROJECT_BINARY_DIR}/orvane.pc" @ONLY)
+install(FILES "${PROJECT_BINARY_DIR}/orvane.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+
+install(FILES LICENSE DESTINATION "${CMAKE_INSTALL_DOCDIR}")

@@ -1,0 +1,12 @@
+# Fuzz targets, and the list of them that scripts run through.
+
+set(ORVANE_FUZZ_LIST "${PROJECT_BINARY_DIR}/fuzz-targets.txt")
+file(WRITE "${ORVANE_FUZZ_LIST}" "")
+
+# A libFuzzer program over the library's objects. A folder corpus/<name> beside it holds the inputs to begin from.
+function(orvane_add_fuzz_target name)
+  add_executable(${name} ${ARGN})
+  target_link_libraries(${name} PRIVATE orvane_objects)
+  target_link_options(${name} PRIVATE -fsanitize=fuzzer)
+  file(APPEND "${ORVANE_FUZZ_LIST}" "${CMAKE_CURRENT_BINARY_DIR}/${name}\t${CMAKE_CURRENT_SOURCE_DIR}/corpus/${name}\n")
+endfunction()
