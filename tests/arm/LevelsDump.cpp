@@ -49,9 +49,13 @@ void print(double value) {
   }
 }
 
-void print(std::int32_t value) { std::printf(" %08x", static_cast<unsigned>(value)); }
+void print(std::int32_t value) {
+  std::printf(" %08x", static_cast<unsigned>(value));
+}
 
-void print(float value) { print(std::bit_cast<std::int32_t>(value)); }
+void print(float value) {
+  print(std::bit_cast<std::int32_t>(value));
+}
 
 void print(const orvane::PowerMeter& meter) {
   for (double level : {meter.mMeanSquare, meter.mPeakLevel, meter.mAverageLevel, meter.mPeakHold}) print(level);
@@ -68,8 +72,8 @@ constexpr int kMostStride = 3;
 /// Mostly a signal of a random loudness; now and then a value at the edge of the number format.
 float sample(Random& random, double loudness) {
   using Limits = std::numeric_limits<float>;
-  constexpr std::array kEdges = {Limits::infinity(), -Limits::infinity(), Limits::quiet_NaN(), Limits::max(),
-                                 -Limits::max(),     Limits::denorm_min(), Limits::min(),      -0.0F};
+  constexpr std::array kEdges = {Limits::infinity(), -Limits::infinity(),  Limits::quiet_NaN(), Limits::max(),
+                                 -Limits::max(),     Limits::denorm_min(), Limits::min(),       -0.0F};
   if (random.once(2000)) return kEdges[static_cast<std::size_t>(random.below(kEdges.size()))];
   return static_cast<float>((random.unit() * 2.0 - 1.0) * loudness);
 }
