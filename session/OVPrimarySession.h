@@ -1,0 +1,17 @@
+#pragma once
+
+#include <memory>
+
+#include "platform/Export.h"
+#include "session/OVSession.h"
+
+/// The session on the process's primary platform session.
+class ORVANE_EXPORT OVPrimarySession : public OVSession {
+ public:
+  /// Null where the implementation type is 0.
+  static std::shared_ptr<OVPrimarySession> init();
+
+ protected:
+  OVPrimarySession() : OVSession(false) {}
+  const char* className() const override;
+};

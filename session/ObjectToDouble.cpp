@@ -1,0 +1,46 @@
+#include "session/ObjectToDouble.h"
+
+#include <locale.h>
+#include <stdlib.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+
+#include "session/OVThrow.h"
+
+namespace orvane {
+
+namespace {
+
+/// The locale in which numbers are read; never freed, and the system's own constant where it has one.
+locale_t plainLocale() {
+  static const locale_t plain = newlocale(LC_ALL_MASK, "C", locale_t());
+  return plain;
+}
+
+/// `std::stod`, but for two things: the process's locale has no say, and the messages name the text.
+double textToDouble(const std::string& text) {
+  const int savedErrno = errno;
+  errno = 0;
+  char* end = nullptr;
+  const double number = strtod_l(text.c_str(), &end, plainLocale());
+  const bool outOfRange = errno == ERANGE;
+  errno = savedErrno;
+  if (end == text.c_str()) throw std::invalid_argument("\"" + text + "\" does not begin with a number");
+  if (outOfRange) throw std::out_of_range("\"" + text + "\" is out of the range of a 64-bit float");
+  return number;
+}
+
+}  // namespace
+
+double objectToDouble(const platform::Value& object) {
+  if (const bool* flag = object.as<bool>()) return *flag ? 1 : 0;
+  if (const std::int64_t* integer = object.as<std::int64_t>()) return static_cast<double>(*integer);
+  if (const double* number = object.as<double>()) return *number;
+  if (const std::string* text = object.as<std::string>()) return textToDouble(*text);
+  _OVThrowMsg("Can't convert " + object.description() + " to double");
+}
+
+}  // namespace orvane
