@@ -11,7 +11,7 @@ add_library(orvane_compile INTERFACE)
 target_compile_features(orvane_compile INTERFACE cxx_std_20)
 target_compile_options(orvane_compile INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor -Woverloaded-virtual
-  -Wold-style-cast -Werror
+  -Wold-style-cast -Wdeprecated-copy-dtor -Werror
   # Level and tone arithmetic is defined to the bit: a fused multiply-add would round differently.
   -ffp-contract=off
   -fvisibility=hidden -fvisibility-inlines-hidden)
