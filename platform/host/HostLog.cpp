@@ -1,0 +1,48 @@
+#include "platform/host/HostLog.h"
+
+#include <syslog.h>
+
+#include <algorithm>
+#include <utility>
+
+namespace orvane::host {
+
+namespace {
+
+int priority(platform::LogLevel level) {
+  switch (level) {
+    case platform::LogLevel::error:
+      return LOG_ERR;
+    case platform::LogLevel::warning:
+      return LOG_WARNING;
+    case platform::LogLevel::notice:
+      break;
+  }
+  return LOG_NOTICE;
+}
+
+void writeToSystem(platform::LogLevel level, std::string_view line) {
+  // The name in the system's log belongs to the whole process; it is not taken before a line needs it.
+  [[maybe_unused]] static const bool opened = (openlog("orvane", 0, LOG_USER), true);
+  constexpr std::size_t longest = 1 << 20;
+  syslog(priority(level), "%.*s", static_cast<int>(std::min(line.size(), longest)), line.data());
+}
+
+}  // namespace
+
+void HostLog::write(platform::LogLevel level, std::string_view line) {
+  const std::lock_guard lock(mMutex);
+  if (mSink) {
+    const Sink sink = mSink;  // The sink may replace itself while it runs.
+    sink(level, line);
+  } else {
+    writeToSystem(level, line);
+  }
+}
+
+void HostLog::setSink(Sink sink) {
+  const std::lock_guard lock(mMutex);
+  mSink = std::move(sink);
+}
+
+}  // namespace orvane::host
