@@ -29,7 +29,15 @@ set(ORVANE_PUBLIC_HEADERS
   platform/UnitService.h
   platform/Value.h
   platform/Waiter.h
-  platform/Worker.h)
+  platform/Worker.h
+  session/OVJSON.h
+  session/OVPrimarySession.h
+  session/OVSession.h
+  session/OVSessionAssignable.h
+  session/OVTException.h
+  session/OVTextEmitting.h
+  session/OVThrow.h
+  session/ObjectToDouble.h)
 
 # A header that is not there is left out, and said so.
 foreach(header IN LISTS ORVANE_PUBLIC_HEADERS)
