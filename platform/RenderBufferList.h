@@ -21,6 +21,8 @@ struct RenderBufferList {
   std::uint32_t bufferCount;
   std::uint32_t reserved;  ///< Keeps the entries on an eight-byte boundary.
 
+  /// A header for `count` entries; whoever makes it sees to the memory behind it.
+  explicit RenderBufferList(std::uint32_t count) : bufferCount(count), reserved(0) {}
   RenderBufferList(const RenderBufferList&) = delete;
   RenderBufferList& operator=(const RenderBufferList&) = delete;
 

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#include "platform/Scheduler.h"
+#include "platform/Status.h"
+#include "platform/host/AudioDevice.h"
+#include "platform/host/OutputMix.h"
+
+namespace orvane::host {
+
+/// Somebody who takes part in the device's slices: a unit, a queue, a graph, a sound.
+class HubClient {
+ public:
+  virtual ~HubClient() = default;
+  /// On the device callback: takes the slice's input and adds output. Must be real-time safe.
+  virtual void deviceSlice(const DeviceSlice& slice, OutputMix& mix) = 0;
+};
+
+/// The one user of the audio device in a process. Hands input to each client and mixes their output, in order of
+/// registration. The device runs while there is a client.
+///
+/// The list of clients reaches the callback without a lock: a new list is published, and the old one lives until no
+/// callback reads it. Control calls may come from any thread but the device's.
+class AudioHub final : public DeviceCallback {
+ public:
+  AudioHub(std::unique_ptr<AudioDevice> device, std::shared_ptr<platform::Scheduler> scheduler);
+  /// Stops the device.
+  ~AudioHub() override;
+
+  AudioDevice& device() { return *mDevice; }
+  const AudioDevice& device() const { return *mDevice; }
+
+  /// Registers a client and starts the device where it does not run. On a failure the client is not registered.
+  platform::Status add(HubClient& client);
+  /// Takes a client out, and stops the device behind the last one. Once this has returned the client is not called.
+  void remove(HubClient& client);
+
+ private:
+  using Clients = std::vector<HubClient*>;
+
+  void deviceSlice(const DeviceSlice& slice) override;
+  void publish(std::unique_ptr<const Clients> clients);
+
+  std::unique_ptr<AudioDevice> mDevice;
+  std::shared_ptr<platform::Scheduler> mScheduler;
+  std::unique_ptr<platform::Waiter> mReleased;
+  std::mutex mControl;  ///< Serialises control calls; never taken on the callback.
+  std::unique_ptr<const Clients> mClients;
+  std::atomic<const Clients*> mPublished;
+  std::atomic<const Clients*> mRead = nullptr;  ///< The list that a running callback reads.
+  std::atomic<bool> mReleaseWanted = false;
+};
+
+}  // namespace orvane::host

@@ -1,0 +1,140 @@
+#include "platform/host/Conductor.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <iterator>
+
+#include "platform/Waiter.h"
+#include "platform/host/HostThread.h"
+
+namespace orvane::host {
+
+namespace {
+
+constexpr Conductor::HostTime clockStart = std::chrono::seconds(1);
+
+}  // namespace
+
+Conductor::Conductor() : mNow(clockStart.count()) {
+  mThread = startThread("conductor", [this] { conduct(); });
+}
+
+Conductor::~Conductor() {
+  {
+    const Lock lock(mMutex);
+    mQuit = true;
+  }
+  mConductorWake.notify_one();
+  mThread.join();
+}
+
+Conductor::Place Conductor::addToAgenda(HostTime due, std::variant<Task, Limit> entry) {
+  const Place place(std::max(due, now()), mPosted++);
+  mAgenda.emplace(place, std::move(entry));
+  if (mayRun()) mConductorWake.notify_one();
+  return place;
+}
+
+void Conductor::post(HostTime due, Owner owner, platform::Worker::Task task) {
+  const Lock lock(mMutex);
+  addToAgenda(due, Task{owner, std::move(task)});
+}
+
+void Conductor::cancel(Owner owner) {
+  std::vector<Task> dropped;  // Destroyed after the lock is gone: what a task holds may call back into the conductor.
+  Lock lock(mMutex);
+  if (std::this_thread::get_id() != mThread.get_id()) {
+    // Nothing begins while a caller is on its way out, so what the running task posts is there to be dropped.
+    ++mReturning;
+    mCallerWake.wait(lock, [&] { return !mTaskRuns || mRunning != owner; });
+    --mReturning;
+  }
+  for (auto entry = mAgenda.begin(); entry != mAgenda.end();) {
+    Task* task = std::get_if<Task>(&entry->second);
+    if (task != nullptr && task->owner == owner) {
+      dropped.push_back(std::move(*task));
+      entry = mAgenda.erase(entry);
+    } else {
+      ++entry;
+    }
+  }
+  if (mayRun()) mConductorWake.notify_one();
+  lock.unlock();
+}
+
+void Conductor::signal(Signals& signals) {
+  const Lock lock(mMutex);
+  if (signals.waits.empty()) {
+    ++signals.untaken;
+  } else {
+    endWait(signals, *signals.waits.front(), Wait::State::signalled);
+  }
+}
+
+bool Conductor::wait(Signals& signals, HostTime limit) {
+  if (std::this_thread::get_id() == mThread.get_id()) {
+    std::fputs("orvane: a worker's task waits; at fast pace nothing could ever end that wait\n", stderr);
+    std::abort();
+  }
+  Lock lock(mMutex);
+  if (signals.untaken > 0) {
+    --signals.untaken;
+    return true;
+  }
+  Wait wait;
+  signals.waits.push_back(&wait);
+  ++mWaiting;
+  Place limitPlace{};
+  const bool limited = limit < platform::Waiter::forever - now();
+  if (limited) limitPlace = addToAgenda(now() + std::max(limit, HostTime::zero()), Limit{&signals, &wait});
+  if (mayRun()) mConductorWake.notify_one();
+  // The task that signalled may still be at work; only when it is done does the caller see a world that stands still.
+  mCallerWake.wait(lock, [&] { return wait.state != Wait::State::waiting && !mTaskRuns; });
+  if (limited && wait.state == Wait::State::signalled) mAgenda.erase(limitPlace);
+  if (--mReturning == 0 && mayRun()) mConductorWake.notify_one();
+  return wait.state == Wait::State::signalled;
+}
+
+void Conductor::endWait(Signals& signals, Wait& wait, Wait::State state) {
+  std::erase(signals.waits, &wait);
+  wait.state = state;
+  --mWaiting;
+  ++mReturning;
+  mCallerWake.notify_all();
+}
+
+void Conductor::conduct() {
+  Lock lock(mMutex);
+  for (;;) {
+    mConductorWake.wait(lock, [this] { return mQuit || mayRun(); });
+    if (mQuit) return;
+    takeFirst(lock);
+  }
+}
+
+void Conductor::takeFirst(Lock& lock) {
+  auto entry = mAgenda.extract(mAgenda.begin());
+  mNow.store(entry.key().first.count(), std::memory_order_relaxed);
+  if (const Limit* limit = std::get_if<Limit>(&entry.mapped())) {
+    endWait(*limit->signals, *limit->wait, Wait::State::limitReached);
+  } else {
+    runTask(lock, std::move(std::get<Task>(entry.mapped())));
+  }
+}
+
+void Conductor::runTask(Lock& lock, Task task) {
+  mRunning = task.owner;
+  mTaskRuns = true;
+  lock.unlock();
+  [&]() noexcept {
+    task.run();
+    task.run = nullptr;
+  }();
+  lock.lock();
+  mTaskRuns = false;
+  mRunning = nullptr;
+  mCallerWake.notify_all();
+}
+
+}  // namespace orvane::host

@@ -1,0 +1,83 @@
+#pragma once
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdint>
+#include <map>
+#include <mutex>
+#include <thread>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "platform/Clock.h"
+#include "platform/Worker.h"
+
+namespace orvane::host {
+
+/// The agenda of a run at fast pace and the thread that works it off. All operations may be called on any thread.
+class Conductor final : public platform::Clock {
+ public:
+  using HostTime = platform::HostTime;
+  /// What a task belongs to; only its address counts.
+  using Owner = const void*;
+
+  /// A caller inside a wait. Lives on the caller's stack; every field belongs to the conductor's mutex.
+  struct Wait {
+    enum class State { waiting, signalled, limitReached };
+    State state = State::waiting;
+  };
+
+  /// What a waiter keeps between signals; belongs to the conductor's mutex.
+  struct Signals {
+    std::uint64_t untaken = 0;
+    std::vector<Wait*> waits;  ///< In the order in which they began.
+  };
+
+  Conductor();
+  ~Conductor() override;
+
+  HostTime now() const override { return HostTime(mNow.load(std::memory_order_relaxed)); }
+
+  void post(HostTime due, Owner owner, platform::Worker::Task task);
+  /// Drops the owner's tasks and returns when the one that runs has ended; at once on the conductor's own thread.
+  void cancel(Owner owner);
+
+  void signal(Signals& signals);
+  bool wait(Signals& signals, HostTime limit);
+
+ private:
+  struct Task {
+    Owner owner;
+    platform::Worker::Task run;
+  };
+  struct Limit {
+    Signals* signals;
+    Wait* wait;
+  };
+  using Place = std::pair<HostTime, std::uint64_t>;
+  using Agenda = std::map<Place, std::variant<Task, Limit>>;
+  using Lock = std::unique_lock<std::mutex>;
+
+  Place addToAgenda(HostTime due, std::variant<Task, Limit> entry);
+  void conduct();
+  void takeFirst(Lock& lock);
+  void runTask(Lock& lock, Task task);
+  void endWait(Signals& signals, Wait& wait, Wait::State state);
+  bool mayRun() const { return mWaiting > 0 && mReturning == 0 && !mAgenda.empty(); }
+
+  std::atomic<HostTime::rep> mNow;
+  std::mutex mMutex;
+  std::condition_variable mConductorWake;
+  std::condition_variable mCallerWake;
+  Agenda mAgenda;
+  std::uint64_t mPosted = 0;   ///< Numbers the entries in order of posting.
+  std::size_t mWaiting = 0;    ///< Callers inside a wait that has not been ended.
+  std::size_t mReturning = 0;  ///< Callers on their way out of a wait or a cancel; nothing begins until they are.
+  Owner mRunning = nullptr;    ///< The owner of the task that runs.
+  bool mTaskRuns = false;
+  bool mQuit = false;
+  std::thread mThread;
+};
+
+}  // namespace orvane::host

@@ -1,0 +1,44 @@
+#include "platform/host/Host.h"
+
+#include <utility>
+
+#include "platform/host/AudioHub.h"
+#include "platform/host/FastPace.h"
+#include "platform/host/HostEventLoop.h"
+#include "platform/host/HostJson.h"
+#include "platform/host/HostLog.h"
+#include "platform/host/HostReport.h"
+#include "platform/host/HostSessions.h"
+#include "platform/host/HostUnits.h"
+#include "platform/host/RealPace.h"
+
+namespace orvane::host {
+
+Foundation makeFoundation(bool fastPace) {
+  Foundation foundation;
+  foundation.log = std::make_shared<HostLog>();
+  if (fastPace) {
+    foundation.scheduler = std::make_shared<FastPace>();
+  } else {
+    foundation.scheduler = std::make_shared<RealPace>(foundation.log);
+  }
+  foundation.writeFailures = std::make_shared<FailureRecord>();
+  return foundation;
+}
+
+platform::Platform makeHost(const Foundation& foundation, std::unique_ptr<AudioDevice> device) {
+  const auto hub = std::make_shared<AudioHub>(std::move(device), foundation.scheduler);
+  const auto sessions = std::make_shared<HostSessions>();
+  platform::Platform platform;
+  platform.log = foundation.log;
+  platform.json = std::make_shared<HostJson>();
+  platform.scheduler = foundation.scheduler;
+  platform.eventLoop = std::make_shared<HostEventLoop>(foundation.scheduler);
+  platform.sessions = sessions;
+  platform.units = std::make_shared<HostUnits>(
+      hub, [sessions](std::uint32_t identifier) { return sessions->find(identifier); }, foundation.log);
+  platform.report = std::make_shared<HostReport>(hub, foundation.writeFailures);
+  return platform;
+}
+
+}  // namespace orvane::host

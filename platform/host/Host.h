@@ -1,0 +1,25 @@
+#pragma once
+
+#include <memory>
+
+#include "platform/Platform.h"
+#include "platform/Scheduler.h"
+#include "platform/host/AudioDevice.h"
+#include "platform/host/FailureRecord.h"
+
+namespace orvane::host {
+
+/// What a back end is given and brings: everything a host stands on.
+struct Foundation {
+  std::shared_ptr<platform::Log> log;
+  std::shared_ptr<platform::Scheduler> scheduler;
+  std::shared_ptr<FailureRecord> writeFailures;
+};
+
+/// The usual log, a scheduler at real or fast pace, and an empty record.
+Foundation makeFoundation(bool fastPace);
+
+/// Sets up the host's services on a device.
+platform::Platform makeHost(const Foundation& foundation, std::unique_ptr<AudioDevice> device);
+
+}  // namespace orvane::host

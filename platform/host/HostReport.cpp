@@ -1,0 +1,54 @@
+#include "platform/host/HostReport.h"
+
+#include <utility>
+
+namespace orvane::host {
+
+using platform::StreamFormat;
+
+HostReport::HostReport(std::shared_ptr<AudioHub> hub, std::shared_ptr<const FailureRecord> writeFailures)
+    : mHub(std::move(hub)), mWriteFailures(std::move(writeFailures)) {}
+
+std::string HostReport::hostName() const {
+  return mHub->device().hostName();
+}
+
+StreamFormat HostReport::hardwareInput() const {
+  const DeviceFormat format = mHub->device().format();
+  return StreamFormat::standard(format.sampleRate, format.inputs);
+}
+
+StreamFormat HostReport::hardwareOutput() const {
+  const DeviceFormat format = mHub->device().format();
+  return StreamFormat::standard(format.sampleRate, format.outputs);
+}
+
+std::uint32_t HostReport::sliceFrames() const {
+  return mHub->device().format().sliceFrames;
+}
+
+platform::RunCount HostReport::runCount() const {
+  return mHub->device().runCount();
+}
+
+platform::DeviceEnd HostReport::deviceEnd() const {
+  return mHub->device().end();
+}
+
+std::optional<platform::Failure> HostReport::deviceFailure() const {
+  return mHub->device().failure();
+}
+
+std::optional<platform::Failure> HostReport::writeFailure() const {
+  return mWriteFailures->first();
+}
+
+void HostReport::endAfterFrames(std::uint64_t frames) {
+  mHub->device().endAfterFrames(frames);
+}
+
+void HostReport::onDeviceEnd(std::function<void()> notice) {
+  mHub->device().onEnd(std::move(notice));
+}
+
+}  // namespace orvane::host

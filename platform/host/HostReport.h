@@ -1,0 +1,32 @@
+#pragma once
+
+#include <memory>
+
+#include "platform/Report.h"
+#include "platform/host/AudioHub.h"
+#include "platform/host/FailureRecord.h"
+
+namespace orvane::host {
+
+/// The host's report: what its device and its file writers know.
+class HostReport final : public platform::Report {
+ public:
+  HostReport(std::shared_ptr<AudioHub> hub, std::shared_ptr<const FailureRecord> writeFailures);
+
+  std::string hostName() const override;
+  platform::StreamFormat hardwareInput() const override;
+  platform::StreamFormat hardwareOutput() const override;
+  std::uint32_t sliceFrames() const override;
+  platform::RunCount runCount() const override;
+  platform::DeviceEnd deviceEnd() const override;
+  std::optional<platform::Failure> deviceFailure() const override;
+  std::optional<platform::Failure> writeFailure() const override;
+  void endAfterFrames(std::uint64_t frames) override;
+  void onDeviceEnd(std::function<void()> notice) override;
+
+ private:
+  std::shared_ptr<AudioHub> mHub;
+  std::shared_ptr<const FailureRecord> mWriteFailures;
+};
+
+}  // namespace orvane::host

@@ -1,0 +1,76 @@
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <optional>
+
+#include "platform/Log.h"
+#include "platform/PlatformSession.h"
+#include "platform/UnitService.h"
+#include "platform/host/AudioHub.h"
+#include "platform/host/InputEdge.h"
+#include "platform/host/OutputEdge.h"
+
+namespace orvane::host {
+
+/// One I/O unit: a duplex client of the hub with a format of its own on each side.
+///
+/// Control calls come from the caller's thread, one at a time. The closures run on the device callback.
+class IoUnit final : public HubClient {
+ public:
+  IoUnit(std::shared_ptr<AudioHub> hub, std::shared_ptr<platform::Log> log);
+  /// Stops.
+  ~IoUnit() override;
+
+  platform::Status initialize();
+  platform::Status start();
+  platform::Status stop();
+  bool isRunning() const { return mRunning; }
+  void bind(std::shared_ptr<platform::PlatformSession> session) { mSession = std::move(session); }
+
+  platform::StreamFormat hardwareInput() const;
+  platform::StreamFormat hardwareOutput() const;
+  const platform::StreamFormat& clientInput() const { return mClientInput; }
+  const platform::StreamFormat& clientOutput() const { return mClientOutput; }
+  std::optional<platform::PlatformError> setClientInput(const platform::StreamFormat& format);
+  std::optional<platform::PlatformError> setClientOutput(const platform::StreamFormat& format);
+
+  void setInputEnabled(bool enabled) { mInputEnabled = enabled; }
+  void setOutputEnabled(bool enabled) { mOutputEnabled = enabled; }
+  void setInputHandler(platform::InputHandler handler);
+  void setOutputProvider(platform::OutputProvider provider);
+
+  /// What the unit's render operation does. On the device callback, inside a closure of this unit.
+  platform::Status render(std::uint32_t frames, std::int32_t bus, platform::RenderBufferList& list) const;
+
+ private:
+  static constexpr std::int32_t outputBus = 0;
+  static constexpr std::int32_t inputBus = 1;
+
+  void deviceSlice(const DeviceSlice& slice, OutputMix& mix) override;
+  platform::Status mayStart() const;
+  platform::Status refuse(platform::Status status, const std::string& reason) const;
+  std::optional<platform::PlatformError> checkClientFormat(const platform::StreamFormat& format) const;
+  template <typename Change>
+  void changeWhileNotCalled(Change change);
+
+  std::shared_ptr<AudioHub> mHub;
+  std::shared_ptr<platform::Log> mLog;
+  std::shared_ptr<platform::PlatformSession> mSession;
+  platform::StreamFormat mClientInput;
+  platform::StreamFormat mClientOutput;
+  bool mInitialized = false;
+  bool mRunning = false;
+  bool mInputEnabled = false;
+  bool mOutputEnabled = true;
+  platform::InputHandler mInputHandler;
+  platform::OutputProvider mOutputProvider;
+
+  // What the callback works with; made at start, before the hub calls.
+  std::unique_ptr<InputEdge> mInput;
+  std::unique_ptr<OutputEdge> mOutput;
+  bool mInsideSlice = false;
+};
+
+}  // namespace orvane::host

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <atomic>
+#include <memory>
+
+#include "platform/Log.h"
+#include "platform/Scheduler.h"
+
+namespace orvane::host {
+
+/// The scheduler of a run by the clock: each worker is a thread of its own, the clock is the system's monotonic one.
+class RealPace final : public platform::Scheduler {
+ public:
+  /// `log` is told, once, when the system refuses real-time scheduling.
+  explicit RealPace(std::shared_ptr<platform::Log> log);
+
+  const platform::Clock& clock() const override { return *mClock; }
+  std::unique_ptr<platform::Worker> makeWorker(const std::string& name, Priority priority) override;
+  std::unique_ptr<platform::Waiter> makeWaiter() override;
+
+ private:
+  void requestRealTime();
+
+  std::unique_ptr<platform::Clock> mClock;
+  std::shared_ptr<platform::Log> mLog;
+  std::atomic<bool> mRefusalLogged = false;
+};
+
+}  // namespace orvane::host
