@@ -1,0 +1,54 @@
+#include "iounit/CapturedInput.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <exception>
+#include <span>
+
+#include "platform/RealTime.h"
+
+namespace orvane {
+
+using namespace platform;
+
+namespace {
+
+/// Appends as much of `text` as there is room for; returns the room that is left.
+std::span<char> append(std::span<char> room, std::string_view text) {
+  const std::size_t size = std::min(room.size(), text.size());
+  std::copy_n(text.begin(), size, room.begin());
+  return room.subspan(size);
+}
+
+/// Straight to the descriptor, from memory on the stack: streams lock and allocate, and this is the device callback.
+[[noreturn]] void endOnRenderFailure(Status status, std::string_view place) {
+  const RealTimeExemption exemption;
+  std::array<char, 12> digits;
+  const auto digitsEnd = std::to_chars(digits.begin(), digits.end(), status).ptr;
+
+  std::array<char, 128> line;
+  std::span<char> room = append(line, "Error ");
+  room = append(room, std::string_view(digits.begin(), digitsEnd));
+  room = append(room, " while rendering in ");
+  room = append(room, place);
+  room = append(room, "\n");
+  [[maybe_unused]] const auto written = ::write(STDERR_FILENO, line.data(), line.size() - room.size());
+  std::terminate();
+}
+
+}  // namespace
+
+void renderCapturedInput(const RenderOperation& render, const CapturedSlice& slice, PX::BufferList& list,
+                         std::string_view place) {
+  const auto byteSize = static_cast<std::uint32_t>(slice.frames * sizeof(float));
+  for (std::uint32_t i = 0; i < list.GetNumberBuffers(); ++i) {
+    list[i] = {.channels = 1, .byteSize = byteSize, .data = nullptr};
+  }
+  const Status status = render(slice.flags, slice.time, slice.frames, slice.bus, list.GetAudioBufferList(), nullptr);
+  if (status != status::success) endOnRenderFailure(status, place);
+}
+
+}  // namespace orvane

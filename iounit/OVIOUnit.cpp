@@ -1,0 +1,195 @@
+#include "iounit/OVIOUnit.h"
+
+#include <exception>
+#include <string_view>
+#include <utility>
+
+#include "Pexutil/Source/Utility/PXX4CCString.h"
+#include "platform/Log.h"
+#include "platform/Platform.h"
+#include "platform/PlatformSession.h"
+#include "platform/UnitService.h"
+#include "session/OVSession.h"
+#include "session/OVThrow.h"
+
+using namespace orvane::platform;
+
+namespace {
+
+constexpr std::uint32_t kOutputElement = 0;
+constexpr std::uint32_t kInputElement = 1;
+constexpr std::uint32_t kGlobalElement = 0;
+
+/// A set of services without a log must not turn a remark into a crash.
+void writeToLog(LogLevel level, const std::string& line) {
+  if (const auto log = current().log) log->write(level, line);
+}
+
+/// The code of a sub-type text, 'rioc' where there is none that can be used.
+std::uint32_t subTypeCode(const std::optional<std::string>& subType) {
+  if (!subType) return UnitDescription::defaultSubType;
+  if (subType->size() != sizeof(std::uint32_t)) {
+    writeToLog(LogLevel::warning, "invalid I/O unit subtype string: " + *subType);
+    return UnitDescription::defaultSubType;
+  }
+  std::uint32_t code = 0;
+  for (const char character : *subType) code = code << 8 | static_cast<unsigned char>(character);
+  return code;
+}
+
+/// A unit as messages show it.
+std::string nameOf(UnitInstance unit) {
+  return "UnitInstance " + std::to_string(static_cast<std::uint32_t>(unit));
+}
+
+/// Runs one step of a teardown. An exception must neither leave a destructor nor keep the next step from being taken.
+template <typename Step>
+void attempt(std::string_view name, const Step& step) noexcept {
+  try {
+    step();
+  } catch (const std::exception& failure) {
+    writeToLog(LogLevel::error, std::string(name) + " failed: " + failure.what());
+  }
+}
+
+}  // namespace
+
+std::shared_ptr<OVIOUnit> OVIOUnit::init() {
+  return std::shared_ptr<OVIOUnit>(new OVIOUnit);
+}
+
+OVIOUnit::OVIOUnit() = default;
+
+OVIOUnit::~OVIOUnit() {
+  tearDown();
+}
+
+void OVIOUnit::tearDown() noexcept {
+  if (_wrapperUnit) attempt("UnitWrapper::invalidate", [this] { _wrapperUnit->invalidate(); });
+  if (_audioUnit != UnitInstance::none) attempt("UnitService::dispose", [this] { _unitService->dispose(_audioUnit); });
+  _audioUnit = UnitInstance::none;
+  _componentSubType.reset();
+  _wrapperUnit.reset();
+  _lastSessionSet.reset();
+  _unitService.reset();
+}
+
+void OVIOUnit::setComponentSubType(std::optional<std::string> componentSubType) {
+  if (_audioUnit != UnitInstance::none) {
+    writeToLog(LogLevel::warning, "Warning: ignoring attempt to set I/O unit sub-type after initialization");
+    return;
+  }
+  _componentSubType = std::move(componentSubType);
+}
+
+void OVIOUnit::lazyInit() {
+  if (_audioUnit != UnitInstance::none) return;
+
+  UnitDescription description;
+  description.subType = subTypeCode(_componentSubType);
+  const auto service = current().units;
+  const UnitComponent component = service->findComponent(description);
+  if (component == UnitComponent::none) {
+    const PXX4CCString code(static_cast<std::int32_t>(description.subType));
+    _OVThrowMsg(std::string("I/O unit subtype ") + code.c_str() + " not found");
+  }
+
+  UnitInstance unit = UnitInstance::none;
+  const Status status = service->createInstance(component, unit);
+  if (status != status::success || unit == UnitInstance::none) OVThrow("Failed to instantiate I/O unit", status);
+  _unitService = service;
+  _audioUnit = unit;
+
+  auto wrapper = _unitService->wrap(_audioUnit);
+  if (!wrapper) _OVThrowMsg("Failed to wrap " + nameOf(_audioUnit) + " in " + UnitWrapper::className);
+  _wrapperUnit = std::move(wrapper);
+}
+
+UnitInstance OVIOUnit::audioUnit() {
+  if (_audioUnit == UnitInstance::none) lazyInit();
+  return _audioUnit;
+}
+
+std::shared_ptr<UnitWrapper> OVIOUnit::wrapperUnit() {
+  if (!_wrapperUnit) lazyInit();
+  return _wrapperUnit;
+}
+
+UnitWrapper& OVIOUnit::wrapper() {
+  if (!wrapperUnit()) _OVThrowMsg(nameOf(_audioUnit) + " has no " + UnitWrapper::className);
+  return *_wrapperUnit;
+}
+
+void OVIOUnit::setDirections(bool inputEnabled, bool outputEnabled) {
+  // Not through `wrapperUnit`: without a wrapper that would come back here through `lazyInit`, without end.
+  if (!_wrapperUnit) return;
+  _wrapperUnit->setInputEnabled(inputEnabled);
+  _wrapperUnit->setOutputEnabled(outputEnabled);
+}
+
+void OVIOUnit::initializeAU() {
+  const UnitInstance unit = audioUnit();
+  if (const Status status = _unitService->initialize(unit)) OVThrow("UnitService::initialize failed", status);
+}
+
+void OVIOUnit::start() {
+  const UnitInstance unit = audioUnit();
+  if (const Status status = _unitService->start(unit)) OVThrow("UnitService::start failed", status);
+}
+
+void OVIOUnit::stop() {
+  const UnitInstance unit = audioUnit();
+  if (const Status status = _unitService->stop(unit)) OVThrow("UnitService::stop failed", status);
+}
+
+void OVIOUnit::stopIfRunning() {
+  if (_audioUnit != UnitInstance::none && _unitService->isRunning(_audioUnit)) stop();
+}
+
+std::shared_ptr<OVSession> OVIOUnit::session() const {
+  return _lastSessionSet;
+}
+
+void OVIOUnit::setSession(std::shared_ptr<OVSession> session) {
+  const std::shared_ptr<Object> implementation = session ? session->session() : nullptr;
+  const auto* platformSession = dynamic_cast<const PlatformSession*>(implementation.get());
+  if (!platformSession) {
+    _OVThrowMsg("setSession failed -- unsupported session implementation type " +
+                (implementation ? implementation->description() : "(null)"));
+  }
+  const std::uint32_t identifier = platformSession->identifier();
+  const UnitInstance unit = audioUnit();
+  const Status status = _unitService->setProperty(unit, UnitProperty::sessionIdentifier, UnitScope::global,
+                                                  kGlobalElement, &identifier, sizeof identifier);
+  if (status != status::success) {
+    _OVThrowMsg("setSession failed -- UnitService::setProperty(UnitProperty::sessionIdentifier) sessionID: " +
+                std::to_string(identifier));
+  }
+  _lastSessionSet = std::move(session);
+}
+
+StreamFormat OVIOUnit::inputHardwareFormat() {
+  return wrapper().inputBus(kInputElement).format();
+}
+
+StreamFormat OVIOUnit::outputHardwareFormat() {
+  return wrapper().outputBus(kOutputElement).format();
+}
+
+StreamFormat OVIOUnit::inputClientFormat() {
+  return wrapper().outputBus(kInputElement).format();
+}
+
+StreamFormat OVIOUnit::outputClientFormat() {
+  return wrapper().inputBus(kOutputElement).format();
+}
+
+void OVIOUnit::setInputClientFormat(const StreamFormat& inputClientFormat) {
+  const auto error = wrapper().outputBus(kInputElement).setFormat(inputClientFormat);
+  if (error) OVThrow("setInputClientFormat failed", *error);
+}
+
+void OVIOUnit::setOutputClientFormat(const StreamFormat& outputClientFormat) {
+  const auto error = wrapper().inputBus(kOutputElement).setFormat(outputClientFormat);
+  if (error) OVThrow("setOutputClientFormat failed", *error);
+}

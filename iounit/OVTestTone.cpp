@@ -1,0 +1,54 @@
+#include "iounit/OVTestTone.h"
+
+#include "platform/UnitService.h"
+#include "session/OVThrow.h"
+
+using namespace orvane;
+using namespace orvane::platform;
+
+namespace {
+
+void setUp(SineWaveGenerator& generator, double frequency, float amplitude, double sampleRate) {
+  generator.mFrequency = static_cast<float>(frequency);
+  generator.mAmplitude = amplitude;
+  generator.SetSampleRate(static_cast<float>(sampleRate));
+}
+
+void render(SineWaveGenerator& generator, const RenderBuffer& buffer, std::uint32_t frames) {
+  generator.Render(static_cast<float*>(buffer.data), frames, 1, 1);
+}
+
+}  // namespace
+
+std::shared_ptr<OVTestTone> OVTestTone::init() {
+  return std::shared_ptr<OVTestTone>(new OVTestTone);
+}
+
+OVTestTone::OVTestTone() = default;
+
+OVTestTone::~OVTestTone() {
+  tearDown();
+}
+
+void OVTestTone::start() {
+  stopIfRunning();
+  initializeAU();
+  const double hardwareRate = outputHardwareFormat().sampleRate();
+  if (hardwareRate == 0.0) {
+    _OVThrowMsg("Hardware sample rate is 0.0 after activating session and initializing AU");
+  }
+  const double sampleRate = _clientSampleRate == 0.0 ? hardwareRate : _clientSampleRate;
+
+  constexpr double kPerfectFifth = 1.5;
+  setUp(mWaveGeneratorL, _frequency, _amplitude, sampleRate);
+  setUp(mWaveGeneratorR, _frequency * (_monotone ? 1.0 : kPerfectFifth), _amplitude, sampleRate);
+  setOutputClientFormat(StreamFormat::standard(sampleRate, 2));
+  wrapper().setOutputProvider(
+      [left = &mWaveGeneratorL, right = &mWaveGeneratorR](RenderActionFlags&, const RenderTimeStamp&,
+                                                          std::uint32_t frames, std::int32_t, RenderBufferList& list) {
+        render(*left, list.buffers()[0], frames);
+        render(*right, list.buffers()[1], frames);
+        return status::success;
+      });
+  OVIOUnit::start();
+}
