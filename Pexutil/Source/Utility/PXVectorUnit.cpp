@@ -1,0 +1,21 @@
+#include "Pexutil/Source/Utility/PXVectorUnit.h"
+
+#include <unistd.h>
+
+#include <cstdlib>
+#include <string_view>
+
+constinit std::atomic<std::int32_t> gPXVectorUnitType{-1};
+
+std::int32_t PXVectorUnit_Examine() {
+  constexpr std::int32_t kFourLanes = 200;
+  constexpr std::string_view kNotice = "PX_NoVector set; Vector unit optimized routines will be bypassed\n";
+
+  if (std::getenv("PX_NoVector") != nullptr) {
+    // Straight to the descriptor: a stream could lock or allocate. A notice that cannot be written is no failure.
+    [[maybe_unused]] const auto written = ::write(STDERR_FILENO, kNotice.data(), kNotice.size());
+    return 0;
+  }
+  gPXVectorUnitType.store(kFourLanes, std::memory_order_relaxed);
+  return kFourLanes;
+}

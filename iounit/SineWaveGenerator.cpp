@@ -1,0 +1,81 @@
+#include "iounit/SineWaveGenerator.h"
+
+#include <cmath>
+#include <cstddef>
+#include <numbers>
+
+#include "iounit/TruncateToInt32.h"
+
+namespace orvane {
+namespace {
+
+/// Writes what `nextSample` returns, once for each frame, to the one or two channels of it.
+template <typename Sample, typename Oscillator>
+void writeFrames(Sample* buffer, std::uint32_t frameCount, int channelCount, int stride, Oscillator nextSample) {
+  if (channelCount != 1 && channelCount != 2) return;
+  const std::ptrdiff_t step = std::ptrdiff_t{stride} * channelCount;
+  for (std::uint32_t frame = 0; frame < frameCount; ++frame) {
+    const Sample sample = nextSample();
+    Sample* const first = buffer + step * std::ptrdiff_t{frame};
+    for (int channel = 0; channel < channelCount; ++channel) first[channel] = sample;
+  }
+}
+
+/// Arithmetic modulo 2^32, which the language defines for unsigned operands only.
+constexpr std::uint32_t wrapping(std::int32_t value) {
+  return static_cast<std::uint32_t>(value);
+}
+
+}  // namespace
+
+void SineWaveGenerator::SetSampleRate(float rate) {
+  mSampleRate = rate;
+  mPhase = 0.0F;
+  SetInitialValues();
+}
+
+void SineWaveGenerator::SetInitialValues() {
+  const double omega = double{mFrequency / mSampleRate} * (2.0 * std::numbers::pi);
+  // A cosine of 1 would be 2^31, one above the range: the truncation saturates.
+  mCoefficient = truncateToInt32(std::cos(omega) * 2147483648.0);
+  mState1 = 0;
+  mState2 = truncateToInt32(std::sin(omega) * -1073741824.0) >> 2;
+}
+
+void SineWaveGenerator::Render(float* buffer, std::uint32_t frameCount, int channelCount, int stride) {
+  constexpr float kTwoPi = 2.0F * std::numbers::pi_v<float>;
+  const float period = mSampleRate / mFrequency;
+  const float amplitude = mAmplitude;
+  float phase = mPhase;
+  writeFrames(buffer, frameCount, channelCount, stride, [&] {
+    const float sample = amplitude * std::sin(phase / period * kTwoPi);
+    phase += 1.0F;
+    if (phase > period) phase -= period;
+    return sample;
+  });
+
+  mFrequency *= mSweepFactor;
+  if (mSweepFactor != 0.0F && (mFrequency > 3000.0F || mFrequency < 60.0F)) mSweepFactor = 1.0F / mSweepFactor;
+  mPhase = phase;
+}
+
+void SineWaveGenerator::Render16(std::int16_t* buffer, std::uint32_t frameCount, int channelCount, int stride) {
+  const std::int32_t amplitude = truncateToInt32(double{mAmplitude * 32767.0F});
+  const std::int32_t coefficient = mCoefficient;
+  std::int32_t state1 = mState1;
+  std::int32_t state2 = mState2;
+  // y[n] = 2 cos w y[n-1] - y[n-2] with 28 fraction bits: state1 is 4 y[n-1], so the product's upper half is 2 cos w
+  // y[n-1].
+  writeFrames(buffer, frameCount, channelCount, stride, [&] {
+    const std::int64_t product = std::int64_t{state1} * coefficient;
+    const std::uint32_t value = wrapping(static_cast<std::int32_t>(product >> 32)) - wrapping(state2);
+    state2 = state1 >> 2;
+    state1 = static_cast<std::int32_t>(value << 2);
+    const std::int32_t sample = state1 >> 15;
+    return static_cast<std::int16_t>((wrapping(sample) * wrapping(amplitude)) >> 15);
+  });
+  mState1 = state1;
+  mState2 = state2;
+}
+
+}  // namespace orvane
