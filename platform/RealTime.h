@@ -23,7 +23,7 @@ class RealTimeExemption {
   RealTimeExemption& operator=(const RealTimeExemption&) = delete;
 
  private:
-  int mDepth;
+  [[maybe_unused]] int mDepth;  ///< Used in builds with ORVANE_REAL_TIME_CHECKS only.
 };
 
 }  // namespace orvane::platform
