@@ -7,6 +7,7 @@ set(ORVANE_PUBLIC_HEADERS
   iounit/AOMeter.h
   iounit/OVIOUnit.h
   iounit/OVTestTone.h
+  iounit/SineWaveGenerator.h
   platform/ChannelLayout.h
   platform/Clock.h
   platform/EventLoop.h
