@@ -75,7 +75,10 @@ TEST_F(PowerMeterTest, AgreesWithTheSlowMeterInEveryField) {
     SlowPowerMeter slow;
     meter.mInstantaneous = slow.mInstantaneous = draw(0, 9) == 0;
     if (const double rate = kRates[draw(0, 7)]; rate != 0.0) meter.SetSampleRate(rate), slow.setRate(rate);
-    if (draw(0, 9) == 0) slow.mHoldCounter = meter.mHoldCounter = kHighest - 100;
+    if (draw(0, 9) == 0) {  // half a day after a peak, where the counter meets its end
+      slow.mHoldCounter = meter.mHoldCounter = kHighest - 100;
+      slow.mPeakHold = meter.mPeakHold = 1e9;
+    }
     int frames = draw(0, 70);
     const int format = draw(0, 5);
     for (int block = 0; block < 8; ++block) {
@@ -117,6 +120,9 @@ TEST_F(PowerMeterTest, NoVectorGivesTheResultsOfUnalignedInputAndSaysSoEachTime)
   EXPECT_EQ(fieldsOf(bypassed), fieldsOf(scalar));
   EXPECT_EQ(gPXVectorUnitType, -1);
   allowLanes(true);
+  gPXVectorUnitType = 0;  // examined, and none there
+  bypassed.Process(aligned, 1, 64);
+  EXPECT_EQ(bypassed.mLaneMeanSquare[0], 0.0F);
   EXPECT_EQ(PXVectorUnit_Examine(), 200);
   EXPECT_EQ(gPXVectorUnitType, 200);
 }
