@@ -17,7 +17,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <typeinfo>
 
 #define ORVANE_HOOK extern "C" __attribute__((visibility("default")))
 
@@ -116,11 +115,11 @@ ORVANE_HOOK FILE* fopen(const char* path, const char* mode) {
   return original(path, mode);
 }
 
-ORVANE_HOOK void __cxa_throw(void* object, std::type_info* type, void (*destructor)(void*)) {
+/// The first thing that a throw does.
+ORVANE_HOOK void* __cxa_allocate_exception(std::size_t size) noexcept {
   check("throw");
-  static const auto original = next<void (*)(void*, std::type_info*, void (*)(void*))>("__cxa_throw");
-  original(object, type, destructor);
-  __builtin_unreachable();
+  static const auto original = next<void* (*)(std::size_t)>("__cxa_allocate_exception");
+  return original(size);
 }
 
 #endif

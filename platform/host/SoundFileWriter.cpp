@@ -122,6 +122,7 @@ void SoundFileWriter::scheduleDrain() {
 }
 
 void SoundFileWriter::flush() {
+  mQueue->finishBlock();
   drain();
 }
 

@@ -1,0 +1,230 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/host/FastPace.h"
+#include "platform/host/HostLog.h"
+#include "platform/host/RealPace.h"
+
+namespace orvane::host {
+namespace {
+
+using namespace std::chrono_literals;
+using platform::HostTime;
+using platform::Scheduler;
+using platform::Waiter;
+
+std::unique_ptr<platform::Worker> worker(Scheduler& scheduler, const std::string& name) {
+  return scheduler.makeWorker(name, Scheduler::Priority::ordinary);
+}
+
+/// Three workers that post to each other, at due times that collide; gives what ran, where, and when.
+std::string traceOfExchange(Scheduler& scheduler, const std::array<int, 3>& order) {
+  std::string trace;
+  std::array<std::unique_ptr<platform::Worker>, 3> workers;
+  for (auto& each : workers) each = worker(scheduler, "exchange");
+  const std::unique_ptr<Waiter> done = scheduler.makeWaiter();
+  int left = 3 * 2 * 2;  // Three chains; each task posts to both other workers, two generations deep.
+  std::function<void(int, int)> run = [&](int self, int depth) {
+    const HostTime now = scheduler.clock().now();
+    trace += std::to_string(self) + "@" + std::to_string(now.count()) + " ";
+    for (int step = 1; depth > 0 && step < 3; ++step) {
+      const int next = (self + step) % 3;
+      const HostTime due = now + (step == 1 ? 5ms : 0ms);
+      workers[static_cast<std::size_t>(next)]->postAt(due, [&run, next, depth] { run(next, depth - 1); });
+    }
+    if (depth == 0 && --left == 0) done->signal();
+  };
+  for (const int first : order) workers[static_cast<std::size_t>(first)]->post([&run, first] { run(first, 2); });
+  EXPECT_TRUE(done->wait(1s));
+  return trace;
+}
+
+TEST(FastPace, WorkersThatPostToEachOtherTakeTheSameCourseAtEveryRun) {
+  std::array<int, 3> order{0, 1, 2};
+  do {
+    std::vector<std::string> traces;
+    for (int run = 0; run < 20; ++run) {
+      FastPace scheduler;
+      traces.push_back(traceOfExchange(scheduler, order));
+    }
+    EXPECT_GT(traces.front().size(), 100U);
+    for (const std::string& trace : traces) EXPECT_EQ(trace, traces.front());
+  } while (std::next_permutation(order.begin(), order.end()));
+}
+
+TEST(FastPace, TimeStandsStillWhileTheCallerWorks) {
+  FastPace scheduler;
+  const auto ticks = worker(scheduler, "ticks");
+  const auto waiter = scheduler.makeWaiter();
+  int count = 0;
+  std::function<void()> tick = [&] {
+    ++count;
+    ticks->postAt(scheduler.clock().now() + 1ms, tick);
+    if (count % 10 == 0) waiter->signal();
+  };
+  ticks->post(tick);
+  EXPECT_EQ(scheduler.clock().now(), 1s);
+  for (int round = 1; round <= 50; ++round) {
+    ASSERT_TRUE(waiter->wait(Waiter::forever));
+    std::this_thread::yield();
+    EXPECT_EQ(count, round * 10);
+    EXPECT_EQ(scheduler.clock().now(), 1s + (round * 10 - 1) * 1ms);
+  }
+  EXPECT_FALSE(waiter->wait(0ms));
+}
+
+TEST(FastPace, TheTaskThatSignalsIsDoneWhenTheWaitReturns) {
+  FastPace scheduler;
+  const auto signaller = worker(scheduler, "signaller");
+  const auto waiter = scheduler.makeWaiter();
+  for (int round = 0; round < 200; ++round) {
+    bool done = false;
+    signaller->post([&] {
+      waiter->signal();
+      std::this_thread::sleep_for(10us);
+      done = true;
+    });
+    ASSERT_TRUE(waiter->wait(1s));
+    ASSERT_TRUE(done);
+  }
+}
+
+TEST(FastPace, TenThousandWaitsWithLimitsTakeExactlyTheirTime) {
+  FastPace scheduler;
+  const auto waiter = scheduler.makeWaiter();
+  const auto worker_ = worker(scheduler, "signals");
+  HostTime expected = scheduler.clock().now();
+  for (int round = 0; round < 10000; ++round) {
+    const HostTime limit(round * 7919 % 1000 + 1);
+    const HostTime signal(round * 104729 % 1000 + 1);
+    worker_->postAt(expected + signal, [&] { waiter->signal(); });
+    // Of two that are due at once the one that was posted first comes first: the signal.
+    const bool signalled = signal <= limit;
+    ASSERT_EQ(waiter->wait(limit), signalled) << round;
+    expected += signalled ? signal : limit;
+    ASSERT_EQ(scheduler.clock().now(), expected) << round;
+    if (!signalled) worker_->cancel();
+  }
+}
+
+struct Pace {
+  const char* name;
+  std::shared_ptr<Scheduler> (*make)();
+};
+
+class BothPaces : public testing::TestWithParam<Pace> {};
+
+TEST_P(BothPaces, TasksRunInOrderOfDueTimeThenOfPosting) {
+  const auto scheduler = GetParam().make();
+  const auto tasks = worker(*scheduler, "tasks");
+  const auto waiter = scheduler->makeWaiter();
+  const HostTime start = scheduler->clock().now() + 20ms;
+  std::vector<int> ran;
+  const std::vector<std::pair<HostTime, int>> posted{{3ms, 5}, {1ms, 1}, {2ms, 3}, {1ms, 2}, {0ms, 0}, {2ms, 4}};
+  for (const auto& [due, number] : posted) {
+    tasks->postAt(start + due, [&, number = number, due = start + due] {
+      EXPECT_GE(scheduler->clock().now(), due);
+      ran.push_back(number);
+      if (ran.size() == 6) waiter->signal();
+    });
+  }
+  ASSERT_TRUE(waiter->wait(10s));
+  EXPECT_EQ(ran, (std::vector{0, 1, 2, 3, 4, 5}));
+}
+
+TEST_P(BothPaces, CancelReturnsWhenTheRunningTaskHasEndedAndNothingFollows) {
+  const auto scheduler = GetParam().make();
+  const auto waiter = scheduler->makeWaiter();
+  for (int round = 0; round < 50; ++round) {
+    std::atomic<bool> running = false;
+    std::atomic<int> runs = 0;
+    const auto chain = worker(*scheduler, "chain");
+    std::function<void()> link = [&] {
+      running = true;
+      if (++runs == 3) waiter->signal();
+      std::this_thread::sleep_for(50us);
+      chain->post(link);
+      running = false;
+    };
+    chain->post(link);
+    ASSERT_TRUE(waiter->wait(10s));
+    chain->cancel();
+    EXPECT_FALSE(running);
+    const int ranBefore = runs;
+    EXPECT_FALSE(waiter->wait(1ms));
+    EXPECT_EQ(runs, ranBefore);
+    chain->post([&] { waiter->signal(); });
+    EXPECT_TRUE(waiter->wait(10s)) << "a cancelled worker takes new tasks";
+  }
+}
+
+TEST_P(BothPaces, ATaskMayCancelItsOwnWorker) {
+  const auto scheduler = GetParam().make();
+  const auto waiter = scheduler->makeWaiter();
+  const auto tasks = worker(*scheduler, "own");
+  tasks->post([&] {
+    tasks->post([] { FAIL() << "was cancelled"; });
+    tasks->cancel();
+    tasks->post([&] { waiter->signal(); });
+  });
+  EXPECT_TRUE(waiter->wait(10s));
+}
+
+TEST_P(BothPaces, SignalsAreCountedAndLimitsKept) {
+  const auto scheduler = GetParam().make();
+  const auto waiter = scheduler->makeWaiter();
+  waiter->signal();
+  waiter->signal();
+  EXPECT_TRUE(waiter->wait(0ms));
+  EXPECT_TRUE(waiter->wait(Waiter::forever));
+  const HostTime before = scheduler->clock().now();
+  EXPECT_FALSE(waiter->wait(2ms));
+  EXPECT_GE(scheduler->clock().now() - before, 2ms);
+  EXPECT_FALSE(waiter->wait(-1ms));
+}
+
+TEST_P(BothPaces, ManyCallersPostSignalAndCancelAtOnce) {
+  const auto scheduler = GetParam().make();
+  constexpr int callers = 4;
+  constexpr int rounds = 300;
+  std::atomic<int> ran = 0;
+  std::vector<std::thread> threads;
+  const auto shared = worker(*scheduler, "shared");
+  for (int caller = 0; caller < callers; ++caller) {
+    threads.emplace_back([&] {
+      const auto own = worker(*scheduler, "own");
+      const auto waiter = scheduler->makeWaiter();
+      for (int round = 0; round < rounds; ++round) {
+        shared->post([&] {
+          ++ran;
+          own->post([&] { waiter->signal(); });
+        });
+        ASSERT_TRUE(waiter->wait(20s));
+        own->postAt(scheduler->clock().now() + 1h, [] { FAIL(); });
+        own->cancel();
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(ran, callers * rounds);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Paces, BothPaces,
+    testing::Values(Pace{"Real",
+                         []() -> std::shared_ptr<Scheduler> {
+                           return std::make_shared<RealPace>(std::make_shared<HostLog>());
+                         }},
+                    Pace{"Fast", []() -> std::shared_ptr<Scheduler> { return std::make_shared<FastPace>(); }}),
+    [](const auto& instance) { return std::string(instance.param.name); });
+
+}  // namespace
+}  // namespace orvane::host
