@@ -1,12 +1,14 @@
 # What is installed, and how clients find it.
 include(CMakePackageConfigHelpers)
 
-# The headers of the exported classes, of the services beside them, and of the roles that a harness may script.
+# The headers of the exported classes, of the services beside them, and of the roles that a harness may script; and, though
+# it is not exported, of a class that an exported one holds by value.
 set(ORVANE_PUBLIC_HEADERS
   Pexutil/Source/Utility/PXX4CCString.h
   iounit/AOMeter.h
   iounit/OVIOUnit.h
   iounit/OVTestTone.h
+  iounit/SineWaveGenerator.h
   iounit/SineWaveGenerator.h
   platform/ChannelLayout.h
   platform/Clock.h
