@@ -69,6 +69,19 @@ bool takesLanes(const float* samples, int stride) {
   return type >= 1 && stride == 1 && std::bit_cast<std::uintptr_t>(samples) % alignof(Lanes) == 0;
 }
 
+/// Carries the peak and the running mean square over samples one at a time.
+void processOneByOne(const float* samples, int stride, int frameCount, float& peak, double& meanSquare) {
+  float highest = peak;
+  double mean = meanSquare;
+  for (int frame = 0; frame < frameCount; ++frame) {
+    const float magnitude = std::fabs(samples[std::ptrdiff_t{frame} * stride]);
+    if (magnitude > highest) highest = magnitude;
+    mean += (double{magnitude * magnitude} - mean) * kSmoothing;
+  }
+  peak = highest;
+  meanSquare = mean;
+}
+
 /// The peak and the running mean square of a block of integers, whose magnitudes `magnitudeAt` gives. The arithmetic is
 /// that of 32 bits and wraps around, so it is done without a sign.
 template <typename MagnitudeAt>
@@ -101,11 +114,7 @@ void PowerMeter::Process(const float* samples, int stride, int frameCount) {
   float peak = 0.0F;
   int remaining = frameCount;
   if (takesLanes(samples, stride)) ProcessVector(samples, remaining, peak, meanSquare);
-  for (int frame = 0; frame < remaining; ++frame) {
-    const float magnitude = std::fabs(samples[std::ptrdiff_t{frame} * stride]);
-    if (magnitude > peak) peak = magnitude;
-    meanSquare += (double{magnitude * magnitude} - meanSquare) * kSmoothing;
-  }
+  processOneByOne(samples, stride, remaining, peak, meanSquare);
   SaveLevels(frameCount, meanSquare, peak);
 }
 
