@@ -9,7 +9,6 @@ set(ORVANE_PUBLIC_HEADERS
   iounit/OVIOUnit.h
   iounit/OVTestTone.h
   iounit/SineWaveGenerator.h
-  platform/ChannelLayout.h
   platform/Clock.h
   platform/EventLoop.h
   platform/Export.h
