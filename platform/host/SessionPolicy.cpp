@@ -77,7 +77,7 @@ constexpr std::string_view inputRight = "a category with input, such as orvane.c
 constexpr std::string_view outputRight = "a category with output, such as orvane.category.playback";
 constexpr std::string_view bothRight = "a category with input and output, such as orvane.category.play-and-record";
 
-constexpr std::array<Option, 7> options{{
+constexpr std::array<Option, 7> allOptions{{
     {platform::session_option::mixWithOthers, "mixWithOthers", output | mixing, mixesRight},
     {platform::session_option::duckOthers, "duckOthers", output | mixing, mixesRight},
     {platform::session_option::allowHFP, "allowHFP", input, inputRight},
@@ -89,7 +89,7 @@ constexpr std::array<Option, 7> options{{
 
 constexpr std::uint64_t knownOptions = [] {
   std::uint64_t bits = 0;
-  for (const Option& option : options) bits |= option.bit;
+  for (const Option& option : allOptions) bits |= option.bit;
   return bits;
 }();
 
@@ -128,7 +128,7 @@ bool categoryHasOutput(std::string_view category) {
 
 std::uint64_t sensibleOptions(std::string_view category) {
   std::uint64_t bits = 0;
-  for (const Option& option : options) {
+  for (const Option& option : allOptions) {
     if (fits(option, traitsOf(category))) bits |= option.bit;
   }
   return bits;
@@ -137,6 +137,7 @@ std::uint64_t sensibleOptions(std::string_view category) {
 std::optional<std::string> whyNotCategory(std::string_view category) {
   if (traitsOf(category) != 0) return std::nullopt;
   std::vector<std::string_view> identifiers;
+  identifiers.reserve(categories.size());
   for (const Category& known : categories) identifiers.push_back(known.identifier);
   return unknownName("category", category, "PlayAndRecord", "orvane.category.", identifiers);
 }
@@ -146,15 +147,15 @@ std::optional<std::string> whyNotMode(std::string_view mode) {
   return unknownName("mode", mode, "Measurement", "orvane.mode.", {modes.begin(), modes.end()});
 }
 
-std::optional<std::string> whyNotOptions(std::string_view category, std::uint64_t bits) {
-  if (const std::uint64_t unknown = bits & ~knownOptions) {
+std::optional<std::string> whyNotOptions(std::string_view category, std::uint64_t options) {
+  if (const std::uint64_t unknown = options & ~knownOptions) {
     char text[96];
     std::snprintf(text, sizeof text, "no option has the bits 0x%" PRIx64 "; the options' bits are 0x%" PRIx64, unknown,
                   knownOptions);
     return text;
   }
-  for (const Option& option : options) {
-    if ((bits & option.bit) == 0 || fits(option, traitsOf(category))) continue;
+  for (const Option& option : allOptions) {
+    if ((options & option.bit) == 0 || fits(option, traitsOf(category))) continue;
     return std::string(option.name) + " makes no sense with " + std::string(category) + "; it needs " +
            std::string(option.right);
   }

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <atomic>
 #include <barrier>
 #include <set>
 #include <thread>
@@ -52,8 +53,12 @@ TEST(SessionThreads, LogHandsLinesToItsSinkOneAtATime) {
   using orvane::platform::LogLevel;
   orvane::host::HostLog log;
   std::vector<std::string> lines;
+  std::atomic<bool> inside = false;
   log.setSink([&](LogLevel level, std::string_view line) {
+    EXPECT_FALSE(inside.exchange(true));
+    std::this_thread::yield();
     lines.emplace_back(line);
+    inside = false;
     // A sink may log a line of its own without a deadlock.
     if (level == LogLevel::error) log.write(LogLevel::notice, "after an error");
   });
