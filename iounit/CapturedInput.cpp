@@ -26,10 +26,10 @@ std::span<char> append(std::span<char> room, std::string_view text) {
 /// Straight to the descriptor, from memory on the stack: streams lock and allocate, and this is the device callback.
 [[noreturn]] void endOnRenderFailure(Status status, std::string_view place) {
   const RealTimeExemption exemption;
-  std::array<char, 12> digits;
+  std::array<char, 12> digits{};
   const auto digitsEnd = std::to_chars(digits.begin(), digits.end(), status).ptr;
 
-  std::array<char, 128> line;
+  std::array<char, 128> line{};
   std::span<char> room = append(line, "Error ");
   room = append(room, std::string_view(digits.begin(), digitsEnd));
   room = append(room, " while rendering in ");

@@ -37,7 +37,7 @@ void MeterInputHandler::meterChannels(std::uint32_t frames) {
 void MeterInputHandler::printBars() const {
   constexpr std::size_t kWidest = kBarWidth + 2;
   for (auto meter = mMeters.begin(); meter != mMeters.end(); ++meter) {
-    std::array<char, kWidest> text;
+    std::array<char, kWidest> text{};
     text.fill(' ');
     std::fill_n(text.begin(), barStars(meter->mAverageLevel), '*');
     const bool isLast = meter + 1 == mMeters.end();
