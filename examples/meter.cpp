@@ -1,0 +1,32 @@
+// Shows five seconds of the microphone's level as bars on the terminal. The argument sets up the simulated device.
+#include <cstdio>
+
+#include "iounit/AOMeter.h"
+#include "platform/EventLoop.h"
+#include "platform/Hosts.h"
+#include "platform/PlatformException.h"
+#include "platform/Report.h"
+#include "session/OVSession.h"
+
+namespace platform = orvane::platform;
+
+int main(int count, char** arguments) try {
+  platform::use(platform::makeSimulatedHost(count > 1 ? arguments[1] : "mic=tone:440:0.5"));
+  const platform::Platform host = platform::current();
+  host.eventLoop->watchSignals();
+
+  const auto session = OVSession::init();
+  session->setCategory("PlayAndRecord");
+  session->activate();
+  const auto meter = AOMeter::init();
+  meter->setSession(session);
+
+  host.report->endAfterFrames(static_cast<std::uint64_t>(5 * host.report->hardwareInput().sampleRate()));
+  host.report->onDeviceEnd([&] { host.eventLoop->stop(); });
+  meter->start();
+  host.eventLoop->run();
+  meter->stop();
+} catch (const platform::PlatformException& failure) {
+  std::fprintf(stderr, "meter: %s\n", failure.what());
+  return 1;
+}

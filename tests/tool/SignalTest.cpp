@@ -1,0 +1,85 @@
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include "tests/tool/Program.h"
+
+namespace orvane::tests {
+namespace {
+
+/// A run that goes on until something ends it: the meter prints, so a test knows when it is under way.
+class Running {
+ public:
+  Running() : mProgram(ORVANE_TOOL, {"meter", "--json", "--simulate", "mic=tone:440:0.5,speaker=" + mFile}) {
+    mProgram.awaitOutput(41);
+  }
+
+  Program& program() { return mProgram; }
+  std::string file() const { return mFile; }
+
+ private:
+  TemporaryFolder mFolder;
+  std::string mFile = mFolder.path("speaker.wav");
+  Program mProgram;
+};
+
+void expectCleanEnd(const Ended& ended, const std::string& file) {
+  EXPECT_EQ(ended.status, 0);
+  EXPECT_NE(ended.errors.find("\"ended\":\"signal\""), std::string::npos) << ended.errors;
+  // What independent readers make of the file, which nobody completes if the run does not.
+  const Ended headers = run("sndfile-info", {file});
+  EXPECT_EQ(headers.status, 0);
+  EXPECT_EQ(headers.output.find("should be"), std::string::npos) << headers.output;
+  const Ended frames = run("soxi", {"-s", file});
+  EXPECT_NE(ended.errors.find("\"frames\":" + frames.output.substr(0, frames.output.find('\n')) + ","),
+            std::string::npos)
+      << "the file holds " << frames.output << "but the run reports " << ended.errors;
+}
+
+TEST(Signal, EndsARunCleanly) {
+  for (const int signal : {SIGINT, SIGTERM}) {
+    Running running;
+    running.program().send(signal);
+    expectCleanEnd(running.program().finish(), running.file());
+  }
+}
+
+TEST(Signal, AClosedPipeEndsARunCleanly) {
+  Running running;
+  running.program().closeOutput();
+  expectCleanEnd(running.program().finish(), running.file());
+}
+
+TEST(Signal, EndsARunWhoseOutputNobodyReads) {
+  const TemporaryFolder folder;
+  const std::string file = folder.path("speaker.wav");
+  Program program(ORVANE_TOOL, {"meter", "--json", "--simulate", "inputs=64,slice=16,mic=noise,speaker=" + file});
+  program.awaitFullPipe();
+  program.send(SIGTERM);
+  program.awaitEnd();
+  expectCleanEnd(program.finish(), file);
+}
+
+TEST(Signal, ComesAtAnyTimeOfAShortRun) {
+  // Signals that fall into the start or the end of a run must neither hang it nor leave a broken file.
+  const TemporaryFolder folder;
+  for (int round = 0; round < 20; ++round) {
+    const std::string file = folder.path(std::to_string(round) + ".wav");
+    Program program(ORVANE_TOOL, {"meter", "--seconds", "0.05", "--simulate", "speaker=" + file});
+    program.awaitOutput(round % 2 == 0 ? 41 : 82);
+    program.send(SIGTERM);
+    EXPECT_EQ(program.finish().status, 0);
+    EXPECT_EQ(readSound(file).channels, 2);
+  }
+}
+
+TEST(Signal, SecondsEndARunAtRealPace) {
+  const TemporaryFolder folder;
+  const std::string file = folder.path("tone.wav");
+  const Ended ended = runTool({"tone", "--seconds", "0.3", "--json", "--simulate", "speaker=" + file});
+  EXPECT_EQ(ended.status, 0);
+  EXPECT_NE(ended.output.find("\"ended\":\"seconds\""), std::string::npos) << ended.output;
+  EXPECT_EQ(readSound(file).samples.size(), 2 * 57 * 256U);
+}
+
+}  // namespace
+}  // namespace orvane::tests

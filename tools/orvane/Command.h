@@ -1,0 +1,39 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <string>
+
+#include "platform/Platform.h"
+#include "tools/orvane/ExitStatus.h"
+
+namespace orvane::tool {
+
+/// What every command is given to work with.
+struct Invocation {
+  platform::Platform host;  ///< The services in use.
+  bool json = false;        ///< Print the result as one JSON object.
+};
+
+/// One command of the tool. Its constructor declares the options below `parent`; `run` does the work.
+class Command {
+ public:
+  Command(CLI::App& parent, const std::string& name, const std::string& description)
+      : mOptions(*parent.add_subcommand(name, description)->group("Commands")) {}
+  Command(const Command&) = delete;
+  Command& operator=(const Command&) = delete;
+  virtual ~Command() = default;
+
+  /// Called once, after the command line was read. Raises `ToolError` or `platform::PlatformException` where the
+  /// command cannot do its work.
+  virtual ExitStatus run(const Invocation& invocation) = 0;
+
+  bool wasChosen() const { return mOptions.parsed(); }
+
+ protected:
+  CLI::App& options() { return mOptions; }
+
+ private:
+  CLI::App& mOptions;
+};
+
+}  // namespace orvane::tool

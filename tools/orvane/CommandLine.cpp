@@ -1,0 +1,103 @@
+#include "tools/orvane/CommandLine.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include "tools/orvane/DeviceCommand.h"
+#include "tools/orvane/MeterCommand.h"
+#include "tools/orvane/SessionCommand.h"
+#include "tools/orvane/StandardStreams.h"
+#include "tools/orvane/ToneCommand.h"
+
+namespace orvane::tool {
+
+namespace {
+
+constexpr char description[] =
+    "Exercises the audio stack of a device: configures audio sessions, plays a test tone, meters the input.";
+
+constexpr char footer[] =
+    "The global options may stand before or after the command. 'orvane COMMAND --help' shows a command's own.\n\n"
+    "--simulate sets up a device in this process instead of real hardware, with KEY=VALUE pairs:\n"
+    "  mic=FILE | tone:HZ[:AMPLITUDE] | noise[:SEED] | silence | loop   what the microphone hears\n"
+    "  speaker=null | FILE    where the output goes; FILE becomes a 32-bit float WAVE file\n"
+    "  rate=HZ  inputs=N  outputs=N  slice=FRAMES                       the hardware (48000, 1, 2, 256)\n"
+    "  pace=real | fast       by the clock, or as fast as it goes and the same at every run\n\n"
+    "Exit status: 0 done (Ctrl-C included), 1 failed, 2 wrong usage, 3 a check failed, 77 no such host or device.\n\n"
+    "Examples:\n"
+    "  orvane session --category PlayAndRecord --activate\n"
+    "  orvane device --simulate rate=44100,inputs=2\n"
+    "  orvane tone --simulate speaker=tone.wav,pace=fast --seconds 2\n"
+    "  orvane meter --simulate mic=tone:440:0.5 --seconds 3";
+
+/// The usual help, with a line between what a command does and how it is used.
+class HelpFormatter final : public CLI::Formatter {
+ public:
+  HelpFormatter() {
+    column_width(36);
+    label("SUBCOMMAND", "COMMAND");
+  }
+  std::string make_description(const CLI::App* app) const override { return app->get_description() + "\n\n"; }
+};
+
+}  // namespace
+
+CommandLine::CommandLine() : mApp(description, "orvane") {
+  // Commands take their parent's settings over as they are made, so these come first.
+  mApp.fallthrough();
+  mApp.formatter(std::make_shared<HelpFormatter>());
+  mApp.set_help_flag("-h,--help", "Show this help and end");
+  mApp.set_version_flag("--version", "orvane " ORVANE_VERSION, "Show the version and end");
+  mApp.add_option("--simulate", mSimulate, "Use the simulated device, set up as given (see below)")
+      ->type_name("KEY=VALUE[,...]");
+  mApp.add_option("--host", mHost, "Host whose audio to use")->type_name("simulated|pipewire");
+  mApp.add_flag("--json", mJson, "Print the result as one JSON object, at the end");
+  mApp.add_flag("--verbose", mVerbose, "Show all lines of the platform log, not only errors");
+  mApp.require_subcommand(1);
+  mApp.footer(footer);
+
+  mCommands.push_back(std::make_unique<SessionCommand>(mApp));
+  mCommands.push_back(std::make_unique<DeviceCommand>(mApp));
+  mCommands.push_back(std::make_unique<ToneCommand>(mApp));
+  mCommands.push_back(std::make_unique<MeterCommand>(mApp));
+}
+
+std::optional<ExitStatus> CommandLine::read(int count, const char* const* arguments) {
+  try {
+    mApp.parse(count, arguments);
+    return std::nullopt;
+  } catch (const CLI::Success& request) {
+    mApp.exit(request);
+    return ExitStatus::done;
+  } catch (const CLI::ParseError& error) {
+    say(explain(error));
+    return ExitStatus::wrongUsage;
+  }
+}
+
+Command& CommandLine::command() const {
+  return **std::find_if(mCommands.begin(), mCommands.end(), [](const auto& command) { return command->wasChosen(); });
+}
+
+/// What is wrong, and what would be right.
+std::string CommandLine::explain(const CLI::ParseError& error) const {
+  constexpr char commands[] = "; the commands are session, device, tone and meter";
+  const std::vector<std::string> unexpected = mApp.remaining(true);
+  std::string text = error.what();
+  if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr) {
+    const bool isMissing = text.ends_with("missing");
+    text = text.substr(0, text.find(':')) + (isMissing ? " needs a value" : " may be given only once");
+  } else if (mApp.get_subcommands().empty() && dynamic_cast<const CLI::RequiredError*>(&error) != nullptr) {
+    text = (unexpected.empty() ? "a command is needed" : "\"" + unexpected.front() + "\" is no command") + commands;
+  } else if (dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr) {
+    text = "\"" + unexpected.front() + "\" is not expected here; a command's own options stand behind the command";
+  }
+  return text + " (see '" + helpHint() + "')";
+}
+
+std::string CommandLine::helpHint() const {
+  const auto chosen = mApp.get_subcommands();
+  return chosen.empty() ? "orvane --help" : "orvane " + chosen.front()->get_name() + " --help";
+}
+
+}  // namespace orvane::tool

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tools/orvane/Command.h"
+
+namespace orvane::tool {
+
+/// The tool's command line: the global options, and the commands with theirs.
+class CommandLine {
+ public:
+  CommandLine();
+
+  /// Reads the arguments. Where nothing is left to do (help or version was asked for, and printed, or the usage is
+  /// wrong, and said so) the result is the status to end with.
+  std::optional<ExitStatus> read(int count, const char* const* arguments);
+
+  const std::optional<std::string>& host() const { return mHost; }
+  const std::optional<std::string>& simulate() const { return mSimulate; }
+  bool json() const { return mJson; }
+  bool verbose() const { return mVerbose; }
+  /// The command that was chosen; there is one after a `read` without result.
+  Command& command() const;
+
+ private:
+  std::string explain(const CLI::ParseError& error) const;
+  std::string helpHint() const;
+
+  CLI::App mApp;
+  std::vector<std::unique_ptr<Command>> mCommands;
+  std::optional<std::string> mHost;
+  std::optional<std::string> mSimulate;
+  bool mJson = false;
+  bool mVerbose = false;
+};
+
+}  // namespace orvane::tool

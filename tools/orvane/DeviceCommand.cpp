@@ -1,0 +1,67 @@
+#include "tools/orvane/DeviceCommand.h"
+
+#include <cstdio>
+#include <memory>
+#include <string>
+
+#include "iounit/OVIOUnit.h"
+#include "platform/Report.h"
+#include "platform/Value.h"
+#include "session/OVJSON.h"
+#include "tools/orvane/Numbers.h"
+
+namespace orvane::tool {
+
+namespace {
+
+/// A format in the words of the library's description: "48000 Hz, 2 channels, Float32, not interleaved".
+std::string describe(const platform::StreamFormat& format) {
+  if (format.channelCount() == 0) return "none";
+  const platform::Value description = jsonASBD(format.description());
+  std::string text = shortest(format.sampleRate()) + " Hz, " + std::to_string(format.channelCount()) +
+                     (format.channelCount() == 1 ? " channel" : " channels");
+  for (const char* key : {"commonFormat", "formatID"}) {
+    if (const platform::Value* name = description.find(key)) text += ", " + name->description();
+  }
+  return text + (format.isInterleaved() ? ", interleaved" : ", not interleaved");
+}
+
+void printText(const platform::Report& report, OVIOUnit& unit) {
+  const auto line = [](const char* name, const std::string& text) { std::printf("%-16s  %s\n", name, text.c_str()); };
+  line("host", report.hostName());
+  line("hardware input", describe(unit.inputHardwareFormat()));
+  line("hardware output", describe(unit.outputHardwareFormat()));
+  line("client input", describe(unit.inputClientFormat()));
+  line("client output", describe(unit.outputClientFormat()));
+  line("slice", std::to_string(report.sliceFrames()) + " frames");
+}
+
+void printJson(const platform::Report& report, OVIOUnit& unit) {
+  OVPrintJSON(platform::Value::dictionary({{"host", report.hostName()},
+                                           {"input", jsonASBD(unit.inputHardwareFormat().description())},
+                                           {"output", jsonASBD(unit.outputHardwareFormat().description())},
+                                           {"slice", report.sliceFrames()}}),
+              false);
+}
+
+}  // namespace
+
+DeviceCommand::DeviceCommand(CLI::App& parent)
+    : Command(parent, "device", "Show the formats of the audio hardware and of a unit's client side") {
+  mUnit.declare(options());
+  options().footer(
+      "The hardware formats are what the device works in; the client formats are what a unit offers before\n"
+      "a program asks for another.\n\n"
+      "Example:\n"
+      "  orvane --simulate rate=44100,inputs=2 --json device");
+}
+
+ExitStatus DeviceCommand::run(const Invocation& invocation) {
+  const std::shared_ptr<OVIOUnit> unit = OVIOUnit::init();
+  mUnit.applyTo(*unit);
+  unit->initializeAU();
+  (invocation.json ? printJson : printText)(*invocation.host.report, *unit);
+  return ExitStatus::done;
+}
+
+}  // namespace orvane::tool

@@ -1,0 +1,18 @@
+#pragma once
+
+#include "tools/orvane/Command.h"
+#include "tools/orvane/UnitOptions.h"
+
+namespace orvane::tool {
+
+/// `orvane device`: shows the formats of the audio hardware and of a unit's client side.
+class DeviceCommand final : public Command {
+ public:
+  explicit DeviceCommand(CLI::App& parent);
+  ExitStatus run(const Invocation& invocation) override;
+
+ private:
+  UnitOptions mUnit;
+};
+
+}  // namespace orvane::tool

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <optional>
+
+#include "tools/orvane/Command.h"
+#include "tools/orvane/UnitOptions.h"
+
+namespace orvane::tool {
+
+/// `orvane meter`: shows the level of the audio input live.
+class MeterCommand final : public Command {
+ public:
+  explicit MeterCommand(CLI::App& parent);
+  ExitStatus run(const Invocation& invocation) override;
+
+ private:
+  UnitOptions mUnit;
+  std::optional<double> mSeconds;
+};
+
+}  // namespace orvane::tool

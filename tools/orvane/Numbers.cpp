@@ -1,0 +1,36 @@
+#include "tools/orvane/Numbers.h"
+
+#include <charconv>
+#include <cmath>
+#include <system_error>
+
+namespace orvane::tool {
+
+std::optional<double> parseNumber(std::string_view text) {
+  double number = 0;
+  const char* const end = text.data() + text.size();
+  const auto [parsedTo, error] = std::from_chars(text.data(), end, number);
+  if (error != std::errc() || parsedTo != end || !std::isfinite(number)) return std::nullopt;
+  return number;
+}
+
+std::string shortest(double number) {
+  char text[32];
+  const auto [end, error] = std::to_chars(text, text + sizeof text, number);
+  return error == std::errc() ? std::string(text, end) : std::string();
+}
+
+CLI::Option* addNumber(CLI::App& options, const std::string& name, std::optional<double>& target,
+                       const NumberRange& range, const std::string& description) {
+  const auto take = [name, &target, range](const std::string& text) {
+    const std::optional<double> number = parseNumber(text);
+    if (!number) throw CLI::ValidationError(name, "\"" + text + "\" is no number; it takes " + range.text);
+    if (*number < range.least || *number > range.most) {
+      throw CLI::ValidationError(name, text + " is out of range; it takes " + range.text);
+    }
+    target = number;
+  };
+  return options.add_option_function<std::string>(name, take, description);
+}
+
+}  // namespace orvane::tool

@@ -1,0 +1,67 @@
+#include "tools/orvane/SessionCommand.h"
+
+#include <cstdio>
+#include <memory>
+#include <string>
+
+#include "platform/PlatformSession.h"
+#include "platform/Value.h"
+#include "session/OVJSON.h"
+#include "session/OVPrimarySession.h"
+#include "session/OVSession.h"
+
+namespace orvane::tool {
+
+namespace {
+
+bool isActive(const OVSession& session) {
+  const auto platformSession = std::dynamic_pointer_cast<platform::PlatformSession>(session.session());
+  return platformSession && platformSession->isActive();
+}
+
+void printJson(const OVSession& session, bool primary) {
+  platform::Value result = platform::Value::dictionary({{"primary", primary},
+                                                        {"active", isActive(session)},
+                                                        {"category", session.category()},
+                                                        {"mode", session.mode()}});
+  for (const CategoryOption& option : categoryOptions) result.set(option.name, (session.*option.isOn)());
+  OVPrintJSON(result, false);
+}
+
+void printText(const OVSession& session, bool primary) {
+  std::string options;
+  for (const CategoryOption& option : categoryOptions) {
+    if ((session.*option.isOn)()) options += (options.empty() ? "" : ", ") + std::string(option.name);
+  }
+  std::printf("session   %s, %s\n", primary ? "primary" : "auxiliary", isActive(session) ? "active" : "inactive");
+  std::printf("category  %s\n", session.category().c_str());
+  std::printf("mode      %s\n", session.mode().c_str());
+  std::printf("options   %s\n", options.empty() ? "none" : options.c_str());
+}
+
+}  // namespace
+
+SessionCommand::SessionCommand(CLI::App& parent)
+    : Command(parent, "session", "Configure an audio session and show what became of it") {
+  options().add_flag("--primary", mPrimary, "The process's primary session instead of an auxiliary one");
+  mSettings.declareSettings(options());
+  mSettings.declareActivation(options());
+  options().footer(
+      "Settings, and --activate and --deactivate among them, are applied in the order given.\n\n"
+      "Categories: Ambient SoloAmbient Playback Record PlayAndRecord MultiRoute Narrava VoiceCommand\n"
+      "  RingtonePreview Ringtone VoiceMail PhoneCall TTYCall Alarm PlaybackNoSpeaker EmergencyAlert\n"
+      "  EmergencyAlert_CanBeMuted Locatron WaterEjection\n"
+      "Modes: Default VoiceChat GameChat VideoRecording Measurement MoviePlayback SpokenAudio VideoChat\n"
+      "  SpeechRecognition VoicePrompt Raw VoiceMessages LocatePhone HearingAccessibility Motiongram SOS\n\n"
+      "Example:\n"
+      "  orvane session --category PlayAndRecord --option defaultToSpeaker=on --mode Measurement --activate");
+}
+
+ExitStatus SessionCommand::run(const Invocation& invocation) {
+  const std::shared_ptr<OVSession> session = mPrimary ? OVPrimarySession::init() : OVSession::init();
+  mSettings.applyTo(*session);
+  (invocation.json ? printJson : printText)(*session, mPrimary);
+  return ExitStatus::done;
+}
+
+}  // namespace orvane::tool

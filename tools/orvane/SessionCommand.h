@@ -1,0 +1,19 @@
+#pragma once
+
+#include "tools/orvane/Command.h"
+#include "tools/orvane/SessionOptions.h"
+
+namespace orvane::tool {
+
+/// `orvane session`: configures an audio session and shows what became of it.
+class SessionCommand final : public Command {
+ public:
+  explicit SessionCommand(CLI::App& parent);
+  ExitStatus run(const Invocation& invocation) override;
+
+ private:
+  SessionOptions mSettings;
+  bool mPrimary = false;
+};
+
+}  // namespace orvane::tool

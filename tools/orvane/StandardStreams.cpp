@@ -1,0 +1,59 @@
+#include "tools/orvane/StandardStreams.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <system_error>
+
+namespace orvane::tool {
+
+void openStandardStreams() {
+  for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    // The lowest free number is the one that is missing, as those below it are there by now.
+    if (fcntl(descriptor, F_GETFD) == -1 && open("/dev/null", O_RDWR) == -1) _exit(1);
+  }
+}
+
+void say(std::string_view words) {
+  sayLine("orvane: " + std::string(words));
+}
+
+void sayLine(std::string line) {
+  line += '\n';
+  std::fwrite(line.data(), 1, line.size(), stderr);
+  std::fflush(stderr);
+}
+
+bool isWatched() {
+  return isatty(STDOUT_FILENO) == 1 && isatty(STDERR_FILENO) == 1;
+}
+
+bool standardOutputArrived() {
+  if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return true;
+  // What went wrong may have happened on another thread a while ago, so its error number is gone: ask the descriptor.
+  pollfd output{.fd = STDOUT_FILENO, .events = 0, .revents = 0};
+  return poll(&output, 1, 0) == 1 && (output.revents & (POLLERR | POLLHUP)) != 0;
+}
+
+void abandonStandardOutput() {
+  const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+  if (nowhere == -1) return;
+  dup2(nowhere, STDOUT_FILENO);
+  close(nowhere);
+  // A write that had begun still waits. A signal with a handler interrupts it; the tool cannot know which thread
+  // writes, so each gets one. A write that begins after it goes nowhere already.
+  struct sigaction interrupt {};
+  interrupt.sa_handler = [](int) {};
+  sigaction(SIGURG, &interrupt, nullptr);
+  std::error_code ignored;
+  for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task", ignored)) {
+    tgkill(getpid(), static_cast<pid_t>(std::atol(thread.path().filename().c_str())), SIGURG);
+  }
+}
+
+}  // namespace orvane::tool

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "tools/orvane/ExitStatus.h"
+
+namespace orvane::tool {
+
+/// Gives standard input, output and error something to lead to where the caller closed them: else the next file that is
+/// opened, a recording perhaps, would take a closed one's place and collect what is printed.
+void openStandardStreams();
+
+/// Writes "orvane: WORDS" and a newline to standard error, in one piece.
+void say(std::string_view words);
+
+/// Writes a line as it is to standard error, in one piece.
+void sayLine(std::string line);
+
+/// Whether both what a command prints and what the tool says are seen on a terminal.
+bool isWatched();
+
+/// Flushes standard output. False where something that was printed is lost, unless its reader went away, which is the
+/// reader's right.
+bool standardOutputArrived();
+
+/// Sends standard output nowhere from now on, and ends a write that waits for its reader: a run that a signal ends must
+/// not wait for somebody who may never read again.
+void abandonStandardOutput();
+
+}  // namespace orvane::tool

@@ -1,0 +1,35 @@
+#include "tools/orvane/UnitOptions.h"
+
+#include <memory>
+
+#include "session/OVPrimarySession.h"
+#include "session/OVSession.h"
+
+namespace orvane::tool {
+
+void UnitOptions::declare(CLI::App& options) {
+  options.add_option("--unit", mSubType, "Sub-type of the I/O unit, a four-character code (default rioc)")
+      ->type_name("CODE");
+  options
+      .add_option("--session", mSession,
+                  "Session to bind to: primary, or auxiliary (the default with --category,\n"
+                  "--mode or --option; without any of these the unit is bound to none)")
+      ->type_name("primary|auxiliary")
+      ->check([](const std::string& text) {
+        return text == "primary" || text == "auxiliary"
+                   ? ""
+                   : "\"" + text + "\" is no session; it takes primary or auxiliary";
+      });
+  mSettings.declareSettings(options);
+}
+
+void UnitOptions::applyTo(OVIOUnit& unit) const {
+  if (mSubType) unit.setComponentSubType(mSubType);
+  if (!mSession && mSettings.empty()) return;
+  const std::shared_ptr<OVSession> session = mSession == "primary" ? OVPrimarySession::init() : OVSession::init();
+  mSettings.applyTo(*session);
+  session->activate();
+  unit.setSession(session);
+}
+
+}  // namespace orvane::tool
