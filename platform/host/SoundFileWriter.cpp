@@ -27,7 +27,8 @@ constexpr double queueSeconds = 2;
 /// The open file: libsndfile's handle, and the interleaving that it wants.
 class SoundFileWriter::File {
  public:
-  File(std::string path, const SoundFileFormat& format) : mPath(std::move(path)), mFormat(format) {}
+  File(std::string path, const SoundFileFormat& format, std::function<bool()> diskIsFull)
+      : mPath(std::move(path)), mFormat(format), mDiskIsFull(std::move(diskIsFull)) {}
   ~File() {
     if (mHandle != nullptr) sf_close(mHandle);
   }
@@ -56,6 +57,7 @@ class SoundFileWriter::File {
   }
 
   std::optional<platform::Failure> write(const SliceQueue::Block& block) {
+    if (mDiskIsFull && mDiskIsFull()) return systemFailure(mPath, ENOSPC);
     const std::uint32_t channels = mFormat.channels;
     mInterleaved.resize(static_cast<std::size_t>(block.frames) * channels);
     for (std::uint32_t channel = 0; channel < channels; ++channel) {
@@ -72,6 +74,7 @@ class SoundFileWriter::File {
   }
 
   std::optional<platform::Failure> refreshHeader() {
+    if (mDiskIsFull && mDiskIsFull()) return systemFailure(mPath, ENOSPC);
     errno = 0;
     sf_command(mHandle, SFC_UPDATE_HEADER_NOW, nullptr, 0);
     if (sf_error(mHandle) == SF_ERR_NO_ERROR) return std::nullopt;
@@ -81,6 +84,7 @@ class SoundFileWriter::File {
  private:
   std::string mPath;
   SoundFileFormat mFormat;
+  std::function<bool()> mDiskIsFull;
   SNDFILE* mHandle = nullptr;
   std::vector<float> mInterleaved;
 };
@@ -88,7 +92,7 @@ class SoundFileWriter::File {
 std::unique_ptr<SoundFileWriter> SoundFileWriter::create(const std::string& path, const SoundFileFormat& format,
                                                          std::uint32_t mostFrames, const Services& services,
                                                          platform::Failure& failure) {
-  auto file = std::make_unique<File>(path, format);
+  auto file = std::make_unique<File>(path, format, services.diskIsFull);
   if (auto opening = file->open()) {
     failure = std::move(*opening);
     return nullptr;
@@ -148,6 +152,7 @@ void SoundFileWriter::drain() {
   if (const std::uint64_t lost = overruns(); lost != mOverrunsLogged) {
     mServices.log->write(platform::LogLevel::warning,
                          std::to_string(lost - mOverrunsLogged) + " slices were lost: the disk is too slow");
+    *mServices.overruns += lost - mOverrunsLogged;
     mOverrunsLogged = lost;
   }
 }

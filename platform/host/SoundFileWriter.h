@@ -1,6 +1,8 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -34,6 +36,10 @@ class SoundFileWriter {
     std::shared_ptr<platform::Scheduler> scheduler;
     std::shared_ptr<platform::Log> log;
     std::shared_ptr<FailureRecord> failures;
+    /// Slices that full queues lost, over all writers.
+    std::shared_ptr<std::atomic<std::uint64_t>> overruns = std::make_shared<std::atomic<std::uint64_t>>(0);
+    /// Asked before each write, which fails as on a full disk where the answer is yes. Empty: never.
+    std::function<bool()> diskIsFull = {};
   };
 
   /// Opens `path`, erases what it held and writes a header. Slices of at most `mostFrames` frames may be pushed. On a
