@@ -12,6 +12,8 @@
 
 namespace orvane::platform {
 
+enum class UnitInstance : std::uint32_t;
+
 /// Something that went wrong where no caller could be told.
 struct Failure {
   Status status = status::success;
@@ -32,6 +34,12 @@ struct RunCount {
   std::uint64_t discontinuities = 0;  ///< Places where frames are missing.
 };
 
+/// What a unit's client formats add to the way of the sound, in hardware frames. Constant from start to stop.
+struct UnitLatency {
+  std::uint32_t input = 0;   ///< How late captured input reaches the input handler.
+  std::uint32_t output = 0;  ///< How far ahead of the hardware the output provider is asked.
+};
+
 /// What programs ask of a host beyond what the audio classes themselves need. Any thread; not real-time safe.
 class ORVANE_EXPORT Report {
  public:
@@ -44,6 +52,9 @@ class ORVANE_EXPORT Report {
   virtual StreamFormat hardwareOutput() const = 0;
   /// Frames a slice.
   virtual std::uint32_t sliceFrames() const = 0;
+
+  /// What the unit's formats cost since its last start; zeros where it has not run or does not exist.
+  virtual UnitLatency unitLatency(UnitInstance unit) const = 0;
 
   virtual RunCount runCount() const = 0;
   virtual DeviceEnd deviceEnd() const = 0;

@@ -35,9 +35,10 @@ platform::Platform makeHost(const Foundation& foundation, std::unique_ptr<AudioD
   platform.scheduler = foundation.scheduler;
   platform.eventLoop = std::make_shared<HostEventLoop>(foundation.scheduler);
   platform.sessions = sessions;
-  platform.units = std::make_shared<HostUnits>(
+  const auto units = std::make_shared<HostUnits>(
       hub, [sessions](std::uint32_t identifier) { return sessions->find(identifier); }, foundation.log);
-  platform.report = std::make_shared<HostReport>(hub, foundation.writeFailures);
+  platform.units = units;
+  platform.report = std::make_shared<HostReport>(hub, units, foundation.writeFailures);
   return platform;
 }
 

@@ -6,8 +6,9 @@ namespace orvane::host {
 
 using platform::StreamFormat;
 
-HostReport::HostReport(std::shared_ptr<AudioHub> hub, std::shared_ptr<const FailureRecord> writeFailures)
-    : mHub(std::move(hub)), mWriteFailures(std::move(writeFailures)) {}
+HostReport::HostReport(std::shared_ptr<AudioHub> hub, std::shared_ptr<const HostUnits> units,
+                       std::shared_ptr<const FailureRecord> writeFailures)
+    : mHub(std::move(hub)), mUnits(std::move(units)), mWriteFailures(std::move(writeFailures)) {}
 
 std::string HostReport::hostName() const {
   return mHub->device().hostName();
@@ -25,6 +26,10 @@ StreamFormat HostReport::hardwareOutput() const {
 
 std::uint32_t HostReport::sliceFrames() const {
   return mHub->device().format().sliceFrames;
+}
+
+platform::UnitLatency HostReport::unitLatency(platform::UnitInstance unit) const {
+  return mUnits->latency(unit);
 }
 
 platform::RunCount HostReport::runCount() const {

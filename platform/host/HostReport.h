@@ -5,18 +5,21 @@
 #include "platform/Report.h"
 #include "platform/host/AudioHub.h"
 #include "platform/host/FailureRecord.h"
+#include "platform/host/HostUnits.h"
 
 namespace orvane::host {
 
 /// The host's report: what its device and its file writers know.
 class HostReport final : public platform::Report {
  public:
-  HostReport(std::shared_ptr<AudioHub> hub, std::shared_ptr<const FailureRecord> writeFailures);
+  HostReport(std::shared_ptr<AudioHub> hub, std::shared_ptr<const HostUnits> units,
+             std::shared_ptr<const FailureRecord> writeFailures);
 
   std::string hostName() const override;
   platform::StreamFormat hardwareInput() const override;
   platform::StreamFormat hardwareOutput() const override;
   std::uint32_t sliceFrames() const override;
+  platform::UnitLatency unitLatency(platform::UnitInstance unit) const override;
   platform::RunCount runCount() const override;
   platform::DeviceEnd deviceEnd() const override;
   std::optional<platform::Failure> deviceFailure() const override;
@@ -26,6 +29,7 @@ class HostReport final : public platform::Report {
 
  private:
   std::shared_ptr<AudioHub> mHub;
+  std::shared_ptr<const HostUnits> mUnits;
   std::shared_ptr<const FailureRecord> mWriteFailures;
 };
 

@@ -97,6 +97,11 @@ Status HostUnits::setProperty(UnitInstance instance, platform::UnitProperty prop
   return status::success;
 }
 
+platform::UnitLatency HostUnits::latency(UnitInstance instance) const {
+  const std::shared_ptr<IoUnit> unit = find(instance);
+  return unit ? unit->latency() : platform::UnitLatency{};
+}
+
 void HostUnits::dispose(UnitInstance instance) {
   std::shared_ptr<IoUnit> unit;
   {

@@ -31,6 +31,9 @@ class HostUnits final : public platform::UnitService {
                                std::uint32_t byteSize) override;
   void dispose(platform::UnitInstance instance) override;
 
+  /// Zeros where there is no such unit.
+  platform::UnitLatency latency(platform::UnitInstance instance) const;
+
  private:
   std::shared_ptr<IoUnit> find(platform::UnitInstance instance) const;
   platform::Status withUnit(platform::UnitInstance instance, platform::Status (IoUnit::*operation)());

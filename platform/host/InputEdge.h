@@ -1,32 +1,72 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <vector>
 
 #include "platform/host/AlignedSamples.h"
 #include "platform/host/AudioDevice.h"
+#include "platform/host/EdgeFormat.h"
+#include "platform/host/RateConverter.h"
 
 namespace orvane::host {
 
-/// Where captured sound leaves the hub for a client: turns the hardware's channels into the client's.
+/// Where captured sound leaves the hub for a client: turns the hardware's channels and rate into the client's.
 ///
-/// Made before the device starts; everything else is real-time safe.
+/// A client that is handed its input takes it in parts: `accept` a slice, then read `planes` after each `next` that
+/// gives true. At equal rates the slice is the one part. A client that fetches its input itself, for as many frames as
+/// it plays, calls `fetch` instead; at other rates that adds silence in front, as much as it takes for the input never
+/// to run dry, and a constant delay for the rest of the run.
+///
+/// After the last slice `finish`, then `next` gives what the converter still holds, so that n hardware frames amount to
+/// exactly n x client rate / hardware rate client frames, rounded up. Made before the device starts; everything else is
+/// real-time safe.
 class InputEdge {
  public:
-  InputEdge(std::uint32_t hardwareChannels, std::uint32_t clientChannels);
+  InputEdge(EdgeFormat hardware, EdgeFormat client);
 
-  /// Takes a slice. What `planes` gives is valid until the next call and no longer than the slice.
+  /// Takes a slice. What `planes` gives then is valid until the next call and no longer than the slice.
   void accept(const DeviceSlice& slice);
+  /// Makes the next part of the client's sound; false where the slice is used up.
+  bool next();
+  /// Makes a part of exactly `frames` frames; false where that is more than there can be.
+  bool fetch(std::uint32_t frames);
+  /// Says that the last slice has been.
+  void finish();
 
   std::span<const float* const> planes() const { return mPlanes; }
   std::uint32_t frames() const { return mFrames; }
+  /// Client frames in the parts before this one.
+  std::uint64_t firstFrame() const { return mHandedOut - mFrames; }
+
+  /// How late input comes for the sake of its rate, in hardware frames.
+  std::uint32_t delayFrames() const { return mConverter ? mConverter->delayFrames() : 0; }
 
  private:
-  bool mAsIs;  ///< Equal channel counts: the hardware's own planes are handed on.
+  static constexpr std::uint32_t partFrames = 4096;
+  static constexpr std::uint32_t storeFrames = 8 * partFrames;
+
+  void map(const DeviceSlice& slice);
+  std::uint32_t convert(AlignedSamples& target, std::uint32_t firstFrame, std::uint32_t mostFrames);
+  void handOut(const AlignedSamples& samples, std::uint32_t frames);
+  std::uint64_t framesDue() const;
+
+  EdgeFormat mHardware;
+  EdgeFormat mClient;
+  std::vector<const float*> mSource;  ///< The slice in the client's channels.
+  std::uint32_t mSourceFrames = 0;
+  std::uint32_t mSourceTaken = 0;
   AlignedSamples mMapped;
+  std::optional<RateConverter> mConverter;
+  AlignedSamples mConverted;
+  AlignedSamples mStore;  ///< Converted sound that nobody has fetched yet.
+  std::uint32_t mStored = 0;
   std::vector<const float*> mPlanes;
   std::uint32_t mFrames = 0;
+  std::uint64_t mAccepted = 0;
+  std::uint64_t mHandedOut = 0;
+  bool mFinishing = false;
 };
 
 }  // namespace orvane::host

@@ -16,6 +16,10 @@ using platform::Status;
 using platform::StreamFormat;
 namespace status = platform::status;
 
+EdgeFormat edgeFormat(const StreamFormat& format) {
+  return {format.channelCount(), format.sampleRate()};
+}
+
 std::string hertz(double rate) {
   char text[32];
   std::snprintf(text, sizeof text, "%g Hz", rate);
@@ -52,11 +56,9 @@ Status IoUnit::start() {
   if (const Status refusal = mayStart(); refusal != status::success) return refusal;
   mInput.reset();
   mOutput.reset();
-  if (mInputEnabled) {
-    mInput = std::make_unique<InputEdge>(hardwareInput().channelCount(), mClientInput.channelCount());
-  }
+  if (mInputEnabled) mInput = std::make_unique<InputEdge>(edgeFormat(hardwareInput()), edgeFormat(mClientInput));
   if (mOutputEnabled && mOutputProvider) {
-    mOutput = std::make_unique<OutputEdge>(mClientOutput.channelCount(), hardwareOutput().channelCount());
+    mOutput = std::make_unique<OutputEdge>(edgeFormat(mClientOutput), edgeFormat(hardwareOutput()));
   }
   const Status started = mHub->add(*this);
   mRunning = started == status::success;
@@ -86,9 +88,18 @@ Status IoUnit::refuse(Status refusal, const std::string& reason) const {
 }
 
 Status IoUnit::stop() {
-  if (mRunning) mHub->remove(*this);
+  if (!mRunning) return status::success;
+  mHub->remove(*this);
   mRunning = false;
+  if (mInput && mInputHandler) {
+    mInput->finish();
+    handInput(mLastTime);
+  }
   return status::success;
+}
+
+platform::UnitLatency IoUnit::latency() const {
+  return {.input = mInput ? mInput->delayFrames() : 0, .output = mOutput ? mOutput->delayFrames() : 0};
 }
 
 std::optional<PlatformError> IoUnit::checkClientFormat(const StreamFormat& format) const {
@@ -106,9 +117,10 @@ std::optional<PlatformError> IoUnit::checkClientFormat(const StreamFormat& forma
                                                   std::to_string(DeviceFormat::mostChannels));
   }
   const double hardwareRate = hardwareInput().sampleRate();
-  if (format.sampleRate() != hardwareRate) {
-    return refusal(status::unsupportedFormat,
-                   hertz(format.sampleRate()) + " asked for; the hardware runs at " + hertz(hardwareRate));
+  const double rate = format.sampleRate();
+  if (rate != hardwareRate && !RateConverter::canConvert(rate, hardwareRate)) {
+    return refusal(status::unsupportedFormat, hertz(rate) + " asked for; the hardware runs at " + hertz(hardwareRate) +
+                                                  ", and a unit converts between rates up to a factor of 256");
   }
   return std::nullopt;
 }
@@ -143,26 +155,32 @@ void IoUnit::setOutputProvider(platform::OutputProvider provider) {
 }
 
 void IoUnit::deviceSlice(const DeviceSlice& slice, OutputMix& mix) {
-  platform::RenderActionFlags flags = 0;
-  const platform::RenderTimeStamp time{.sampleTime = static_cast<double>(slice.firstFrame),
-                                       .hostTime = static_cast<std::uint64_t>(slice.time.count())};
   mInsideSlice = true;
+  mLastTime = slice.time;
   if (mInput) {
     mInput->accept(slice);
-    if (mInputHandler) mInputHandler(flags, time, mInput->frames(), inputBus);
+    if (mInputHandler) handInput(slice.time);
   }
-  if (mOutput) {
-    platform::RenderBufferList& buffers = mOutput->buffers(slice.frames);
-    if (mOutputProvider(flags, time, slice.frames, outputBus, buffers) == status::success) mOutput->play(mix);
-  }
+  if (mOutput) mOutput->play(mOutputProvider, slice, mix);
   mInsideSlice = false;
 }
 
-Status IoUnit::render(std::uint32_t frames, std::int32_t bus, platform::RenderBufferList& list) const {
-  if (!mInsideSlice || !mInput) return status::wrongState;
-  if (bus != inputBus || frames > mInput->frames() || list.bufferCount != mInput->planes().size()) {
-    return status::badParameter;
+void IoUnit::handInput(platform::HostTime time) {
+  mInsideSlice = true;
+  while (mInput->next()) {
+    platform::RenderActionFlags flags = 0;
+    const platform::RenderTimeStamp stamp{.sampleTime = static_cast<double>(mInput->firstFrame()),
+                                          .hostTime = static_cast<std::uint64_t>(time.count())};
+    mInputHandler(flags, stamp, mInput->frames(), inputBus);
   }
+  mInsideSlice = mRunning;
+}
+
+Status IoUnit::render(std::uint32_t frames, std::int32_t bus, platform::RenderBufferList& list) {
+  if (!mInsideSlice || !mInput) return status::wrongState;
+  if (bus != inputBus || list.bufferCount != mInput->planes().size()) return status::badParameter;
+  if (!mInputHandler && !mInput->fetch(frames)) return status::badParameter;
+  if (frames > mInput->frames()) return status::badParameter;
   const auto bytes = static_cast<std::uint32_t>(frames * sizeof(float));
   for (std::size_t channel = 0; channel < mInput->planes().size(); ++channel) {
     platform::RenderBuffer& buffer = list.buffers()[channel];

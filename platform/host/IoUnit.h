@@ -7,6 +7,7 @@
 
 #include "platform/Log.h"
 #include "platform/PlatformSession.h"
+#include "platform/Report.h"
 #include "platform/UnitService.h"
 #include "platform/host/AudioHub.h"
 #include "platform/host/InputEdge.h"
@@ -41,14 +42,17 @@ class IoUnit final : public HubClient {
   void setInputHandler(platform::InputHandler handler);
   void setOutputProvider(platform::OutputProvider provider);
 
+  /// What the client's formats cost; 0 before the first start.
+  platform::UnitLatency latency() const;
+
   /// What the unit's render operation does. On the device callback, inside a closure of this unit.
-  platform::Status render(std::uint32_t frames, std::int32_t bus, platform::RenderBufferList& list) const;
+  platform::Status render(std::uint32_t frames, std::int32_t bus, platform::RenderBufferList& list);
 
  private:
-  static constexpr std::int32_t outputBus = 0;
   static constexpr std::int32_t inputBus = 1;
 
   void deviceSlice(const DeviceSlice& slice, OutputMix& mix) override;
+  void handInput(platform::HostTime time);
   platform::Status mayStart() const;
   platform::Status refuse(platform::Status status, const std::string& reason) const;
   std::optional<platform::PlatformError> checkClientFormat(const platform::StreamFormat& format) const;
@@ -70,6 +74,7 @@ class IoUnit final : public HubClient {
   // What the callback works with; made at start, before the hub calls.
   std::unique_ptr<InputEdge> mInput;
   std::unique_ptr<OutputEdge> mOutput;
+  platform::HostTime mLastTime{};  ///< Of the last slice.
   bool mInsideSlice = false;
 };
 

@@ -178,15 +178,19 @@ TEST(Edges, ChannelsFollowTheOneRuleInBothDirections) {
     for (std::uint32_t channel = 0; channel < from; ++channel) std::fill_n(captured.plane(channel), 4, source[channel]);
     const AlignedSamples& inputs = captured;
 
-    InputEdge input(from, to);
-    input.accept({{}, 0, 4, inputs.planes(), played.planes()});
-    OutputEdge output(from, to);
-    platform::RenderBufferList& buffers = output.buffers(4);
-    for (std::uint32_t channel = 0; channel < from; ++channel) {
-      std::fill_n(static_cast<float*>(buffers.buffers()[channel].data), 4, source[channel]);
-    }
+    const DeviceSlice slice{{}, 0, 4, inputs.planes(), played.planes()};
+    InputEdge input({from, 48000}, {to, 48000});
+    input.accept(slice);
+    ASSERT_TRUE(input.next());
+    OutputEdge output({from, 48000}, {to, 48000});
     OutputMix mix(played.planes(), 4);
-    output.play(mix);
+    const platform::OutputProvider provider = [&](auto&, auto&, std::uint32_t frames, auto, auto& list) {
+      for (std::uint32_t channel = 0; channel < from; ++channel) {
+        std::fill_n(static_cast<float*>(list.buffers()[channel].data), frames, source[channel]);
+      }
+      return platform::status::success;
+    };
+    output.play(provider, slice, mix);
     mix.finish();
     for (std::uint32_t channel = 0; channel < to; ++channel) {
       EXPECT_EQ(input.planes()[channel][3], expected[channel]) << from << " to " << to;

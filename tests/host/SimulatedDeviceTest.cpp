@@ -278,10 +278,14 @@ TEST(IoUnit, RefusesWhatItCannotDo) {
     const auto error = bus.setFormat(format);
     return error ? error->localizedDescription() : "";
   };
+  EXPECT_EQ(reason(clientOutput, StreamFormat::standard(44100, 3)), "");
   EXPECT_EQ(reason(clientOutput, StreamFormat::standard(48000, 1)), "");
   EXPECT_EQ(clientOutput.format(), StreamFormat::standard(48000, 1));
   EXPECT_THAT(reason(clientInput, StreamFormat::standard(48000, 0)), HasSubstr("0 channels; a unit takes 1 to 64"));
   EXPECT_THAT(reason(clientInput, StreamFormat::standard(48000, 65)), HasSubstr("65 channels"));
+  EXPECT_THAT(reason(clientOutput, StreamFormat::standard(187, 2)),
+              HasSubstr("187 Hz asked for; the hardware runs at"));
+  EXPECT_NE(reason(clientOutput, StreamFormat::standard(std::nan(""), 2)), "");
   EXPECT_THAT(reason(clientOutput, StreamFormat::linearPcm(48000, 2, 16, platform::format_flag::signedInteger, true)),
               HasSubstr("32-bit float linear PCM"));
   EXPECT_THAT(reason(rig.wrapper->outputBus(0), StreamFormat::standard(48000, 2)), HasSubstr("hardware's format"));
