@@ -76,6 +76,7 @@ platform::RenderOperation IoUnitWrapper::renderOperation() {
 }
 
 void IoUnitWrapper::invalidate() {
+  mUnit->stop();
   setInputHandler(nullptr);
   setOutputProvider(nullptr);
   mValid = false;
