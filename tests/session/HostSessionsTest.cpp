@@ -16,18 +16,16 @@ TEST(HostSessions, BeginWithEverythingAllowedAndAreFoundWhileTheyLive) {
   HostSessions sessions;
   auto first = sessions.makeAuxiliary();
   const auto second = sessions.makeAuxiliary();
-  EXPECT_EQ(sessions.find(1), sessions.primary());
-  EXPECT_EQ(sessions.find(2), first);
-  EXPECT_EQ(sessions.find(3), second);
-  for (const auto& session : {sessions.primary(), first}) {
-    EXPECT_EQ(session->category(), category::playAndRecord);
-    EXPECT_EQ(session->mode(), mode::defaultMode);
+  std::uint32_t identifier = 1;
+  for (const auto& session : {sessions.primary(), first, second}) {
+    EXPECT_EQ(session->category() + session->mode(), std::string(category::playAndRecord) + mode::defaultMode);
     EXPECT_EQ(session->categoryOptions(), 0U);
     EXPECT_FALSE(session->isActive());
-    EXPECT_EQ(sessions.find(session->identifier()), session);
+    EXPECT_EQ(session->identifier(), identifier);
+    EXPECT_EQ(sessions.find(identifier++), session);
   }
   first.reset();
-  for (const std::uint32_t identifier : {0U, 2U, 4U}) EXPECT_EQ(sessions.find(identifier), nullptr) << identifier;
+  for (const std::uint32_t none : {0U, 2U, 4U}) EXPECT_EQ(sessions.find(none), nullptr) << none;
   EXPECT_EQ(sessions.makeAuxiliary()->identifier(), 4U) << "an identifier is not given out twice";
 }
 
