@@ -6,6 +6,7 @@
 
 namespace orvane::platform {
 
+class ConvertingFile;
 class EventLoop;
 class Json;
 class Log;
@@ -23,6 +24,7 @@ struct Platform {
   std::shared_ptr<EventLoop> eventLoop;
   std::shared_ptr<SessionService> sessions;
   std::shared_ptr<UnitService> units;
+  std::shared_ptr<ConvertingFile> convertingFiles;
   std::shared_ptr<Report> report;
 };
 

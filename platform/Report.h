@@ -34,6 +34,13 @@ struct RunCount {
   std::uint64_t discontinuities = 0;  ///< Places where frames are missing.
 };
 
+/// A recording that was completed.
+struct WrittenFile {
+  std::string path;
+  std::uint32_t type = 0;    ///< A four-character code, first character most significant.
+  std::uint64_t frames = 0;  ///< In the file.
+};
+
 /// What a unit's client formats add to the way of the sound, in hardware frames. Constant from start to stop.
 struct UnitLatency {
   std::uint32_t input = 0;   ///< How late captured input reaches the input handler.
@@ -62,6 +69,8 @@ class ORVANE_EXPORT Report {
   virtual std::optional<Failure> deviceFailure() const = 0;
   /// The first write that failed behind a class that swallows it by contract, or in the device's own files.
   virtual std::optional<Failure> writeFailure() const = 0;
+  /// The recording that was completed last, whole or cut short by a failure; not the device's own files.
+  virtual std::optional<WrittenFile> writtenFile() const = 0;
 
   /// Ends the run with the first slice at whose end at least `frames` frames were handed out. A microphone file that
   /// ends earlier is followed by silence. Set before the device starts; 0 is no limit.

@@ -4,6 +4,7 @@
 
 #include "platform/host/AudioHub.h"
 #include "platform/host/FastPace.h"
+#include "platform/host/HostConvertingFiles.h"
 #include "platform/host/HostEventLoop.h"
 #include "platform/host/HostJson.h"
 #include "platform/host/HostLog.h"
@@ -22,7 +23,7 @@ Foundation makeFoundation(bool fastPace) {
   } else {
     foundation.scheduler = std::make_shared<RealPace>(foundation.log);
   }
-  foundation.writeFailures = std::make_shared<FailureRecord>();
+  foundation.files = {foundation.scheduler, foundation.log, std::make_shared<FailureRecord>()};
   return foundation;
 }
 
@@ -38,7 +39,9 @@ platform::Platform makeHost(const Foundation& foundation, std::unique_ptr<AudioD
   const auto units = std::make_shared<HostUnits>(
       hub, [sessions](std::uint32_t identifier) { return sessions->find(identifier); }, foundation.log);
   platform.units = units;
-  platform.report = std::make_shared<HostReport>(hub, units, foundation.writeFailures);
+  const auto written = std::make_shared<WrittenFileRecord>();
+  platform.convertingFiles = std::make_shared<HostConvertingFiles>(hub, foundation.files, written);
+  platform.report = std::make_shared<HostReport>(hub, units, foundation.files.failures, written);
   return platform;
 }
 

@@ -5,7 +5,7 @@
 #include "platform/Platform.h"
 #include "platform/Scheduler.h"
 #include "platform/host/AudioDevice.h"
-#include "platform/host/FailureRecord.h"
+#include "platform/host/SoundFileWriter.h"
 
 namespace orvane::host {
 
@@ -13,10 +13,10 @@ namespace orvane::host {
 struct Foundation {
   std::shared_ptr<platform::Log> log;
   std::shared_ptr<platform::Scheduler> scheduler;
-  std::shared_ptr<FailureRecord> writeFailures;
+  SoundFileWriter::Services files;  ///< What the device's own files are written with, and all others.
 };
 
-/// The usual log, a scheduler at real or fast pace, and an empty record.
+/// The usual log, a scheduler at real or fast pace, and empty records.
 Foundation makeFoundation(bool fastPace);
 
 /// Sets up the host's services on a device.

@@ -7,8 +7,12 @@ namespace orvane::host {
 using platform::StreamFormat;
 
 HostReport::HostReport(std::shared_ptr<AudioHub> hub, std::shared_ptr<const HostUnits> units,
-                       std::shared_ptr<const FailureRecord> writeFailures)
-    : mHub(std::move(hub)), mUnits(std::move(units)), mWriteFailures(std::move(writeFailures)) {}
+                       std::shared_ptr<const FailureRecord> writeFailures,
+                       std::shared_ptr<const WrittenFileRecord> written)
+    : mHub(std::move(hub)),
+      mUnits(std::move(units)),
+      mWriteFailures(std::move(writeFailures)),
+      mWritten(std::move(written)) {}
 
 std::string HostReport::hostName() const {
   return mHub->device().hostName();
@@ -46,6 +50,10 @@ std::optional<platform::Failure> HostReport::deviceFailure() const {
 
 std::optional<platform::Failure> HostReport::writeFailure() const {
   return mWriteFailures->first();
+}
+
+std::optional<platform::WrittenFile> HostReport::writtenFile() const {
+  return mWritten->last();
 }
 
 void HostReport::endAfterFrames(std::uint64_t frames) {

@@ -6,6 +6,7 @@
 #include "platform/host/AudioHub.h"
 #include "platform/host/FailureRecord.h"
 #include "platform/host/HostUnits.h"
+#include "platform/host/WrittenFileRecord.h"
 
 namespace orvane::host {
 
@@ -13,7 +14,7 @@ namespace orvane::host {
 class HostReport final : public platform::Report {
  public:
   HostReport(std::shared_ptr<AudioHub> hub, std::shared_ptr<const HostUnits> units,
-             std::shared_ptr<const FailureRecord> writeFailures);
+             std::shared_ptr<const FailureRecord> writeFailures, std::shared_ptr<const WrittenFileRecord> written);
 
   std::string hostName() const override;
   platform::StreamFormat hardwareInput() const override;
@@ -24,6 +25,7 @@ class HostReport final : public platform::Report {
   platform::DeviceEnd deviceEnd() const override;
   std::optional<platform::Failure> deviceFailure() const override;
   std::optional<platform::Failure> writeFailure() const override;
+  std::optional<platform::WrittenFile> writtenFile() const override;
   void endAfterFrames(std::uint64_t frames) override;
   void onDeviceEnd(std::function<void()> notice) override;
 
@@ -31,6 +33,7 @@ class HostReport final : public platform::Report {
   std::shared_ptr<AudioHub> mHub;
   std::shared_ptr<const HostUnits> mUnits;
   std::shared_ptr<const FailureRecord> mWriteFailures;
+  std::shared_ptr<const WrittenFileRecord> mWritten;
 };
 
 }  // namespace orvane::host

@@ -22,6 +22,7 @@ platform::Status statusOfError(int error) {
     case EACCES:
     case EPERM:
     case EROFS:
+    case EEXIST:
       return status::noPermission;
     case ENOSPC:
     case EDQUOT:
@@ -64,8 +65,8 @@ std::variant<FileDescriptor, platform::Failure> openToRead(const std::string& pa
   return openRegular(path, O_RDONLY);
 }
 
-std::variant<FileDescriptor, platform::Failure> openToWrite(const std::string& path) {
-  return openRegular(path, O_RDWR | O_CREAT);
+std::variant<FileDescriptor, platform::Failure> openToWrite(const std::string& path, IfThere ifThere) {
+  return openRegular(path, O_RDWR | O_CREAT | (ifThere == IfThere::refuse ? O_EXCL : 0));
 }
 
 }  // namespace orvane::host

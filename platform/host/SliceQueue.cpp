@@ -1,76 +1,35 @@
 #include "platform/host/SliceQueue.h"
 
-#include <readerwriterqueue/readerwriterqueue.h>
-
-#include <algorithm>
+#include <utility>
 
 namespace orvane::host {
 
-namespace {
-
-/// A slot is handed over when the next slice does not fit, so it holds at least this many frames by then.
-constexpr std::uint32_t leastBlockFrames = 1024;
-
-}  // namespace
-
-/// Slots travel in a circle: the worker frees them, the callback fills them.
-struct SliceQueue::Indexes {
-  explicit Indexes(std::uint32_t slots) : free(slots), filled(slots) {
-    for (std::uint32_t index = 0; index < slots; ++index) free.enqueue(index);
-  }
-  moodycamel::ReaderWriterQueue<std::uint32_t> free;
-  moodycamel::ReaderWriterQueue<std::uint32_t> filled;
-};
-
-SliceQueue::SliceQueue(std::uint32_t channels, std::uint32_t mostSliceFrames, std::uint32_t frames)
-    : mSlotFrames(mostSliceFrames + leastBlockFrames) {
-  // One slot is being filled and one may be in the worker's hands.
-  const std::uint32_t slots = frames / leastBlockFrames + 3;
-  mIndexes = std::make_unique<Indexes>(slots);
-  mSlots.reserve(slots);
-  for (std::uint32_t index = 0; index < slots; ++index) mSlots.push_back({AlignedSamples(channels, mSlotFrames)});
-}
-
-SliceQueue::~SliceQueue() = default;
+SliceQueue::SliceQueue(std::uint32_t channels, std::uint32_t frames)
+    : mSamples(channels, frames), mCapacity(frames), mBlock(channels) {}
 
 bool SliceQueue::push(std::span<const float* const> planes, std::uint32_t frames) {
-  if (!openSlot(frames)) {
+  const std::uint64_t pushed = mPushed.load(std::memory_order_relaxed);
+  const std::uint64_t room = mCapacity - (pushed - mTaken.load(std::memory_order_acquire));
+  if (frames > room) {
     mOverruns.fetch_add(1, std::memory_order_relaxed);
     return false;
   }
-  for (std::uint32_t channel = 0; channel < mOpen->samples.channels(); ++channel) {
-    std::copy_n(planes[channel], frames, mOpen->samples.plane(channel) + mOpen->frames);
+  const auto place = static_cast<std::uint32_t>(pushed % mCapacity);
+  const std::uint32_t beforeEnd = std::min(frames, mCapacity - place);
+  for (std::uint32_t channel = 0; channel < mSamples.channels(); ++channel) {
+    float* ring = mSamples.plane(channel);
+    std::copy_n(planes[channel], beforeEnd, ring + place);
+    std::copy_n(planes[channel] + beforeEnd, frames - beforeEnd, ring);
   }
-  mOpen->frames += frames;
+  mPushed.store(pushed + frames, std::memory_order_release);
   return true;
 }
 
-bool SliceQueue::openSlot(std::uint32_t frames) {
-  if (mOpen != nullptr && mSlotFrames - mOpen->frames < frames) finishBlock();
-  if (mOpen == nullptr) {
-    std::uint32_t index = 0;
-    if (!mIndexes->free.try_dequeue(index)) return false;
-    mOpen = &mSlots[index];
-    mOpen->frames = 0;
+SliceQueue::Block SliceQueue::blockAt(std::uint32_t place, std::uint32_t frames) {
+  for (std::uint32_t channel = 0; channel < mSamples.channels(); ++channel) {
+    mBlock[channel] = std::as_const(mSamples).plane(channel) + place;
   }
-  return true;
-}
-
-void SliceQueue::finishBlock() {
-  if (mOpen == nullptr) return;
-  // Never full: there are no more indexes than it was made for.
-  mIndexes->filled.try_enqueue(static_cast<std::uint32_t>(mOpen - mSlots.data()));
-  mOpen = nullptr;
-}
-
-const SliceQueue::Slot* SliceQueue::front() const {
-  const std::uint32_t* index = mIndexes->filled.peek();
-  return index == nullptr ? nullptr : &mSlots[*index];
-}
-
-void SliceQueue::release() {
-  std::uint32_t index = 0;
-  if (mIndexes->filled.try_dequeue(index)) mIndexes->free.try_enqueue(index);
+  return {mBlock, frames};
 }
 
 }  // namespace orvane::host

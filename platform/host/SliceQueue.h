@@ -1,8 +1,8 @@
 #pragma once
 
+#include <algorithm>
 #include <atomic>
 #include <cstdint>
-#include <memory>
 #include <span>
 #include <vector>
 
@@ -10,32 +10,38 @@
 
 namespace orvane::host {
 
-/// Carries slices of sound from the device callback to a worker: bounded, without locks, allocated before the start.
+/// Carries slices of sound from the device callback to a worker: a bounded ring of frames, without locks, allocated
+/// before the start.
 ///
-/// One thread pushes, one takes. A push is all or nothing; one that finds the queue full drops its slice and is
-/// counted. Slices are gathered in blocks of about a thousand frames, so that short slices cost no more than long ones.
+/// One thread pushes, one takes. A push is all or nothing; one that finds too little room drops its slice and is
+/// counted. What was pushed can be taken at once, to the last frame.
 class SliceQueue {
  public:
-  /// Room for at least `frames` frames in slices of at most `mostSliceFrames`.
-  SliceQueue(std::uint32_t channels, std::uint32_t mostSliceFrames, std::uint32_t frames);
-  ~SliceQueue();
+  /// Holds `frames` frames, at least one.
+  SliceQueue(std::uint32_t channels, std::uint32_t frames);
 
   /// The callback's side. Real-time safe. False where the slice was dropped.
   bool push(std::span<const float* const> planes, std::uint32_t frames);
-  /// Hands over a block that is not full yet. The callback's side as well: call it there, or while nobody pushes.
-  void finishBlock();
 
   /// Sound as the worker sees it.
   struct Block {
     std::span<const float* const> planes;
-    std::uint32_t frames;
+    std::uint32_t frames;  ///< 1 to `mostBlockFrames`.
   };
-  /// The worker's side: calls `take(Block)` for every block that is there, oldest first.
+  static constexpr std::uint32_t mostBlockFrames = 16384;
+
+  /// The worker's side: calls `take(Block)` for what is there now, oldest first. Room is given back block by block.
   template <typename Take>
   void takeAll(Take take) {
-    while (const Slot* slot = front()) {
-      take(Block{slot->samples.planes(), slot->frames});
-      release();
+    const std::uint64_t pushed = mPushed.load(std::memory_order_acquire);
+    std::uint64_t taken = mTaken.load(std::memory_order_relaxed);
+    while (taken < pushed) {
+      const auto place = static_cast<std::uint32_t>(taken % mCapacity);
+      const auto waiting = static_cast<std::uint32_t>(pushed - taken);
+      const std::uint32_t frames = std::min({waiting, mCapacity - place, mostBlockFrames});
+      take(blockAt(place, frames));
+      taken += frames;
+      mTaken.store(taken, std::memory_order_release);
     }
   }
 
@@ -43,21 +49,17 @@ class SliceQueue {
   std::uint64_t overruns() const { return mOverruns.load(std::memory_order_relaxed); }
 
  private:
-  struct Slot {
-    AlignedSamples samples;
-    std::uint32_t frames = 0;
-  };
-  struct Indexes;
+  static constexpr std::size_t cacheLine = 64;
 
-  bool openSlot(std::uint32_t frames);
-  const Slot* front() const;
-  void release();
+  Block blockAt(std::uint32_t place, std::uint32_t frames);
 
-  std::uint32_t mSlotFrames;
-  std::vector<Slot> mSlots;
-  std::unique_ptr<Indexes> mIndexes;
-  Slot* mOpen = nullptr;  ///< The slot that is being filled; the callback's side alone knows it.
-  std::atomic<std::uint64_t> mOverruns = 0;
+  AlignedSamples mSamples;
+  std::uint32_t mCapacity;
+  std::vector<const float*> mBlock;  ///< The worker's.
+  // Each side writes one count and reads the other: on lines of their own, so that they do not slow each other down.
+  alignas(cacheLine) std::atomic<std::uint64_t> mPushed = 0;  ///< Frames since the beginning.
+  alignas(cacheLine) std::atomic<std::uint64_t> mTaken = 0;
+  alignas(cacheLine) std::atomic<std::uint64_t> mOverruns = 0;
 };
 
 }  // namespace orvane::host

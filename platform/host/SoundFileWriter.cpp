@@ -1,16 +1,11 @@
 #include "platform/host/SoundFileWriter.h"
 
-#include <sndfile.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <cmath>
+#include <map>
 #include <utility>
-#include <vector>
 
 #include "platform/host/ExitHook.h"
-#include "platform/host/RegularFile.h"
 
 namespace orvane::host {
 
@@ -22,88 +17,55 @@ constexpr platform::HostTime drainPeriod = 200ms;
 /// How much sound the queue holds: far more than a period, for disks that pause.
 constexpr double queueSeconds = 2;
 
-}  // namespace
+/// Room for two seconds, and for one slice to be pushed while another waits, however long they are.
+std::uint32_t queueFrames(double sampleRate, std::uint32_t mostFrames) {
+  constexpr double most = 1 << 30;
+  return static_cast<std::uint32_t>(std::min(std::max(std::ceil(sampleRate * queueSeconds), 2.0 * mostFrames), most));
+}
 
-/// The open file: libsndfile's handle, and the interleaving that it wants.
-class SoundFileWriter::File {
- public:
-  File(std::string path, const SoundFileFormat& format, std::function<bool()> diskIsFull)
-      : mPath(std::move(path)), mFormat(format), mDiskIsFull(std::move(diskIsFull)) {}
-  ~File() {
-    if (mHandle != nullptr) sf_close(mHandle);
-  }
-  File(const File&) = delete;
-  File& operator=(const File&) = delete;
-
-  std::optional<platform::Failure> open() {
-    SF_INFO info{};
-    info.samplerate = static_cast<int>(std::lround(mFormat.sampleRate));
-    info.channels = static_cast<int>(mFormat.channels);
-    info.format = mFormat.libraryFormat;
-    if (sf_format_check(&info) == 0) {
-      return platform::Failure{platform::status::unsupportedFormat,
-                               "\"" + mPath + "\": no such file format at this rate and channel count"};
-    }
-    auto opened = openToWrite(mPath);
-    if (auto* failure = std::get_if<platform::Failure>(&opened)) return std::move(*failure);
-    auto& descriptor = std::get<FileDescriptor>(opened);
-    if (ftruncate(descriptor.get(), 0) != 0) return systemFailure(mPath, errno);
-    mHandle = sf_open_fd(descriptor.release(), SFM_WRITE, &info, SF_TRUE);
-    if (mHandle == nullptr)
-      return platform::Failure{platform::status::ioFailure, "\"" + mPath + "\": " + sf_strerror(nullptr)};
-    sf_command(mHandle, SFC_SET_CLIPPING, nullptr, SF_TRUE);
-    sf_command(mHandle, SFC_SET_ADD_PEAK_CHUNK, nullptr, SF_FALSE);
-    return refreshHeader();
-  }
-
-  std::optional<platform::Failure> write(const SliceQueue::Block& block) {
-    if (mDiskIsFull && mDiskIsFull()) return systemFailure(mPath, ENOSPC);
-    const std::uint32_t channels = mFormat.channels;
-    mInterleaved.resize(static_cast<std::size_t>(block.frames) * channels);
-    for (std::uint32_t channel = 0; channel < channels; ++channel) {
-      const float* plane = block.planes[channel];
-      for (std::uint32_t frame = 0; frame < block.frames; ++frame) {
-        mInterleaved[static_cast<std::size_t>(frame) * channels + channel] = plane[frame];
-      }
-    }
-    errno = 0;
-    const sf_count_t written = sf_writef_float(mHandle, mInterleaved.data(), block.frames);
-    if (written == block.frames) return std::nullopt;
-    // libsndfile reports a short write without its cause; a disk that is full is the one that leaves errno alone.
-    return systemFailure(mPath, errno != 0 ? errno : ENOSPC);
-  }
-
-  std::optional<platform::Failure> refreshHeader() {
-    if (mDiskIsFull && mDiskIsFull()) return systemFailure(mPath, ENOSPC);
-    errno = 0;
-    sf_command(mHandle, SFC_UPDATE_HEADER_NOW, nullptr, 0);
-    if (sf_error(mHandle) == SF_ERR_NO_ERROR) return std::nullopt;
-    return systemFailure(mPath, errno != 0 ? errno : ENOSPC);
-  }
-
- private:
-  std::string mPath;
-  SoundFileFormat mFormat;
-  std::function<bool()> mDiskIsFull;
-  SNDFILE* mHandle = nullptr;
-  std::vector<float> mInterleaved;
+/// Which writer has a file open. Never destroyed: writers may live until the process has ended.
+struct WritersOfFiles {
+  std::mutex mutex;
+  std::map<OutputSoundFile::Identity, SoundFileWriter*> writers;
 };
+
+WritersOfFiles& writersOfFiles() {
+  static WritersOfFiles& instance = *new WritersOfFiles();
+  return instance;
+}
+
+}  // namespace
 
 std::unique_ptr<SoundFileWriter> SoundFileWriter::create(const std::string& path, const SoundFileFormat& format,
                                                          std::uint32_t mostFrames, const Services& services,
-                                                         platform::Failure& failure) {
-  auto file = std::make_unique<File>(path, format, services.diskIsFull);
-  if (auto opening = file->open()) {
-    failure = std::move(*opening);
+                                                         platform::Failure& failure, IfThere ifThere) {
+  if (auto refusal = checkFormat(path, format)) {
+    failure = std::move(*refusal);
     return nullptr;
   }
-  const auto frames = static_cast<std::uint32_t>(std::ceil(format.sampleRate * queueSeconds));
-  auto queue = std::make_unique<SliceQueue>(format.channels, mostFrames, frames);
+  auto opened = openToWrite(path, ifThere);
+  if (auto* refusal = std::get_if<platform::Failure>(&opened)) {
+    failure = std::move(*refusal);
+    return nullptr;
+  }
+  auto file =
+      std::make_unique<OutputSoundFile>(path, std::move(std::get<FileDescriptor>(opened)), format, services.diskIsFull);
+  auto queue = std::make_unique<SliceQueue>(format.channels, queueFrames(format.sampleRate, mostFrames));
+
+  const OutputSoundFile::Identity identity = file->identity();
+  WritersOfFiles& files = writersOfFiles();
+  const std::lock_guard lock(files.mutex);
+  if (const auto earlier = files.writers.find(identity); earlier != files.writers.end()) earlier->second->complete();
+  if (auto refusal = file->begin()) {
+    failure = std::move(*refusal);
+    return nullptr;
+  }
   std::unique_ptr<SoundFileWriter> writer(new SoundFileWriter(std::move(file), std::move(queue), services));
+  files.writers[identity] = writer.get();
   return writer;
 }
 
-SoundFileWriter::SoundFileWriter(std::unique_ptr<File> file, std::unique_ptr<SliceQueue> queue,
+SoundFileWriter::SoundFileWriter(std::unique_ptr<OutputSoundFile> file, std::unique_ptr<SliceQueue> queue,
                                  const Services& services)
     : mServices(services),
       mFile(std::move(file)),
@@ -120,25 +82,42 @@ SoundFileWriter::~SoundFileWriter() {
 
 void SoundFileWriter::scheduleDrain() {
   mWorker->postAt(mServices.scheduler->clock().now() + drainPeriod, [this] {
-    drain();
+    flush();
     scheduleDrain();
   });
 }
 
 void SoundFileWriter::flush() {
-  mQueue->finishBlock();
+  const std::lock_guard lock(mMutex);
   drain();
 }
 
 void SoundFileWriter::close() {
-  mWorker->cancel();
-  flush();
+  complete();
+  WritersOfFiles& files = writersOfFiles();
+  const std::lock_guard lock(files.mutex);
+  std::erase_if(files.writers, [this](const auto& entry) { return entry.second == this; });
+}
+
+std::uint64_t SoundFileWriter::frames() {
   const std::lock_guard lock(mMutex);
+  return mFile ? mFile->frames() : mFramesAtEnd;
+}
+
+/// Does what `close` does but for the list of writers.
+void SoundFileWriter::complete() {
+  mWorker->cancel();
+  const std::lock_guard lock(mMutex);
+  drain();
+  mOpen = false;
+  if (mFile == nullptr) return;
+  mFramesAtEnd = mFile->frames();
+  if (auto failure = mFile->finish(); failure && !mFailed) fail(std::move(*failure));
   mFile.reset();
 }
 
+/// Writes what is in the queue; with the mutex.
 void SoundFileWriter::drain() {
-  const std::lock_guard lock(mMutex);
   if (mFile == nullptr) return;
   bool wrote = false;
   mQueue->takeAll([&](const SliceQueue::Block& block) {

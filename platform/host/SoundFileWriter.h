@@ -12,23 +12,20 @@
 #include "platform/Log.h"
 #include "platform/Scheduler.h"
 #include "platform/host/FailureRecord.h"
+#include "platform/host/OutputSoundFile.h"
 #include "platform/host/SliceQueue.h"
 
 namespace orvane::host {
 
-/// What a sound file that is written holds.
-struct SoundFileFormat {
-  int libraryFormat = 0;  ///< Container and encoding, in libsndfile's terms (`SF_FORMAT_WAV | SF_FORMAT_FLOAT`).
-  double sampleRate = 0;
-  std::uint32_t channels = 0;
-};
-
 /// Writes slices of sound to a file, away from the device callback.
 ///
-/// The callback pushes into a bounded queue; a worker empties it every 200 ms and then brings the file's header up to
-/// date, so that a process that is killed leaves a file that other programs read, without its last 400 ms at most. The
-/// first failure is kept in the record and logged; later writes go nowhere. A file that is still open when the process
-/// exits is completed then.
+/// The callback pushes into a bounded queue of at least two seconds; a worker empties it every 200 ms and then brings
+/// the file's header up to date, so that a process that is killed leaves a file that other programs read, without its
+/// last 400 ms at most. The first failure is kept in the record and logged; later writes go nowhere. A file that is
+/// still open when the process exits is completed then.
+///
+/// A file has one writer at a time: making another one for it, by whatever path, completes what the first one wrote and
+/// detaches that writer, whose later writes go nowhere.
 class SoundFileWriter {
  public:
   /// What a writer works with; shared by all writers of a host.
@@ -43,36 +40,41 @@ class SoundFileWriter {
   };
 
   /// Opens `path`, erases what it held and writes a header. Slices of at most `mostFrames` frames may be pushed. On a
-  /// failure returns nothing and says why in `failure`; the file that was there stays as it was where it could not be
-  /// opened.
+  /// failure returns nothing and says why in `failure`; where the format is wrong, or the file could not be opened or
+  /// was there and must not be, it stays as it was.
   static std::unique_ptr<SoundFileWriter> create(const std::string& path, const SoundFileFormat& format,
                                                  std::uint32_t mostFrames, const Services& services,
-                                                 platform::Failure& failure);
+                                                 platform::Failure& failure, IfThere ifThere = IfThere::open);
   /// Completes and closes the file.
   ~SoundFileWriter();
 
-  /// Real-time safe. False where the queue was full and the slice was dropped.
-  bool push(std::span<const float* const> planes, std::uint32_t frames) { return mQueue->push(planes, frames); }
+  /// Real-time safe; one thread. False where the queue was full and the slice was dropped.
+  bool push(std::span<const float* const> planes, std::uint32_t frames) {
+    return !mOpen.load(std::memory_order_relaxed) || mQueue->push(planes, frames);
+  }
 
-  /// Brings all that was pushed into the file, which stays open. Not while another thread pushes.
+  /// Brings all that was pushed until now into the file, which stays open.
   void flush();
-  /// As `flush`, then closes; what is pushed later goes nowhere. Not while another thread pushes.
+  /// As `flush`, then completes and closes the file; what is pushed later goes nowhere.
   void close();
 
+  /// Frames in the file.
+  std::uint64_t frames();
   std::uint64_t overruns() const { return mQueue->overruns(); }
 
  private:
-  class File;
-
-  SoundFileWriter(std::unique_ptr<File> file, std::unique_ptr<SliceQueue> queue, const Services& services);
+  SoundFileWriter(std::unique_ptr<OutputSoundFile> file, std::unique_ptr<SliceQueue> queue, const Services& services);
+  void complete();
   void scheduleDrain();
   void drain();
   void fail(platform::Failure failure);
 
   Services mServices;
-  std::mutex mMutex;  ///< Between the worker and the caller's thread.
-  std::unique_ptr<File> mFile;
+  std::mutex mMutex;  ///< Between the worker and callers.
+  std::unique_ptr<OutputSoundFile> mFile;
+  std::uint64_t mFramesAtEnd = 0;
   bool mFailed = false;
+  std::atomic<bool> mOpen = true;
   std::unique_ptr<SliceQueue> mQueue;
   std::uint64_t mOverrunsLogged = 0;
   std::unique_ptr<platform::Worker> mWorker;

@@ -54,8 +54,7 @@ std::vector<std::string> availableHosts() {
 Platform makeSimulatedHost(std::string_view options) {
   const simulated::SimulatedOptions parsed = simulated::parseSimulatedOptions(options);
   const host::Foundation foundation = host::makeFoundation(parsed.fastPace);
-  const host::SoundFileWriter::Services services{foundation.scheduler, foundation.log, foundation.writeFailures};
-  return host::makeHost(foundation, std::make_unique<simulated::SimulatedDevice>(parsed, services));
+  return host::makeHost(foundation, std::make_unique<simulated::SimulatedDevice>(parsed, foundation.files));
 }
 
 }  // namespace orvane::platform
