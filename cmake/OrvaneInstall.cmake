@@ -6,10 +6,14 @@ include(CMakePackageConfigHelpers)
 set(ORVANE_PUBLIC_HEADERS
   Pexutil/Source/Utility/PXX4CCString.h
   iounit/AOMeter.h
+  iounit/AOPlaythru.h
+  iounit/AORecord.h
   iounit/OVIOUnit.h
   iounit/OVTestTone.h
   iounit/SineWaveGenerator.h
+  platform/ChannelLayout.h
   platform/Clock.h
+  platform/ConvertingFile.h
   platform/EventLoop.h
   platform/Export.h
   platform/Hosts.h

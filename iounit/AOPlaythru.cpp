@@ -1,0 +1,42 @@
+#include "iounit/AOPlaythru.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "platform/UnitService.h"
+
+using namespace orvane::platform;
+
+std::shared_ptr<AOPlaythru> AOPlaythru::init() {
+  return std::shared_ptr<AOPlaythru>(new AOPlaythru);
+}
+
+AOPlaythru::AOPlaythru() = default;
+
+AOPlaythru::~AOPlaythru() {
+  tearDown();
+}
+
+void AOPlaythru::lazyInit() {
+  OVIOUnit::lazyInit();
+  setDirections(true, true);
+}
+
+void AOPlaythru::start() {
+  stopIfRunning();
+  initializeAU();
+  const StreamFormat input = inputHardwareFormat();
+  const StreamFormat output = outputHardwareFormat();
+  const StreamFormat client =
+      StreamFormat::standard(input.sampleRate(), std::min(input.channelCount(), output.channelCount()));
+  setInputClientFormat(client);
+  setOutputClientFormat(client);
+
+  constexpr std::int32_t kInputElement = 1;
+  wrapper().setOutputProvider([render = wrapper().renderOperation()](RenderActionFlags& flags,
+                                                                     const RenderTimeStamp& time, std::uint32_t frames,
+                                                                     std::int32_t, RenderBufferList& list) {
+    return render(flags, time, frames, kInputElement, list, nullptr);
+  });
+  OVIOUnit::start();
+}

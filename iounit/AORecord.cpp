@@ -1,0 +1,47 @@
+#include "iounit/AORecord.h"
+
+#include <utility>
+
+#include "iounit/CapturedInput.h"
+#include "iounit/RecordInputHandler.h"
+#include "platform/UnitService.h"
+
+using namespace orvane;
+using namespace orvane::platform;
+
+std::shared_ptr<AORecord> AORecord::initWithFilePath(std::string filePath) {
+  return std::shared_ptr<AORecord>(new AORecord(std::move(filePath)));
+}
+
+AORecord::AORecord(std::string filePath) : _filePath(std::move(filePath)) {}
+
+AORecord::~AORecord() {
+  tearDown();
+}
+
+void AORecord::lazyInit() {
+  OVIOUnit::lazyInit();
+  setDirections(true, false);
+}
+
+void AORecord::start() {
+  stopIfRunning();
+  initializeAU();
+  const StreamFormat hardware = inputHardwareFormat();
+  const double sampleRate = _clientSampleRate == 0.0 ? hardware.sampleRate() : _clientSampleRate;
+  const StreamFormat client = StreamFormat::standard(sampleRate, hardware.channelCount());
+  setInputClientFormat(client);
+  RenderOperation render = wrapper().renderOperation();
+
+  auto handler = std::make_unique<RecordInputHandler>(_filePath, client);
+  // The closure of an earlier start holds the handler that goes away now.
+  if (mInputHandler) wrapper().setInputHandler(nullptr);
+  mInputHandler = std::move(handler);
+  wrapper().setInputHandler(
+      [handler = mInputHandler.get(), render = std::move(render)](RenderActionFlags& flags, const RenderTimeStamp& time,
+                                                                  std::uint32_t frames, std::int32_t bus) {
+        renderCapturedInput(render, {flags, time, frames, bus}, handler->mBufferList, "IORecord");
+        handler->write(frames);
+      });
+  OVIOUnit::start();
+}
