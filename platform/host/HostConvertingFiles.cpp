@@ -57,30 +57,31 @@ Status HostConvertingFiles::create(const std::string& path, std::uint32_t fileTy
                                    const platform::StreamDescription& dataFormat, const platform::ChannelLayout* layout,
                                    ExistingFile existing, Handle& file) {
   file = Handle::none;
-  if (fileType != nativeContainer) return refuse(path, status::unsupportedType, "no such file type");
+  if (fileType != nativeContainer) return refuse(status::unsupportedType, "\"" + path + "\": no such file type");
   const StreamFormat format(dataFormat);
   if (format.common() != StreamFormat::Common::int16 || !format.isInterleaved() || layout != nullptr) {
-    return refuse(path, status::unsupportedFormat,
-                  "the native container takes interleaved 16-bit signed integers without a channel layout");
+    return refuse(
+        status::unsupportedFormat,
+        "\"" + path + "\": the native container takes interleaved 16-bit signed integers without a channel layout");
   }
   const std::lock_guard lock(mMutex);
   const Handle handle = freeHandle();
-  if (handle == Handle::none) return refuse(path, status::ioFailure, "too many recordings are open");
+  if (handle == Handle::none) return refuse(status::ioFailure, "\"" + path + "\": too many recordings are open");
   const SoundFileFormat soundFile{.libraryFormat = SF_FORMAT_RF64 | SF_FORMAT_PCM_16,
                                   .sampleRate = format.sampleRate(),
                                   .channels = format.channelCount()};
   platform::Failure failure;
   auto writer = SoundFileWriter::create(path, soundFile, mostFramesAt(format.sampleRate()), mServices, failure,
                                         existing == ExistingFile::erase ? IfThere::open : IfThere::refuse);
-  if (!writer) return refuse(path, failure.status, failure.reason);
+  if (!writer) return refuse(failure.status, failure.reason);
   auto open = std::make_unique<OpenFile>(handle, path, format, std::move(writer));
   file = handle;
   slotOf(handle).store(open.release(), std::memory_order_release);
   return status::success;
 }
 
-Status HostConvertingFiles::refuse(const std::string& path, Status refusal, const std::string& reason) const {
-  mServices.log->write(platform::LogLevel::error, "The recording \"" + path + "\" cannot be written: " + reason);
+Status HostConvertingFiles::refuse(Status refusal, const std::string& reason) const {
+  mServices.log->write(platform::LogLevel::error, "A recording cannot be made: " + reason);
   return refusal;
 }
 

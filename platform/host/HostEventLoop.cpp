@@ -41,6 +41,8 @@ void HostEventLoop::watchSignals() {
   action.sa_handler = onClosedPipe;
   action.sa_flags = SA_RESTART;
   sigaction(SIGPIPE, &action, nullptr);
+  // A file that reaches the limit set for this process is a failed write like others, not the end of the process.
+  signal(SIGXFSZ, SIG_IGN);
   startThread("signals", [shared = mShared, signals] {
     for (;;) {
       int signal = 0;

@@ -5,6 +5,8 @@
 
 #include "tools/orvane/DeviceCommand.h"
 #include "tools/orvane/MeterCommand.h"
+#include "tools/orvane/PlaythruCommand.h"
+#include "tools/orvane/RecordCommand.h"
 #include "tools/orvane/SessionCommand.h"
 #include "tools/orvane/StandardStreams.h"
 #include "tools/orvane/ToneCommand.h"
@@ -14,7 +16,8 @@ namespace orvane::tool {
 namespace {
 
 constexpr char description[] =
-    "Exercises the audio stack of a device: configures audio sessions, plays a test tone, meters the input.";
+    "Exercises the audio stack of a device: configures audio sessions, plays a test tone, meters and records the "
+    "input, passes it to the output.";
 
 constexpr char footer[] =
     "The global options may stand before or after the command. 'orvane COMMAND --help' shows a command's own.\n\n"
@@ -28,7 +31,8 @@ constexpr char footer[] =
     "  orvane session --category PlayAndRecord --activate\n"
     "  orvane device --simulate rate=44100,inputs=2\n"
     "  orvane tone --simulate speaker=tone.wav,pace=fast --seconds 2\n"
-    "  orvane meter --simulate mic=tone:440:0.5 --seconds 3";
+    "  orvane meter --simulate mic=tone:440:0.5 --seconds 3\n"
+    "  orvane record voice.wav --simulate mic=/usr/share/sounds/alsa/Front_Center.wav";
 
 /// The usual help, with a line between what a command does and how it is used.
 class HelpFormatter final : public CLI::Formatter {
@@ -60,6 +64,8 @@ CommandLine::CommandLine() : mApp(description, "orvane") {
   mCommands.push_back(std::make_unique<DeviceCommand>(mApp));
   mCommands.push_back(std::make_unique<ToneCommand>(mApp));
   mCommands.push_back(std::make_unique<MeterCommand>(mApp));
+  mCommands.push_back(std::make_unique<RecordCommand>(mApp));
+  mCommands.push_back(std::make_unique<PlaythruCommand>(mApp));
 }
 
 std::optional<ExitStatus> CommandLine::read(int count, const char* const* arguments) {
@@ -81,7 +87,7 @@ Command& CommandLine::command() const {
 
 /// What is wrong, and what would be right.
 std::string CommandLine::explain(const CLI::ParseError& error) const {
-  constexpr char commands[] = "; the commands are session, device, tone and meter";
+  constexpr char commands[] = "; the commands are session, device, tone, meter, record and playthru";
   const std::vector<std::string> unexpected = mApp.remaining(true);
   std::string text = error.what();
   if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr) {

@@ -1,7 +1,5 @@
 #include "tools/orvane/MeterCommand.h"
 
-#include <memory>
-
 #include "iounit/AOMeter.h"
 #include "tools/orvane/UnitRun.h"
 
@@ -21,9 +19,8 @@ MeterCommand::MeterCommand(CLI::App& parent)
 
 ExitStatus MeterCommand::run(const Invocation& invocation) {
   requireHardware(*invocation.host.report, Side::input);
-  const std::shared_ptr<AOMeter> meter = AOMeter::init();
-  return runUnit(invocation, {.command = "meter", .side = Side::input, .classPrints = true, .seconds = mSeconds}, mUnit,
-                 *meter);
+  return runUnit(invocation, {.command = "meter", .input = true, .classPrints = true, .seconds = mSeconds}, mUnit,
+                 AOMeter::init());
 }
 
 }  // namespace orvane::tool

@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "iounit/OVTestTone.h"
 #include "platform/Report.h"
@@ -43,13 +44,13 @@ ToneCommand::ToneCommand(CLI::App& parent) : Command(parent, "tone", "Play a sin
 ExitStatus ToneCommand::run(const Invocation& invocation) {
   const platform::Report& report = *invocation.host.report;
   requireHardware(report, Side::output);
-  const std::shared_ptr<OVTestTone> tone = OVTestTone::init();
+  std::shared_ptr<OVTestTone> tone = OVTestTone::init();
   if (mFrequency) tone->setFrequency(*mFrequency);
   if (mAmplitude) tone->setAmplitude(static_cast<float>(*mAmplitude));
   if (mClientRate) tone->setClientSampleRate(*mClientRate);
   tone->setMonotone(mMonotone);
   checkFrequency(tone->frequency(), mClientRate.value_or(report.hardwareOutput().sampleRate()));
-  return runUnit(invocation, {.command = "tone", .side = Side::output, .seconds = mSeconds}, mUnit, *tone);
+  return runUnit(invocation, {.command = "tone", .output = true, .seconds = mSeconds}, mUnit, std::move(tone));
 }
 
 void ToneCommand::checkFrequency(double frequency, double rate) const {

@@ -6,28 +6,19 @@
 #include <exception>
 #include <limits>
 #include <string>
+#include <utility>
 
 #include "platform/EventLoop.h"
-#include "platform/Json.h"
 #include "platform/Report.h"
-#include "session/OVJSON.h"
 #include "tools/orvane/Numbers.h"
+#include "tools/orvane/RunReport.h"
 #include "tools/orvane/StandardStreams.h"
 
 namespace orvane::tool {
 
 namespace {
 
-using platform::Value;
-
-/// How a run ended, in the words of the JSON object.
-struct Outcome {
-  std::string ended;
-  std::string error{};  ///< Empty unless `ended` is "failed".
-  Value client = Value::dictionary();
-};
-
-Outcome failure(const std::string& reason) {
+RunResult failure(const std::string& reason) {
   return {.ended = "failed", .error = reason};
 }
 
@@ -49,57 +40,47 @@ std::uint64_t framesIn(double seconds, double rate) {
 }
 
 void limitRun(platform::Report& report, const UnitRun& run) {
-  const double rate = hardwareFormat(report, run.side).sampleRate();
+  const double rate = deviceRate(report, run);
   // Hardware that reports no rate cannot be started, so there is nothing to limit.
   if (run.seconds && rate > 0) report.endAfterFrames(framesIn(*run.seconds, rate));
 }
 
-/// Why a run that nothing was raised in ended.
-Outcome outcome(const platform::Report& report, int signal) {
+/// How a run that nothing was raised in ended.
+RunResult ended(const platform::Report& report, int signal) {
   if (const auto device = report.deviceFailure()) return failure(device->reason);
-  if (const auto write = report.writeFailure()) return failure(write->reason);
+  if (const auto write = report.writeFailure()) {
+    return failure("writing failed, " + std::string(platform::statusMeaning(write->status)) + ": " + write->reason);
+  }
   if (signal != 0) return {.ended = "signal"};
   return {.ended = report.deviceEnd() == platform::DeviceEnd::inputEnded ? "input-ended" : "seconds"};
 }
 
-Outcome perform(const platform::Platform& host, const UnitRun& run, const UnitOptions& options, OVIOUnit& unit) {
+RunResult perform(const platform::Platform& host, const UnitRun& run, const UnitOptions& options,
+                  std::shared_ptr<OVIOUnit> unit) {
   try {
-    options.applyTo(unit);
+    options.applyTo(*unit);
     limitRun(*host.report, run);
     host.report->onDeviceEnd([loop = host.eventLoop] { loop->stop(); });
-    unit.start();
+    unit->start();
     const int signal = host.eventLoop->run();
     const bool abandon = signal != 0 && run.classPrints;
     if (abandon) abandonStandardOutput();
-    unit.stop();
+    unit->stop();
     if (abandon) std::clearerr(stdout);  // What was cut off is no failure.
-    Outcome result = outcome(*host.report, signal);
-    const auto client = run.side == Side::input ? unit.inputClientFormat() : unit.outputClientFormat();
-    result.client.set(key(run.side), jsonASBD(client.description()));
+
+    const auto latency = host.report->unitLatency(unit->audioUnit());
+    const auto input = run.input ? std::optional(unit->inputClientFormat()) : std::nullopt;
+    const auto output = run.output ? std::optional(unit->outputClientFormat()) : std::nullopt;
+    unit.reset();  // Completes its files, so that the report knows how that went.
+    RunResult result = ended(*host.report, signal);
+    result.clientInput = input;
+    result.clientOutput = output;
+    result.latency = latency;
     return result;
   } catch (const std::exception& refusal) {
+    unit.reset();
     return failure(refusal.what());
   }
-}
-
-Value describe(const platform::Report& report, const UnitRun& run, const Outcome& outcome) {
-  const platform::StreamFormat hardware = hardwareFormat(report, run.side);
-  const platform::RunCount count = report.runCount();
-  Value result = Value::dictionary({{"command", run.command}, {"host", report.hostName()}, {"ended", outcome.ended}});
-  if (!outcome.error.empty()) result.set("error", outcome.error);
-  const double rate = hardware.sampleRate();
-  result.set("seconds", rate > 0 ? static_cast<double>(count.frames) / rate : 0.0);
-  result.set("frames", count.frames);
-  result.set("discontinuities", count.discontinuities);
-  result.set("hardware", Value::dictionary({{key(run.side), jsonASBD(hardware.description())}}));
-  result.set("client", outcome.client);
-  return result;
-}
-
-void printJson(const platform::Platform& host, const UnitRun& run, const Outcome& outcome) {
-  const Value result = describe(*host.report, run, outcome);
-  if (!run.classPrints) return OVPrintJSON(result, false);
-  if (const auto text = host.json->write(result, false)) sayLine(*text);
 }
 
 }  // namespace
@@ -116,18 +97,15 @@ void requireHardware(const platform::Report& report, Side side) {
   throw ToolError(ExitStatus::unavailable, "the " + report.hostName() + " host has no audio " + key(side));
 }
 
-ExitStatus runUnit(const Invocation& invocation, const UnitRun& run, const UnitOptions& options, OVIOUnit& unit) {
-  const platform::Platform& host = invocation.host;
-  const Outcome outcome = perform(host, run, options, unit);
-  const platform::RunCount count = host.report->runCount();
-  // The bars redraw one line of the terminal; what comes next begins on a line of its own.
-  if (run.classPrints && count.frames > 0 && isWatched()) sayLine("");
-  if (count.discontinuities > 0) {
-    say("frames are missing in " + std::to_string(count.discontinuities) + " places: the device was interrupted");
-  }
-  if (!outcome.error.empty()) say(outcome.error);
-  if (invocation.json) printJson(host, run, outcome);
-  return outcome.error.empty() ? ExitStatus::done : ExitStatus::failed;
+double deviceRate(const platform::Report& report, const UnitRun& run) {
+  return hardwareFormat(report, run.input ? Side::input : Side::output).sampleRate();
+}
+
+ExitStatus runUnit(const Invocation& invocation, const UnitRun& run, const UnitOptions& options,
+                   std::shared_ptr<OVIOUnit> unit) {
+  const RunResult result = perform(invocation.host, run, options, std::move(unit));
+  reportRun(invocation, run, result);
+  return result.error.empty() ? ExitStatus::done : ExitStatus::failed;
 }
 
 }  // namespace orvane::tool
