@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
+#include <memory>
+
 #include "tests/tool/Program.h"
 
 namespace orvane::tests {
@@ -62,13 +64,19 @@ TEST(Signal, EndsARunWhoseOutputNobodyReads) {
 TEST(Signal, ComesAtAnyTimeOfAShortRun) {
   // Signals that fall into the start or the end of a run must neither hang it nor leave a broken file.
   const TemporaryFolder folder;
-  for (int round = 0; round < 20; ++round) {
-    const std::string file = folder.path(std::to_string(round) + ".wav");
-    Program program(ORVANE_TOOL, {"meter", "--seconds", "0.05", "--simulate", "speaker=" + file});
-    program.awaitOutput(round % 2 == 0 ? 41 : 82);
-    program.send(SIGTERM);
-    EXPECT_EQ(program.finish().status, 0);
-    EXPECT_EQ(readSound(file).channels, 2);
+  std::vector<std::unique_ptr<Program>> programs;
+  const auto file = [&folder](std::size_t round) { return folder.path(std::to_string(round) + ".wav"); };
+  for (std::size_t round = 0; round < 12; ++round) {
+    programs.push_back(std::make_unique<Program>(
+        ORVANE_TOOL, Arguments{"meter", "--seconds", "0.05", "--simulate", "speaker=" + file(round)}));
+  }
+  for (std::size_t round = 0; round < programs.size(); ++round) {
+    programs[round]->awaitOutput(round % 2 == 0 ? 41 : 82);
+    programs[round]->send(SIGTERM);
+  }
+  for (std::size_t round = 0; round < programs.size(); ++round) {
+    EXPECT_EQ(programs[round]->finish().status, 0);
+    EXPECT_EQ(readSound(file(round)).channels, 2);
   }
 }
 

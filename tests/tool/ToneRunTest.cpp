@@ -59,6 +59,26 @@ TEST_P(ToneRun, WritesTheOscillatorsSamplesToTheBit) {
 
 INSTANTIATE_TEST_SUITE_P(Slices, ToneRun, testing::Values(1, 100, 256, 441, 8192), testing::PrintToStringParamName());
 
+TEST(Tone, IsTheSameToneAtAClientRateOfItsOwn) {
+  const TemporaryFolder folder;
+  for (const char* rate : {"44100", "8000", "96000"}) {
+    const Ended ended = runTool({"--simulate", "pace=fast,slice=480,speaker=" + folder.path("tone.wav"), "tone",
+                                 "--frequency", "1000", "--seconds", "1", "--client-rate", rate});
+    EXPECT_EQ(ended.status, 0) << ended.errors;
+    const Sound sound = readSound(folder.path("tone.wav"));
+    ASSERT_EQ(sound.samples.size(), 2 * 48'000U);
+    for (const std::size_t channel : {0U, 1U}) {
+      int periods = 0;
+      for (std::size_t i = channel + 2; i < sound.samples.size(); i += 2) {
+        if (sound.samples[i - 2] < 0 && sound.samples[i] >= 0) ++periods;
+        // A little more where the tone begins, which no filter follows without ringing.
+        EXPECT_LT(std::abs(sound.samples[i]), i < 1000 ? 0.3F : 0.251F) << i;
+      }
+      EXPECT_NEAR(periods, channel == 0 ? 1000 : 1500, 4) << rate;
+    }
+  }
+}
+
 TEST(Tone, EndsWithTheFirstWholeSliceThatFillsTheSeconds) {
   struct Case {
     std::string seconds;

@@ -18,7 +18,7 @@ std::function<void(OVSession&)> categoryOptionStep(const std::string& text) {
   for (const CategoryOption& option : categoryOptions) {
     known += (known.empty() ? "" : ", ") + std::string(option.name);
     if (option.name != name) continue;
-    if (state != "on" && state != "off") refuse("it takes " + name + "=on or " + name + "=off");
+    if (state != "on" && state != "off") refuse("it takes =on or =off behind " + name);
     return [set = option.set, isOn = state == "on"](OVSession& session) { (session.*set)(isOn); };
   }
   refuse("no option is called so; the options are " + known + ", each with =on or =off");
@@ -57,7 +57,7 @@ void SessionOptions::applyTo(OVSession& session) const {
 void SessionOptions::addSetting(CLI::App& options, const char* name, void (OVSession::*set)(const std::string&),
                                 const char* description) {
   const auto take = [this, set](const std::string& value) {
-    mSteps.push_back([set, value](OVSession& session) { (session.*set)(value); });
+    mSteps.emplace_back([set, value](OVSession& session) { (session.*set)(value); });
   };
   options.add_option_function<std::string>(name, take, description)->type_name("NAME")->trigger_on_parse();
 }

@@ -25,7 +25,7 @@ constexpr char simulated[] = "simulated";
 /// The host that was asked for, or the library's default one. Raises wrong usage, or that it is not to be had.
 std::string chooseHost(const CommandLine& line) {
   const std::vector<std::string> available = platform::availableHosts();
-  const std::string host = line.host().value_or(line.simulate() ? simulated : available.front());
+  std::string host = line.host().value_or(line.simulate() ? simulated : available.front());
   if (host != simulated && host != "pipewire") {
     throw ToolError(ExitStatus::wrongUsage, "--host: \"" + host + "\" is no host; it takes simulated or pipewire");
   }
