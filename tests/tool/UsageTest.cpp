@@ -24,8 +24,8 @@ TEST(Usage, WrongUsageIsSaidBeforeAnythingStarts) {
     return arguments;
   };
   const Case cases[] = {
-      {{}, {"a command is needed", "session, device, tone and meter", "'orvane --help'"}},
-      {{"tune"}, {"\"tune\" is no command", "session, device, tone and meter"}},
+      {{}, {"a command is needed", "session, device, tone, meter, record and playthru", "'orvane --help'"}},
+      {{"tune"}, {"\"tune\" is no command", "session, device, tone, meter, record and playthru"}},
       {{"tone", "meter"}, {"\"meter\" is not expected", "'orvane tone --help'"}},
       {{"--seconds", "1", "tone"}, {"\"--seconds\" is not expected here", "stand behind the command"}},
       {{"meter", "--seconds"}, {"--seconds needs a value"}},
@@ -57,6 +57,9 @@ TEST(Usage, WrongUsageIsSaidBeforeAnythingStarts) {
       {tone({"--amplitude", "-0.1"}), {"--amplitude: -0.1 is out of range", "0 to 1"}},
       {tone({"--amplitude", "nan"}), {"--amplitude: \"nan\" is no number", "0 to 1"}},
       {tone({"--amplitude", ""}), {"--amplitude: \"\" is no number", "0 to 1"}},
+      {{"record"}, {"PATH is required", "'orvane record --help'"}},
+      {{"record", file, file}, {"is not expected here"}},
+      {{"record", file, "--client-rate", "22050.5"}, {"--client-rate: 22050.5", "whole hertz, from 1 to 768000"}},
       {tone({"--client-rate", "0"}), {"--client-rate: 0 is out of range", "from 1 to 768000"}},
   };
   for (const auto& [arguments, said] : cases) {
@@ -109,7 +112,7 @@ TEST(Usage, AWrongDeviceIsNamedByItsKey) {
 }
 
 TEST(Usage, HelpTellsEveryCommandWithAnExample) {
-  for (const char* command : {"", "session", "device", "tone", "meter"}) {
+  for (const char* command : {"", "session", "device", "tone", "meter", "record", "playthru"}) {
     for (const char* flag : {"-h", "--help"}) {
       const Ended ended = runTool(*command == '\0' ? Arguments{flag} : Arguments{command, flag});
       EXPECT_EQ(ended.status, 0);

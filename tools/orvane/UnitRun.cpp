@@ -49,7 +49,8 @@ void limitRun(platform::Report& report, const UnitRun& run) {
 RunResult ended(const platform::Report& report, int signal) {
   if (const auto device = report.deviceFailure()) return failure(device->reason);
   if (const auto write = report.writeFailure()) {
-    return failure("writing failed, " + std::string(platform::statusMeaning(write->status)) + ": " + write->reason);
+    const bool isFull = write->status == platform::status::diskFull;
+    return failure(std::string("writing failed") + (isFull ? ", disk full: " : ": ") + write->reason);
   }
   if (signal != 0) return {.ended = "signal"};
   return {.ended = report.deviceEnd() == platform::DeviceEnd::inputEnded ? "input-ended" : "seconds"};
