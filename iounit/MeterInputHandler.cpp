@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdio>
 
+#include "iounit/LockstepMeter.h"
 #include "iounit/TruncateToInt32.h"
 #include "platform/RealTime.h"
 
@@ -12,26 +13,27 @@ namespace orvane {
 MeterInputHandler::MeterInputHandler(int channelCount, double sampleRate)
     : mChannelCount(channelCount),
       mBufferList(static_cast<std::uint32_t>(channelCount)),
-      mMeters(static_cast<std::size_t>(channelCount)) {
-  for (PowerMeter& meter : mMeters) meter.SetSampleRate(sampleRate);
+      mMeters(static_cast<std::size_t>(channelCount)), mPlanes(mMeters.size()) {
+  for (PowerMeter &meter : mMeters)
+    meter.SetSampleRate(sampleRate);
 }
 
 void MeterInputHandler::process(std::uint32_t frames) {
   meterChannels(frames);
   {
     const platform::RealTimeExemption exemption;
-    if (mPrintCycle == 0) printBars();
+    if (mPrintCycle == 0)
+      printBars();
     std::fflush(stdout);
   }
   mPrintCycle = (mPrintCycle + 1) % kPrintPeriod;
 }
 
 void MeterInputHandler::meterChannels(std::uint32_t frames) {
-  for (std::int32_t i = 0; i < mChannelCount; ++i) {
-    const auto channel = static_cast<std::size_t>(i);
-    const auto* samples = static_cast<const float*>(mBufferList[channel].data);
-    mMeters.at(channel).Process(samples, 1, static_cast<int>(frames));
+  for (std::size_t channel = 0; channel < mPlanes.size(); ++channel) {
+    mPlanes[channel] = static_cast<const float *>(mBufferList[channel].data);
   }
+  processTogether(mMeters, mPlanes, static_cast<int>(frames));
 }
 
 void MeterInputHandler::printBars() const {
@@ -41,7 +43,8 @@ void MeterInputHandler::printBars() const {
     text.fill(' ');
     std::fill_n(text.begin(), barStars(meter->mAverageLevel), '*');
     const bool isLast = meter + 1 == mMeters.end();
-    if (isLast) text[kBarWidth] = '\r';
+    if (isLast)
+      text[kBarWidth] = '\r';
     std::fwrite(text.data(), 1, isLast ? kBarWidth + 1 : kWidest, stdout);
   }
 }
@@ -50,4 +53,4 @@ int MeterInputHandler::barStars(double level) {
   return std::clamp(truncateToInt32(level * kBarWidth), 0, kBarWidth);
 }
 
-}  // namespace orvane
+} // namespace orvane

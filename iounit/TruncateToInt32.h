@@ -11,10 +11,9 @@ namespace orvane {
 /// does. Real-time safe.
 constexpr std::int32_t truncateToInt32(double value) noexcept {
   using Limits = std::numeric_limits<std::int32_t>;
+  if (value > Limits::min() && value < Limits::max()) return static_cast<std::int32_t>(value);
   if (value != value) return 0;
-  if (value <= Limits::min()) return Limits::min();
-  if (value >= Limits::max()) return Limits::max();
-  return static_cast<std::int32_t>(value);
+  return value < 0 ? Limits::min() : Limits::max();
 }
 
 }  // namespace orvane
