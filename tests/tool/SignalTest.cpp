@@ -1,7 +1,10 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
+#include <chrono>
+#include <filesystem>
 #include <memory>
+#include <thread>
 
 #include "tests/tool/Program.h"
 
@@ -43,6 +46,20 @@ TEST(Signal, EndsARunCleanly) {
     running.program().send(signal);
     expectCleanEnd(running.program().finish(), running.file());
   }
+}
+
+TEST(Signal, CompletesARecording) {
+  const TemporaryFolder folder;
+  const std::string file = folder.path("take.wav");
+  Program program(ORVANE_TOOL, {"record", file, "--json", "--simulate", "mic=tone:440:0.5,inputs=2"});
+  std::error_code notYet;
+  while (std::filesystem::file_size(file, notYet) < 30'000 || notYet) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  program.send(SIGINT);
+  Ended ended = program.finish();
+  std::swap(ended.output, ended.errors);  // The class prints nothing, so the object has standard output.
+  expectCleanEnd(ended, file);
 }
 
 TEST(Signal, AClosedPipeEndsARunCleanly) {
