@@ -13,17 +13,16 @@ namespace orvane {
 MeterInputHandler::MeterInputHandler(int channelCount, double sampleRate)
     : mChannelCount(channelCount),
       mBufferList(static_cast<std::uint32_t>(channelCount)),
-      mMeters(static_cast<std::size_t>(channelCount)), mPlanes(mMeters.size()) {
-  for (PowerMeter &meter : mMeters)
-    meter.SetSampleRate(sampleRate);
+      mMeters(static_cast<std::size_t>(channelCount)),
+      mPlanes(mMeters.size()) {
+  for (PowerMeter& meter : mMeters) meter.SetSampleRate(sampleRate);
 }
 
 void MeterInputHandler::process(std::uint32_t frames) {
   meterChannels(frames);
   {
     const platform::RealTimeExemption exemption;
-    if (mPrintCycle == 0)
-      printBars();
+    if (mPrintCycle == 0) printBars();
     std::fflush(stdout);
   }
   mPrintCycle = (mPrintCycle + 1) % kPrintPeriod;
@@ -31,7 +30,7 @@ void MeterInputHandler::process(std::uint32_t frames) {
 
 void MeterInputHandler::meterChannels(std::uint32_t frames) {
   for (std::size_t channel = 0; channel < mPlanes.size(); ++channel) {
-    mPlanes[channel] = static_cast<const float *>(mBufferList[channel].data);
+    mPlanes[channel] = static_cast<const float*>(mBufferList[channel].data);
   }
   processTogether(mMeters, mPlanes, static_cast<int>(frames));
 }
@@ -43,8 +42,7 @@ void MeterInputHandler::printBars() const {
     text.fill(' ');
     std::fill_n(text.begin(), barStars(meter->mAverageLevel), '*');
     const bool isLast = meter + 1 == mMeters.end();
-    if (isLast)
-      text[kBarWidth] = '\r';
+    if (isLast) text[kBarWidth] = '\r';
     std::fwrite(text.data(), 1, isLast ? kBarWidth + 1 : kWidest, stdout);
   }
 }
@@ -53,4 +51,4 @@ int MeterInputHandler::barStars(double level) {
   return std::clamp(truncateToInt32(level * kBarWidth), 0, kBarWidth);
 }
 
-} // namespace orvane
+}  // namespace orvane

@@ -8,50 +8,42 @@
 
 namespace orvane {
 
-/// Meters captured input, one `PowerMeter` a channel, and draws the average
-/// levels on standard output as bars that redraw in place.
+/// Meters captured input, one `PowerMeter` a channel, and draws the average levels on standard output as bars that
+/// redraw in place.
 ///
-/// Made and destroyed on the caller's thread; in between only the device
-/// callback touches it.
+/// Made and destroyed on the caller's thread; in between only the device callback touches it.
 class MeterInputHandler {
-public:
+ public:
   /// Characters of a bar.
   static constexpr int kBarWidth = 40;
   /// Calls of `process` from one printed line to the next.
   static constexpr std::uint32_t kPrintPeriod = 8;
 
-  /// `channelCount` may be 0: then nothing is metered and nothing printed. The
-  /// rate is in hertz.
+  /// `channelCount` may be 0: then nothing is metered and nothing printed. The rate is in hertz.
   MeterInputHandler(int channelCount, double sampleRate);
 
-  /// Meters the `frames` frames that the entries of `mBufferList` refer to: one
-  /// channel an entry, `frames` 32-bit float samples each. On the first call
-  /// and every eighth after it, prints a line: for each channel the stars of
-  /// its bar, filled up with blanks to 40 characters; two blanks between bars,
-  /// a carriage return after the last.
+  /// Meters the `frames` frames that the entries of `mBufferList` refer to: one channel an entry, `frames` 32-bit float
+  /// samples each. On the first call and every eighth after it, prints a line: for each channel the stars of its bar,
+  /// filled up with blanks to 40 characters; two blanks between bars, a carriage return after the last.
   ///
-  /// Called on the device callback. Metering allocates nothing. Printing takes
-  /// the lock of standard output and waits where its reader is slow; a write
-  /// that fails is ignored. Flushes standard output on every call.
+  /// Called on the device callback. Metering allocates nothing. Printing takes the lock of standard output and waits
+  /// where its reader is slow; a write that fails is ignored. Flushes standard output on every call.
   void process(std::uint32_t frames);
 
-  /// The stars of a bar: a level of 1 or more (infinity included) fills it, a
-  /// level below 1/40, a negative one or not-a-number gives none. Real-time
-  /// safe.
+  /// The stars of a bar: a level of 1 or more (infinity included) fills it, a level below 1/40, a negative one or
+  /// not-a-number gives none. Real-time safe.
   static int barStars(double level);
 
   const std::int32_t mChannelCount;
   PX::BufferList mBufferList;
   std::vector<PowerMeter> mMeters;
-  std::uint32_t mPrintCycle =
-      0; ///< Calls since the last one that printed; prints at 0.
+  std::uint32_t mPrintCycle = 0;  ///< Calls since the last one that printed; prints at 0.
 
-private:
+ private:
   void meterChannels(std::uint32_t frames);
   void printBars() const;
 
-  std::vector<const float *>
-      mPlanes; ///< Each channel's samples, while a block is metered.
+  std::vector<const float*> mPlanes;  ///< Each channel's samples, while a block is metered.
 };
 
-} // namespace orvane
+}  // namespace orvane
