@@ -11,7 +11,9 @@
 #include <cstdio>
 #include <limits>
 #include <type_traits>
+#include <vector>
 
+#include "iounit/LockstepMeter.h"
 #include "iounit/PowerMeter.h"
 #include "iounit/SineWaveGenerator.h"
 
@@ -123,6 +125,34 @@ void dumpLevels(Random& random) {
   }
 }
 
+/// Several channels at once, which one processor takes in wider registers than another.
+void dumpLockstep(Random& random) {
+  struct alignas(16) Plane {
+    std::array<float, kMostFrames> samples;
+  };
+  for (int stream = 0; stream < 60; ++stream) {
+    std::vector<orvane::PowerMeter> meters(static_cast<std::size_t>(1 + random.below(19)));
+    std::vector<Plane> planes(meters.size());
+    std::vector<const float*> starts;
+    for (const Plane& plane : planes) starts.push_back(plane.samples.data());
+    for (int block = 0; block < 10; ++block) {
+      const int frames = random.below(kMostFrames);
+      for (std::size_t channel = 0; channel < meters.size(); ++channel) {
+        meters[channel].mSampleRate = random.unit() * 96000.0;
+        meters[channel].mBlockSize = frames;
+        meters[channel].mHoldDecay = random.unit();
+        meters[channel].mRelease = random.unit();
+        for (float& value : planes[channel].samples) value = sample(random, random.unit());
+      }
+      orvane::processTogether(meters, starts, frames);
+      for (const orvane::PowerMeter& meter : meters) {
+        std::printf("lockstep %d.%d", stream, block);
+        print(meter);
+      }
+    }
+  }
+}
+
 void dumpTones(Random& random) {
   constexpr std::uint32_t kFrames = 256;
   std::array<float, 2 * kFrames> floats = {};
@@ -157,6 +187,7 @@ void dumpTones(Random& random) {
 int main() {
   Random random(20240229);
   dumpLevels(random);
+  dumpLockstep(random);
   dumpTones(random);
   return std::fflush(stdout) == 0 ? 0 : 1;
 }
