@@ -17,7 +17,11 @@ ORVANE_EXPORT std::vector<std::string> availableHosts();
 ///
 /// Keys: `mic` (a file's path, `tone:HZ[:AMPLITUDE]`, `noise[:SEED]`, `silence`, `loop`), `speaker` (`null` or the path
 /// of a 32-bit float WAVE file to write), `rate` (hertz, 0 to 768000), `inputs`, `outputs` (channels, 0 to 64), `slice`
-/// (frames, 1 to 8192), `pace` (`real` or `fast`).
+/// (frames, 1 to 8192), `pace` (`real` or `fast`), `scenario` (the path of a JSON file with settings of the device,
+/// refusals and faults; docs/simulated-device.md describes it).
+///
+/// A key of the text goes before the same setting in the scenario, wherever it stands. Both are checked whole before
+/// anything starts, a scenario's setting that another one replaces included.
 ///
 /// At fast pace the host clock jumps from task to task while the caller waits, so the same run gives the same bytes.
 ORVANE_EXPORT Platform makeSimulatedHost(std::string_view options = {});

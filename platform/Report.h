@@ -32,6 +32,7 @@ enum class DeviceEnd {
 struct RunCount {
   std::uint64_t frames = 0;           ///< Frames handed to callbacks.
   std::uint64_t discontinuities = 0;  ///< Places where frames are missing.
+  std::uint64_t overruns = 0;         ///< Slices that files which are written lack, as the disk was too slow.
 };
 
 /// A recording that was completed.
@@ -65,12 +66,16 @@ class ORVANE_EXPORT Report {
 
   virtual RunCount runCount() const = 0;
   virtual DeviceEnd deviceEnd() const = 0;
-  /// Why the device failed, where it did.
+  /// Why the device failed, where it did: `deviceLost`, `serverLost` or `stalled`, and a sentence. A device that has
+  /// not called back for ten slices, and for half a second at least, has stalled.
   virtual std::optional<Failure> deviceFailure() const = 0;
   /// The first write that failed behind a class that swallows it by contract, or in the device's own files.
   virtual std::optional<Failure> writeFailure() const = 0;
   /// The recording that was completed last, whole or cut short by a failure; not the device's own files.
   virtual std::optional<WrittenFile> writtenFile() const = 0;
+
+  /// `notice` runs once, on a worker, at the first write failure; on the caller's thread where it has already been.
+  virtual void onWriteFailure(std::function<void()> notice) = 0;
 
   /// Ends the run with the first slice at whose end at least `frames` frames were handed out. A microphone file that
   /// ends earlier is followed by silence. Set before the device starts; 0 is no limit.

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <optional>
 #include <span>
 #include <string>
@@ -28,7 +27,7 @@ struct DeviceFormat {
 /// One slice of duplex sound. Planes are 32-bit float, one a channel, 16-byte aligned.
 struct DeviceSlice {
   platform::HostTime time{};     ///< When the first input frame was captured.
-  std::uint64_t firstFrame = 0;  ///< Frames handed out before this slice.
+  std::uint64_t firstFrame = 0;  ///< Frames since the device's first start, those that are missing included.
   std::uint32_t frames = 0;      ///< 1 to `DeviceFormat::mostSliceFrames`.
   std::span<const float* const> inputs;
   std::span<float* const> outputs;  ///< To be filled; the content before is undefined.
@@ -40,6 +39,12 @@ class DeviceCallback {
   virtual ~DeviceCallback() = default;
   /// On the device's thread; must be real-time safe.
   virtual void deviceSlice(const DeviceSlice& slice) = 0;
+  /// Frames are missing, and no slice comes before `until`: an interruption that the device knows of and counts. Not on
+  /// the device callback.
+  virtual void deviceInterrupted(platform::HostTime until) = 0;
+  /// The device ends by itself: no slice comes any more, and it does not run once this has returned. `failure` comes
+  /// with `DeviceEnd::failed`. Not on the device callback; inside `AudioDevice::start` where it is already there.
+  virtual void deviceEnded(platform::DeviceEnd end, std::optional<platform::Failure> failure) = 0;
 };
 
 /// An audio device: what a back end implements. Control calls come from one thread at a time, never from the callback.
@@ -57,12 +62,14 @@ class AudioDevice {
   /// False before the start, after the stop, and once the device has ended by itself.
   virtual bool isRunning() const = 0;
 
+  /// Whether anybody takes the input, told before the start and later on. A device whose input goes away fails where
+  /// the input is taken, and goes on in silence where it is not.
+  virtual void useInput(bool taken) = 0;
+
+  /// The host fills in what it counts itself.
   virtual platform::RunCount runCount() const = 0;
-  virtual platform::DeviceEnd end() const = 0;
-  virtual std::optional<platform::Failure> failure() const = 0;
-  /// See `platform::Report::endAfterFrames` and `onDeviceEnd`.
+  /// See `platform::Report::endAfterFrames`.
   virtual void endAfterFrames(std::uint64_t frames) = 0;
-  virtual void onEnd(std::function<void()> notice) = 0;
 };
 
 }  // namespace orvane::host

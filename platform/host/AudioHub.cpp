@@ -1,10 +1,10 @@
 #include "platform/host/AudioHub.h"
 
 #include <algorithm>
+#include <string>
 #include <utility>
 
 #include "platform/RealTime.h"
-#include "platform/host/ExitHook.h"
 
 namespace orvane::host {
 
@@ -12,25 +12,39 @@ AudioHub::AudioHub(std::unique_ptr<AudioDevice> device, std::shared_ptr<platform
     : mDevice(std::move(device)),
       mScheduler(std::move(scheduler)),
       mReleased(mScheduler->makeWaiter()),
+      mWorker(mScheduler->makeWorker("audio watch")),
+      mEnd(*mWorker),
+      mStallWatch(mScheduler->clock(), *mWorker, [this] { deviceStalled(); }),
       mClients(std::make_unique<const Clients>()),
       mPublished(mClients.get()) {}
 
 AudioHub::~AudioHub() {
+  mStallWatch.end();
   mDevice->stop();
+  mWorker->cancel();
 }
 
 platform::Status AudioHub::add(HubClient& client) {
   const std::lock_guard lock(mControl);
+  const bool runs = mDevice->isRunning();
+  if (const auto stall = mEnd.failure(); runs && stall) return stall->status;
   auto clients = std::make_unique<Clients>(*mClients);
   clients->push_back(&client);
-  publish(std::move(clients));
-  if (mDevice->isRunning()) return platform::status::success;
-  const platform::Status status = mDevice->start(*this);
+  change(std::move(clients));
+  const platform::Status status = runs ? platform::status::success : startDevice();
   if (status != platform::status::success) {
     auto without = std::make_unique<Clients>(*mClients);
     without->pop_back();
-    publish(std::move(without));
+    change(std::move(without));
   }
+  return status;
+}
+
+platform::Status AudioHub::startDevice() {
+  mEnd.clear();
+  mStallWatch.begin(mDevice->format());
+  const platform::Status status = mDevice->start(*this);
+  if (status != platform::status::success) mStallWatch.end();
   return status;
 }
 
@@ -40,8 +54,17 @@ void AudioHub::remove(HubClient& client) {
   auto clients = std::make_unique<Clients>(*mClients);
   std::erase(*clients, &client);
   // Stopped before the last client leaves, so that the device's last slice is one that somebody took part in.
-  if (clients->empty()) mDevice->stop();
+  if (clients->empty()) {
+    mStallWatch.end();
+    mDevice->stop();
+  }
+  change(std::move(clients));
+}
+
+void AudioHub::change(std::unique_ptr<const Clients> clients) {
+  const bool taken = std::ranges::any_of(*clients, [](const HubClient* client) { return client->takesInput(); });
   publish(std::move(clients));
+  mDevice->useInput(taken);
 }
 
 void AudioHub::publish(std::unique_ptr<const Clients> clients) {
@@ -56,6 +79,12 @@ void AudioHub::publish(std::unique_ptr<const Clients> clients) {
 
 void AudioHub::deviceSlice(const DeviceSlice& slice) {
   const platform::RealTimeSection realTime;
+  mStallWatch.callbackBegins();
+  callClients(slice);
+  mStallWatch.callbackEnds();
+}
+
+void AudioHub::callClients(const DeviceSlice& slice) {
   const Clients* clients = nullptr;
   do {
     clients = mPublished.load();
@@ -63,11 +92,25 @@ void AudioHub::deviceSlice(const DeviceSlice& slice) {
   } while (clients != mPublished.load());
 
   OutputMix mix(slice.outputs, slice.frames);
-  for (HubClient* client : *clients) client->deviceSlice(slice, mix);
+  if (mEnd.end() == platform::DeviceEnd::none) {
+    for (HubClient* client : *clients) client->deviceSlice(slice, mix);
+  }
   mix.finish();
 
   mRead.store(nullptr);
   if (mReleaseWanted.exchange(false)) mReleased->signal();
+}
+
+void AudioHub::deviceEnded(platform::DeviceEnd end, std::optional<platform::Failure> failure) {
+  mStallWatch.end();
+  mEnd.set(end, std::move(failure));
+}
+
+void AudioHub::deviceStalled() {
+  const auto silence = std::chrono::duration_cast<std::chrono::milliseconds>(StallWatch::limit(mDevice->format()));
+  mEnd.set(platform::DeviceEnd::failed,
+           platform::Failure{platform::status::stalled,
+                             "the device stalled: no callback for " + std::to_string(silence.count()) + " ms"});
 }
 
 }  // namespace orvane::host

@@ -41,7 +41,7 @@ platform::Platform makeHost(const Foundation& foundation, std::unique_ptr<AudioD
   platform.units = units;
   const auto written = std::make_shared<WrittenFileRecord>();
   platform.convertingFiles = std::make_shared<HostConvertingFiles>(hub, foundation.files, written);
-  platform.report = std::make_shared<HostReport>(hub, units, foundation.files.failures, written);
+  platform.report = std::make_shared<HostReport>(hub, units, foundation.files, written);
   return platform;
 }
 

@@ -7,12 +7,8 @@ namespace orvane::host {
 using platform::StreamFormat;
 
 HostReport::HostReport(std::shared_ptr<AudioHub> hub, std::shared_ptr<const HostUnits> units,
-                       std::shared_ptr<const FailureRecord> writeFailures,
-                       std::shared_ptr<const WrittenFileRecord> written)
-    : mHub(std::move(hub)),
-      mUnits(std::move(units)),
-      mWriteFailures(std::move(writeFailures)),
-      mWritten(std::move(written)) {}
+                       SoundFileWriter::Services files, std::shared_ptr<const WrittenFileRecord> written)
+    : mHub(std::move(hub)), mUnits(std::move(units)), mFiles(std::move(files)), mWritten(std::move(written)) {}
 
 std::string HostReport::hostName() const {
   return mHub->device().hostName();
@@ -37,19 +33,25 @@ platform::UnitLatency HostReport::unitLatency(platform::UnitInstance unit) const
 }
 
 platform::RunCount HostReport::runCount() const {
-  return mHub->device().runCount();
+  platform::RunCount count = mHub->device().runCount();
+  count.overruns = *mFiles.overruns;
+  return count;
 }
 
 platform::DeviceEnd HostReport::deviceEnd() const {
-  return mHub->device().end();
+  return mHub->end();
 }
 
 std::optional<platform::Failure> HostReport::deviceFailure() const {
-  return mHub->device().failure();
+  return mHub->failure();
 }
 
 std::optional<platform::Failure> HostReport::writeFailure() const {
-  return mWriteFailures->first();
+  return mFiles.failures->first();
+}
+
+void HostReport::onWriteFailure(std::function<void()> notice) {
+  mFiles.failures->onFirst(std::move(notice));
 }
 
 std::optional<platform::WrittenFile> HostReport::writtenFile() const {
@@ -61,7 +63,7 @@ void HostReport::endAfterFrames(std::uint64_t frames) {
 }
 
 void HostReport::onDeviceEnd(std::function<void()> notice) {
-  mHub->device().onEnd(std::move(notice));
+  mHub->onEnd(std::move(notice));
 }
 
 }  // namespace orvane::host

@@ -4,8 +4,8 @@
 
 #include "platform/Report.h"
 #include "platform/host/AudioHub.h"
-#include "platform/host/FailureRecord.h"
 #include "platform/host/HostUnits.h"
+#include "platform/host/SoundFileWriter.h"
 #include "platform/host/WrittenFileRecord.h"
 
 namespace orvane::host {
@@ -13,8 +13,8 @@ namespace orvane::host {
 /// The host's report: what its device and its file writers know.
 class HostReport final : public platform::Report {
  public:
-  HostReport(std::shared_ptr<AudioHub> hub, std::shared_ptr<const HostUnits> units,
-             std::shared_ptr<const FailureRecord> writeFailures, std::shared_ptr<const WrittenFileRecord> written);
+  HostReport(std::shared_ptr<AudioHub> hub, std::shared_ptr<const HostUnits> units, SoundFileWriter::Services files,
+             std::shared_ptr<const WrittenFileRecord> written);
 
   std::string hostName() const override;
   platform::StreamFormat hardwareInput() const override;
@@ -25,6 +25,7 @@ class HostReport final : public platform::Report {
   platform::DeviceEnd deviceEnd() const override;
   std::optional<platform::Failure> deviceFailure() const override;
   std::optional<platform::Failure> writeFailure() const override;
+  void onWriteFailure(std::function<void()> notice) override;
   std::optional<platform::WrittenFile> writtenFile() const override;
   void endAfterFrames(std::uint64_t frames) override;
   void onDeviceEnd(std::function<void()> notice) override;
@@ -32,7 +33,7 @@ class HostReport final : public platform::Report {
  private:
   std::shared_ptr<AudioHub> mHub;
   std::shared_ptr<const HostUnits> mUnits;
-  std::shared_ptr<const FailureRecord> mWriteFailures;
+  SoundFileWriter::Services mFiles;
   std::shared_ptr<const WrittenFileRecord> mWritten;
 };
 

@@ -52,6 +52,7 @@ class IoUnit final : public HubClient {
   static constexpr std::int32_t inputBus = 1;
 
   void deviceSlice(const DeviceSlice& slice, OutputMix& mix) override;
+  bool takesInput() const override { return mInput != nullptr; }
   void handInput(platform::HostTime time);
   platform::Status mayStart() const;
   platform::Status refuse(platform::Status status, const std::string& reason) const;

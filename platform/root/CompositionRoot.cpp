@@ -5,9 +5,7 @@
 
 #include "platform/Hosts.h"
 #include "platform/Platform.h"
-#include "platform/host/Host.h"
-#include "platform/simulated/SimulatedDevice.h"
-#include "platform/simulated/SimulatedOptions.h"
+#include "platform/simulated/SimulatedHost.h"
 
 namespace orvane::platform {
 
@@ -52,9 +50,7 @@ std::vector<std::string> availableHosts() {
 }
 
 Platform makeSimulatedHost(std::string_view options) {
-  const simulated::SimulatedOptions parsed = simulated::parseSimulatedOptions(options);
-  const host::Foundation foundation = host::makeFoundation(parsed.fastPace);
-  return host::makeHost(foundation, std::make_unique<simulated::SimulatedDevice>(parsed, foundation.files));
+  return simulated::makeSimulatedHost(options);
 }
 
 }  // namespace orvane::platform

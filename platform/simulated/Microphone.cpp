@@ -21,8 +21,8 @@ namespace orvane::simulated {
 
 namespace {
 
-[[noreturn]] void refuse(const std::string& text, const std::string& reason) {
-  throw platform::PlatformException("SimulationException", "--simulate: mic=" + text + ": " + reason);
+[[noreturn]] void refuse(const std::string& where, const std::string& reason) {
+  throw platform::PlatformException("SimulationException", where + ": " + reason);
 }
 
 class Silence final : public Microphone {
@@ -107,18 +107,19 @@ class Loop final : public Microphone {
 
 class SoundFile final : public Microphone {
  public:
-  explicit SoundFile(const std::string& path) {
-    auto opened = host::openToRead(path);
+  explicit SoundFile(const Given<std::string>& path) {
+    auto opened = host::openToRead(path.value);
     if (const auto* failure = std::get_if<platform::Failure>(&opened)) {
-      refuse(path, failure->reason + "; a file, tone:HZ[:AMPLITUDE], noise[:SEED], silence or loop is needed");
+      refuse(path.where, failure->reason + "; a file, tone:HZ[:AMPLITUDE], noise[:SEED], silence or loop is needed");
     }
     mFile.reset(sf_open_fd(std::get<host::FileDescriptor>(opened).release(), SFM_READ, &mInfo, SF_TRUE));
-    if (mFile == nullptr) refuse(path, std::string("no sound file that can be read (") + sf_strerror(nullptr) + ")");
+    if (mFile == nullptr)
+      refuse(path.where, std::string("no sound file that can be read (") + sf_strerror(nullptr) + ")");
     if (mInfo.channels < 1 || mInfo.channels > static_cast<int>(host::DeviceFormat::mostChannels)) {
-      refuse(path, std::to_string(mInfo.channels) + " channels; a device has 64 at most");
+      refuse(path.where, std::to_string(mInfo.channels) + " channels; a device has 64 at most");
     }
-    if (mInfo.samplerate < 1 || mInfo.samplerate > 768000) {
-      refuse(path, std::to_string(mInfo.samplerate) + " Hz; a device runs at 1 to 768000 Hz");
+    if (mInfo.samplerate < 1 || mInfo.samplerate > static_cast<int>(DeviceSettings::mostRate)) {
+      refuse(path.where, std::to_string(mInfo.samplerate) + " Hz; a device runs at 1 to 768000 Hz");
     }
     mInterleaved.resize(blockFrames * static_cast<std::size_t>(mInfo.channels));
   }
@@ -172,34 +173,37 @@ class SoundFile final : public Microphone {
   bool mEnded = false;
 };
 
+constexpr std::string_view toneWord = "tone:";
+constexpr std::string_view seededNoiseWord = "noise:";
+
 /// Reads the whole of `text` as a number in [least, most].
-double parseNumber(const std::string& whole, std::string_view text, const char* what, double least, double most) {
+double parseNumber(const std::string& where, std::string_view text, const char* what, double least, double most) {
   double number = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
   if (error != std::errc() || end != text.data() + text.size() || !(number >= least && number <= most)) {
     char range[96];
     std::snprintf(range, sizeof range, "the %s is a number from %g to %g", what, least, most);
-    refuse(whole, range);
+    refuse(where, range);
   }
   return number;
 }
 
-std::unique_ptr<Microphone> makeTone(const std::string& text, std::string_view arguments) {
+std::unique_ptr<Microphone> makeTone(const std::string& where, std::string_view arguments) {
   constexpr double defaultAmplitude = 0.5;
   const std::size_t colon = arguments.find(':');
-  const double frequency = parseNumber(text, arguments.substr(0, colon), "frequency in hertz", 0, 384000);
+  const double frequency = parseNumber(where, arguments.substr(0, colon), "frequency in hertz", 0, 384000);
   const double amplitude = colon == std::string_view::npos
                                ? defaultAmplitude
-                               : parseNumber(text, arguments.substr(colon + 1), "amplitude", 0, 1);
+                               : parseNumber(where, arguments.substr(colon + 1), "amplitude", 0, 1);
   return std::make_unique<Tone>(frequency, amplitude);
 }
 
-std::unique_ptr<Microphone> makeNoise(const std::string& text, std::string_view arguments) {
+std::unique_ptr<Microphone> makeNoise(const std::string& where, std::string_view arguments) {
   std::uint64_t seed = 0;
   if (!arguments.empty()) {
     const auto [end, error] = std::from_chars(arguments.data(), arguments.data() + arguments.size(), seed);
     if (error != std::errc() || end != arguments.data() + arguments.size()) {
-      refuse(text, "the seed is a whole number from 0 to 18446744073709551615");
+      refuse(where, "the seed is a whole number from 0 to 18446744073709551615");
     }
   }
   return std::make_unique<Noise>(seed);
@@ -207,14 +211,19 @@ std::unique_ptr<Microphone> makeNoise(const std::string& text, std::string_view 
 
 }  // namespace
 
-std::unique_ptr<Microphone> makeMicrophone(const std::string& text) {
-  const std::string_view view = text;
+std::unique_ptr<Microphone> makeMicrophone(const Given<std::string>& text) {
+  const std::string_view view = text.value;
   if (view == "silence") return std::make_unique<Silence>();
   if (view == "loop") return std::make_unique<Loop>();
-  if (view.starts_with("tone:")) return makeTone(text, view.substr(5));
-  if (view == "noise") return makeNoise(text, {});
-  if (view.starts_with("noise:")) return makeNoise(text, view.substr(6));
+  if (view == "noise") return makeNoise(text.where, {});
+  if (view.starts_with(toneWord)) return makeTone(text.where, view.substr(toneWord.size()));
+  if (view.starts_with(seededNoiseWord)) return makeNoise(text.where, view.substr(seededNoiseWord.size()));
   return std::make_unique<SoundFile>(text);
+}
+
+bool isMicrophoneFile(std::string_view text) {
+  return text != "silence" && text != "loop" && text != "noise" && !text.starts_with(toneWord) &&
+         !text.starts_with(seededNoiseWord);
 }
 
 }  // namespace orvane::simulated

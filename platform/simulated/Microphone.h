@@ -5,6 +5,9 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
+
+#include "platform/simulated/DeviceSettings.h"
 
 namespace orvane::simulated {
 
@@ -40,7 +43,10 @@ class Microphone {
 /// scaled
 ///   to full scale 1.0, floats untouched. A file named like one of the above is given with its folder (`./silence`).
 ///
-/// Throws `platform::PlatformException` that says what is wrong.
-std::unique_ptr<Microphone> makeMicrophone(const std::string& text);
+/// Throws `platform::PlatformException` that says where the text was given and what is wrong with it.
+std::unique_ptr<Microphone> makeMicrophone(const Given<std::string>& text);
+
+/// Whether the text of a microphone is the path of a file.
+bool isMicrophoneFile(std::string_view text);
 
 }  // namespace orvane::simulated

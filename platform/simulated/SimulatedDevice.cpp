@@ -3,6 +3,9 @@
 #include <sndfile.h>
 
 #include <algorithm>
+#include <filesystem>
+#include <iterator>
+#include <system_error>
 #include <utility>
 
 #include "platform/PlatformException.h"
@@ -15,61 +18,98 @@ using platform::DeviceEnd;
 
 constexpr std::uint32_t defaultRate = 48000;
 constexpr std::uint32_t defaultInputs = 1;
+constexpr std::uint32_t defaultOutputs = 2;
+constexpr std::uint32_t defaultSlice = 256;
 
-/// The option's value where given, which must then be the file's.
-std::uint32_t agreed(const std::optional<std::uint32_t>& option, std::uint32_t files, const char* key) {
-  if (option && *option != files) {
-    throw platform::PlatformException(
-        "SimulationException", std::string("--simulate: ") + key + "=" + std::to_string(*option) +
-                                   ": the microphone's file has " + std::to_string(files) + "; leave the key out");
+[[noreturn]] void refuse(const std::string& where, const std::string& reason) {
+  throw platform::PlatformException("SimulationException", where + ": " + reason);
+}
+
+/// The setting's value where given, which must then be the file's.
+std::uint32_t agreed(const DeviceSettings::MaybeGiven<std::uint32_t>& setting, std::uint32_t files) {
+  if (setting && setting->value != files) {
+    refuse(setting->where, "the microphone's file has " + std::to_string(files) + "; leave the key out");
   }
   return files;
 }
 
-host::DeviceFormat deviceFormat(const SimulatedOptions& options, const Microphone& microphone) {
+template <typename Kind>
+Kind valueOr(const std::optional<Given<Kind>>& setting, Kind otherwise) {
+  return setting ? setting->value : otherwise;
+}
+
+host::DeviceFormat deviceFormat(const DeviceSettings& settings, const Microphone& microphone) {
   host::DeviceFormat format;
-  format.outputs = options.outputs;
-  format.sliceFrames = options.slice;
+  format.outputs = valueOr(settings.outputs, defaultOutputs);
+  format.sliceFrames = valueOr(settings.slice, defaultSlice);
   if (const auto fixed = microphone.format()) {
-    format.sampleRate = agreed(options.rate, fixed->rate, "rate");
-    format.inputs = agreed(options.inputs, fixed->channels, "inputs");
+    format.sampleRate = agreed(settings.rate, fixed->rate);
+    format.inputs = agreed(settings.inputs, fixed->channels);
   } else {
-    format.sampleRate = options.rate.value_or(defaultRate);
-    format.inputs = options.inputs.value_or(defaultInputs);
+    format.sampleRate = valueOr(settings.rate, defaultRate);
+    format.inputs = valueOr(settings.inputs, defaultInputs);
   }
   return format;
 }
 
+/// The path of the speaker's file; empty where the speaker is none.
+std::string speakerPath(const DeviceSettings& settings, std::uint32_t outputs) {
+  if (!settings.speaker || settings.speaker->value == "null") return {};
+  const auto& [path, where] = *settings.speaker;
+  if (outputs == 0) refuse(where, "a device with outputs=0 has no speaker");
+  std::error_code ignored;
+  if (settings.microphone && std::filesystem::equivalent(path, settings.microphone->value, ignored)) {
+    refuse(where, "the speaker would overwrite the microphone's file");
+  }
+  return path;
+}
+
+std::vector<Fault> discontinuities(const std::vector<Fault>& faults) {
+  std::vector<Fault> result;
+  std::ranges::copy_if(faults, std::back_inserter(result),
+                       [](const Fault& fault) { return fault.kind == Fault::Kind::discontinuity; });
+  return result;
+}
+
 }  // namespace
 
-SimulatedDevice::SimulatedDevice(const SimulatedOptions& options, host::SoundFileWriter::Services services)
+SimulatedDevice::SimulatedDevice(const DeviceSettings& settings, host::SoundFileWriter::Services services,
+                                 std::shared_ptr<FaultPlan> faults)
     : mServices(std::move(services)),
-      mMicrophone(makeMicrophone(options.microphone)),
-      mFormat(deviceFormat(options, *mMicrophone)),
-      mSpeakerPath(options.speaker == "null" ? "" : options.speaker),
+      mFaults(std::move(faults)),
+      mMicrophone(makeMicrophone(settings.microphone.value_or(Given<std::string>{"silence", ""}))),
+      mFormat(deviceFormat(settings, *mMicrophone)),
+      mSpeakerPath(speakerPath(settings, mFormat.outputs)),
       mInputs(mFormat.inputs, mFormat.sliceFrames),
       mOutputs(mFormat.outputs, mFormat.sliceFrames),
+      mDiscontinuities(discontinuities(mFaults->faults())),
       mWorker(mServices.scheduler->makeWorker("audio device", platform::Scheduler::Priority::realTime)) {
   mMicrophone->prepare(static_cast<std::uint32_t>(mFormat.sampleRate), mFormat.outputs);
-  if (!mSpeakerPath.empty() && mFormat.outputs == 0) {
-    throw platform::PlatformException(
-        "SimulationException", "--simulate: speaker=" + mSpeakerPath + ": a device with outputs=0 has no speaker");
-  }
 }
 
 SimulatedDevice::~SimulatedDevice() {
   stop();
 }
 
+platform::RunCount SimulatedDevice::runCount() const {
+  return {.frames = mFrames, .discontinuities = mDiscontinuitiesDone};
+}
+
 platform::Status SimulatedDevice::start(host::DeviceCallback& callback) {
   if (mRunning) return platform::status::wrongState;
   if (mFormat.sampleRate <= 0) return platform::status::noDevice;
+  mFaults->deviceStarts();
+  if (auto lost = failure()) {
+    const platform::Status status = lost->status;
+    callback.deviceEnded(DeviceEnd::failed, std::move(lost));
+    return status;
+  }
   if (const platform::Status opened = openSpeaker(); opened != platform::status::success) return opened;
   mCallback = &callback;
   mStartTime = mServices.scheduler->clock().now();
-  mFramesBeforeStart = mFrames;
-  mEnd = DeviceEnd::none;
+  mPositionAtStart = position();
   mRunning = true;
+  scheduleFaults();
   scheduleSlice();
   return platform::status::success;
 }
@@ -91,14 +131,6 @@ void SimulatedDevice::stop() {
   if (mSpeaker) mSpeaker->flush();
 }
 
-void SimulatedDevice::onEnd(std::function<void()> notice) {
-  {
-    const std::lock_guard lock(mNoticeMutex);
-    mNotice = std::move(notice);
-  }
-  mWorker->post([this] { giveNotice(); });
-}
-
 platform::HostTime SimulatedDevice::durationOf(std::uint64_t frames) const {
   // Whole seconds apart from the rest, so that no run is long enough to overflow or to lose a nanosecond.
   const auto rate = static_cast<std::uint64_t>(mFormat.sampleRate);
@@ -106,30 +138,87 @@ platform::HostTime SimulatedDevice::durationOf(std::uint64_t frames) const {
   return std::chrono::seconds(frames / rate) + platform::HostTime(nanoseconds);
 }
 
+/// Faults that end the run do so at their time, not at the end of a slice that may be long.
+void SimulatedDevice::scheduleFaults() {
+  for (const Fault& fault : mFaults->faults()) {
+    const bool ends = fault.kind == Fault::Kind::deviceLost || fault.kind == Fault::Kind::serverLost ||
+                      fault.kind == Fault::Kind::microphoneUnplugged;
+    if (ends && !mFaults->isInForce(fault)) mWorker->postAt(mFaults->dueTime(fault), [this] { endByFault(); });
+  }
+}
+
 void SimulatedDevice::scheduleSlice() {
-  const std::uint64_t sinceStart = mFrames - mFramesBeforeStart + mFormat.sliceFrames;
+  const std::uint64_t sinceStart = position() - mPositionAtStart + mFormat.sliceFrames;
   mWorker->postAt(mStartTime + durationOf(sinceStart), [this] { runSlice(); });
 }
 
 void SimulatedDevice::runSlice() {
+  if (!mRunning || endByFault() || mFaults->isInForce(Fault::Kind::stalled)) return;
+  if (loseFrames()) return scheduleSlice();
   const std::uint32_t frames = capture();
   if (frames > 0) callBack(frames);
   const std::uint64_t limit = mFrameLimit;
   if (limit > 0 && mFrames >= limit) {
-    endBy(DeviceEnd::frameLimit);
+    endBy(DeviceEnd::frameLimit, {});
   } else if (limit == 0 && mMicrophone->atEnd()) {
-    endBy(DeviceEnd::inputEnded);
+    endBy(DeviceEnd::inputEnded, {});
   } else {
     scheduleSlice();
   }
 }
 
+/// Why the device can neither start nor go on.
+std::optional<platform::Failure> SimulatedDevice::failure() const {
+  if (mFaults->isInForce(Fault::Kind::deviceLost)) {
+    return platform::Failure{platform::status::deviceLost, "the device was lost"};
+  }
+  if (mFaults->isInForce(Fault::Kind::serverLost)) {
+    return platform::Failure{platform::status::serverLost, "the sound server was lost"};
+  }
+  if (mInputTaken && mFaults->isInForce(Fault::Kind::microphoneUnplugged)) {
+    return platform::Failure{platform::status::deviceLost, "the microphone was unplugged"};
+  }
+  return std::nullopt;
+}
+
+/// Ends the run where a fault does; false where the device goes on.
+bool SimulatedDevice::endByFault() {
+  if (!mRunning) return true;
+  if (auto lost = failure()) {
+    endBy(DeviceEnd::failed, std::move(lost));
+    return true;
+  }
+  if (mFaults->isInForce(Fault::Kind::microphoneUnplugged) && !std::exchange(mSilenceSaid, true)) {
+    mServices.log->write(platform::LogLevel::warning, "The microphone was unplugged: the input is silent");
+  }
+  return false;
+}
+
+/// Lets the frames of the discontinuity that is due pass by; false where none is.
+bool SimulatedDevice::loseFrames() {
+  const std::size_t done = mDiscontinuitiesDone;
+  if (done == mDiscontinuities.size() || !mFaults->isInForce(mDiscontinuities[done])) return false;
+  const std::uint32_t missing = mDiscontinuities[done].frames;
+  for (std::uint32_t passed = 0; passed < missing;) {
+    const std::uint32_t wanted = std::min(missing - passed, mFormat.sliceFrames);
+    if (mMicrophone->read(mInputs.planes(), wanted) < wanted) break;
+    passed += wanted;
+  }
+  mMissing += missing;
+  mCallback->deviceInterrupted(mStartTime + durationOf(position() - mPositionAtStart));
+  ++mDiscontinuitiesDone;
+  mServices.log->write(platform::LogLevel::warning,
+                       "The device was interrupted: " + std::to_string(missing) + " frames are missing");
+  return true;
+}
+
 /// Reads one slice's input and returns its length: shorter or zero where the microphone is at its end. A run that is
-/// bounded by a number of frames goes on with silence instead.
+/// bounded by a number of frames goes on with silence instead, and so does one without a microphone.
 std::uint32_t SimulatedDevice::capture() {
   if (mFrameLimit > 0 && mFrames >= mFrameLimit) return 0;
-  const std::uint32_t captured = mMicrophone->read(mInputs.planes(), mFormat.sliceFrames);
-  if (captured == mFormat.sliceFrames || mFrameLimit == 0) return captured;
+  const bool unplugged = mFaults->isInForce(Fault::Kind::microphoneUnplugged);
+  const std::uint32_t captured = unplugged ? 0 : mMicrophone->read(mInputs.planes(), mFormat.sliceFrames);
+  if (captured == mFormat.sliceFrames || (mFrameLimit == 0 && !unplugged)) return captured;
   for (float* plane : mInputs.planes()) std::fill(plane + captured, plane + mFormat.sliceFrames, 0.0F);
   return mFormat.sliceFrames;
 }
@@ -137,8 +226,8 @@ std::uint32_t SimulatedDevice::capture() {
 void SimulatedDevice::callBack(std::uint32_t frames) {
   const host::AlignedSamples& inputs = mInputs;
   const host::AlignedSamples& outputs = mOutputs;
-  mCallback->deviceSlice({.time = mStartTime + durationOf(mFrames - mFramesBeforeStart),
-                          .firstFrame = mFrames,
+  mCallback->deviceSlice({.time = mStartTime + durationOf(position() - mPositionAtStart),
+                          .firstFrame = position(),
                           .frames = frames,
                           .inputs = inputs.planes(),
                           .outputs = mOutputs.planes()});
@@ -147,21 +236,10 @@ void SimulatedDevice::callBack(std::uint32_t frames) {
   if (mSpeaker) mSpeaker->push(outputs.planes(), frames);
 }
 
-void SimulatedDevice::endBy(DeviceEnd end) {
+void SimulatedDevice::endBy(DeviceEnd end, std::optional<platform::Failure> failure) {
+  // Told before it shows, so that the end of this run cannot be taken for that of one that is started meanwhile.
+  mCallback->deviceEnded(end, std::move(failure));
   mRunning = false;
-  mEnd = end;
-  giveNotice();
-}
-
-/// On the worker, so that it cannot miss an end that comes while the notice is being set.
-void SimulatedDevice::giveNotice() {
-  if (mEnd == DeviceEnd::none) return;
-  std::function<void()> notice;
-  {
-    const std::lock_guard lock(mNoticeMutex);
-    notice = std::exchange(mNotice, nullptr);
-  }
-  if (notice) notice();
 }
 
 }  // namespace orvane::simulated

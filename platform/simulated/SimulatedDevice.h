@@ -1,26 +1,36 @@
 #pragma once
 
 #include <atomic>
-#include <functional>
+#include <cstddef>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "platform/host/AlignedSamples.h"
 #include "platform/host/AudioDevice.h"
 #include "platform/host/SoundFileWriter.h"
+#include "platform/simulated/DeviceSettings.h"
+#include "platform/simulated/FaultPlan.h"
 #include "platform/simulated/Microphone.h"
-#include "platform/simulated/SimulatedOptions.h"
 
 namespace orvane::simulated {
 
 /// An audio device in the process. A worker plays the part of the hardware: slice after slice, each due when its last
 /// frame would have been captured, counted from the start so that there is no drift.
+///
+/// What its faults do:
+///
+/// - a lost device or server ends the run when the fault's time comes, and refuses later starts;
+/// - without its microphone the device delivers silence, and ends like a lost one where somebody takes the input;
+/// - a stalled device drops the slice that is due next and all after it, at a later start too;
+/// - missing frames take the place of the slice that is due next: they pass by, that slice comes as much later, and its
+///   time stamps have jumped.
 class SimulatedDevice final : public host::AudioDevice {
  public:
-  /// Throws `platform::PlatformException` where the options contradict the microphone.
-  SimulatedDevice(const SimulatedOptions& options, host::SoundFileWriter::Services services);
+  /// Throws `platform::PlatformException` where the settings contradict the microphone.
+  SimulatedDevice(const DeviceSettings& settings, host::SoundFileWriter::Services services,
+                  std::shared_ptr<FaultPlan> faults);
   ~SimulatedDevice() override;
 
   std::string hostName() const override { return "simulated"; }
@@ -28,23 +38,26 @@ class SimulatedDevice final : public host::AudioDevice {
   platform::Status start(host::DeviceCallback& callback) override;
   void stop() override;
   bool isRunning() const override { return mRunning; }
-  platform::RunCount runCount() const override { return {.frames = mFrames, .discontinuities = 0}; }
-  platform::DeviceEnd end() const override { return mEnd; }
-  std::optional<platform::Failure> failure() const override { return std::nullopt; }
+  void useInput(bool taken) override { mInputTaken = taken; }
+  platform::RunCount runCount() const override;
   void endAfterFrames(std::uint64_t frames) override { mFrameLimit = frames; }
-  void onEnd(std::function<void()> notice) override;
 
  private:
   platform::Status openSpeaker();
+  void scheduleFaults();
   void scheduleSlice();
   void runSlice();
+  bool endByFault();
+  bool loseFrames();
   std::uint32_t capture();
   void callBack(std::uint32_t frames);
-  void endBy(platform::DeviceEnd end);
-  void giveNotice();
+  void endBy(platform::DeviceEnd end, std::optional<platform::Failure> failure);
+  std::optional<platform::Failure> failure() const;
   platform::HostTime durationOf(std::uint64_t frames) const;
+  std::uint64_t position() const { return mFrames + mMissing; }
 
   host::SoundFileWriter::Services mServices;
+  std::shared_ptr<FaultPlan> mFaults;
   std::unique_ptr<Microphone> mMicrophone;
   host::DeviceFormat mFormat;
   std::string mSpeakerPath;
@@ -54,14 +67,16 @@ class SimulatedDevice final : public host::AudioDevice {
 
   host::DeviceCallback* mCallback = nullptr;
   platform::HostTime mStartTime{};  ///< Of this start.
-  std::uint64_t mFramesBeforeStart = 0;
+  std::uint64_t mPositionAtStart = 0;
+  std::uint64_t mMissing = 0;  ///< Frames that nobody was given.
+  std::vector<Fault> mDiscontinuities;
+  bool mSilenceSaid = false;
 
   std::atomic<bool> mRunning = false;
-  std::atomic<std::uint64_t> mFrames = 0;
+  std::atomic<bool> mInputTaken = false;
+  std::atomic<std::uint64_t> mFrames = 0;  ///< Handed to the callback.
   std::atomic<std::uint64_t> mFrameLimit = 0;
-  std::atomic<platform::DeviceEnd> mEnd = platform::DeviceEnd::none;
-  std::mutex mNoticeMutex;
-  std::function<void()> mNotice;
+  std::atomic<std::size_t> mDiscontinuitiesDone = 0;
   std::unique_ptr<platform::Worker> mWorker;
 };
 

@@ -15,61 +15,74 @@ namespace {
 
 /// Longer texts are nobody's command line.
 constexpr std::size_t mostCharacters = 65536;
-constexpr std::uint32_t mostRate = 768000;
 
 [[noreturn]] void refuse(const std::string& reason) {
   throw platform::PlatformException("SimulationException", "--simulate: " + reason);
 }
 
-std::uint32_t parseNumber(std::string_view key, std::string_view value, std::uint32_t least, std::uint32_t most) {
+/// One pair as it stands in the text.
+struct Pair {
+  std::string_view key;
+  std::string_view value;
+
+  std::string where() const { return "--simulate: " + std::string(key) + "=" + std::string(value); }
+};
+
+using MaybeNumber = DeviceSettings::MaybeGiven<std::uint32_t>;
+using MaybeText = DeviceSettings::MaybeGiven<std::string>;
+
+MaybeNumber parseNumber(const Pair& pair, std::uint32_t least, std::uint32_t most) {
   std::uint32_t number = 0;
-  const auto [end, error] = std::from_chars(value.data(), value.data() + value.size(), number);
-  if (error != std::errc() || end != value.data() + value.size() || number < least || number > most) {
-    refuse(std::string(key) + "=" + std::string(value) + ": a whole number from " + std::to_string(least) + " to " +
-           std::to_string(most) + " is needed");
+  const char* const textEnd = pair.value.data() + pair.value.size();
+  const auto [end, error] = std::from_chars(pair.value.data(), textEnd, number);
+  if (error != std::errc() || end != textEnd || number < least || number > most) {
+    refuse(std::string(pair.key) + "=" + std::string(pair.value) + ": a whole number from " + std::to_string(least) +
+           " to " + std::to_string(most) + " is needed");
   }
-  return number;
+  return Given{number, pair.where()};
 }
 
-bool parsePace(std::string_view value) {
-  if (value != "real" && value != "fast") refuse("pace=" + std::string(value) + ": the pace is real or fast");
-  return value == "fast";
+DeviceSettings::MaybeGiven<bool> parsePace(const Pair& pair) {
+  if (pair.value != "real" && pair.value != "fast") {
+    refuse("pace=" + std::string(pair.value) + ": the pace is real or fast");
+  }
+  return Given{pair.value == "fast", pair.where()};
 }
 
-std::string parseText(std::string_view key, std::string_view value, std::string_view wanted) {
-  if (value.empty()) refuse(std::string(key) + "= has no value: " + std::string(wanted) + " is needed");
-  return std::string(value);
+MaybeText parseText(const Pair& pair, std::string_view wanted) {
+  if (pair.value.empty()) refuse(std::string(pair.key) + "= has no value: " + std::string(wanted) + " is needed");
+  return Given{std::string(pair.value), pair.where()};
 }
 
 struct Key {
   std::string_view name;
-  void (*set)(SimulatedOptions&, std::string_view value);
+  void (*set)(SimulatedOptions&, const Pair&);
 };
 
-constexpr std::array<Key, 7> keys{{
+constexpr std::uint32_t mostChannels = host::DeviceFormat::mostChannels;
+
+constexpr std::array<Key, 8> keys{{
     {"mic",
-     [](SimulatedOptions& options, std::string_view value) {
-       options.microphone = parseText("mic", value, "a file, tone:HZ[:AMPLITUDE], noise[:SEED], silence or loop");
+     [](SimulatedOptions& options, const Pair& pair) {
+       options.device.microphone = parseText(pair, "a file, tone:HZ[:AMPLITUDE], noise[:SEED], silence or loop");
      }},
     {"speaker",
-     [](SimulatedOptions& options, std::string_view value) {
-       options.speaker = parseText("speaker", value, "null or the path of a file to write");
+     [](SimulatedOptions& options, const Pair& pair) {
+       options.device.speaker = parseText(pair, "null or the path of a file to write");
      }},
-    {"rate",
-     [](SimulatedOptions& options, std::string_view value) { options.rate = parseNumber("rate", value, 0, mostRate); }},
+    {"rate", [](SimulatedOptions& options,
+                const Pair& pair) { options.device.rate = parseNumber(pair, 0, DeviceSettings::mostRate); }},
     {"inputs",
-     [](SimulatedOptions& options, std::string_view value) {
-       options.inputs = parseNumber("inputs", value, 0, host::DeviceFormat::mostChannels);
-     }},
+     [](SimulatedOptions& options, const Pair& pair) { options.device.inputs = parseNumber(pair, 0, mostChannels); }},
     {"outputs",
-     [](SimulatedOptions& options, std::string_view value) {
-       options.outputs = parseNumber("outputs", value, 0, host::DeviceFormat::mostChannels);
-     }},
+     [](SimulatedOptions& options, const Pair& pair) { options.device.outputs = parseNumber(pair, 0, mostChannels); }},
     {"slice",
-     [](SimulatedOptions& options, std::string_view value) {
-       options.slice = parseNumber("slice", value, 1, host::DeviceFormat::mostSliceFrames);
+     [](SimulatedOptions& options, const Pair& pair) {
+       options.device.slice = parseNumber(pair, 1, host::DeviceFormat::mostSliceFrames);
      }},
-    {"pace", [](SimulatedOptions& options, std::string_view value) { options.fastPace = parsePace(value); }},
+    {"pace", [](SimulatedOptions& options, const Pair& pair) { options.device.fastPace = parsePace(pair); }},
+    {"scenario", [](SimulatedOptions& options,
+                    const Pair& pair) { options.scenario = parseText(pair, "the path of a scenario file")->value; }},
 }};
 
 void parsePair(SimulatedOptions& options, std::string_view pair, std::vector<std::string_view>& seen) {
@@ -85,7 +98,7 @@ void parsePair(SimulatedOptions& options, std::string_view pair, std::vector<std
     refuse("\"" + std::string(name) + "\" needs a value: " + std::string(name) + "=…");
   if (std::ranges::find(seen, name) != seen.end()) refuse("the key \"" + std::string(name) + "\" is given twice");
   seen.push_back(name);
-  key->set(options, pair.substr(equals + 1));
+  key->set(options, {name, pair.substr(equals + 1)});
 }
 
 }  // namespace

@@ -31,10 +31,8 @@ class HandDevice : public AudioDevice {
   void stop() override { mCallback = nullptr; }
   bool isRunning() const override { return mCallback != nullptr; }
   platform::RunCount runCount() const override { return {}; }
-  platform::DeviceEnd end() const override { return platform::DeviceEnd::none; }
-  std::optional<platform::Failure> failure() const override { return std::nullopt; }
   void endAfterFrames(std::uint64_t) override {}
-  void onEnd(std::function<void()>) override {}
+  void useInput(bool) override {}
 
   void slice(AlignedSamples& inputs, AlignedSamples& outputs, std::uint32_t frames) {
     const AlignedSamples& captured = inputs;

@@ -85,8 +85,10 @@ void reportRun(const Invocation& invocation, const UnitRun& run, const RunResult
   // The bars redraw one line of the terminal; what comes next begins on a line of its own.
   if (run.classPrints && count.frames > 0 && isWatched()) sayLine("");
   if (count.discontinuities > 0) {
-    say("frames are missing in " + std::to_string(count.discontinuities) + " places: the device was interrupted");
+    say("frames are missing in " + std::to_string(count.discontinuities) +
+        (count.discontinuities == 1 ? " place" : " places") + ": the device was interrupted");
   }
+  if (count.overruns > 0) say(std::to_string(count.overruns) + " slices are missing in files: the disk is too slow");
   if (const auto file = report.writtenFile(); file && !invocation.json) sayWhatWasWritten(*file, result.clientInput);
   if (!result.error.empty()) say(result.error);
   if (invocation.json) printJson(invocation.host, run, result);

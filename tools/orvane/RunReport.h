@@ -15,6 +15,7 @@ struct UnitRun;
 struct RunResult {
   std::string ended{};  ///< In the words of the JSON object.
   std::string error{};  ///< Empty unless `ended` is "failed".
+  ExitStatus status = ExitStatus::done;
   /// The client formats of the sides in use; none where the run did not get so far.
   std::optional<platform::StreamFormat> clientInput{};
   std::optional<platform::StreamFormat> clientOutput{};

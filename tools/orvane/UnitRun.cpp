@@ -19,7 +19,16 @@ namespace orvane::tool {
 namespace {
 
 RunResult failure(const std::string& reason) {
-  return {.ended = "failed", .error = reason};
+  return {.ended = "failed", .error = reason, .status = ExitStatus::failed};
+}
+
+/// What a run comes to in which something was raised. A device that was gone before the first frame is none here.
+RunResult refusal(const platform::Report& report, const std::string& reason) {
+  const auto device = report.deviceFailure();
+  if (!device || report.runCount().frames > 0) return failure(reason);
+  RunResult result = failure(device->reason);
+  result.status = ExitStatus::unavailable;
+  return result;
 }
 
 const char* key(Side side) {
@@ -62,6 +71,7 @@ RunResult perform(const platform::Platform& host, const UnitRun& run, const Unit
     options.applyTo(*unit);
     limitRun(*host.report, run);
     host.report->onDeviceEnd([loop = host.eventLoop] { loop->stop(); });
+    host.report->onWriteFailure([loop = host.eventLoop] { loop->stop(); });
     unit->start();
     const int signal = host.eventLoop->run();
     const bool abandon = signal != 0 && run.classPrints;
@@ -78,9 +88,9 @@ RunResult perform(const platform::Platform& host, const UnitRun& run, const Unit
     result.clientOutput = output;
     result.latency = latency;
     return result;
-  } catch (const std::exception& refusal) {
+  } catch (const std::exception& exception) {
     unit.reset();
-    return failure(refusal.what());
+    return refusal(*host.report, exception.what());
   }
 }
 
@@ -106,7 +116,7 @@ ExitStatus runUnit(const Invocation& invocation, const UnitRun& run, const UnitO
                    std::shared_ptr<OVIOUnit> unit) {
   const RunResult result = perform(invocation.host, run, options, std::move(unit));
   reportRun(invocation, run, result);
-  return result.error.empty() ? ExitStatus::done : ExitStatus::failed;
+  return result.status;
 }
 
 }  // namespace orvane::tool
