@@ -14,7 +14,7 @@ namespace orvane::platform {
 
 /// When the first frame of a slice was captured or is to be heard.
 struct RenderTimeStamp {
-  double sampleTime = 0;       ///< Frames since the device started.
+  double sampleTime = 0;       ///< Frames of the client since the unit started, those that are missing included.
   std::uint64_t hostTime = 0;  ///< Host ticks: nanoseconds on the host clock.
 };
 

@@ -30,6 +30,7 @@ InputEdge::InputEdge(EdgeFormat hardware, EdgeFormat client)
 
 void InputEdge::accept(const DeviceSlice& slice) {
   map(slice);
+  mGaps.accept(slice);
   mSourceFrames = slice.frames;
   mSourceTaken = 0;
   mAccepted += slice.frames;

@@ -9,6 +9,7 @@
 #include "platform/host/AudioDevice.h"
 #include "platform/host/EdgeFormat.h"
 #include "platform/host/RateConverter.h"
+#include "platform/host/SliceGaps.h"
 
 namespace orvane::host {
 
@@ -37,8 +38,8 @@ class InputEdge {
 
   std::span<const float* const> planes() const { return mPlanes; }
   std::uint32_t frames() const { return mFrames; }
-  /// Client frames in the parts before this one.
-  std::uint64_t firstFrame() const { return mHandedOut - mFrames; }
+  /// Client frames before this part, those that are missing included.
+  std::uint64_t firstFrame() const { return mHandedOut - mFrames + mGaps.missing(mHardware, mClient); }
 
   /// How late input comes for the sake of its rate, in hardware frames.
   std::uint32_t delayFrames() const { return mConverter ? mConverter->delayFrames() : 0; }
@@ -54,6 +55,7 @@ class InputEdge {
 
   EdgeFormat mHardware;
   EdgeFormat mClient;
+  SliceGaps mGaps;
   std::vector<const float*> mSource;  ///< The slice in the client's channels.
   std::uint32_t mSourceFrames = 0;
   std::uint32_t mSourceTaken = 0;

@@ -37,6 +37,7 @@ std::uint32_t OutputEdge::delayFrames() const {
 void OutputEdge::play(const platform::OutputProvider& provider, const DeviceSlice& slice, OutputMix& mix) {
   const AlignedSamples& provided = mProvided;
   const AlignedSamples& converted = mConverted;
+  mGaps.accept(slice);
   if (mConverter) {
     convert(provider, slice);
     mixIn(converted.planes(), mix);
@@ -51,7 +52,7 @@ bool OutputEdge::ask(const platform::OutputProvider& provider, const DeviceSlice
     mList->entries[channel] = {1, frames * static_cast<std::uint32_t>(sizeof(float)), mProvided.plane(channel)};
   }
   platform::RenderActionFlags flags = 0;
-  const platform::RenderTimeStamp time{.sampleTime = static_cast<double>(mAsked),
+  const platform::RenderTimeStamp time{.sampleTime = static_cast<double>(mAsked + mGaps.missing(mHardware, mClient)),
                                        .hostTime = static_cast<std::uint64_t>(slice.time.count())};
   mAsked += frames;
   return provider(flags, time, frames, outputBus, mList->header) == platform::status::success;

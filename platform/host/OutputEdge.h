@@ -10,6 +10,7 @@
 #include "platform/host/EdgeFormat.h"
 #include "platform/host/OutputMix.h"
 #include "platform/host/RateConverter.h"
+#include "platform/host/SliceGaps.h"
 
 namespace orvane::host {
 
@@ -41,6 +42,7 @@ class OutputEdge {
 
   EdgeFormat mClient;
   EdgeFormat mHardware;
+  SliceGaps mGaps;
   AlignedSamples mProvided;  ///< What the provider fills.
   std::uint32_t mProvidedFrames = 0;
   std::uint32_t mProvidedTaken = 0;

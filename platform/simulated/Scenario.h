@@ -37,11 +37,11 @@ struct Fault {
 
 /// The reasons with which a session refuses what it is asked; nothing where it does not.
 struct SessionRefusals {
-  std::optional<std::string> activate;
-  std::optional<std::string> deactivate;
-  std::optional<std::string> category;
-  std::optional<std::string> mode;
-  std::optional<std::string> options;
+  std::optional<std::string> activate{};
+  std::optional<std::string> deactivate{};
+  std::optional<std::string> category{};
+  std::optional<std::string> mode{};
+  std::optional<std::string> options{};
 
   bool operator==(const SessionRefusals&) const = default;
 };
