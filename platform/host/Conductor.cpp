@@ -89,8 +89,9 @@ bool Conductor::wait(Signals& signals, HostTime limit) {
   const bool limited = limit < platform::Waiter::forever - now();
   if (limited) limitPlace = addToAgenda(now() + std::max(limit, HostTime::zero()), Limit{&signals, &wait});
   if (mayRun()) mConductorWake.notify_one();
-  // The task that signalled may still be at work; only when it is done does the caller see a world that stands still.
-  mCallerWake.wait(lock, [&] { return wait.state != Wait::State::waiting && !mTaskRuns; });
+  // Only when the task that signalled is done does the caller see a world that stands still. A signal from elsewhere,
+  // the user's Ctrl-C above all, does not wait for a task that may be stuck.
+  mCallerWake.wait(lock, [&] { return wait.state != Wait::State::waiting && !(wait.endedByTask && mTaskRuns); });
   if (limited && wait.state == Wait::State::signalled) mAgenda.erase(limitPlace);
   if (--mReturning == 0 && mayRun()) mConductorWake.notify_one();
   return wait.state == Wait::State::signalled;
@@ -99,6 +100,7 @@ bool Conductor::wait(Signals& signals, HostTime limit) {
 void Conductor::endWait(Signals& signals, Wait& wait, Wait::State state) {
   std::erase(signals.waits, &wait);
   wait.state = state;
+  wait.endedByTask = std::this_thread::get_id() == mThread.get_id();
   --mWaiting;
   ++mReturning;
   mCallerWake.notify_all();
@@ -134,7 +136,8 @@ void Conductor::runTask(Lock& lock, Task task) {
   lock.lock();
   mTaskRuns = false;
   mRunning = nullptr;
-  mCallerWake.notify_all();
+  // Only those on their way out wait for the end of a task. Waking others costs a switch of threads at every slice.
+  if (mReturning > 0) mCallerWake.notify_all();
 }
 
 }  // namespace orvane::host
