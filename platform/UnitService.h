@@ -36,8 +36,8 @@ using RenderOperation =
 using InputHandler =
     std::function<void(RenderActionFlags& flags, const RenderTimeStamp& time, std::uint32_t frames, std::int32_t bus)>;
 
-/// Called on the device callback to fill `list` with output; on another status than 0 the slice is silent. Must be
-/// real-time safe.
+/// Called on the device callback, once or more a slice and for any number of frames from 1 on, to fill `list` with
+/// output; on another status than 0 the slice is silent. Must be real-time safe.
 using OutputProvider = std::function<Status(RenderActionFlags& flags, const RenderTimeStamp& time, std::uint32_t frames,
                                             std::int32_t bus, RenderBufferList& list)>;
 

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "platform/RealTime.h"
+#include "platform/host/ExitHook.h"
 
 namespace orvane::host {
 
@@ -16,9 +17,12 @@ AudioHub::AudioHub(std::unique_ptr<AudioDevice> device, std::shared_ptr<platform
       mEnd(*mWorker),
       mStallWatch(mScheduler->clock(), *mWorker, [this] { deviceStalled(); }),
       mClients(std::make_unique<const Clients>()),
-      mPublished(mClients.get()) {}
+      mPublished(mClients.get()) {
+  ExitHook::add(this, [this] { mDevice->stop(); });
+}
 
 AudioHub::~AudioHub() {
+  ExitHook::remove(this);
   mStallWatch.end();
   mDevice->stop();
   mWorker->cancel();

@@ -26,6 +26,7 @@ class Conductor final : public platform::Clock {
   struct Wait {
     enum class State { waiting, signalled, limitReached };
     State state = State::waiting;
+    bool endedByTask = false;  ///< The task that signalled may still be at work.
   };
 
   /// What a waiter keeps between signals; belongs to the conductor's mutex.

@@ -1,29 +1,30 @@
 #include "platform/host/ExitHook.h"
 
 #include <cstdlib>
+#include <deque>
 #include <mutex>
 #include <utility>
-#include <vector>
 
 namespace orvane::host {
 
 namespace {
 
 struct Hooks {
-  std::mutex mutex;
-  std::vector<std::pair<const void*, std::function<void()>>> works;
+  /// Held while a work runs, so that its owner cannot go away meanwhile; recursive, as a work may remove itself.
+  std::recursive_mutex mutex;
+  std::deque<std::pair<const void*, std::function<void()>>> works;
 };
 
 /// Never destroyed: the exit runs it, whatever else is gone by then.
 Hooks& hooks() {
   static Hooks& instance = *[] {
     std::atexit([] {
-      std::vector<std::pair<const void*, std::function<void()>>> works;
-      {
-        const std::lock_guard lock(hooks().mutex);
-        works.swap(hooks().works);
+      const std::lock_guard lock(hooks().mutex);
+      while (!hooks().works.empty()) {
+        const std::function<void()> work = std::move(hooks().works.front().second);
+        hooks().works.pop_front();
+        work();
       }
-      for (const auto& [owner, work] : works) work();
     });
     return new Hooks();
   }();

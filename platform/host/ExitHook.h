@@ -9,7 +9,8 @@ namespace orvane::host {
 class ExitHook {
  public:
   /// Runs `work` at exit unless `owner` was removed before: works added first run first, so that the device has stopped
-  /// before the files that it feeds are completed. Not in a process that is killed or aborts. Any thread.
+  /// before the files that it feeds are completed. `remove` waits for work that runs. Not in a process that is killed
+  /// or aborts. Any thread.
   static void add(const void* owner, std::function<void()> work);
   static void remove(const void* owner);
 };

@@ -72,7 +72,8 @@ Status HostConvertingFiles::create(const std::string& path, std::uint32_t fileTy
                                   .channels = format.channelCount()};
   platform::Failure failure;
   auto writer = SoundFileWriter::create(path, soundFile, mostFramesAt(format.sampleRate()), mServices, failure,
-                                        existing == ExistingFile::erase ? IfThere::open : IfThere::refuse);
+                                        existing == ExistingFile::erase ? IfThere::open : IfThere::refuse,
+                                        SoundFileWriter::Handover::allowed);
   if (!writer) return refuse(failure.status, failure.reason);
   auto open = std::make_unique<OpenFile>(handle, path, format, std::move(writer));
   file = handle;

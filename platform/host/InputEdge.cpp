@@ -64,7 +64,8 @@ bool InputEdge::next() {
 bool InputEdge::fetch(std::uint32_t frames) {
   if (!mConverter) return frames <= mSourceFrames && (mFrames != 0 || next());
   if (frames > partFrames) return false;
-  mStored += convert(mStore, mStored, storeFrames - slackFrames - frames - mStored);
+  const std::uint32_t room = storeFrames - slackFrames - frames;
+  mStored += convert(mStore, mStored, room - std::min(room, mStored));
   const std::uint32_t missing = frames > mStored ? frames - mStored + slackFrames : 0;
   for (std::uint32_t channel = 0; channel < mStore.channels(); ++channel) {
     float* stored = mStore.plane(channel);

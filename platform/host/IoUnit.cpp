@@ -93,7 +93,9 @@ Status IoUnit::stop() {
   mRunning = false;
   if (mInput && mInputHandler) {
     mInput->finish();
+    mInsideSlice = true;
     handInput(mLastTime);
+    mInsideSlice = false;
   }
   return status::success;
 }
@@ -143,7 +145,9 @@ void IoUnit::changeWhileNotCalled(Change change) {
   const bool wasRunning = mRunning;
   stop();
   change();
-  if (wasRunning) start();
+  if (wasRunning && start() != status::success) {
+    mLog->write(platform::LogLevel::error, "An I/O unit whose closure was replaced could not start again");
+  }
 }
 
 void IoUnit::setInputHandler(platform::InputHandler handler) {
@@ -166,14 +170,12 @@ void IoUnit::deviceSlice(const DeviceSlice& slice, OutputMix& mix) {
 }
 
 void IoUnit::handInput(platform::HostTime time) {
-  mInsideSlice = true;
   while (mInput->next()) {
     platform::RenderActionFlags flags = 0;
     const platform::RenderTimeStamp stamp{.sampleTime = static_cast<double>(mInput->firstFrame()),
                                           .hostTime = static_cast<std::uint64_t>(time.count())};
     mInputHandler(flags, stamp, mInput->frames(), inputBus);
   }
-  mInsideSlice = mRunning;
 }
 
 Status IoUnit::render(std::uint32_t frames, std::int32_t bus, platform::RenderBufferList& list) {

@@ -66,7 +66,7 @@ class IoUnit final : public HubClient {
   platform::StreamFormat mClientInput;
   platform::StreamFormat mClientOutput;
   bool mInitialized = false;
-  bool mRunning = false;
+  std::atomic<bool> mRunning = false;  ///< Set by the caller's thread, asked for on any.
   bool mInputEnabled = false;
   bool mOutputEnabled = true;
   platform::InputHandler mInputHandler;

@@ -18,8 +18,8 @@ namespace orvane::host {
 /// hardware's.
 ///
 /// At equal rates the provider is asked once a slice, for the slice's length. At other rates it is asked for as many
-/// frames as the slice takes, in parts, and is ahead of the hardware by a constant number of frames. Made before the
-/// device starts; everything else is real-time safe.
+/// frames as the slice takes, in one part or more, each of one frame or more, and is ahead of the hardware by a
+/// constant number of frames. Made before the device starts; everything else is real-time safe.
 class OutputEdge {
  public:
   OutputEdge(EdgeFormat client, EdgeFormat hardware);

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "platform/host/ExitHook.h"
+#include "platform/host/ReadFile.h"
 
 namespace orvane::host {
 
@@ -38,7 +39,8 @@ WritersOfFiles& writersOfFiles() {
 
 std::unique_ptr<SoundFileWriter> SoundFileWriter::create(const std::string& path, const SoundFileFormat& format,
                                                          std::uint32_t mostFrames, const Services& services,
-                                                         platform::Failure& failure, IfThere ifThere) {
+                                                         platform::Failure& failure, IfThere ifThere,
+                                                         Handover handover) {
   if (auto refusal = checkFormat(path, format)) {
     failure = std::move(*refusal);
     return nullptr;
@@ -55,20 +57,31 @@ std::unique_ptr<SoundFileWriter> SoundFileWriter::create(const std::string& path
   const OutputSoundFile::Identity identity = file->identity();
   WritersOfFiles& files = writersOfFiles();
   const std::lock_guard lock(files.mutex);
-  if (const auto earlier = files.writers.find(identity); earlier != files.writers.end()) earlier->second->complete();
+  if (ReadFile::isRead(identity)) {
+    failure = {platform::status::noPermission, "\"" + path + "\" is the microphone's own file"};
+    return nullptr;
+  }
+  if (const auto earlier = files.writers.find(identity); earlier != files.writers.end()) {
+    if (handover == Handover::refused || earlier->second->mHandover == Handover::refused) {
+      failure = {platform::status::noPermission, "\"" + path + "\" is being written as another file of this run"};
+      return nullptr;
+    }
+    earlier->second->complete();
+  }
   if (auto refusal = file->begin()) {
     failure = std::move(*refusal);
     return nullptr;
   }
-  std::unique_ptr<SoundFileWriter> writer(new SoundFileWriter(std::move(file), std::move(queue), services));
+  std::unique_ptr<SoundFileWriter> writer(new SoundFileWriter(std::move(file), std::move(queue), services, handover));
   files.writers[identity] = writer.get();
   return writer;
 }
 
 SoundFileWriter::SoundFileWriter(std::unique_ptr<OutputSoundFile> file, std::unique_ptr<SliceQueue> queue,
-                                 const Services& services)
+                                 const Services& services, Handover handover)
     : mServices(services),
       mFile(std::move(file)),
+      mHandover(handover),
       mQueue(std::move(queue)),
       mWorker(mServices.scheduler->makeWorker("file writer", platform::Scheduler::Priority::ordinary)) {
   ExitHook::add(this, [this] { close(); });

@@ -24,8 +24,9 @@ namespace orvane::host {
 /// last 400 ms at most. The first failure is kept in the record and logged; later writes go nowhere. A file that is
 /// still open when the process exits is completed then.
 ///
-/// A file has one writer at a time: making another one for it, by whatever path, completes what the first one wrote and
-/// detaches that writer, whose later writes go nowhere.
+/// A file has one writer at a time. Where both writers agree to it, making another one, by whatever path, completes
+/// what the first one wrote and detaches that writer, whose later writes go nowhere; else the second one is refused,
+/// and so is a writer for a file that is read (`ReadFile`).
 class SoundFileWriter {
  public:
   /// What a writer works with; shared by all writers of a host.
@@ -39,12 +40,16 @@ class SoundFileWriter {
     std::function<bool()> diskIsFull = {};
   };
 
+  /// Whether a writer takes part in handing a file from one writer to the next.
+  enum class Handover { refused, allowed };
+
   /// Opens `path`, erases what it held and writes a header. Slices of at most `mostFrames` frames may be pushed. On a
   /// failure returns nothing and says why in `failure`; where the format is wrong, or the file could not be opened or
   /// was there and must not be, it stays as it was.
   static std::unique_ptr<SoundFileWriter> create(const std::string& path, const SoundFileFormat& format,
                                                  std::uint32_t mostFrames, const Services& services,
-                                                 platform::Failure& failure, IfThere ifThere = IfThere::open);
+                                                 platform::Failure& failure, IfThere ifThere = IfThere::open,
+                                                 Handover handover = Handover::refused);
   /// Completes and closes the file.
   ~SoundFileWriter();
 
@@ -63,7 +68,8 @@ class SoundFileWriter {
   std::uint64_t overruns() const { return mQueue->overruns(); }
 
  private:
-  SoundFileWriter(std::unique_ptr<OutputSoundFile> file, std::unique_ptr<SliceQueue> queue, const Services& services);
+  SoundFileWriter(std::unique_ptr<OutputSoundFile> file, std::unique_ptr<SliceQueue> queue, const Services& services,
+                  Handover handover);
   void complete();
   void scheduleDrain();
   void drain();
@@ -72,6 +78,7 @@ class SoundFileWriter {
   Services mServices;
   std::mutex mMutex;  ///< Between the worker and callers.
   std::unique_ptr<OutputSoundFile> mFile;
+  Handover mHandover;
   std::uint64_t mFramesAtEnd = 0;
   bool mFailed = false;
   std::atomic<bool> mOpen = true;

@@ -15,6 +15,7 @@
 #include "platform/host/AlignedSamples.h"
 #include "platform/host/AudioDevice.h"
 #include "platform/host/ChannelRule.h"
+#include "platform/host/ReadFile.h"
 #include "platform/host/RegularFile.h"
 
 namespace orvane::simulated {
@@ -112,6 +113,7 @@ class SoundFile final : public Microphone {
     if (const auto* failure = std::get_if<platform::Failure>(&opened)) {
       refuse(path.where, failure->reason + "; a file, tone:HZ[:AMPLITUDE], noise[:SEED], silence or loop is needed");
     }
+    mRead.emplace(std::get<host::FileDescriptor>(opened).get());
     mFile.reset(sf_open_fd(std::get<host::FileDescriptor>(opened).release(), SFM_READ, &mInfo, SF_TRUE));
     if (mFile == nullptr)
       refuse(path.where, std::string("no sound file that can be read (") + sf_strerror(nullptr) + ")");
@@ -166,6 +168,7 @@ class SoundFile final : public Microphone {
   }
 
   SF_INFO mInfo{};
+  std::optional<host::ReadFile> mRead;
   std::unique_ptr<SNDFILE, Close> mFile;
   std::vector<float> mInterleaved;
   std::uint32_t mBlockNext = 0;

@@ -39,9 +39,8 @@ class Microphone {
 /// - `tone:HZ[:AMPLITUDE]`: a sine in double precision, narrowed; amplitude 0.5 unless given, 0 to 1;
 /// - `noise[:SEED]`: uniform over [-1, 1), the same for the same seed (0 unless given, to 2^64 - 1);
 /// - `loop`: what the speaker plays, one slice later;
-/// - anything else: the path of a sound file that libsndfile reads. Samples come as they are in the file: integers
-/// scaled
-///   to full scale 1.0, floats untouched. A file named like one of the above is given with its folder (`./silence`).
+/// - anything else: the path of a sound file that libsndfile reads. Samples come as they are in it: integers scaled to
+///   full scale 1.0, floats untouched. A file named like one of the above is given with its folder (`./silence`).
 ///
 /// Throws `platform::PlatformException` that says where the text was given and what is wrong with it.
 std::unique_ptr<Microphone> makeMicrophone(const Given<std::string>& text);

@@ -197,5 +197,18 @@ TEST(Edges, ChannelsFollowTheOneRuleInBothDirections) {
   }
 }
 
+TEST(Edges, FetchesOfAnyLengthStayInsideTheStore) {
+  const AlignedSamples captured(1, 256);
+  InputEdge input({1, 48000}, {1, 96000});
+  for (const std::uint32_t frames : {1U, 4096U, 0U, 512U}) {
+    for (int slice = 0; slice < 200; ++slice) {
+      input.accept({{}, 0, 256, captured.planes(), {}});
+      ASSERT_TRUE(input.fetch(frames));
+      ASSERT_EQ(input.frames(), frames);
+    }
+  }
+  EXPECT_FALSE(input.fetch(4097));
+}
+
 }  // namespace
 }  // namespace orvane::host

@@ -21,6 +21,7 @@
 #include "platform/Report.h"
 #include "platform/Scheduler.h"
 #include "platform/StreamFormat.h"
+#include "platform/host/SoundFileWriter.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace orvane::test {
@@ -224,6 +225,28 @@ TEST_F(ConvertingFilesTest, AFileIsWrittenThroughItsLatestHandleAlone) {
   EXPECT_TRUE(std::filesystem::exists(path));
   EXPECT_EQ(samplesOf(folder.file("twin")), (std::vector<std::int16_t>{16384, -16384, 16384, -16384, 4096, 0}));
   EXPECT_FALSE(host.report->writeFailure().has_value());
+}
+
+TEST_F(ConvertingFilesTest, TheDevicesOwnFilesAreNotErased) {
+  const std::string microphone = folder.file("mic.wav");
+  files.dispose(make(microphone, 1));
+  const std::string before = bytesOf(microphone);
+  const Platform other = makeSimulatedHost("pace=fast,mic=" + microphone);
+  Handle file{};
+  EXPECT_EQ(other.convertingFiles->create(microphone, ConvertingFile::nativeContainer, int16(48000, 1).description(),
+                                          nullptr, ExistingFile::erase, file),
+            status::noPermission);
+  EXPECT_EQ(bytesOf(microphone), before);
+
+  const std::string shared = folder.file("shared.wav");
+  const Handle recording = make(shared, 2);
+  orvane::host::SoundFileWriter::Services services{.scheduler = host.scheduler, .log = host.log, .failures = nullptr};
+  Failure failure;
+  EXPECT_EQ(
+      orvane::host::SoundFileWriter::create(shared, {SF_FORMAT_WAV | SF_FORMAT_FLOAT, 48000, 2}, 64, services, failure),
+      nullptr);
+  EXPECT_THAT(failure.reason, HasSubstr("is being written as another file of this run"));
+  EXPECT_EQ(files.dispose(recording), 0);
 }
 
 TEST_F(ConvertingFilesTest, AWriterThatIsTwoSecondsBehindDropsWholeSlicesAndCountsThem) {
