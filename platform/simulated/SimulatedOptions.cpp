@@ -39,19 +39,19 @@ MaybeNumber parseNumber(const Pair& pair, std::uint32_t least, std::uint32_t mos
     refuse(std::string(pair.key) + "=" + std::string(pair.value) + ": a whole number from " + std::to_string(least) +
            " to " + std::to_string(most) + " is needed");
   }
-  return Given{number, pair.where()};
+  return Given<std::uint32_t>{number, pair.where()};
 }
 
 DeviceSettings::MaybeGiven<bool> parsePace(const Pair& pair) {
   if (pair.value != "real" && pair.value != "fast") {
     refuse("pace=" + std::string(pair.value) + ": the pace is real or fast");
   }
-  return Given{pair.value == "fast", pair.where()};
+  return Given<bool>{pair.value == "fast", pair.where()};
 }
 
 MaybeText parseText(const Pair& pair, std::string_view wanted) {
   if (pair.value.empty()) refuse(std::string(pair.key) + "= has no value: " + std::string(wanted) + " is needed");
-  return Given{std::string(pair.value), pair.where()};
+  return Given<std::string>{std::string(pair.value), pair.where()};
 }
 
 struct Key {
