@@ -1,127 +1,134 @@
+#include "session/OVJSON.h"
+
 #include <gmock/gmock.h>
 
+#include <bit>
+#include <clocale>
 #include <cmath>
+#include <cstdlib>
+#include <sstream>
+#include <typeinfo>
 
-#include "platform/PlatformException.h"
+#include "platform/Json.h"
+#include "platform/Platform.h"
 #include "platform/StreamFormat.h"
-#include "platform/host/HostJson.h"
-#include "session/OVJSON.h"
-#include "tests/support/CommaLocale.h"
-#include "tests/support/ScriptedRoles.h"
+#include "session/ObjectToDouble.h"
+#include "tests/support/ReasonOf.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace {
 
 using namespace orvane::platform;
-using orvane::host::HostJson;
+using orvane::objectToDouble;
 
-std::string compact(const Value& value) {
-  return HostJson().write(value, false).value_or("rejected");
+std::string written(const Value& value) {
+  return current().json->write(value, false).value_or("rejected");
 }
 
-TEST(JsonASBD, NamesCommonFormatsAndSpellsOutOthers) {
-  const struct {
-    std::uint32_t kind;
-    std::uint32_t bits;
-    const char* name;
-  } kinds[] = {{format_flag::isFloat, 32, "Float32"},     {format_flag::isFloat, 64, "Float64"},
-               {format_flag::signedInteger, 16, "Int16"}, {format_flag::signedInteger, 32, "Int32"},
-               {format_flag::signedInteger, 24, nullptr}, {0, 16, nullptr}};
+TEST(Json, NamesCommonFormatsAndSpellsOutOthers) {
+  const std::tuple<std::uint32_t, std::uint32_t, std::string> kinds[] = {{format_flag::isFloat, 32, "Float32"},
+                                                                         {format_flag::isFloat, 64, "Float64"},
+                                                                         {format_flag::signedInteger, 16, "Int16"},
+                                                                         {format_flag::signedInteger, 32, "Int32"}};
   for (const auto& [kind, bits, name] : kinds) {
-    for (const int variant : {0, 1, 2, 3}) {
-      const bool interleaved = (variant & 1) != 0, otherByteOrder = (variant & 2) != 0;
-      StreamDescription stream = StreamFormat::linearPcm(44100, 2, bits, kind, interleaved).description();
-      if (otherByteOrder) stream.formatFlags ^= format_flag::bigEndian;
-      const std::string text = compact(orvane::jsonASBD(stream));
-      const std::string format = name != nullptr && !otherByteOrder ? R"("commonFormat":")" + std::string(name) + "\"}"
-                                                                    : R"("formatID":"lpcm","formatFlags":)";
-      EXPECT_THAT(text, testing::StartsWith(R"({"sampleRate":44100.0,"channelCount":2,"interleaved":)" +
-                                            std::string(interleaved ? "true," : "false,") + format));
-    }
+    StreamDescription stream = StreamFormat::linearPcm(44100, 2, bits, kind, false).description();
+    const std::string start = R"({"sampleRate":44100.0,"channelCount":2,"interleaved":false,)";
+    EXPECT_EQ(written(orvane::jsonASBD(stream)), start + R"("commonFormat":")" + name + R"("})");
+    stream.formatFlags ^= format_flag::bigEndian;
+    EXPECT_THAT(written(orvane::jsonASBD(stream)), testing::StartsWith(start + R"("formatID":"lpcm","formatFlags":)"));
   }
-  EXPECT_EQ(compact(orvane::jsonASBD({0.5, 0xFFFFFFFF, 0x80000000, 6, 7, 8, 2, 24, 9})),
+  EXPECT_EQ(written(orvane::jsonASBD({0.5, 0xFFFFFFFF, 0x80000000, 6, 7, 8, 2, 24, 9})),
             R"({"sampleRate":0.5,"channelCount":2,"interleaved":true,"formatID":"-1","formatFlags":2147483648,)"
             R"("bytesPerPacket":6,"framesPerPacket":7,"bytesPerFrame":8,"bitsPerChannel":24})");
+  EXPECT_EQ(written(orvane::jsonACL({0xFFFF0002, 0x80000001, {{7, 3, {1, 2, 3}}, {0xFFFFFFFF, 0, {}}}})),
+            R"({"tag":4294901762,"bitmap":2147483649,"numChannelDescs":2,)"
+            R"("channelDescs":[{"label":7},{"label":4294967295}]})");
 }
 
-TEST(JsonACL, ListsTheLabelOfEachChannel) {
-  EXPECT_EQ(compact(orvane::jsonACL({})), R"({"tag":0,"bitmap":0,"numChannelDescs":0,"channelDescs":[]})");
-  const ChannelLayout layout{0xFFFF0002, 0x80000001, {{7, 3, {1, 2, 3}}, {0xFFFFFFFF, 0, {}}}};
-  EXPECT_EQ(compact(orvane::jsonACL(layout)), R"({"tag":4294901762,"bitmap":2147483649,"numChannelDescs":2,)"
-                                              R"("channelDescs":[{"label":7},{"label":4294967295}]})");
-  EXPECT_EQ(compact(orvane::jsonASBD(StreamFormat::standard(48000, 3).description())),
-            R"({"sampleRate":48000.0,"channelCount":3,"interleaved":false,"commonFormat":"Float32",)"
-            R"("channelLayout":{"tag":65539,"bitmap":0,"numChannelDescs":3,)"
-            R"("channelDescs":[{"label":1},{"label":2},{"label":3}]}})");
-}
-
-TEST(OVPrintJSON, PrintsWhatTheWriterGivesAndOneNewline) {
-  const orvane::test::UsedPlatform used(nullptr, nullptr, std::make_shared<HostJson>());
-  const Value object = Value::dictionary({{"z", 1}, {"a", Value::Array{1.5, "é\n", Value()}}});
-  const struct {
-    Value object;
-    bool pretty;
-    std::string printed;
-  } cases[] = {{object, false, "{\"z\":1,\"a\":[1.5,\"é\\n\",null]}\n"},
-               {object, true, "{\n  \"z\": 1,\n  \"a\": [\n    1.5,\n    \"é\\n\",\n    null\n  ]\n}\n"},
-               {std::string("a\0b", 3), false, "\"a\\u0000b\"\n"},
-               {Value::dictionary({{"a", Value::Array{Value::Data{}}}}), true, "\n"},
-               {"\xC3(", false, "\n"},
-               {Value::dictionary({{"\xFF", 1}}), false, "\n"}};
+TEST(Json, IsPrintedWithOneNewlineAlsoWhereItCannotBeWritten) {
+  const Value object = Value::dictionary({{"z", 1}, {"a", Value::Array{1.5, "é\n", std::string("a\0b", 3)}}});
+  const std::tuple<Value, bool, std::string> cases[] = {
+      {object, false, R"({"z":1,"a":[1.5,"é\n","a\u0000b"]})"},
+      {object, true, "{\n  \"z\": 1,\n  \"a\": [\n    1.5,\n    \"é\\n\",\n    \"a\\u0000b\"\n  ]\n}"},
+      {Value::dictionary({{"a", Value::Array{Value::Data{}}}}), true, ""},
+      {Value::dictionary({{"\xFF", 1}}), false, ""}};
   for (const auto& [value, pretty, printed] : cases) {
     testing::internal::CaptureStdout();
     OVPrintJSON(value, pretty);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), printed);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), printed + "\n");
   }
 }
 
-TEST(HostJson, KeepsEveryNumberWhateverTheLocale) {
-  const orvane::test::CommaLocale comma;
-  const struct {
-    Value value;
-    const char* text;
-  } cases[] = {{48000.0, "48000.0"},
-               {0.1, "0.1"},
-               {-0.0, "-0.0"},
-               {5e-324, "5e-324"},
-               {1e22, "1e+22"},
-               {1.7976931348623157e308, "1.7976931348623157e+308"},
-               {INT64_MIN, "-9223372036854775808"},
-               {false, "false"}};
-  for (const auto& [value, text] : cases) {
-    EXPECT_EQ(compact(value), text);
-    EXPECT_EQ(HostJson().read(text), value) << text;
-  }
-  EXPECT_EQ(compact(Value::Array{INFINITY, -INFINITY, NAN}), "[null,null,null]");
-  EXPECT_EQ(HostJson().read("[9223372036854775807, 9223372036854775808, 18446744073709551615, 1e20]"),
-            Value(Value::Array{INT64_MAX, 0x1p63, 0x1p64, 1e20}));
-}
-
-TEST(HostJson, ReadsInOrderAndSaysWhereTextIsWrong) {
-  EXPECT_EQ(compact(HostJson().read(R"( {"b":[{}, [],null,"\u00e9"],"a":{"b":-1}} )")),
+TEST(Json, IsReadInOrderAndWrongTextIsPointedAt) {
+  EXPECT_EQ(written(current().json->read(R"( {"b":[{}, [],null,"\u00e9"],"a":{"b":-1}} )")),
             R"({"b":[{},[],null,"é"],"a":{"b":-1}})");
-  const auto nested = [](std::size_t depth) { return std::string(depth, '[') + std::string(depth, ']'); };
-  EXPECT_EQ(compact(HostJson().read(nested(64))), nested(64));
-  const struct {
-    std::string text;
-    const char* says;
-  } cases[] = {{"", "line 1, column 1: .*unexpected end of input"},
-               {"{\n  \"a\": 1,\n  }", "line 3, column 3: .*'}'"},
-               {"[1] 2", "line 1, column 5: .*expected end of input"},
-               {"[1,\n\n 1e999]", "line 3, column 6: .*1e999"},
-               {"\"\xC3(\"", "line 1, column 3: .*UTF-8"},
-               {"{\"a\":1,\n\"b\":{\"a\":1},\"a\":2}", "line 2, column 15: the key \"a\" stands twice"},
-               {"\n" + nested(65), "line 2, column 65: .*64 levels"},
-               {std::string(1'000'000, '['), "line 1, column 65: .*64 levels"},
-               {"\"" + std::string(100'000, 'x'), "unexpected end|missing closing quote"}};
-  for (const auto& [text, says] : cases) {
-    try {
-      HostJson().read(text);
-      ADD_FAILURE() << "accepted, but should say " << says;
-    } catch (const PlatformException& exception) {
-      EXPECT_THAT(exception.reason(), testing::ContainsRegex(says));
-      EXPECT_LT(exception.reason().size(), 300U);
-    }
+  for (const auto& [text, says] : {std::pair<std::string, const char*>{"[1] 2", "column 5: .*expected end of input"},
+                                   {"[1,\n\n 1e999]", "line 3, column 6: .*1e999"},
+                                   {"\"\xC3(\"", "line 1, column 3: .*UTF-8"},
+                                   {std::string(1'000'000, '['), "column 65: .*64 levels"}})
+    EXPECT_THAT(orvane::test::reasonOf([&text = text] { current().json->read(text); }), testing::ContainsRegex(says));
+}
+
+/// What a conversion came to, bit by bit, as a text that can be compared.
+template <typename Conversion>
+std::string outcome(Conversion convert) {
+  try {
+    return std::to_string(std::bit_cast<std::uint64_t>(convert()));
+  } catch (const std::exception& failure) {
+    return typeid(failure).name();
   }
+}
+
+/// The comma is the process's decimal point, by a locale built for it: none needs to be installed.
+class NumbersWithADecimalComma : public testing::Test {
+ protected:
+  void SetUp() override {
+    const std::string folder = mFolder.path().string();
+    const std::string build = "cd " + folder + R"( && {
+      printf 'LC_NUMERIC\ndecimal_point ","\nthousands_sep ""\nEND LC_NUMERIC\n' > source
+      { printf '<code_set_name> ASCII\n<escape_char> /\nCHARMAP\n'
+        for code in $(seq 0 127); do printf '<U%04x> /x%02x\n' $code $code; done
+        printf 'END CHARMAP\n'; } > characters
+      localedef -c -i source -f ./characters ./comma; } > log 2>&1)";
+    // The status is a failure, for the source has no other category; the decimal point tells whether it worked.
+    [[maybe_unused]] const int status = std::system(build.c_str());
+    setenv("LOCPATH", folder.c_str(), 1);
+    std::setlocale(LC_NUMERIC, "comma");
+    ASSERT_STREQ(std::localeconv()->decimal_point, ",") << "localedef built no locale";
+  }
+  void TearDown() override { std::setlocale(LC_NUMERIC, "C"); }
+
+  const orvane::test::TemporaryFolder mFolder;
+};
+
+TEST_F(NumbersWithADecimalComma, AreReadFromTextAsTheStandardConversionDoes) {
+  std::vector<std::string> texts = {"", " ", " 2.5abc", "\t\n\v\f\r +7", "- 1", "1 2", "\xE2\x80\x83\x31"};
+  std::istringstream words(
+      "44100 -0 .5. 5.e 1e+ 1e3 1,5 ,5 . + e5 --1 abc 0x 0x1.8p1 -0XAg 0x.p1 0x1p 0x1p-1074 0x1p-1075 0x1p1024 0e99999 "
+      "inf -InFiNiTyx infinit in nan -NaN nan(1) nan( na 1e309 -1e309x 1e-400 4.9e-324 2.2250738585072014e-308 "
+      "1.7976931348623157e308 1.7976931348623159e308 123456789012345678901234567890");
+  for (std::string word; words >> word;) texts.push_back(word);
+  for (const std::string& text : texts) {
+    const std::string result = outcome([&] { return objectToDouble(text); });
+    std::setlocale(LC_NUMERIC, "C");
+    EXPECT_EQ(result, outcome([&] { return std::stod(text); })) << '"' << text << '"';
+    std::setlocale(LC_NUMERIC, "comma");
+  }
+}
+
+TEST_F(NumbersWithADecimalComma, AreTheSameInJson) {
+  for (const Value& value : {Value(0.1), Value(-0.0), Value(5e-324), Value(1.7976931348623157e308), Value(INT64_MIN)})
+    EXPECT_EQ(current().json->read(written(value)), value);
+  EXPECT_EQ(written(Value::Array{48000.0, INFINITY, NAN}), "[48000.0,null,null]");
+  EXPECT_EQ(current().json->read("18446744073709551615"), Value(0x1p64));
+}
+
+TEST(ObjectToDouble, TakesNumbersOfAnyKindAndRaisesForAnythingElse) {
+  EXPECT_EQ(objectToDouble(INT64_MAX), 0x1p63);
+  EXPECT_EQ(objectToDouble(-2.5), -2.5);
+  EXPECT_EQ(objectToDouble(true), 1);
+  EXPECT_EQ(orvane::test::reasonOf([] { objectToDouble({}); }), "Can't convert (null) to double");
+  EXPECT_EQ(orvane::test::reasonOf([] { objectToDouble(Value::Array{1, "2"}); }), "Can't convert [1, 2] to double");
 }
 
 }  // namespace

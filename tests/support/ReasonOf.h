@@ -1,17 +1,17 @@
 #pragma once
 
-#include <functional>
 #include <string>
 
-#include "session/OVTException.h"
+#include "platform/PlatformException.h"
 
 namespace orvane::test {
 
 /// The reason that `action` raises; empty where it raises nothing.
-inline std::string reasonOf(const std::function<void()>& action) {
+template <typename Action>
+std::string reasonOf(const Action& action) {
   try {
     action();
-  } catch (const OVTException& failure) {
+  } catch (const platform::PlatformException& failure) {
     return failure.reason();
   }
   return {};
