@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstdlib>
+
+#include "platform/PlatformException.h"
+#include "platform/host/AudioDevice.h"
+#include "platform/simulated/DeviceSettings.h"
+#include "platform/simulated/Microphone.h"
+
+namespace orvane::fuzz {
+
+/// Ends the process where what was promised does not hold.
+inline void require(bool promise) {
+  if (!promise) std::abort();
+}
+
+/// Whatever reads settings gives values in range, each with the place where it stood; a microphone that is no file is
+/// made or refused.
+inline void checkSettings(const simulated::DeviceSettings& device) {
+  using host::DeviceFormat;
+  const auto inRange = [](const auto& given, std::uint32_t least, std::uint32_t most) {
+    require(!given || (given->value >= least && given->value <= most && !given->where.empty()));
+  };
+  inRange(device.rate, 0, simulated::DeviceSettings::mostRate);
+  inRange(device.inputs, 0, DeviceFormat::mostChannels);
+  inRange(device.outputs, 0, DeviceFormat::mostChannels);
+  inRange(device.slice, 1, DeviceFormat::mostSliceFrames);
+  require(!device.speaker || !device.speaker->value.empty());
+  require(!device.microphone || !device.microphone->value.empty());
+  if (!device.microphone || simulated::isMicrophoneFile(device.microphone->value)) return;
+  try {
+    require(simulated::makeMicrophone(*device.microphone) != nullptr);
+  } catch (const platform::PlatformException& refusal) {
+    require(refusal.reason().starts_with(device.microphone->where));
+  }
+}
+
+}  // namespace orvane::fuzz
