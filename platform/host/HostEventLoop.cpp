@@ -4,6 +4,10 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <chrono>
+#include <csignal>
+#include <optional>
+
 #include "platform/host/HostThread.h"
 
 namespace orvane::host {
@@ -18,12 +22,26 @@ void onClosedPipe(int) {
   if (!pipeClosed.exchange(true)) kill(getpid(), SIGTERM);
 }
 
+/// What passes a signal on may send it to the process and to its group, as `timeout` does. Such copies come within this
+/// time, and ask once.
+constexpr std::chrono::milliseconds copyTime(300);
+
 sigset_t stopSignals() {
   sigset_t signals;
   sigemptyset(&signals);
   sigaddset(&signals, SIGINT);
   sigaddset(&signals, SIGTERM);
   return signals;
+}
+
+/// What the signal does to a process that does not watch it.
+void endProcess(int signal) {
+  std::signal(signal, SIG_DFL);
+  sigset_t only;
+  sigemptyset(&only);
+  sigaddset(&only, signal);
+  pthread_sigmask(SIG_UNBLOCK, &only, nullptr);
+  raise(signal);
 }
 
 }  // namespace
@@ -43,15 +61,25 @@ void HostEventLoop::watchSignals() {
   sigaction(SIGPIPE, &action, nullptr);
   // A file that reaches the limit set for this process is a failed write like others, not the end of the process.
   signal(SIGXFSZ, SIG_IGN);
-  startThread("signals", [shared = mShared, signals] {
-    for (;;) {
-      int signal = 0;
-      if (sigwait(&signals, &signal) != 0) continue;
-      int none = 0;
-      shared->signal.compare_exchange_strong(none, pipeClosed ? SIGPIPE : signal);
-      shared->waiter->signal();
+  startThread("signals", [shared = mShared, signals] { readSignals(*shared, signals); }).detach();
+}
+
+void HostEventLoop::readSignals(Shared& shared, const sigset_t& signals) {
+  using Clock = std::chrono::steady_clock;
+  std::optional<Clock::time_point> asked;
+  for (;;) {
+    siginfo_t information;
+    const int signal = sigwaitinfo(&signals, &information);
+    if (signal == -1) continue;
+    // A closed pipe is told by the process itself; it may follow the signal that ended the pipe's other side as well.
+    if (information.si_pid != getpid()) {
+      if (asked && Clock::now() - *asked > copyTime) endProcess(signal);
+      if (!asked) asked = Clock::now();
     }
-  }).detach();
+    int none = 0;
+    shared.signal.compare_exchange_strong(none, pipeClosed ? SIGPIPE : signal);
+    shared.waiter->signal();
+  }
 }
 
 int HostEventLoop::run() {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <signal.h>
+
 #include <atomic>
 #include <memory>
 
@@ -24,6 +26,10 @@ class HostEventLoop final : public platform::EventLoop {
     std::unique_ptr<platform::Waiter> waiter;
     std::atomic<int> signal = 0;
   };
+
+  /// Passes on what comes of `signals`, without an end.
+  static void readSignals(Shared& shared, const sigset_t& signals);
+
   std::shared_ptr<Shared> mShared;
 };
 

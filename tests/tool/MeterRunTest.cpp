@@ -1,18 +1,19 @@
 #include <gtest/gtest.h>
 
-#include <cmath>
+#include <array>
 #include <limits>
 #include <random>
 
 #include "tests/levels/SlowPowerMeter.h"
+#include "tests/support/SoundFiles.h"
 #include "tests/tool/Program.h"
 
-namespace orvane::tests {
+namespace orvane::test {
 namespace {
 
 /// A voice of a kind: bursts of noise of different loudness with pauses, one of them too loud, each channel its own.
 Sound makeVoice(int rate, int channels, std::size_t frames) {
-  Sound voice{.rate = rate, .channels = channels, .samples = {}};
+  Sound voice{rate, channels, {}};
   std::mt19937 random(20);
   for (std::size_t frame = 0; frame < frames; ++frame) {
     for (int channel = 0; channel < channels; ++channel) {
@@ -26,16 +27,15 @@ Sound makeVoice(int rate, int channels, std::size_t frames) {
 }
 
 /// What the meter is to print for slices of `slice` frames; the last one is what is left.
-std::string expectedBars(const Sound& sound, std::size_t slice, bool fourLanes) {
+std::string expectedBars(const Sound& sound, std::size_t slice, bool fourLanes = true) {
   const auto channels = static_cast<std::size_t>(sound.channels);
   std::vector<levels::SlowPowerMeter> meters(channels);
   for (auto& meter : meters) meter.setRate(sound.rate);
   std::string bars;
-  const std::size_t frames = sound.samples.size() / channels;
-  for (std::size_t first = 0, call = 0; first < frames; first += slice, ++call) {
+  for (std::size_t first = 0, call = 0; first < sound.frames(); first += slice, ++call) {
     for (std::size_t channel = 0; channel < channels; ++channel) {
       std::vector<float> samples;
-      for (std::size_t frame = first; frame < std::min(first + slice, frames); ++frame) {
+      for (std::size_t frame = first; frame < std::min(first + slice, sound.frames()); ++frame) {
         samples.push_back(sound.samples[frame * channels + channel]);
       }
       meters[channel].floats(samples, fourLanes);
@@ -47,52 +47,36 @@ std::string expectedBars(const Sound& sound, std::size_t slice, bool fourLanes) 
   return bars;
 }
 
-struct Voice {
-  int rate;
-  int channels;
-  std::size_t frames;
-};
-
-class MeterRun : public testing::TestWithParam<std::size_t> {
+class MeterRun : public testing::Test {
  protected:
-  std::string simulate(const std::string& voice) const {
-    return "mic=" + voice + ",pace=fast,slice=" + std::to_string(GetParam());
+  /// A device that hears this sound.
+  std::string hearing(const Sound& sound) const {
+    writeSound(mFolder.file("voice.wav"), sound);
+    return "mic=" + mFolder.file("voice.wav");
   }
 
-  TemporaryFolder mFolder;
+  const TemporaryFolder mFolder;
 };
 
-TEST_P(MeterRun, PrintsTheBarsOfAFileToTheByte) {
-  for (const auto& [rate, channels, frames] : {Voice{48000, 1, 50'001}, Voice{44100, 2, 40'000}, Voice{8000, 3, 700}}) {
-    const Sound sound = makeVoice(rate, channels, frames);
-    const std::string voice = mFolder.path("voice.wav");
-    writeSound(voice, sound);
-    const Ended ended = runTool({"--simulate", simulate(voice), "meter"});
-    EXPECT_EQ(ended.status, 0);
-    EXPECT_EQ(ended.errors, "");
-    EXPECT_EQ(ended.output, expectedBars(sound, GetParam(), true)) << channels << " channels at " << rate << " Hz";
+TEST_F(MeterRun, PrintsTheBarsOfAFileToTheByte) {
+  Sound odd = makeVoice(48000, 1, 48'000);
+  odd.samples[5000] = std::numeric_limits<float>::infinity();
+  odd.samples[20'000] = std::numeric_limits<float>::quiet_NaN();
+  odd.samples[30'000] = 1e30F;
+  for (const Sound& sound : {odd, makeVoice(44100, 2, 40'001), makeVoice(8000, 3, 700)}) {
+    const std::string device = hearing(sound);
+    for (const std::size_t slice : {64U, 100U, 256U, 441U, 512U}) {
+      const Ended ended = runFast(device + ",slice=" + std::to_string(slice), "meter");
+      EXPECT_EQ(ended.status, 0);
+      EXPECT_EQ(ended.errors, "");
+      EXPECT_EQ(ended.output, expectedBars(sound, slice)) << sound.channels << " channels, slices of " << slice;
+    }
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Slices, MeterRun, testing::Values(64, 100, 256, 441, 512), testing::PrintToStringParamName());
-
-TEST(Meter, MetersWhatIsNoSoundWithoutHarm) {
-  const TemporaryFolder folder;
-  Sound sound = makeVoice(48000, 1, 48'000);
-  sound.samples[5000] = std::numeric_limits<float>::infinity();
-  sound.samples[20'000] = std::numeric_limits<float>::quiet_NaN();
-  sound.samples[30'000] = 1e30F;
-  writeSound(folder.path("odd.wav"), sound);
-  const Ended ended = runTool({"--simulate", "pace=fast,mic=" + folder.path("odd.wav"), "meter"});
-  EXPECT_EQ(ended.status, 0);
-  EXPECT_EQ(ended.output, expectedBars(sound, 256, true));
-}
-
-TEST(Meter, LeavesTheVectorUnitAloneWhenToldTo) {
-  const TemporaryFolder folder;
+TEST_F(MeterRun, LeavesTheVectorUnitAloneWhenToldTo) {
   const Sound sound = makeVoice(48000, 1, 4096);
-  writeSound(folder.path("voice.wav"), sound);
-  const Ended ended = runTool({"--simulate", "pace=fast,mic=" + folder.path("voice.wav"), "meter"}, {"PX_NoVector="});
+  const Ended ended = run("env PX_NoVector= " ORVANE_TOOL " --simulate pace=fast," + hearing(sound) + " meter");
   EXPECT_EQ(ended.output, expectedBars(sound, 256, false));
   std::string notices;
   for (int call = 0; call < 16; ++call) {
@@ -101,37 +85,24 @@ TEST(Meter, LeavesTheVectorUnitAloneWhenToldTo) {
   EXPECT_EQ(ended.errors, notices);
 }
 
-TEST(Meter, GoesOnInSilenceWhereSecondsAskForMoreThanTheFileHolds) {
-  const TemporaryFolder folder;
-  Sound sound = makeVoice(8000, 2, 3000);
-  writeSound(folder.path("voice.wav"), sound);
-  const Ended ended = runTool(
-      {"--simulate", "pace=fast,slice=512,mic=" + folder.path("voice.wav"), "--json", "meter", "--seconds", "0.5"});
-  sound.samples.resize(2 * 8 * 512, 0.0F);
-  EXPECT_EQ(ended.output, expectedBars(sound, 512, true));
-  EXPECT_EQ(
-      ended.errors,
-      R"({"command":"meter","host":"simulated","ended":"seconds","seconds":0.512,"frames":4096,)"
-      R"("discontinuities":0,)"
-      R"("hardware":{"input":{"sampleRate":8000.0,"channelCount":2,"interleaved":false,"commonFormat":"Float32"}},)"
-      R"("client":{"input":{"sampleRate":8000.0,"channelCount":2,"interleaved":false,"commonFormat":"Float32"}}})"
-      "\n");
-}
-
-TEST(Meter, TellsTheEndOfTheInput) {
-  const TemporaryFolder folder;
-  writeSound(folder.path("voice.wav"), makeVoice(44100, 3, 1000));
-  const Ended ended = runTool({"meter", "--json", "--simulate", "pace=fast,mic=" + folder.path("voice.wav")});
-  EXPECT_EQ(ended.status, 0);
-  const std::string format =
-      R"({"input":{"sampleRate":44100.0,"channelCount":3,"interleaved":false,"commonFormat":"Float32",)"
-      R"("channelLayout":{"tag":65539,"bitmap":0,"numChannelDescs":3,)"
-      R"("channelDescs":[{"label":1},{"label":2},{"label":3}]}}})";
-  EXPECT_EQ(ended.errors,
-            R"({"command":"meter","host":"simulated","ended":"input-ended","seconds":0.022675736961451247,)"
-            R"("frames":1000,"discontinuities":0,"hardware":)" +
-                format + R"(,"client":)" + format + "}\n");
+TEST_F(MeterRun, ReportsTheEndOfTheInputOrGoesOnInSilenceForTheSeconds) {
+  Sound sound = makeVoice(8000, 3, 3000);
+  const std::string device = hearing(sound) + ",slice=512";
+  const std::string format = "{\"input\":" +
+                             formatJson(8000, 3,
+                                        R"(,"channelLayout":{"tag":65539,"bitmap":0,"numChannelDescs":3,)"
+                                        R"("channelDescs":[{"label":1},{"label":2},{"label":3}]})") +
+                             "}";
+  const auto report = [&format](const std::string& end) {
+    return R"({"command":"meter","host":"simulated","ended":)" + end + R"(,"discontinuities":0,"hardware":)" + format +
+           ",\"client\":" + format + "}\n";
+  };
+  EXPECT_EQ(runFast(device, "meter --json").errors, report(R"("input-ended","seconds":0.375,"frames":3000)"));
+  const Ended ended = runFast(device, "meter --json --seconds 0.5");
+  EXPECT_EQ(ended.errors, report(R"("seconds","seconds":0.512,"frames":4096)"));
+  sound.samples.resize(3 * 4096, 0.0F);
+  EXPECT_EQ(ended.output, expectedBars(sound, 512));
 }
 
 }  // namespace
-}  // namespace orvane::tests
+}  // namespace orvane::test

@@ -2,14 +2,12 @@
 
 #include <sys/types.h>
 
-#include <filesystem>
+#include <functional>
 #include <string>
-#include <utility>
-#include <vector>
 
-namespace orvane::tests {
+#include "tests/support/TemporaryFolder.h"
 
-using Arguments = std::vector<std::string>;
+namespace orvane::test {
 
 /// How a program ended, and all that it printed.
 struct Ended {
@@ -18,67 +16,37 @@ struct Ended {
   std::string errors;
 };
 
-/// A program that runs beside the test. It is killed where it has not ended within a minute, or is let go of.
+/// A program that runs beside the test. It is killed where it has not ended in good time, or is let go of.
 class Program {
  public:
-  /// `environment` is added to the test's own.
-  explicit Program(const std::string& path, const Arguments& arguments, const Arguments& environment = {});
+  /// A command as a shell reads it; where it redirects what it prints, that is not collected.
+  explicit Program(const std::string& command);
   Program(const Program&) = delete;
   Program& operator=(const Program&) = delete;
   ~Program();
 
-  /// Returns when the program has printed so many bytes on standard output, or has closed it.
-  void awaitOutput(std::size_t bytes);
-  /// Returns when the program has printed as much as a pipe holds that nobody reads.
-  void awaitFullPipe() const;
+  /// What the program has printed so far.
+  std::string output() const;
   void send(int signal) const;
-  /// Goes away as a reader of standard output.
-  void closeOutput();
-  /// Waits for the end without reading anything.
-  void awaitEnd() const;
-  /// Collects the rest and waits for the end.
   Ended finish();
 
  private:
-  bool readMore();
-
+  const TemporaryFolder mFolder;
   pid_t mProcess = -1;
-  int mOutput = -1;
-  int mErrors = -1;
-  Ended mEnded;
 };
 
-/// A whole run.
-Ended run(const std::string& path, const Arguments& arguments, const Arguments& environment = {});
-Ended runTool(const Arguments& arguments, const Arguments& environment = {});
+/// Whether `condition` came to hold in good time; it is a failure of the test where it did not.
+bool await(const std::function<bool()>& condition);
 
-/// A folder for one test's files, removed with all that is in it.
-class TemporaryFolder {
- public:
-  TemporaryFolder();
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-  ~TemporaryFolder();
-
-  std::string path(const std::string& name) const { return (mPath / name).string(); }
-
- private:
-  std::filesystem::path mPath;
-};
+/// A whole run of a program, or of the tool, or of the tool at fast pace on a device.
+Ended run(const std::string& command);
+Ended runTool(const std::string& arguments);
+Ended runFast(const std::string& device, const std::string& arguments);
 
 std::string readFile(const std::string& path);
+/// The frames of a sound file, where independent readers agree and none has anything to complain about.
+std::string framesOfWholeFile(const std::string& path);
+/// A format as the tool's objects tell it.
+std::string formatJson(int rate, int channels, const std::string& layout = {});
 
-/// An audio file's samples, interleaved.
-struct Sound {
-  int rate = 0;
-  int channels = 0;
-  std::vector<float> samples;
-
-  bool operator==(const Sound&) const = default;
-};
-
-/// A 32-bit float WAVE file.
-void writeSound(const std::string& path, const Sound& sound);
-Sound readSound(const std::string& path);
-
-}  // namespace orvane::tests
+}  // namespace orvane::test

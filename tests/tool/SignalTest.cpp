@@ -1,110 +1,123 @@
-#include <gtest/gtest.h>
+#include <fcntl.h>
+#include <gmock/gmock.h>
 #include <signal.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <array>
 #include <chrono>
-#include <filesystem>
 #include <memory>
 #include <thread>
 
+#include "tests/support/SoundFiles.h"
 #include "tests/tool/Program.h"
 
-namespace orvane::tests {
+namespace orvane::test {
 namespace {
 
-/// A run that goes on until something ends it: the meter prints, so a test knows when it is under way.
-class Running {
- public:
-  Running() : mProgram(ORVANE_TOOL, {"meter", "--json", "--simulate", "mic=tone:440:0.5,speaker=" + mFile}) {
-    mProgram.awaitOutput(41);
+/// Runs at real pace that something has to end, the file that such a run fills, and a pipe that nobody reads.
+class Signal : public testing::Test {
+ protected:
+  Signal() {
+    mkfifo(mPipe.c_str(), 0600);
+    mReader = open(mPipe.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  }
+  ~Signal() override { close(mReader); }
+
+  int heldByPipe() const {
+    int bytes = 0;
+    ioctl(mReader, FIONREAD, &bytes);
+    return bytes;
   }
 
-  Program& program() { return mProgram; }
-  std::string file() const { return mFile; }
+  /// A pipe takes whole pages and lets the end of some be empty, so it is full where it stays more than half full.
+  void awaitFullPipe() const {
+    int before = 0;
+    int same = 0;
+    await([&] {
+      const int now = heldByPipe();
+      same = now == std::exchange(before, now) ? same + 1 : 0;
+      return now > fcntl(mReader, F_GETPIPE_SZ) / 2 && same > 50;
+    });
+  }
 
- private:
-  TemporaryFolder mFolder;
-  std::string mFile = mFolder.path("speaker.wav");
-  Program mProgram;
+  void expectCleanEnd(const Ended& ended) const {
+    EXPECT_EQ(ended.status, 0);
+    EXPECT_THAT(ended.errors, testing::HasSubstr("\"ended\":\"signal\""));
+    EXPECT_THAT(ended.errors, testing::HasSubstr("\"frames\":" + framesOfWholeFile(mFile) + ","));
+  }
+
+  const TemporaryFolder mFolder;
+  const std::string mPipe = mFolder.file("pipe");
+  const std::string mFile = mFolder.file("filled.wav");
+  const std::string mMeter = ORVANE_TOOL " meter --json --simulate speaker=" + mFile + ",";
+  std::array<char, 65536> mRead{};
+  int mReader = -1;
 };
 
-void expectCleanEnd(const Ended& ended, const std::string& file) {
-  EXPECT_EQ(ended.status, 0);
-  EXPECT_NE(ended.errors.find("\"ended\":\"signal\""), std::string::npos) << ended.errors;
-  // What independent readers make of the file, which nobody completes if the run does not.
-  const Ended headers = run("sndfile-info", {file});
-  EXPECT_EQ(headers.status, 0);
-  EXPECT_EQ(headers.output.find("should be"), std::string::npos) << headers.output;
-  const Ended frames = run("soxi", {"-s", file});
-  EXPECT_NE(ended.errors.find("\"frames\":" + frames.output.substr(0, frames.output.find('\n')) + ","),
-            std::string::npos)
-      << "the file holds " << frames.output << "but the run reports " << ended.errors;
-}
-
-TEST(Signal, EndsARunCleanly) {
-  for (const int signal : {SIGINT, SIGTERM}) {
-    Running running;
-    running.program().send(signal);
-    expectCleanEnd(running.program().finish(), running.file());
+TEST_F(Signal, EndsARunCleanly) {
+  const std::string meter = mMeter + "mic=noise";
+  const std::string record = ORVANE_TOOL " record " + mFile + " --json --simulate mic=noise,inputs=2 >&2";
+  for (const auto& [command, signal] : {std::pair{meter, SIGINT}, {meter, SIGTERM}, {record, SIGINT}}) {
+    std::filesystem::remove(mFile);
+    Program program(command);
+    await([&] { return readFile(mFile).size() > 30'000; });
+    // Who passes a signal on to a process and to its group delivers it twice, and asks once.
+    for (int copy = 0; copy < 2; ++copy) {
+      program.send(signal);
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    expectCleanEnd(program.finish());
   }
 }
 
-TEST(Signal, CompletesARecording) {
-  const TemporaryFolder folder;
-  const std::string file = folder.path("take.wav");
-  Program program(ORVANE_TOOL, {"record", file, "--json", "--simulate", "mic=tone:440:0.5,inputs=2"});
-  std::error_code notYet;
-  while (std::filesystem::file_size(file, notYet) < 30'000 || notYet) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+TEST_F(Signal, AClosedPipeEndsARunCleanly) {
+  Program metering(mMeter + "mic=tone:440:0.5 >" + mPipe);
+  await([&] { return heldByPipe() >= 41; });
+  close(std::exchange(mReader, -1));
+  expectCleanEnd(metering.finish());
+}
+
+TEST_F(Signal, EndsARunWhoseOutputNobodyReads) {
+  for (const std::string device : {"inputs=64,slice=16,mic=noise", "mic=noise,pace=fast"}) {
+    Program metering(mMeter + device + " >" + mPipe);
+    awaitFullPipe();
+    metering.send(SIGTERM);
+    expectCleanEnd(metering.finish());
+    while (read(mReader, mRead.data(), mRead.size()) > 0) continue;
   }
-  program.send(SIGINT);
-  Ended ended = program.finish();
-  std::swap(ended.output, ended.errors);  // The class prints nothing, so the object has standard output.
-  expectCleanEnd(ended, file);
 }
 
-TEST(Signal, AClosedPipeEndsARunCleanly) {
-  Running running;
-  running.program().closeOutput();
-  expectCleanEnd(running.program().finish(), running.file());
+TEST_F(Signal, EndsTheProcessTheSecondTimeWhereTheFirstCannot) {
+  const int writer = open(mPipe.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+  while (write(writer, mPipe.data(), 1) > 0) continue;
+  Program waiting(ORVANE_TOOL " --simulate '' device >" + mPipe);
+  for (int time = 0; time < 2; ++time) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(600));
+    waiting.send(SIGTERM);
+  }
+  EXPECT_EQ(waiting.finish().status, 128 + SIGTERM);
+  close(writer);
 }
 
-TEST(Signal, EndsARunWhoseOutputNobodyReads) {
-  const TemporaryFolder folder;
-  const std::string file = folder.path("speaker.wav");
-  Program program(ORVANE_TOOL, {"meter", "--json", "--simulate", "inputs=64,slice=16,mic=noise,speaker=" + file});
-  program.awaitFullPipe();
-  program.send(SIGTERM);
-  program.awaitEnd();
-  expectCleanEnd(program.finish(), file);
-}
-
-TEST(Signal, ComesAtAnyTimeOfAShortRun) {
+TEST_F(Signal, ComesAtAnyTimeOfAShortRun) {
   // Signals that fall into the start or the end of a run must neither hang it nor leave a broken file.
-  const TemporaryFolder folder;
   std::vector<std::unique_ptr<Program>> programs;
-  const auto file = [&folder](std::size_t round) { return folder.path(std::to_string(round) + ".wav"); };
+  const auto speaker = [this](std::size_t round) { return mFolder.file(std::to_string(round) + ".wav"); };
   for (std::size_t round = 0; round < 12; ++round) {
-    programs.push_back(std::make_unique<Program>(
-        ORVANE_TOOL, Arguments{"meter", "--seconds", "0.05", "--simulate", "speaker=" + file(round)}));
+    programs.push_back(
+        std::make_unique<Program>(ORVANE_TOOL " meter --seconds 0.05 --simulate speaker=" + speaker(round)));
   }
   for (std::size_t round = 0; round < programs.size(); ++round) {
-    programs[round]->awaitOutput(round % 2 == 0 ? 41 : 82);
+    await([&] { return programs[round]->output().size() >= (round % 2 == 0 ? 41 : 82); });
     programs[round]->send(SIGTERM);
   }
   for (std::size_t round = 0; round < programs.size(); ++round) {
     EXPECT_EQ(programs[round]->finish().status, 0);
-    EXPECT_EQ(readSound(file(round)).channels, 2);
+    EXPECT_EQ(readSound(speaker(round)).channels, 2);
   }
 }
 
-TEST(Signal, SecondsEndARunAtRealPace) {
-  const TemporaryFolder folder;
-  const std::string file = folder.path("tone.wav");
-  const Ended ended = runTool({"tone", "--seconds", "0.3", "--json", "--simulate", "speaker=" + file});
-  EXPECT_EQ(ended.status, 0);
-  EXPECT_NE(ended.output.find("\"ended\":\"seconds\""), std::string::npos) << ended.output;
-  EXPECT_EQ(readSound(file).samples.size(), 2 * 57 * 256U);
-}
-
 }  // namespace
-}  // namespace orvane::tests
+}  // namespace orvane::test

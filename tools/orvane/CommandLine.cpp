@@ -27,6 +27,7 @@ constexpr char footer[] =
     "  rate=HZ  inputs=N  outputs=N  slice=FRAMES                       the hardware (48000, 1, 2, 256)\n"
     "  pace=real | fast       by the clock, or as fast as it goes and the same at every run\n"
     "  scenario=FILE.json     all of these from a file, and faults and refusals besides\n\n"
+    "Ctrl-C, or SIGTERM, ends a run and completes its files; once more, it ends the tool at once, whatever it does.\n"
     "Exit status: 0 done (Ctrl-C included), 1 failed, 2 wrong usage, 3 a check failed, 77 no such host or device.\n\n"
     "Examples:\n"
     "  orvane session --category PlayAndRecord --activate\n"
