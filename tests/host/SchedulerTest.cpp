@@ -166,18 +166,6 @@ TEST_P(BothPaces, CancelReturnsWhenTheRunningTaskHasEndedAndNothingFollows) {
   }
 }
 
-TEST_P(BothPaces, ATaskMayCancelItsOwnWorker) {
-  const auto scheduler = GetParam().make();
-  const auto waiter = scheduler->makeWaiter();
-  const auto tasks = worker(*scheduler, "own");
-  tasks->post([&] {
-    tasks->post([] { FAIL() << "was cancelled"; });
-    tasks->cancel();
-    tasks->post([&] { waiter->signal(); });
-  });
-  EXPECT_TRUE(waiter->wait(10s));
-}
-
 TEST_P(BothPaces, SignalsAreCountedAndLimitsKept) {
   const auto scheduler = GetParam().make();
   const auto waiter = scheduler->makeWaiter();
