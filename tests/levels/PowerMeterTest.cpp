@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <numbers>
-#include <string>
 #include <thread>
 #include <tuple>
 
@@ -64,57 +63,18 @@ TEST_F(PowerMeterTest, AgreesWithTheSlowMeterInEveryField) {
   }
 }
 
-TEST_F(PowerMeterTest, NoVectorGivesTheResultsOfUnalignedInputAndSaysSoEachTime) {
-  alignas(16) float aligned[64], shifted[65];
-  for (int i = 0; i < 64; ++i) aligned[i] = shifted[i + 1] = drawSample(0);
-  PowerMeter scalar, bypassed;
-  for (int block = 0; block < 3; ++block) scalar.Process(shifted + 1, 1, 64);
-  allowLanes(false);
-  testing::internal::CaptureStderr();
-  for (int block = 0; block < 3; ++block) bypassed.Process(aligned, 1, 64);
-  const std::string line = "PX_NoVector set; Vector unit optimized routines will be bypassed\n";
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), line + line + line);
-  EXPECT_EQ(fieldsOf(bypassed), fieldsOf(scalar));
-  EXPECT_EQ(gPXVectorUnitType, -1);
-  allowLanes(true);
-  gPXVectorUnitType = 0;  // examined, and none there
-  bypassed.Process(aligned, 1, 64);
-  EXPECT_EQ(bypassed.mLaneMeanSquare[0], 0.0F);
-  EXPECT_EQ(PXVectorUnit_Examine(), 200);
-  EXPECT_EQ(gPXVectorUnitType, 200);
-}
-
 TEST_F(PowerMeterTest, MetersExamineTheVectorUnitOnSeveralThreadsAtOnce) {
   alignas(16) const float samples[] = {0.5F, -0.25F, 1.0F, 0.1F, 0.2F, 0.3F, -0.9F, 0.0F, 0.7F, -1.0F};
   std::vector<PowerMeter> meters(4);
   std::vector<std::thread> threads;
-  for (PowerMeter& meter : meters) {
-    threads.emplace_back([&] {
-      for (int block = 0; block < 100; ++block) meter.Process(samples, 1, 10);
-    });
-  }
+  const auto meterOften = [&](PowerMeter& meter) {
+    for (int block = 0; block < 100; ++block) meter.Process(samples, 1, 10);
+  };
+  for (PowerMeter& meter : meters) threads.emplace_back(meterOften, std::ref(meter));
   for (std::thread& thread : threads) thread.join();
   for (const PowerMeter& meter : meters) EXPECT_EQ(fieldsOf(meter), fieldsOf(meters[0]));
   EXPECT_GT(meters[0].mLaneMeanSquare[3], 0.0F);
-}
-
-TEST_F(PowerMeterTest, HoldsThePeakThenLetsItFall) {
-  constexpr int kFrames = 400;  // the hold time of 40000 frames is 100 blocks
-  const std::vector<float> silence(kFrames), loud(kFrames, 0.5F);
-  PowerMeter meter;
-  meter.Process(loud.data(), 1, kFrames);
-  EXPECT_EQ(meter.mSampleRate, 44100.0);
-  EXPECT_EQ(meter.mPeakLevel, 0.5);
-  EXPECT_EQ(meter.mAverageLevel, 0.5) << "0.707, held down to the peak";
-  double hold = 0.5;
-  for (int block = 1; block <= 120; ++block) {
-    const double peak = meter.mPeakLevel;
-    meter.Process(silence.data(), 1, kFrames);
-    EXPECT_EQ(meter.mPeakLevel, peak - peak * meter.mRelease);
-    if (block >= 100) hold -= hold * meter.mHoldDecay;
-    EXPECT_EQ(meter.mPeakHold, hold) << block;
-  }
-  EXPECT_NEAR(hold, 0.5 * std::pow(10.0, -3.0 * 21 * kFrames / (2.5 * 44100.0)), 1e-12);
+  EXPECT_EQ(gPXVectorUnitType, 200);
 }
 
 TEST_F(PowerMeterTest, FullScaleReadsOne) {
@@ -125,26 +85,6 @@ TEST_F(PowerMeterTest, FullScaleReadsOne) {
     for (int block = 0; block < 200; ++block) meter.Process(sine, stride, 480 / stride);
     EXPECT_NEAR(meter.mPeakLevel, 1.0, 1e-6);
     EXPECT_NEAR(meter.mAverageLevel, 1.0, 0.05);
-  }
-  PowerMeter shorts, words;
-  shorts.Process_Int16(std::data<std::int16_t>({-32768}), 1, 1);
-  words.Process_Int32(std::data<Word>({1 << 24}), 1, 1);
-  for (const PowerMeter& meter : {shorts, words}) EXPECT_EQ(meter.mPeakLevel, 1.0);
-}
-
-TEST_F(PowerMeterTest, RecordsClippingUntilCleared) {
-  alignas(16) float samples[8] = {0.5F};
-  const std::pair<float, std::tuple<float, bool, bool, double>> cases[] = {{kInfinity, {kInfinity, true, false, 1}},
-                                                                           {kNaN, {0.5F, false, true, 1}},
-                                                                           {-3e38F, {3e38F, true, false, 1}},
-                                                                           {2, {2, false, false, 2}}};
-  for (const auto& [sample, expected] : cases) {
-    samples[7] = sample;
-    PowerMeter meter;
-    for (const int frames : {8, 0}) meter.Process(samples, 1, frames);
-    EXPECT_EQ(std::tuple(meter.mMaxPeak, meter.mSawInfinity, meter.mSawNaN, meter.mPeakHold), expected);
-    meter.ClearClipping();
-    EXPECT_EQ(std::tuple(meter.mMaxPeak, meter.mSawInfinity, meter.mSawNaN), std::tuple(0.0F, false, false));
   }
 }
 

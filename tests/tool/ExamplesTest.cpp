@@ -18,10 +18,6 @@ TEST(Examples, DoWhatTheToolDoes) {
   EXPECT_EQ(runFast(speakers[1], "tone --frequency 440 --monotone --seconds 2").status, 0);
   EXPECT_EQ(framesOfWholeFile(folder.file("example.wav")), "96000");
   EXPECT_TRUE(readFile(folder.file("example.wav")) == readFile(folder.file("tool.wav")));
-
-  const Ended refused = run(ORVANE_EXAMPLE_TONE " pace=slow");
-  EXPECT_EQ(refused.status, 1);
-  EXPECT_THAT(refused.errors, testing::HasSubstr("pace"));
 }
 
 TEST(Examples, AreWhatTheReadMeShows) {

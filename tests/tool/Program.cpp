@@ -25,14 +25,6 @@ Program::~Program() {
   waitpid(mProcess, nullptr, 0);
 }
 
-std::string Program::output() const {
-  return readFile(mFolder.file("output"));
-}
-
-void Program::send(int signal) const {
-  kill(mProcess, signal);
-}
-
 Ended Program::finish() {
   int status = 0;
   if (!await([&] { return waitpid(mProcess, &status, WNOHANG) != 0; })) {

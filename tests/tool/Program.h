@@ -1,6 +1,6 @@
 #pragma once
 
-#include <sys/types.h>
+#include <signal.h>
 
 #include <functional>
 #include <string>
@@ -8,6 +8,8 @@
 #include "tests/support/TemporaryFolder.h"
 
 namespace orvane::test {
+
+std::string readFile(const std::string& path);
 
 /// How a program ended, and all that it printed.
 struct Ended {
@@ -26,8 +28,8 @@ class Program {
   ~Program();
 
   /// What the program has printed so far.
-  std::string output() const;
-  void send(int signal) const;
+  std::string output() const { return readFile(mFolder.file("output")); }
+  void send(int signal) const { kill(mProcess, signal); }
   Ended finish();
 
  private:
@@ -43,7 +45,6 @@ Ended run(const std::string& command);
 Ended runTool(const std::string& arguments);
 Ended runFast(const std::string& device, const std::string& arguments);
 
-std::string readFile(const std::string& path);
 /// The frames of a sound file, where independent readers agree and none has anything to complain about.
 std::string framesOfWholeFile(const std::string& path);
 /// A format as the tool's objects tell it.

@@ -25,20 +25,14 @@ class Signal : public testing::Test {
   }
   ~Signal() override { close(mReader); }
 
-  int heldByPipe() const {
-    int bytes = 0;
-    ioctl(mReader, FIONREAD, &bytes);
-    return bytes;
-  }
+  int heldByPipe(int bytes = 0) const { return ioctl(mReader, FIONREAD, &bytes) == 0 ? bytes : 0; }
 
   /// A pipe takes whole pages and lets the end of some be empty, so it is full where it stays more than half full.
   void awaitFullPipe() const {
-    int before = 0;
-    int same = 0;
-    await([&] {
-      const int now = heldByPipe();
-      same = now == std::exchange(before, now) ? same + 1 : 0;
-      return now > fcntl(mReader, F_GETPIPE_SZ) / 2 && same > 50;
+    await([this] {
+      const int before = heldByPipe();
+      std::this_thread::sleep_for(std::chrono::milliseconds(100));
+      return before > fcntl(mReader, F_GETPIPE_SZ) / 2 && heldByPipe() == before;
     });
   }
 
