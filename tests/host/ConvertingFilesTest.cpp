@@ -1,11 +1,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sndfile.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cmath>
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -260,6 +262,28 @@ TEST_F(ConvertingFilesTest, AWriterThatIsTwoSecondsBehindDropsWholeSlicesAndCoun
   for (int i = 0; i < 200; ++i) ASSERT_EQ(write(file, slice), 0);
   EXPECT_EQ(files.dispose(file), 0);
   EXPECT_EQ(samplesOf(folder.file("take.wav")), std::vector<std::int16_t>(400 * 441 * 2, 16384));
+}
+
+TEST_F(ConvertingFilesTest, AFileThatMayNotGrowEndsWithItsLastWholeFrame) {
+  const std::string path = folder.file("take.wav");
+  files.dispose(make(path, 3));
+  const std::uintmax_t header = std::filesystem::file_size(path);
+  std::signal(SIGXFSZ, SIG_IGN);
+  rlimit limit{};
+  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &limit), 0);
+  for (const rlim_t most : {10'000U, 10'003U, 10'005U}) {
+    const rlimit small{.rlim_cur = most, .rlim_max = limit.rlim_max};
+    const Handle file = make(path, 3);
+    write(file, Planes(3, std::vector<float>(4000)));
+    setrlimit(RLIMIT_FSIZE, &small);
+    EXPECT_EQ(files.dispose(file), 0) << "a write that failed is no failure of this call";
+    setrlimit(RLIMIT_FSIZE, &limit);
+    const std::uintmax_t frames = (most - header) / 6;
+    EXPECT_EQ(std::filesystem::file_size(path), header + frames * 6);
+    EXPECT_EQ(samplesOf(path).size(), frames * 3);
+    EXPECT_EQ(host.report->writtenFile()->frames, frames);
+  }
+  EXPECT_EQ(host.report->writeFailure()->reason, "\"" + path + "\": File too large");
 }
 
 /// At real pace, where files are written on threads of their own.
