@@ -1,9 +1,14 @@
 #include "iounit/SineWaveGenerator.h"
 
+#include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstddef>
 #include <numbers>
+#include <span>
 
+#include "iounit/Sine.h"
+#include "iounit/TonePhase.h"
 #include "iounit/TruncateToInt32.h"
 
 namespace orvane {
@@ -18,6 +23,17 @@ void writeFrames(Sample* buffer, std::uint32_t frameCount, int channelCount, int
     const Sample sample = nextSample();
     Sample* const first = buffer + step * std::ptrdiff_t{frame};
     for (int channel = 0; channel < channelCount; ++channel) first[channel] = sample;
+  }
+}
+
+/// Samples that are computed at once, few enough to stay close to the processor.
+constexpr std::uint32_t kBlock = 1024;
+
+void renderSamples(std::span<float> samples, TonePhase& phase, float amplitude) {
+  if (phase.nextAngles(samples)) {
+    replaceBySines(samples, amplitude);
+  } else {
+    for (float& sample : samples) sample = amplitude * sineOf(sample);
   }
 }
 
@@ -43,20 +59,23 @@ void SineWaveGenerator::SetInitialValues() {
 }
 
 void SineWaveGenerator::Render(float* buffer, std::uint32_t frameCount, int channelCount, int stride) {
-  constexpr float kTwoPi = 2.0F * std::numbers::pi_v<float>;
-  const float period = mSampleRate / mFrequency;
-  const float amplitude = mAmplitude;
-  float phase = mPhase;
-  writeFrames(buffer, frameCount, channelCount, stride, [&] {
-    const float sample = amplitude * std::sin(phase / period * kTwoPi);
-    phase += 1.0F;
-    if (phase > period) phase -= period;
-    return sample;
-  });
-
+  if (channelCount == 1 || channelCount == 2) {
+    TonePhase phase(mPhase, mSampleRate / mFrequency);
+    std::array<float, kBlock> block;
+    const bool inPlace = channelCount == 1 && stride == 1;
+    while (frameCount > 0) {
+      const std::uint32_t count = std::min(frameCount, kBlock);
+      const std::span samples(inPlace ? buffer : block.data(), count);
+      renderSamples(samples, phase, mAmplitude);
+      if (!inPlace)
+        writeFrames(buffer, count, channelCount, stride, [next = block.data()]() mutable { return *next++; });
+      buffer += std::ptrdiff_t{stride} * channelCount * std::ptrdiff_t{count};
+      frameCount -= count;
+    }
+    mPhase = phase.phase();
+  }
   mFrequency *= mSweepFactor;
   if (mSweepFactor != 0.0F && (mFrequency > 3000.0F || mFrequency < 60.0F)) mSweepFactor = 1.0F / mSweepFactor;
-  mPhase = phase;
 }
 
 void SineWaveGenerator::Render16(std::int16_t* buffer, std::uint32_t frameCount, int channelCount, int stride) {

@@ -4,8 +4,9 @@
 
 namespace orvane {
 
-/// A sine oscillator with two renderers: `Render` calls the sine function for each sample, `Render16` runs a two-pole
-/// resonator in fixed point. Each keeps a state of its own.
+/// A sine oscillator with two renderers: `Render` computes the sine of each sample, correctly rounded, so that its
+/// samples have the same bits everywhere; `Render16` runs a two-pole resonator in fixed point. Each keeps a state of
+/// its own.
 ///
 /// Both write `frameCount` frames. With one channel sample k goes to `buffer[k * stride]`; with two the same value goes
 /// to `buffer[2 * k * stride]` and the slot after it. Any other channel count writes nothing and advances nothing.
