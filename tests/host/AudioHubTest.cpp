@@ -182,9 +182,10 @@ TEST(Edges, ChannelsFollowTheOneRuleInBothDirections) {
     ASSERT_TRUE(input.next());
     OutputEdge output({from, 48000}, {to, 48000});
     OutputMix mix(played.planes(), 4);
-    const platform::OutputProvider provider = [&](auto&, auto&, std::uint32_t frames, auto, auto& list) {
+    const platform::OutputProvider provider = [from, &samples = source](auto&, auto&, std::uint32_t frames, auto,
+                                                                        auto& list) {
       for (std::uint32_t channel = 0; channel < from; ++channel) {
-        std::fill_n(static_cast<float*>(list.buffers()[channel].data), frames, source[channel]);
+        std::fill_n(static_cast<float*>(list.buffers()[channel].data), frames, samples[channel]);
       }
       return platform::status::success;
     };
