@@ -57,11 +57,10 @@ class ThreadWorker final : public platform::Worker {
   void post(Task task) override { postAt(HostTime::min(), std::move(task)); }
 
   void postAt(HostTime time, Task task) override {
-    {
-      const std::lock_guard lock(mMutex);
-      // A task that is due already takes its place behind those that wait: due time now, not long ago.
-      mTasks.emplace(Place(std::max(time, mClock.now()), mPosted++), std::move(task));
-    }
+    const std::lock_guard lock(mMutex);
+    // A task that is due already takes its place behind those that wait: due time now, not long ago.
+    mTasks.emplace(Place(std::max(time, mClock.now()), mPosted++), std::move(task));
+    // With the lock, because whoever learns that the task has run may destroy this worker.
     mWake.notify_all();
   }
 
