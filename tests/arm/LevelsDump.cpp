@@ -1,8 +1,7 @@
 // Prints the bits of levels and tones over seeded random input, so that two processors can be compared line by line.
 //
 // What a C library computes (the per-block fractions, the resonator's coefficient) is set to random values here: it may
-// differ in its last bit between libraries. The sine of the float renderer is the C library's too; its wave forms are
-// compared all the same, because both sides run the same version of it.
+// differ in its last bit between libraries.
 
 #include <array>
 #include <bit>
@@ -15,6 +14,7 @@
 
 #include "iounit/LockstepMeter.h"
 #include "iounit/PowerMeter.h"
+#include "iounit/Sine.h"
 #include "iounit/SineWaveGenerator.h"
 
 namespace {
@@ -153,6 +153,17 @@ void dumpLockstep(Random& random) {
   }
 }
 
+/// Sines of angles of any size.
+void dumpSines(Random& random) {
+  for (int index = 0; index < 20000; ++index) {
+    const auto angle = std::bit_cast<float>(random.integer<std::int32_t>());
+    std::printf("sine");
+    print(double{angle});
+    print(double{orvane::sineOf(angle)});
+    std::printf("\n");
+  }
+}
+
 void dumpTones(Random& random) {
   constexpr std::uint32_t kFrames = 256;
   std::array<float, 2 * kFrames> floats = {};
@@ -188,6 +199,7 @@ int main() {
   Random random(20240229);
   dumpLevels(random);
   dumpLockstep(random);
+  dumpSines(random);
   dumpTones(random);
   return std::fflush(stdout) == 0 ? 0 : 1;
 }
