@@ -44,14 +44,6 @@ set(ORVANE_PUBLIC_HEADERS
   session/OVThrow.h
   session/ObjectToDouble.h)
 
-# A header that is not there is left out, and said so.
-foreach(header IN LISTS ORVANE_PUBLIC_HEADERS)
-  if(NOT EXISTS "${PROJECT_SOURCE_DIR}/${header}")
-    message(STATUS "Not installed, because it is missing: ${header}")
-    list(REMOVE_ITEM ORVANE_PUBLIC_HEADERS "${header}")
-  endif()
-endforeach()
-
 target_sources(orvane PUBLIC
   FILE_SET HEADERS BASE_DIRS "${PROJECT_SOURCE_DIR}" FILES ${ORVANE_PUBLIC_HEADERS})
 
