@@ -15,6 +15,7 @@
 #include "platform/Report.h"
 #include "platform/Scheduler.h"
 #include "platform/UnitService.h"
+#include "platform/simulated/SimulatedOptions.h"
 #include "tests/support/SoundFiles.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -118,6 +119,10 @@ TEST(Scenario, IsReadWholeWithPathsFromItsFolder) {
   EXPECT_EQ(scenario.faults[0].at, 250ms);
   EXPECT_EQ(scenario.faults[1].call, "UnitService::wrap");
   EXPECT_EQ(scenario.faults[2].frames, 7U);
+  DeviceSettings device = parseSimulatedOptions("scenario=s.json,rate=8000").device;
+  device.fillFrom(scenario.device);
+  EXPECT_EQ(device.rate->value, 8000U) << "an option goes before the scenario";
+  EXPECT_EQ(device.inputs->value, 2U);
   const auto microphone = [](const char* text, const char* file) {
     return parseScenario(R"({"audio":{"microphone":")" + std::string(text) + R"("}})", file).device.microphone->value;
   };
@@ -191,16 +196,16 @@ TEST(Fault, EndsTheRunAtItsTimeWithAReason) {
   struct Case {
     std::string fault;
     platform::Status status;
+    platform::Status again;  ///< What another start answers.
     std::string reason;
     std::uint64_t frames;
     platform::HostTime end;  ///< After the start.
-    platform::Status again;  ///< What another start answers.
   };
   const Case cases[] = {
-      {"device-lost", status::deviceLost, "the device was lost", 4800, 105ms, status::deviceLost},
-      {"server-lost", status::serverLost, "the sound server was lost", 4800, 105ms, status::serverLost},
-      {"microphone-unplugged", status::deviceLost, "the microphone was unplugged", 4800, 105ms, status::deviceLost},
-      {"stalled", status::stalled, "the device stalled: no callback for 500 ms", 4800, 600ms, status::success},
+      {"device-lost", status::deviceLost, status::deviceLost, "the device was lost", 4800, 105ms},
+      {"server-lost", status::serverLost, status::serverLost, "the sound server was lost", 4800, 105ms},
+      {"microphone-unplugged", status::deviceLost, status::deviceLost, "the microphone was unplugged", 4800, 105ms},
+      {"stalled", status::stalled, status::success, "the device stalled: no callback for 500 ms", 4800, 600ms},
   };
   for (const Case& expected : cases) {
     SCOPED_TRACE(expected.fault);
