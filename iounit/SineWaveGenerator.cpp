@@ -27,13 +27,18 @@ void writeFrames(Sample* buffer, std::uint32_t frameCount, int channelCount, int
 }
 
 /// Samples that are computed at once, few enough to stay close to the processor.
-constexpr std::uint32_t kBlock = 1024;
+constexpr std::size_t kBlock = 1024;
 
-void renderSamples(std::span<float> samples, TonePhase& phase, float amplitude) {
-  if (phase.nextAngles(samples)) {
-    replaceBySines(samples, amplitude);
-  } else {
-    for (float& sample : samples) sample = amplitude * sineOf(sample);
+/// Replaces the samples by those of a tone.
+void render(std::span<float> samples, TonePhase& phase, float amplitude) {
+  while (!samples.empty()) {
+    const std::span<float> block = samples.first(std::min(samples.size(), kBlock));
+    if (phase.nextAngles(block)) {
+      replaceBySines(block, amplitude);
+    } else {
+      for (float& sample : block) sample = amplitude * sineOf(sample);
+    }
+    samples = samples.subspan(block.size());
   }
 }
 
@@ -59,21 +64,21 @@ void SineWaveGenerator::SetInitialValues() {
 }
 
 void SineWaveGenerator::Render(float* buffer, std::uint32_t frameCount, int channelCount, int stride) {
-  if (channelCount == 1 || channelCount == 2) {
-    TonePhase phase(mPhase, mSampleRate / mFrequency);
-    std::array<float, kBlock> block;
-    const bool inPlace = channelCount == 1 && stride == 1;
-    while (frameCount > 0) {
-      const std::uint32_t count = std::min(frameCount, kBlock);
-      const std::span samples(inPlace ? buffer : block.data(), count);
-      renderSamples(samples, phase, mAmplitude);
-      if (!inPlace)
-        writeFrames(buffer, count, channelCount, stride, [next = block.data()]() mutable { return *next++; });
-      buffer += std::ptrdiff_t{stride} * channelCount * std::ptrdiff_t{count};
-      frameCount -= count;
+  TonePhase phase(mPhase, mSampleRate / mFrequency);
+  if (channelCount == 1 && stride == 1) {
+    render({buffer, frameCount}, phase, mAmplitude);
+  } else if (channelCount == 1 || channelCount == 2) {
+    std::array<float, kBlock / 4> block = {};
+    for (std::uint32_t done = 0; done < frameCount;) {
+      const std::span samples(block.data(), std::min<std::size_t>(block.size(), frameCount - done));
+      render(samples, phase, mAmplitude);
+      const auto count = static_cast<std::uint32_t>(samples.size());
+      float* const place = buffer + std::ptrdiff_t{stride} * channelCount * std::ptrdiff_t{done};
+      writeFrames(place, count, channelCount, stride, [next = samples.begin()]() mutable { return *next++; });
+      done += count;
     }
-    mPhase = phase.phase();
   }
+  mPhase = phase.phase();
   mFrequency *= mSweepFactor;
   if (mSweepFactor != 0.0F && (mFrequency > 3000.0F || mFrequency < 60.0F)) mSweepFactor = 1.0F / mSweepFactor;
 }

@@ -73,7 +73,7 @@ template <typename Ints, typename Floats>
     phases += step;
     phases -= (phases > grid.period) & grid.period;
   }
-  std::array<std::int32_t, kLanes> rest;
+  std::array<std::int32_t, kLanes> rest = {};
   std::memcpy(rest.data(), &phases, sizeof phases);
   for (std::size_t i = 0; at + i < angles.size(); ++i) {
     angles[at + i] = static_cast<float>(rest[i]) / period * kOneTurn;

@@ -117,10 +117,10 @@ TEST_F(SineTest, PhasesAreThoseOfCountingOneByOne) {
 /// One sample after the other, as the tone is defined.
 void renderPlainly(SineWaveGenerator& tone, std::vector<float>& buffer, int frames, int channels, int stride) {
   const float period = tone.mSampleRate / tone.mFrequency;
-  for (int frame = 0; frame < frames; ++frame) {
+  float* place = buffer.data();
+  for (int frame = 0; frame < frames; ++frame, place += channels * stride) {
     for (int channel = 0; channel < channels; ++channel) {
-      buffer[static_cast<std::size_t>(frame * channels * stride + channel)] =
-          tone.mAmplitude * sineOf(tone.mPhase / period * 6.2831855F);
+      place[channel] = tone.mAmplitude * sineOf(tone.mPhase / period * 6.2831855F);
     }
     tone.mPhase += 1.0F;
     if (tone.mPhase > period) tone.mPhase -= period;
