@@ -1,0 +1,167 @@
+// Metering of blocks: one meter after the other, in lockstep, and the least that a meter could do, which is to read
+// every sample and to keep the largest magnitude.
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <cstring>
+#include <random>
+#include <vector>
+
+#include "bench/PerSample.h"
+#include "iounit/LockstepMeter.h"
+#include "iounit/MeterLanes.h"
+#include "platform/host/AlignedSamples.h"
+
+namespace orvane {
+namespace {
+
+/// Channels of noise, laid out as the host does it, and their meters.
+class Input {
+ public:
+  explicit Input(const benchmark::State& state)
+      : mChannels(static_cast<std::uint32_t>(state.range(0))),
+        mFrames(static_cast<int>(state.range(1))),
+        mSamples(mChannels, static_cast<std::uint32_t>(mFrames)),
+        mMeters(mChannels) {
+    std::mt19937 random{1};
+    std::uniform_real_distribution<float> noise(-0.5F, 0.5F);
+    for (float* plane : mSamples.planes()) std::generate_n(plane, mFrames, [&] { return noise(random); });
+    for (PowerMeter& meter : mMeters) meter.SetSampleRate(48000.0);
+  }
+
+  std::span<const float* const> planes() const { return mSamples.planes(); }
+  std::span<PowerMeter> meters() { return mMeters; }
+  int frames() const { return mFrames; }
+  std::size_t samples() const { return mChannels * static_cast<std::size_t>(mFrames); }
+
+ private:
+  std::uint32_t mChannels;
+  int mFrames;
+  host::AlignedSamples mSamples;
+  std::vector<PowerMeter> mMeters;
+};
+
+void plain(benchmark::State& state) {
+  Input input(state);
+  for ([[maybe_unused]] auto _ : state) {
+    for (std::size_t i = 0; i < input.meters().size(); ++i) {
+      input.meters()[i].Process(input.planes()[i], 1, input.frames());
+    }
+    benchmark::ClobberMemory();
+  }
+  reportPerSample(state, input.samples());
+}
+
+void lockstep(benchmark::State& state, RegisterWidth width) {
+  Input input(state);
+  input.meters()[0].Process(input.planes()[0], 1, 0);  // examines the vector unit
+  for ([[maybe_unused]] auto _ : state) {
+    processTogether(input.meters(), input.planes(), input.frames(), width);
+    benchmark::ClobberMemory();
+  }
+  reportPerSample(state, input.samples());
+}
+
+/// Four registers at once, so that none waits for the one before.
+template <typename Lanes>
+[[gnu::always_inline]] inline float largestMagnitude(const float* samples, int count) {
+  using Bits [[gnu::vector_size(sizeof(Lanes))]] = std::int32_t;
+  constexpr int kRegisters = 4;
+  constexpr int kLanes = sizeof(Lanes) / sizeof(float);
+  Lanes maxima[kRegisters] = {};
+  for (int at = 0; at < count; at += kRegisters * kLanes) {
+#pragma GCC unroll 4
+    for (int i = 0; i < kRegisters; ++i) {
+      Bits bits;
+      std::memcpy(&bits, samples + at + i * kLanes, sizeof bits);
+      bits &= 0x7FFFFFFF;
+      Lanes magnitudes;
+      std::memcpy(&magnitudes, &bits, sizeof bits);
+      maxima[i] = magnitudes > maxima[i] ? magnitudes : maxima[i];
+    }
+  }
+  for (int i = 1; i < kRegisters; ++i) maxima[0] = maxima[i] > maxima[0] ? maxima[i] : maxima[0];
+  std::array<float, sizeof(Lanes) / sizeof(float)> lanes = {};
+  std::memcpy(lanes.data(), &maxima[0], sizeof lanes);
+  return *std::ranges::max_element(lanes);
+}
+
+float largestIn128Bits(const float* samples, int count) {
+  return largestMagnitude<FourLanes>(samples, count);
+}
+#if defined(__x86_64__)
+[[gnu::target("avx2")]] float largestIn256Bits(const float* samples, int count) {
+  return largestMagnitude<EightLanes>(samples, count);
+}
+#endif
+
+void limit(benchmark::State& state) {
+  const Input input(state);
+  auto* largest = &largestIn128Bits;
+#if defined(__x86_64__)
+  if (widestRegisters() == RegisterWidth::bits256) largest = &largestIn256Bits;
+#endif
+  for ([[maybe_unused]] auto _ : state) {
+    for (const float* plane : input.planes()) benchmark::DoNotOptimize(largest(plane, input.frames()));
+  }
+  reportPerSample(state, input.samples());
+}
+
+void sizes(benchmark::internal::Benchmark* benchmark) {
+  benchmark->ArgNames({"channels", "frames"})->ArgsProduct({{1, 2, 8, 32}, {64, 512, 4096}});
+}
+
+void lockstepIn128Bits(benchmark::State& state) {
+  lockstep(state, RegisterWidth::bits128);
+}
+void lockstepInWidest(benchmark::State& state) {
+  lockstep(state, widestRegisters());
+}
+
+BENCHMARK(plain)->Name("meter/plain")->Apply(sizes);
+BENCHMARK(lockstepInWidest)->Name("meter/lockstep")->Apply(sizes);
+BENCHMARK(lockstepIn128Bits)->Name("meter/lockstep-in-128-bits")->Apply(sizes);
+BENCHMARK(limit)->Name("meter/limit")->Apply(sizes);
+
+std::vector<std::int16_t> shortNoise(const benchmark::State& state) {
+  std::vector<std::int16_t> samples(static_cast<std::size_t>(state.range(0)));
+  std::mt19937 random{1};
+  std::ranges::generate(samples, [&] { return static_cast<std::int16_t>(random()); });
+  return samples;
+}
+
+void processInt16(benchmark::State& state) {
+  const std::vector<std::int16_t> samples = shortNoise(state);
+  PowerMeter meter;
+  for ([[maybe_unused]] auto _ : state) {
+    meter.Process_Int16(samples.data(), 1, static_cast<int>(samples.size()));
+    benchmark::ClobberMemory();
+  }
+  reportPerSample(state, samples.size());
+}
+
+/// The mean square and the peak as they are written down, and nothing else.
+void plainInt16(benchmark::State& state) {
+  const std::vector<std::int16_t> samples = shortNoise(state);
+  int meanSquare = 0;
+  for ([[maybe_unused]] auto _ : state) {
+    int peak = 0;
+    for (const std::int16_t sample : samples) {
+      const int magnitude = std::abs(int{sample});
+      if (magnitude > peak) peak = magnitude;
+      meanSquare += (magnitude * magnitude - meanSquare) >> 5;
+    }
+    benchmark::DoNotOptimize(peak);
+    benchmark::DoNotOptimize(meanSquare);
+  }
+  reportPerSample(state, samples.size());
+}
+
+BENCHMARK(plainInt16)->Name("int16/plain")->ArgName("frames")->Arg(64)->Arg(512)->Arg(4096);
+BENCHMARK(processInt16)->Name("int16/Process_Int16")->ArgName("frames")->Arg(64)->Arg(512)->Arg(4096);
+
+}  // namespace
+}  // namespace orvane
