@@ -36,7 +36,7 @@ class HostConvertingFiles final : public platform::ConvertingFile {
   Slot& slotOf(Handle file) { return mSlots[static_cast<std::size_t>(file) % mSlots.size()]; }
   OpenFile* find(Handle file);
   Handle freeHandle();
-  platform::Status refuse(platform::Status status, const std::string& reason) const;
+  platform::Status refuse(platform::Status refusal, const std::string& reason) const;
   std::uint32_t mostFramesAt(double sampleRate) const;
 
   std::shared_ptr<const AudioHub> mHub;

@@ -21,6 +21,9 @@ constexpr float fullScale = 32768.0F;
 /// In a float of this size the last bit is worth one, so adding it rounds to whole numbers, which are then the low
 /// bits: 1.5 times 2 to the 23rd.
 constexpr float rounding = 12582912.0F;
+constexpr std::int32_t magnitudeBits = 0x7FFFFFFF;
+/// Above these only what is not a number has its bits.
+constexpr std::int32_t infinityBits = 0x7F800000;
 
 Lanes lanesAt(const float* samples) {
   Lanes lanes;
@@ -30,8 +33,8 @@ Lanes lanesAt(const float* samples) {
 
 /// Each sample's 16 bits, in the low half of its lane; the high half is anything.
 LaneBits encode(Lanes samples) {
-  const Lanes scaled = samples * fullScale;
-  const Lanes number = std::bit_cast<Lanes>(std::bit_cast<LaneBits>(scaled) & (scaled == scaled));
+  const auto bits = std::bit_cast<LaneBits>(samples * fullScale);
+  const Lanes number = std::bit_cast<Lanes>(bits & ((bits & magnitudeBits) <= infinityBits));
   const Lanes least = Lanes{} - fullScale;
   const Lanes most = Lanes{} + (fullScale - 1);
   const Lanes raised = number > least ? number : least;
@@ -57,13 +60,13 @@ void scatter(const Sample* plane, std::uint32_t frames, Sample* samples, std::si
 /// Any number of channels, in blocks that stay in the nearest cache.
 void encodeChannels(std::span<const float* const> planes, std::uint32_t frames, std::int16_t* samples) {
   constexpr std::uint32_t blockFrames = 1024;
-  std::array<std::int16_t, blockFrames> encoded;
+  std::int16_t encoded[blockFrames];
   const std::size_t channels = planes.size();
   for (std::uint32_t first = 0; first < frames; first += blockFrames) {
     const std::uint32_t count = std::min(blockFrames, frames - first);
     for (std::size_t channel = 0; channel < channels; ++channel) {
-      encode(planes[channel] + first, count, encoded.data());
-      scatter(encoded.data(), count, samples + first * channels + channel, channels);
+      encode(planes[channel] + first, count, encoded);
+      scatter(encoded, count, samples + first * channels + channel, channels);
     }
   }
 }

@@ -53,13 +53,13 @@ class SliceQueue {
 
   Block blockAt(std::uint32_t place, std::uint32_t frames);
 
-  AlignedSamples mSamples;
-  std::uint32_t mCapacity;
-  std::vector<const float*> mBlock;  ///< The worker's.
   // Each side writes one count and reads the other: on lines of their own, so that they do not slow each other down.
   alignas(cacheLine) std::atomic<std::uint64_t> mPushed = 0;  ///< Frames since the beginning.
+  std::atomic<std::uint64_t> mOverruns = 0;
+  AlignedSamples mSamples;
+  std::uint32_t mCapacity;
   alignas(cacheLine) std::atomic<std::uint64_t> mTaken = 0;
-  alignas(cacheLine) std::atomic<std::uint64_t> mOverruns = 0;
+  std::vector<const float*> mBlock;  ///< The worker's.
 };
 
 }  // namespace orvane::host

@@ -129,31 +129,31 @@ TEST_F(ConvertingFilesTest, WhatCannotBeMadeIsRefusedAndHarmsNothing) {
   const ChannelLayout layout{.tag = ChannelLayout::discreteInOrder | 2, .bitmap = 0, .descriptions = {}};
   const struct {
     std::string path;
-    Status refusal;
     StreamDescription format;
+    Status refusal;
     std::uint32_t type = ConvertingFile::nativeContainer;
     const ChannelLayout* layout = nullptr;
     ExistingFile existing = ExistingFile::erase;
   } rows[] = {
-      {"", status::notFound, right},
-      {folder.file("missing/take.wav"), status::notFound, right},
-      {old + "/take.wav", status::notFound, right},
-      {folder.file("dangling"), status::notFound, right},
-      {folder.file("folder"), status::notRegularFile, right},
-      {folder.file("pipe"), status::notRegularFile, right},
-      {"/dev/null", status::notRegularFile, right},
-      {old, status::noPermission, right, ConvertingFile::nativeContainer, nullptr, ExistingFile::refuse},
-      {old, status::unsupportedType, right, 0x57415645},
-      {old, status::unsupportedFormat, right, ConvertingFile::nativeContainer, &layout},
-      {old, status::unsupportedFormat, StreamFormat::standard(48000, 2).description()},
-      {old, status::unsupportedFormat, int16(48000, 0).description()},
-      {old, status::unsupportedFormat, int16(48000, 257).description()},
-      {old, status::unsupportedFormat, int16(0, 2).description()},
-      {old, status::unsupportedFormat, int16(44100.5, 2).description()},
-      {old, status::unsupportedFormat, int16(6144001, 2).description()},
-      {old, status::unsupportedFormat, int16(std::nan(""), 2).description()},
-      {old, status::unsupportedFormat,
-       StreamFormat::linearPcm(48000, 2, 16, format_flag::signedInteger, false).description()},
+      {"", right, status::notFound},
+      {folder.file("missing/take.wav"), right, status::notFound},
+      {old + "/take.wav", right, status::notFound},
+      {folder.file("dangling"), right, status::notFound},
+      {folder.file("folder"), right, status::notRegularFile},
+      {folder.file("pipe"), right, status::notRegularFile},
+      {"/dev/null", right, status::notRegularFile},
+      {old, right, status::noPermission, ConvertingFile::nativeContainer, nullptr, ExistingFile::refuse},
+      {old, right, status::unsupportedType, 0x57415645},
+      {old, right, status::unsupportedFormat, ConvertingFile::nativeContainer, &layout},
+      {old, StreamFormat::standard(48000, 2).description(), status::unsupportedFormat},
+      {old, int16(48000, 0).description(), status::unsupportedFormat},
+      {old, int16(48000, 257).description(), status::unsupportedFormat},
+      {old, int16(0, 2).description(), status::unsupportedFormat},
+      {old, int16(44100.5, 2).description(), status::unsupportedFormat},
+      {old, int16(6144001, 2).description(), status::unsupportedFormat},
+      {old, int16(std::nan(""), 2).description(), status::unsupportedFormat},
+      {old, StreamFormat::linearPcm(48000, 2, 16, format_flag::signedInteger, false).description(),
+       status::unsupportedFormat},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.path + ": " + std::to_string(row.refusal) + " " + std::to_string(row.format.sampleRate));
