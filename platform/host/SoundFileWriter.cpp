@@ -84,7 +84,8 @@ SoundFileWriter::SoundFileWriter(std::unique_ptr<OutputSoundFile> file, std::uni
       mHandover(handover),
       mQueue(std::move(queue)),
       mWorker(mServices.scheduler->makeWorker("file writer", platform::Scheduler::Priority::ordinary)) {
-  ExitHook::add(this, [this] { close(); });
+  // Without the list of writers, whose lock is held while a writer is made and its hook added.
+  ExitHook::add(this, [this] { complete(); });
   scheduleDrain();
 }
 

@@ -199,7 +199,7 @@ bool SimulatedDevice::loseFrames() {
   const std::size_t done = mDiscontinuitiesDone;
   if (done == mDiscontinuities.size() || !mFaults->isInForce(mDiscontinuities[done])) return false;
   const std::uint32_t missing = mDiscontinuities[done].frames;
-  for (std::uint32_t passed = 0; passed < missing;) {
+  for (std::uint32_t passed = 0; passed < missing && mRunning;) {
     const std::uint32_t wanted = std::min(missing - passed, mFormat.sliceFrames);
     if (mMicrophone->read(mInputs.planes(), wanted) < wanted) break;
     passed += wanted;
