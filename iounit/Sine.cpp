@@ -18,23 +18,22 @@ namespace {
 
 // The numbers of scripts/derive-sine.
 constexpr double kPerPi = 0x1.45f306dc9c883p-2;
-constexpr double kPi = 0x1.921fb54442d18p+1;
-constexpr double kRestOfPi = 0x1.1a62633145c07p-53;
-/// Of r^15 down to r^3.
-constexpr std::array kCoefficients = {-0x1.9f142a1f82924p-41, 0x1.60e6b76b30c0cp-33,  -0x1.ae63557c006d9p-26,
-                                      0x1.71de38061ee32p-19,  -0x1.a01a019a63e4fp-13, 0x1.111111110a54cp-7,
-                                      -0x1.55555555554a8p-3};
+/// Of f^15 down to f.
+constexpr std::array kCoefficients = {-0x1.61fd75df9a88dp-16, 0x1.e8979f1b4d2c7p-12, -0x1.e30607f00ac85p-8,
+                                      0x1.5078320185092p-4,   -0x1.32d2cce0bd1abp-1, 0x1.466bc6774f216p+1,
+                                      -0x1.4abbce625bd25p+2,  0x1.921fb54442d17p+1};
 /// The binary digits of 1 / pi, from 32 places before the point on.
 constexpr std::array<std::uint32_t, 9> kDigitsPerPi = {0,          0x517CC1B7, 0x27220A94, 0xFE13ABE8, 0xFA9A6EE0,
                                                        0x6DB14ACC, 0x9E21C820, 0xFF28B1D5, 0xEF5DE2B0};
 
-/// Angles whose sine lies too near to the middle between two floats for the precision below. There are no others.
+/// An angle whose sine lies too near to the middle between two floats for the precision of doubles.
 struct HardCase {
   float angle, sine;
 };
+/// All that there are.
 constexpr std::array kHardCases = {HardCase{0x1.33333p+13F, -0x1.63f4bap-2F},
                                    HardCase{0x1.95f654p+44F, -0x1.fcf42ep-1F},
-                                   HardCase{0x1.8d9d8p+73F, -0x1.d32b7ap-1F}};
+                                   HardCase{0x1.524856p+80F, -0x1.ff5702p-1F}};
 
 using Doubles2 [[gnu::vector_size(16)]] = double;
 using Doubles4 [[gnu::vector_size(32)]] = double;
@@ -53,10 +52,10 @@ struct BitsOf<Doubles4> {
   using Type [[gnu::vector_size(32)]] = std::uint64_t;
 };
 
-/// Replaces each r, of at most pi / 2 and a hair, by its sine. The values, doubles or registers of them, go side by
-/// side, so that one works while the other waits.
+/// Replaces each fraction of a half turn, of at most 1/2 either way, by its sine. The values, doubles or registers of
+/// them, go side by side, so that one works while the other waits.
 template <typename Real, std::size_t kCount>
-[[gnu::always_inline]] inline void replaceReduced(Real (&values)[kCount]) {
+[[gnu::always_inline]] inline void replaceFractions(Real (&values)[kCount]) {
   Real squares[kCount];
   Real sums[kCount];
 #pragma GCC unroll 8
@@ -70,23 +69,23 @@ template <typename Real, std::size_t kCount>
     for (std::size_t i = 0; i < kCount; ++i) sums[i] = sums[i] * squares[i] + kCoefficients[term];
   }
 #pragma GCC unroll 8
-  for (std::size_t i = 0; i < kCount; ++i) values[i] += values[i] * squares[i] * sums[i];
+  for (std::size_t i = 0; i < kCount; ++i) values[i] *= sums[i];
 }
 
 /// Replaces each angle, of at most one turn either way, by its sine.
 template <typename Real, std::size_t kCount>
 [[gnu::always_inline]] inline void replaceWithinOneTurn(Real (&values)[kCount]) {
   using Bits = typename BitsOf<Real>::Type;
-  // Added to an angle in half turns, leaves the nearest whole number of them in the last bits of the sum.
+  // Added to a number of half turns, leaves the nearest whole number of them in the last bits of the sum.
   constexpr double kToWhole = 0x1.8p52;
   Real wholes[kCount];
 #pragma GCC unroll 8
   for (std::size_t i = 0; i < kCount; ++i) {
-    wholes[i] = values[i] * kPerPi + kToWhole;
-    const Real halfTurns = wholes[i] - kToWhole;
-    values[i] = (values[i] - halfTurns * kPi) - halfTurns * kRestOfPi;
+    const Real halfTurns = values[i] * kPerPi;
+    wholes[i] = halfTurns + kToWhole;
+    values[i] = halfTurns - (wholes[i] - kToWhole);
   }
-  replaceReduced(values);
+  replaceFractions(values);
 #pragma GCC unroll 8
   for (std::size_t i = 0; i < kCount; ++i) {
     // An odd number of half turns changes the sign.
@@ -99,8 +98,9 @@ template <typename Real, std::size_t kCount>
   }
 }
 
-/// The angle, of more than one turn, less the nearest whole number of half turns; `odd` tells whether that is odd.
-double reduce(float angle, bool& odd) {
+/// The angle, of more than one turn, in half turns less the nearest whole number of them; `odd` tells whether that is
+/// odd.
+double fractionOf(float angle, bool& odd) {
   const auto bits = std::bit_cast<std::uint32_t>(angle);
   const std::uint32_t mantissa = (bits & 0x7FFFFF) | 0x800000;
   const std::uint32_t exponent = (bits >> 23) - 150;  // modulo 2^32: the angle is mantissa times 2^exponent
@@ -122,7 +122,7 @@ double reduce(float angle, bool& odd) {
   const auto upper = static_cast<std::int32_t>(product[0] << 1 | product[1] >> 31);  // a fraction from -1/2 to 1/2
   const std::uint32_t middle = product[1] << 1 | product[2] >> 31;
   const std::uint32_t lower = product[2] << 1 | product[3] >> 31;
-  return (upper * 0x1p-32 + (middle * 0x1p-64 + lower * 0x1p-96)) * kPi;
+  return upper * 0x1p-32 + (middle * 0x1p-64 + lower * 0x1p-96);
 }
 
 float sineBeyondOneTurn(float angle) {
@@ -132,8 +132,8 @@ float sineBeyondOneTurn(float angle) {
     if (magnitude == hard.angle) return std::signbit(angle) ? -hard.sine : hard.sine;
   }
   bool odd = false;
-  double value[] = {reduce(magnitude, odd)};
-  replaceReduced(value);
+  double value[] = {fractionOf(magnitude, odd)};
+  replaceFractions(value);
   return static_cast<float>(odd != std::signbit(angle) ? -value[0] : value[0]);
 }
 
