@@ -1,5 +1,5 @@
-// Metering of blocks: one meter after the other, in lockstep, and the least that a meter could do, which is to read
-// every sample and to keep the largest magnitude.
+// Metering of blocks: one meter after the other, in lockstep, and the least that meters could do, which is to read every
+// sample and to keep the largest magnitude of each channel.
 
 #include <benchmark/benchmark.h>
 
@@ -65,14 +65,15 @@ void lockstep(benchmark::State& state, RegisterWidth width) {
   reportPerSample(state, input.samples());
 }
 
-/// The largest magnitude of all channels, by four registers at once, so that none waits for the one before.
+/// The largest magnitude of each channel, by four registers at once, so that none waits for the one before.
 template <typename Lanes>
-[[gnu::always_inline]] inline float largestMagnitude(const Input& input) {
+[[gnu::always_inline]] inline void largestMagnitudes(const Input& input, std::vector<float>& largest) {
   using Bits [[gnu::vector_size(sizeof(Lanes))]] = std::int32_t;
   constexpr int kRegisters = 4;
   constexpr int kLanes = sizeof(Lanes) / sizeof(float);
-  Lanes maxima[kRegisters] = {};
-  for (const float* plane : input.planes()) {
+  for (std::size_t channel = 0; channel < largest.size(); ++channel) {
+    const float* plane = input.planes()[channel];
+    Lanes maxima[kRegisters] = {};
     for (int at = 0; at < input.frames(); at += kRegisters * kLanes) {
 #pragma GCC unroll 4
       for (int i = 0; i < kRegisters; ++i) {
@@ -84,30 +85,34 @@ template <typename Lanes>
         maxima[i] = magnitudes > maxima[i] ? magnitudes : maxima[i];
       }
     }
+    for (int i = 1; i < kRegisters; ++i) maxima[0] = maxima[i] > maxima[0] ? maxima[i] : maxima[0];
+    std::array<FourLanes, sizeof(Lanes) / sizeof(FourLanes)> quarters;
+    std::memcpy(quarters.data(), maxima, sizeof quarters);
+    for (const FourLanes& more : quarters) quarters[0] = more > quarters[0] ? more : quarters[0];
+    const FourLanes& lanes = quarters[0];
+    largest[channel] = std::max(std::max(lanes[0], lanes[1]), std::max(lanes[2], lanes[3]));
   }
-  for (int i = 1; i < kRegisters; ++i) maxima[0] = maxima[i] > maxima[0] ? maxima[i] : maxima[0];
-  std::array<float, sizeof(Lanes) / sizeof(float)> lanes = {};
-  std::memcpy(lanes.data(), &maxima[0], sizeof lanes);
-  return *std::ranges::max_element(lanes);
 }
 
-float largestIn128Bits(const Input& input) {
-  return largestMagnitude<FourLanes>(input);
+void largestIn128Bits(const Input& input, std::vector<float>& largest) {
+  largestMagnitudes<FourLanes>(input, largest);
 }
 #if defined(__x86_64__)
-[[gnu::target("avx2")]] float largestIn256Bits(const Input& input) {
-  return largestMagnitude<EightLanes>(input);
+[[gnu::target("avx2")]] void largestIn256Bits(const Input& input, std::vector<float>& largest) {
+  largestMagnitudes<EightLanes>(input, largest);
 }
 #endif
 
 void limit(benchmark::State& state) {
   const Input input(state);
-  auto* largest = &largestIn128Bits;
+  std::vector<float> largest(input.planes().size());
+  auto* search = &largestIn128Bits;
 #if defined(__x86_64__)
-  if (widestRegisters() == RegisterWidth::bits256) largest = &largestIn256Bits;
+  if (widestRegisters() == RegisterWidth::bits256) search = &largestIn256Bits;
 #endif
   for ([[maybe_unused]] auto _ : state) {
-    benchmark::DoNotOptimize(largest(input));
+    search(input, largest);
+    benchmark::DoNotOptimize(largest.data());
     benchmark::ClobberMemory();
   }
   reportPerSample(state, input.samples());

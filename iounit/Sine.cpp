@@ -138,7 +138,7 @@ float sineBeyondOneTurn(float angle) {
 }
 
 /// Registers that are computed side by side.
-constexpr std::size_t kRegisters = 4;
+constexpr std::size_t kRegisters = 8;
 constexpr std::size_t kMostAtOnce = kRegisters * sizeof(Doubles4) / sizeof(double);
 
 /// Replaces angles of which there are a multiple of `kMostAtOnce`.

@@ -83,11 +83,35 @@ std::uint32_t encodePairs(const float* left, const float* right, std::uint32_t f
   return frame;
 }
 
+/// Takes pairs apart, four a step. Gives the number of frames that were done.
+std::uint32_t separatePairs(const float* samples, std::uint32_t frames, float* left, float* right) {
+  std::uint32_t frame = 0;
+  for (; frame + laneCount <= frames; frame += laneCount) {
+    const Lanes first = lanesAt(samples + std::size_t{2} * frame);
+    const Lanes second = lanesAt(samples + std::size_t{2} * frame + laneCount);
+    const Lanes lefts = __builtin_shufflevector(first, second, 0, 2, 4, 6);
+    const Lanes rights = __builtin_shufflevector(first, second, 1, 3, 5, 7);
+    std::memcpy(left + frame, &lefts, sizeof lefts);
+    std::memcpy(right + frame, &rights, sizeof rights);
+  }
+  return frame;
+}
+
 }  // namespace
 
 void interleave(std::span<const float* const> planes, std::uint32_t frames, float* samples) {
   for (std::size_t channel = 0; channel < planes.size(); ++channel) {
     scatter(planes[channel], frames, samples + channel, planes.size());
+  }
+}
+
+void deinterleave(const float* samples, std::uint32_t frames, std::span<float* const> planes, std::uint32_t first) {
+  const std::size_t channels = planes.size();
+  std::uint32_t done = 0;
+  if (channels == 2) done = separatePairs(samples, frames, planes[0] + first, planes[1] + first);
+  for (std::size_t channel = 0; channel < channels; ++channel) {
+    float* const plane = planes[channel] + first;
+    for (std::uint32_t frame = done; frame < frames; ++frame) plane[frame] = samples[frame * channels + channel];
   }
 }
 

@@ -15,6 +15,7 @@
 #include "platform/host/AlignedSamples.h"
 #include "platform/host/AudioDevice.h"
 #include "platform/host/ChannelRule.h"
+#include "platform/host/Interleaving.h"
 #include "platform/host/ReadFile.h"
 #include "platform/host/RegularFile.h"
 
@@ -134,13 +135,8 @@ class SoundFile final : public Microphone {
     std::uint32_t done = 0;
     while (done < frames && fillBlock()) {
       const auto part = std::min(frames - done, mBlockEnd - mBlockNext);
-      const auto channels = static_cast<std::uint32_t>(planes.size());
-      for (std::uint32_t channel = 0; channel < channels; ++channel) {
-        const float* source = mInterleaved.data() + static_cast<std::size_t>(mBlockNext) * channels + channel;
-        float* target = planes[channel] + done;
-        for (std::uint32_t frame = 0; frame < part; ++frame)
-          target[frame] = source[static_cast<std::size_t>(frame) * channels];
-      }
+      const std::size_t blockStart = std::size_t{mBlockNext} * planes.size();
+      host::deinterleave(mInterleaved.data() + blockStart, part, planes, done);
       mBlockNext += part;
       done += part;
     }
