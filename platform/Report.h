@@ -74,7 +74,7 @@ class ORVANE_EXPORT Report {
   /// The recording that was completed last, whole or cut short by a failure; not the device's own files.
   virtual std::optional<WrittenFile> writtenFile() const = 0;
 
-  /// `notice` runs once, on a worker, at the first write failure; on the caller's thread where it has already been.
+  /// `notice` runs once, on a worker, at the first write failure; at once where it has already been.
   virtual void onWriteFailure(std::function<void()> notice) = 0;
 
   /// Ends the run with the first slice at whose end at least `frames` frames were handed out. A microphone file that

@@ -23,7 +23,7 @@ Foundation makeFoundation(bool fastPace) {
   } else {
     foundation.scheduler = std::make_shared<RealPace>(foundation.log);
   }
-  foundation.files = {foundation.scheduler, foundation.log, std::make_shared<FailureRecord>()};
+  foundation.files = {foundation.scheduler, foundation.log, std::make_shared<FailureRecord>(foundation.scheduler)};
   return foundation;
 }
 

@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <new>
 #include <string>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -64,6 +66,17 @@ Status HostConvertingFiles::create(const std::string& path, std::uint32_t fileTy
         status::unsupportedFormat,
         "\"" + path + "\": the native container takes interleaved 16-bit signed integers without a channel layout");
   }
+  try {
+    return open(path, format, existing, file);
+  } catch (const std::bad_alloc&) {
+    return refuse(status::ioFailure, "\"" + path + "\": there is not enough memory to buffer it");
+  } catch (const std::system_error& failure) {
+    return refuse(status::ioFailure, "\"" + path + "\": no thread to write it: " + failure.what());
+  }
+}
+
+Status HostConvertingFiles::open(const std::string& path, const StreamFormat& format, ExistingFile existing,
+                                 Handle& file) {
   const std::lock_guard lock(mMutex);
   const Handle handle = freeHandle();
   if (handle == Handle::none) return refuse(status::ioFailure, "\"" + path + "\": too many recordings are open");

@@ -34,6 +34,8 @@ class HostConvertingFiles final : public platform::ConvertingFile {
 
   /// Where a handle's file is found without a lock.
   Slot& slotOf(Handle file) { return mSlots[static_cast<std::size_t>(file) % mSlots.size()]; }
+  platform::Status open(const std::string& path, const platform::StreamFormat& format, ExistingFile existing,
+                        Handle& file);
   OpenFile* find(Handle file);
   Handle freeHandle();
   platform::Status refuse(platform::Status refusal, const std::string& reason) const;

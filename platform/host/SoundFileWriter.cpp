@@ -17,11 +17,15 @@ using namespace std::chrono_literals;
 constexpr platform::HostTime drainPeriod = 200ms;
 /// How much sound the queue holds: far more than a period, for disks that pause.
 constexpr double queueSeconds = 2;
+/// What a queue takes at most, but for the room of two slices: 48 kHz in 64 channels takes a fifth of it.
+constexpr double mostQueueBytes = 128 << 20;
 
 /// Room for two seconds, and for one slice to be pushed while another waits, however long they are.
-std::uint32_t queueFrames(double sampleRate, std::uint32_t mostFrames) {
+std::uint32_t queueFrames(const SoundFileFormat& format, std::uint32_t mostFrames) {
   constexpr double most = 1 << 30;
-  return static_cast<std::uint32_t>(std::min(std::max(std::ceil(sampleRate * queueSeconds), 2.0 * mostFrames), most));
+  const double bounded = std::min(std::ceil(format.sampleRate * queueSeconds),
+                                  std::floor(mostQueueBytes / (sizeof(float) * format.channels)));
+  return static_cast<std::uint32_t>(std::min(std::max(bounded, 2.0 * mostFrames), most));
 }
 
 /// Which writer has a file open. Never destroyed: writers may live until the process has ended.
@@ -52,7 +56,7 @@ std::unique_ptr<SoundFileWriter> SoundFileWriter::create(const std::string& path
   }
   auto file =
       std::make_unique<OutputSoundFile>(path, std::move(std::get<FileDescriptor>(opened)), format, services.diskIsFull);
-  auto queue = std::make_unique<SliceQueue>(format.channels, queueFrames(format.sampleRate, mostFrames));
+  auto queue = std::make_unique<SliceQueue>(format.channels, queueFrames(format, mostFrames));
 
   const OutputSoundFile::Identity identity = file->identity();
   WritersOfFiles& files = writersOfFiles();

@@ -19,10 +19,10 @@ namespace orvane::host {
 
 /// Writes slices of sound to a file, away from the device callback.
 ///
-/// The callback pushes into a bounded queue of at least two seconds; a worker empties it every 200 ms and then brings
-/// the file's header up to date, so that a process that is killed leaves a file that other programs read, without its
-/// last 400 ms at most. The first failure is kept in the record and logged; later writes go nowhere. A file that is
-/// still open when the process exits is completed then.
+/// The callback pushes into a bounded queue of two seconds (128 MiB at most); a worker empties it every 200 ms and then
+/// brings the file's header up to date, so that a process that is killed leaves a file that other programs read,
+/// without its last 400 ms at most. The first failure is kept in the record and logged; later writes go nowhere. A file
+/// that is still open when the process exits is completed then.
 ///
 /// A file has one writer at a time. Where both writers agree to it, making another one, by whatever path, completes
 /// what the first one wrote and detaches that writer, whose later writes go nowhere; else the second one is refused,

@@ -57,6 +57,21 @@ std::vector<std::int16_t> samplesOf(const std::string& path) {
   return samples;
 }
 
+/// While it lives, no file grows beyond `bytes`.
+class FileSizeLimit {
+ public:
+  explicit FileSizeLimit(rlim_t bytes) {
+    std::signal(SIGXFSZ, SIG_IGN);
+    getrlimit(RLIMIT_FSIZE, &mBefore);
+    const rlimit small{.rlim_cur = bytes, .rlim_max = mBefore.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &small);
+  }
+  ~FileSizeLimit() { setrlimit(RLIMIT_FSIZE, &mBefore); }
+
+ private:
+  rlimit mBefore{};
+};
+
 /// The converting files of a host of their own. At fast pace nothing is written by itself: the caller never waits.
 class ConvertingFilesTest : public testing::Test {
  protected:
@@ -268,16 +283,13 @@ TEST_F(ConvertingFilesTest, AFileThatMayNotGrowEndsWithItsLastWholeFrame) {
   const std::string path = folder.file("take.wav");
   files.dispose(make(path, 3));
   const std::uintmax_t header = std::filesystem::file_size(path);
-  std::signal(SIGXFSZ, SIG_IGN);
-  rlimit limit{};
-  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &limit), 0);
   for (const rlim_t most : {10'000U, 10'003U, 10'005U}) {
-    const rlimit small{.rlim_cur = most, .rlim_max = limit.rlim_max};
     const Handle file = make(path, 3);
     write(file, Planes(3, std::vector<float>(4000)));
-    setrlimit(RLIMIT_FSIZE, &small);
-    EXPECT_EQ(files.dispose(file), 0) << "a write that failed is no failure of this call";
-    setrlimit(RLIMIT_FSIZE, &limit);
+    {
+      const FileSizeLimit limit(most);
+      EXPECT_EQ(files.dispose(file), 0) << "a write that failed is no failure of this call";
+    }
     const std::uintmax_t frames = (most - header) / 6;
     EXPECT_EQ(std::filesystem::file_size(path), header + frames * 6);
     EXPECT_EQ(samplesOf(path).size(), frames * 3);
@@ -291,6 +303,18 @@ class RunningConvertingFilesTest : public ConvertingFilesTest {
  protected:
   RunningConvertingFilesTest() : ConvertingFilesTest("pace=real") {}
 };
+
+TEST_F(RunningConvertingFilesTest, ANoticeOfAFailedWriteMayDisposeTheFile) {
+  const Handle file = make(folder.file("take.wav"), 1);
+  const FileSizeLimit limit(100);
+  const auto disposed = host.scheduler->makeWaiter();
+  host.report->onWriteFailure([&] {
+    EXPECT_EQ(files.dispose(file), 0);
+    disposed->signal();
+  });
+  write(file, {std::vector<float>(4000)});
+  EXPECT_TRUE(disposed->wait(10s));
+}
 
 TEST_F(RunningConvertingFilesTest, AFileChangesHandsWhileItIsWritten) {
   const std::string path = folder.file("take.wav");
