@@ -1,5 +1,5 @@
-// Metering of blocks: one meter after the other, in lockstep, and the least that meters could do, which is to read every
-// sample and to keep the largest magnitude of each channel.
+// Metering of blocks: one meter after the other, in lockstep, and the least that meters could do, which is to read
+// every sample and to keep the largest magnitude of each channel.
 
 #include <benchmark/benchmark.h>
 

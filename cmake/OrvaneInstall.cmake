@@ -19,6 +19,7 @@ set(ORVANE_PUBLIC_HEADERS
   platform/Hosts.h
   platform/Json.h
   platform/Log.h
+  platform/NumberText.h
   platform/Object.h
   platform/Platform.h
   platform/PlatformError.h

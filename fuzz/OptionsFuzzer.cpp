@@ -13,7 +13,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     fuzz::require(!options.scenario || !options.scenario->empty());
     fuzz::checkSettings(options.device);
   } catch (const platform::PlatformException& refusal) {
-    fuzz::require(refusal.reason().starts_with("--simulate: "));
+    fuzz::require(!refusal.reason().empty());
   }
   return 0;
 }

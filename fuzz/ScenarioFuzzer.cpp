@@ -33,7 +33,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     fuzz::require(std::ranges::is_sorted(scenario.faults, {}, &Fault::at));
     std::ranges::for_each(scenario.faults, checkFault);
   } catch (const platform::PlatformException& refusal) {
-    fuzz::require(refusal.reason().starts_with("--simulate: scenario=folder/scenario.json: "));
+    fuzz::require(refusal.reason().starts_with("scenario=folder/scenario.json: "));
   }
   return 0;
 }

@@ -116,6 +116,7 @@ class ORVANE_EXPORT UnitService {
 
   /// The first unit that fits the description, or none.
   virtual UnitComponent findComponent(const UnitDescription& description) = 0;
+  /// Refused, there is no instance: what was written to `instance` then counts for nothing.
   virtual Status createInstance(UnitComponent component, UnitInstance& instance) = 0;
   /// The wrapper of an instance; nothing where there is no such instance.
   virtual std::shared_ptr<UnitWrapper> wrap(UnitInstance instance) = 0;

@@ -10,6 +10,8 @@
 #include <variant>
 #include <vector>
 
+#include "platform/NumberText.h"
+
 namespace orvane::platform {
 
 /// The host's generic value: what JSON objects, loosely typed numbers and property dictionaries are made of.
@@ -141,11 +143,7 @@ inline std::string Value::description() const {
   };
   if (const bool* flag = as<bool>()) return *flag ? "true" : "false";
   if (const std::int64_t* integer = as<std::int64_t>()) return std::to_string(*integer);
-  if (const double* number = as<double>()) {
-    char text[32];
-    std::snprintf(text, sizeof text, "%.17g", *number);
-    return text;
-  }
+  if (const double* number = as<double>()) return numberText(*number);
   if (const std::string* text = as<std::string>()) return *text;
   if (const Data* data = as<Data>()) {
     std::string result = "<";

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <csignal>
 #include <optional>
+#include <utility>
 
 #include "platform/host/HostThread.h"
 
@@ -53,6 +54,7 @@ HostEventLoop::HostEventLoop(const std::shared_ptr<platform::Scheduler>& schedul
 }
 
 void HostEventLoop::watchSignals() {
+  if (std::exchange(mWatchesSignals, true)) return;
   const sigset_t signals = stopSignals();
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
   struct sigaction action {};

@@ -31,6 +31,7 @@ class HostEventLoop final : public platform::EventLoop {
   static void readSignals(Shared& shared, const sigset_t& signals);
 
   std::shared_ptr<Shared> mShared;
+  bool mWatchesSignals = false;
 };
 
 }  // namespace orvane::host

@@ -5,6 +5,7 @@
 #include <string>
 #include <utility>
 
+#include "platform/NumberText.h"
 #include "platform/host/SessionPolicy.h"
 
 namespace orvane::host {
@@ -21,9 +22,7 @@ EdgeFormat edgeFormat(const StreamFormat& format) {
 }
 
 std::string hertz(double rate) {
-  char text[32];
-  std::snprintf(text, sizeof text, "%g Hz", rate);
-  return text;
+  return platform::numberText(rate) + " Hz";
 }
 
 }  // namespace

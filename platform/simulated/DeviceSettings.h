@@ -6,7 +6,7 @@
 
 namespace orvane::simulated {
 
-/// A setting, and where it was given as messages name it: `--simulate: rate=48000`.
+/// A setting, and where it was given as messages name it: `rate=48000`.
 template <typename Kind>
 struct Given {
   Kind value{};

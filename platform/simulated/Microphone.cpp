@@ -11,21 +11,18 @@
 #include <variant>
 #include <vector>
 
-#include "platform/PlatformException.h"
+#include "platform/NumberText.h"
 #include "platform/host/AlignedSamples.h"
 #include "platform/host/AudioDevice.h"
 #include "platform/host/ChannelRule.h"
 #include "platform/host/Interleaving.h"
 #include "platform/host/ReadFile.h"
 #include "platform/host/RegularFile.h"
+#include "platform/simulated/Refuse.h"
 
 namespace orvane::simulated {
 
 namespace {
-
-[[noreturn]] void refuse(const std::string& where, const std::string& reason) {
-  throw platform::PlatformException("SimulationException", where + ": " + reason);
-}
 
 class Silence final : public Microphone {
  public:
@@ -180,9 +177,8 @@ double parseNumber(const std::string& where, std::string_view text, const char* 
   double number = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
   if (error != std::errc() || end != text.data() + text.size() || !(number >= least && number <= most)) {
-    char range[96];
-    std::snprintf(range, sizeof range, "the %s is a number from %g to %g", what, least, most);
-    refuse(where, range);
+    refuse(where, std::string("the ") + what + " is a number from " + platform::numberText(least) + " to " +
+                      platform::numberText(most));
   }
   return number;
 }

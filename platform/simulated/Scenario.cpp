@@ -16,6 +16,7 @@
 #include "platform/host/RegularFile.h"
 #include "platform/simulated/Microphone.h"
 #include "platform/simulated/RefusableCalls.h"
+#include "platform/simulated/Refuse.h"
 #include "platform/simulated/ScenarioNode.h"
 
 namespace orvane::simulated {
@@ -26,12 +27,8 @@ using host::DeviceFormat;
 using Key = std::string_view;
 namespace fs = std::filesystem;
 
-[[noreturn]] void refuse(const std::string& where, const std::string& reason) {
-  throw platform::PlatformException("SimulationException", where + ": " + reason);
-}
-
 std::string sourceOf(const fs::path& file) {
-  return "--simulate: scenario=" + file.string();
+  return "scenario=" + file.string();
 }
 
 // ---- audio

@@ -1,9 +1,9 @@
 #include "platform/simulated/ScenarioNode.h"
 
 #include <cmath>
-#include <cstdio>
 
-#include "platform/PlatformException.h"
+#include "platform/NumberText.h"
+#include "platform/simulated/Refuse.h"
 
 namespace orvane::simulated {
 
@@ -26,11 +26,7 @@ std::string shown(const std::string& text) {
 std::string shown(const Value& value) {
   if (value.isNull()) return "null";
   if (const std::string* text = value.as<std::string>()) return '"' + shown(*text) + '"';
-  if (const double* number = value.as<double>()) {
-    char digits[32];
-    std::snprintf(digits, sizeof digits, "%.15g", *number);
-    return digits;
-  }
+  if (const double* number = value.as<double>()) return platform::numberText(*number);
   return shown(value.description());
 }
 
@@ -46,8 +42,7 @@ ScenarioNode::ScenarioNode(const ScenarioNode& parent, const Value& item, std::s
     : mValue(item), mSource(parent.mSource), mPlace(parent.mPlace + "[" + std::to_string(index) + "]") {}
 
 void ScenarioNode::refuse(const std::string& reason) const {
-  const std::string place = mPlace.empty() ? "" : mPlace + ": ";
-  throw platform::PlatformException("SimulationException", mSource + ": " + place + reason);
+  simulated::refuse(mPlace.empty() ? mSource : where(), reason);
 }
 
 void ScenarioNode::need(const std::string& wanted) const {
@@ -81,9 +76,7 @@ double ScenarioNode::number(double least, double most, const std::string& unit) 
   const auto* fraction = mValue.as<double>();
   const double number = whole != nullptr ? static_cast<double>(*whole) : fraction != nullptr ? *fraction : NAN;
   if (!(number >= least && number <= most)) {
-    char range[96];
-    std::snprintf(range, sizeof range, " from %.15g to %.15g", least, most);
-    need("a number of " + unit + range);
+    need("a number of " + unit + " from " + platform::numberText(least) + " to " + platform::numberText(most));
   }
   return number;
 }

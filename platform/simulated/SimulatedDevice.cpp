@@ -8,7 +8,7 @@
 #include <system_error>
 #include <utility>
 
-#include "platform/PlatformException.h"
+#include "platform/simulated/Refuse.h"
 
 namespace orvane::simulated {
 
@@ -20,10 +20,6 @@ constexpr std::uint32_t defaultRate = 48000;
 constexpr std::uint32_t defaultInputs = 1;
 constexpr std::uint32_t defaultOutputs = 2;
 constexpr std::uint32_t defaultSlice = 256;
-
-[[noreturn]] void refuse(const std::string& where, const std::string& reason) {
-  throw platform::PlatformException("SimulationException", where + ": " + reason);
-}
 
 /// The setting's value where given, which must then be the file's.
 std::uint32_t agreed(const DeviceSettings::MaybeGiven<std::uint32_t>& setting, std::uint32_t files) {

@@ -6,26 +6,22 @@
 #include <functional>
 #include <vector>
 
-#include "platform/PlatformException.h"
 #include "platform/host/AudioDevice.h"
+#include "platform/simulated/Refuse.h"
 
 namespace orvane::simulated {
 
 namespace {
 
 /// Longer texts are nobody's command line.
-constexpr std::size_t mostCharacters = 65536;
-
-[[noreturn]] void refuse(const std::string& reason) {
-  throw platform::PlatformException("SimulationException", "--simulate: " + reason);
-}
+constexpr std::size_t mostBytes = 65536;
 
 /// One pair as it stands in the text.
 struct Pair {
   std::string_view key;
   std::string_view value;
 
-  std::string where() const { return "--simulate: " + std::string(key) + "=" + std::string(value); }
+  std::string where() const { return std::string(key) + "=" + std::string(value); }
 };
 
 using MaybeNumber = DeviceSettings::MaybeGiven<std::uint32_t>;
@@ -36,21 +32,20 @@ MaybeNumber parseNumber(const Pair& pair, std::uint32_t least, std::uint32_t mos
   const char* const textEnd = pair.value.data() + pair.value.size();
   const auto [end, error] = std::from_chars(pair.value.data(), textEnd, number);
   if (error != std::errc() || end != textEnd || number < least || number > most) {
-    refuse(std::string(pair.key) + "=" + std::string(pair.value) + ": a whole number from " + std::to_string(least) +
-           " to " + std::to_string(most) + " is needed");
+    refuse(pair.where(), "a whole number from " + std::to_string(least) + " to " + std::to_string(most) + " is needed");
   }
   return Given<std::uint32_t>{number, pair.where()};
 }
 
 DeviceSettings::MaybeGiven<bool> parsePace(const Pair& pair) {
   if (pair.value != "real" && pair.value != "fast") {
-    refuse("pace=" + std::string(pair.value) + ": the pace is real or fast");
+    refuse(pair.where(), "the pace is real or fast");
   }
   return Given<bool>{pair.value == "fast", pair.where()};
 }
 
 MaybeText parseText(const Pair& pair, std::string_view wanted) {
-  if (pair.value.empty()) refuse(std::string(pair.key) + "= has no value: " + std::string(wanted) + " is needed");
+  if (pair.value.empty()) refuse(pair.where() + " has no value: " + std::string(wanted) + " is needed");
   return Given<std::string>{std::string(pair.value), pair.where()};
 }
 
@@ -104,7 +99,7 @@ void parsePair(SimulatedOptions& options, std::string_view pair, std::vector<std
 }  // namespace
 
 SimulatedOptions parseSimulatedOptions(std::string_view text) {
-  if (text.size() > mostCharacters) refuse("the text is longer than " + std::to_string(mostCharacters) + " characters");
+  if (text.size() > mostBytes) refuse("the text is longer than " + std::to_string(mostBytes) + " bytes");
   SimulatedOptions options;
   std::vector<std::string_view> seen;
   while (!text.empty()) {

@@ -94,7 +94,7 @@ TEST(Scenario, WhatIsWrongIsRefusedByItsPlace) {
   for (const auto& [text, reason] : cases) {
     writeText(file, text);
     const std::string refusal = refusalOf("scenario=" + file);
-    EXPECT_THAT(refusal, StartsWith("--simulate: scenario=" + file + ": ")) << text.substr(0, 100);
+    EXPECT_THAT(refusal, StartsWith("scenario=" + file + ": ")) << text.substr(0, 100);
     EXPECT_THAT(refusal, HasSubstr(reason));
   }
   EXPECT_THAT(refusalOf("scenario=" + folder.file("no.json")), HasSubstr("no.json\": No such file"));

@@ -5,10 +5,10 @@
 #include <string>
 
 #include "iounit/OVIOUnit.h"
+#include "platform/NumberText.h"
 #include "platform/Report.h"
 #include "platform/Value.h"
 #include "session/OVJSON.h"
-#include "tools/orvane/Numbers.h"
 
 namespace orvane::tool {
 
@@ -18,7 +18,7 @@ namespace {
 std::string describe(const platform::StreamFormat& format) {
   if (format.channelCount() == 0) return "none";
   const platform::Value description = jsonASBD(format.description());
-  std::string text = shortest(format.sampleRate()) + " Hz, " + std::to_string(format.channelCount()) +
+  std::string text = platform::numberText(format.sampleRate()) + " Hz, " + std::to_string(format.channelCount()) +
                      (format.channelCount() == 1 ? " channel" : " channels");
   for (const char* key : {"commonFormat", "formatID"}) {
     if (const platform::Value* name = description.find(key)) text += ", " + name->description();

@@ -14,12 +14,6 @@ std::optional<double> parseNumber(std::string_view text) {
   return number;
 }
 
-std::string shortest(double number) {
-  char text[32];
-  const auto [end, error] = std::to_chars(text, text + sizeof text, number);
-  return error == std::errc() ? std::string(text, end) : std::string();
-}
-
 CLI::Option* addNumber(CLI::App& options, const std::string& name, std::optional<double>& target,
                        const NumberRange& range, const std::string& description) {
   const auto take = [name, &target, range](const std::string& text) {
@@ -27,6 +21,9 @@ CLI::Option* addNumber(CLI::App& options, const std::string& name, std::optional
     if (!number) throw CLI::ValidationError(name, "\"" + text + "\" is no number; it takes " + range.text);
     if (*number < range.least || *number > range.most) {
       throw CLI::ValidationError(name, text + " is out of range; it takes " + range.text);
+    }
+    if (range.isWhole && *number != std::floor(*number)) {
+      throw CLI::ValidationError(name, text + " has a fraction; it takes " + range.text);
     }
     target = number;
   };

@@ -10,15 +10,13 @@ namespace orvane::tool {
 /// The finite decimal number that is all of `text`, whatever the locale; nothing where it is no such number.
 std::optional<double> parseNumber(std::string_view text);
 
-/// The shortest text that reads back as the same number, such as "0.25", "48000" or "1e+09".
-std::string shortest(double number);
-
 /// What an option that takes a number accepts.
 struct NumberRange {
   double least = 0;
   double most = 0;
   /// How a message names it, such as "hertz, from 1 to 768000".
   std::string text;
+  bool isWhole = false;  ///< Fractions are refused.
 };
 
 /// Adds an option that takes one number. Text that is none, or a number out of range, is wrong usage.

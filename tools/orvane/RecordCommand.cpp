@@ -1,6 +1,5 @@
 #include "tools/orvane/RecordCommand.h"
 
-#include <cmath>
 #include <memory>
 #include <utility>
 
@@ -16,7 +15,7 @@ RecordCommand::RecordCommand(CLI::App& parent) : Command(parent, "record", "Reco
       .add_option("PATH", mPath, "File to write; one that is there is erased when recording starts")
       ->required()
       ->type_name("");
-  addNumber(options(), "--client-rate", mClientRate, {1, 768000, "whole hertz, from 1 to 768000"},
+  addNumber(options(), "--client-rate", mClientRate, {1, 768000, "whole hertz, from 1 to 768000", true},
             "Rate in hertz at which the input is recorded (default the hardware's)")
       ->type_name("HZ");
   mUnit.declare(options());
@@ -31,10 +30,6 @@ RecordCommand::RecordCommand(CLI::App& parent) : Command(parent, "record", "Reco
 
 ExitStatus RecordCommand::run(const Invocation& invocation) {
   requireHardware(*invocation.host.report, Side::input);
-  if (mClientRate && *mClientRate != std::floor(*mClientRate)) {
-    throw ToolError(ExitStatus::wrongUsage,
-                    "--client-rate: " + shortest(*mClientRate) + "; a file takes whole hertz, from 1 to 768000");
-  }
   std::shared_ptr<AORecord> recorder = AORecord::initWithFilePath(mPath);
   if (mClientRate) recorder->setClientSampleRate(*mClientRate);
   return runUnit(invocation, {.command = "record", .input = true, .seconds = mSeconds}, mUnit, std::move(recorder));

@@ -5,9 +5,9 @@
 
 #include "Pexutil/Source/Utility/PXX4CCString.h"
 #include "platform/Json.h"
+#include "platform/NumberText.h"
 #include "platform/Value.h"
 #include "session/OVJSON.h"
-#include "tools/orvane/Numbers.h"
 #include "tools/orvane/StandardStreams.h"
 #include "tools/orvane/UnitRun.h"
 
@@ -72,7 +72,7 @@ void sayWhatWasWritten(const platform::WrittenFile& file, const Format& format) 
   if (format && format->sampleRate() > 0) {
     constexpr double milliseconds = 1000;
     const double seconds = static_cast<double>(file.frames) / format->sampleRate();
-    text += " (" + shortest(std::round(seconds * milliseconds) / milliseconds) + " s)";
+    text += " (" + platform::numberText(std::round(seconds * milliseconds) / milliseconds) + " s)";
   }
   say(text + " to " + file.path);
 }

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "iounit/OVTestTone.h"
+#include "platform/NumberText.h"
 #include "platform/Report.h"
 #include "tools/orvane/Numbers.h"
 #include "tools/orvane/UnitRun.h"
@@ -58,10 +59,11 @@ void ToneCommand::checkFrequency(double frequency, double rate) const {
   if (rate <= 0) return;
   const double highest = rate / 2 / (mMonotone ? 1 : fifth);
   if (frequency <= highest) return;
-  std::string reason = "--frequency: " + shortest(frequency) + " is out of range at a rate of " + shortest(rate) +
-                       "; it takes hertz, from " + shortest(lowestFrequency) + " to " + shortest(highest);
+  std::string reason = "--frequency: " + platform::numberText(frequency) + " is out of range at a rate of " +
+                       platform::numberText(rate) + "; it takes hertz, from " + platform::numberText(lowestFrequency) +
+                       " to " + platform::numberText(highest);
   if (!mMonotone) {
-    reason += " (the right channel sounds a fifth above; to " + shortest(rate / 2) + " with --monotone)";
+    reason += " (the right channel sounds a fifth above; to " + platform::numberText(rate / 2) + " with --monotone)";
   }
   throw ToolError(ExitStatus::wrongUsage, reason);
 }

@@ -47,7 +47,7 @@ void useHost(const CommandLine& line) {
   try {
     platform::use(platform::makeSimulatedHost(line.simulate().value_or("")));
   } catch (const platform::PlatformException& refusal) {
-    throw ToolError(ExitStatus::wrongUsage, refusal.reason());
+    throw ToolError(ExitStatus::wrongUsage, "--simulate: " + refusal.reason());
   }
 }
 

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <string>
+
+namespace orvane::platform {
+
+/// The shortest text that reads back as the same number, whatever the locale: "0.25", "1000000000"; with an exponent
+/// where it is very small or large, "1e+300".
+inline std::string numberText(double number) {
+  const double magnitude = std::fabs(number);
+  const bool isPlain = number == 0 || (magnitude >= 1e-6 && magnitude < 1e15);
+  std::array<char, 32> text;
+  char* const end = text.data() + text.size();
+  const auto written = isPlain ? std::to_chars(text.data(), end, number, std::chars_format::fixed)
+                               : std::to_chars(text.data(), end, number);
+  return {text.data(), written.ptr};
+}
+
+}  // namespace orvane::platform
