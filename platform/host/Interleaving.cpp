@@ -99,13 +99,13 @@ std::uint32_t separatePairs(const float* samples, std::uint32_t frames, float* l
 
 }  // namespace
 
-void interleave(std::span<const float* const> planes, std::uint32_t frames, float* samples) {
+void interleave(std::span<const float* const> planes, std::uint32_t first, std::uint32_t frames, float* samples) {
   for (std::size_t channel = 0; channel < planes.size(); ++channel) {
-    scatter(planes[channel], frames, samples + channel, planes.size());
+    scatter(planes[channel] + first, frames, samples + channel, planes.size());
   }
 }
 
-void deinterleave(const float* samples, std::uint32_t frames, std::span<float* const> planes, std::uint32_t first) {
+void deinterleave(const float* samples, std::span<float* const> planes, std::uint32_t first, std::uint32_t frames) {
   const std::size_t channels = planes.size();
   std::uint32_t done = 0;
   if (channels == 2) done = separatePairs(samples, frames, planes[0] + first, planes[1] + first);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <new>
 #include <string>
 #include <utility>
 
@@ -53,15 +54,23 @@ Status IoUnit::start() {
   if (!mInitialized) return refuse(status::wrongState, "it is not initialised");
   stop();
   if (const Status refusal = mayStart(); refusal != status::success) return refusal;
+  try {
+    makeEdges();
+  } catch (const std::bad_alloc&) {
+    return refuse(status::ioFailure, "there is not enough memory to convert its formats");
+  }
+  const Status started = mHub->add(*this);
+  mRunning = started == status::success;
+  return started;
+}
+
+void IoUnit::makeEdges() {
   mInput.reset();
   mOutput.reset();
   if (mInputEnabled) mInput = std::make_unique<InputEdge>(edgeFormat(hardwareInput()), edgeFormat(mClientInput));
   if (mOutputEnabled && mOutputProvider) {
     mOutput = std::make_unique<OutputEdge>(edgeFormat(mClientOutput), edgeFormat(hardwareOutput()));
   }
-  const Status started = mHub->add(*this);
-  mRunning = started == status::success;
-  return started;
 }
 
 Status IoUnit::mayStart() const {

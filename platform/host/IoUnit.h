@@ -55,6 +55,7 @@ class IoUnit final : public HubClient {
   bool takesInput() const override { return mInput != nullptr; }
   void handInput(platform::HostTime time);
   platform::Status mayStart() const;
+  void makeEdges();
   platform::Status refuse(platform::Status status, const std::string& reason) const;
   std::optional<platform::PlatformError> checkClientFormat(const platform::StreamFormat& format) const;
   template <typename Change>

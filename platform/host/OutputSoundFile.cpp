@@ -84,7 +84,7 @@ sf_count_t OutputSoundFile::writeFrames(const SliceQueue::Block& block) {
     interleaveAs16Bit(block.planes, block.frames, m16Bit.data());
     return sf_writef_short(mHandle.get(), m16Bit.data(), block.frames);
   }
-  interleave(block.planes, block.frames, mFloats.data());
+  interleave(block.planes, 0, block.frames, mFloats.data());
   return sf_writef_float(mHandle.get(), mFloats.data(), block.frames);
 }
 

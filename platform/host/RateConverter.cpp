@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <new>
 
+#include "platform/host/Interleaving.h"
+
 namespace orvane::host {
 
 namespace {
@@ -60,10 +62,7 @@ RateConverter::Progress RateConverter::process(const Part<const float>& input, c
 RateConverter::Progress RateConverter::processBlock(const Part<const float>& input, const Part<float>& output,
                                                     bool end) {
   const std::uint32_t offered = std::min(input.frames, blockFrames);
-  for (std::uint32_t channel = 0; channel < mChannels && offered > 0; ++channel) {
-    const float* plane = input.planes[channel] + input.firstFrame;
-    for (std::uint32_t frame = 0; frame < offered; ++frame) mInput[frame * mChannels + channel] = plane[frame];
-  }
+  if (offered > 0) interleave(input.planes, input.firstFrame, offered, mInput.data());
   SRC_DATA data{};
   data.data_in = mInput.data();
   data.input_frames = offered;
@@ -73,10 +72,7 @@ RateConverter::Progress RateConverter::processBlock(const Part<const float>& inp
   data.end_of_input = end && offered == input.frames ? 1 : 0;
   src_process(mLibrary->state, &data);
   const auto made = static_cast<std::uint32_t>(data.output_frames_gen);
-  for (std::uint32_t channel = 0; channel < mChannels && made > 0; ++channel) {
-    float* plane = output.planes[channel] + output.firstFrame;
-    for (std::uint32_t frame = 0; frame < made; ++frame) plane[frame] = mOutput[frame * mChannels + channel];
-  }
+  if (made > 0) deinterleave(mOutput.data(), output.planes, output.firstFrame, made);
   return {static_cast<std::uint32_t>(data.input_frames_used), made};
 }
 

@@ -133,7 +133,7 @@ class SoundFile final : public Microphone {
     while (done < frames && fillBlock()) {
       const auto part = std::min(frames - done, mBlockEnd - mBlockNext);
       const std::size_t blockStart = std::size_t{mBlockNext} * planes.size();
-      host::deinterleave(mInterleaved.data() + blockStart, part, planes, done);
+      host::deinterleave(mInterleaved.data() + blockStart, planes, done, part);
       mBlockNext += part;
       done += part;
     }
