@@ -86,11 +86,12 @@ template <typename Lanes>
       }
     }
     for (int i = 1; i < kRegisters; ++i) maxima[0] = maxima[i] > maxima[0] ? maxima[i] : maxima[0];
-    std::array<FourLanes, sizeof(Lanes) / sizeof(FourLanes)> quarters;
-    std::memcpy(quarters.data(), maxima, sizeof quarters);
-    for (const FourLanes& more : quarters) quarters[0] = more > quarters[0] ? more : quarters[0];
-    const FourLanes& lanes = quarters[0];
-    largest[channel] = std::max(std::max(lanes[0], lanes[1]), std::max(lanes[2], lanes[3]));
+    std::array<float, sizeof(Lanes) / sizeof(float)> lanes = {};
+    std::memcpy(lanes.data(), maxima, sizeof lanes);
+    for (std::size_t half = lanes.size() / 2; half > 0; half /= 2) {
+      for (std::size_t lane = 0; lane < half; ++lane) lanes[lane] = std::max(lanes[lane], lanes[lane + half]);
+    }
+    largest[channel] = lanes[0];
   }
 }
 

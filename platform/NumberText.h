@@ -12,7 +12,7 @@ namespace orvane::platform {
 inline std::string numberText(double number) {
   const double magnitude = std::fabs(number);
   const bool isPlain = number == 0 || (magnitude >= 1e-6 && magnitude < 1e15);
-  std::array<char, 32> text;
+  std::array<char, 32> text{};
   char* const end = text.data() + text.size();
   const auto written = isPlain ? std::to_chars(text.data(), end, number, std::chars_format::fixed)
                                : std::to_chars(text.data(), end, number);

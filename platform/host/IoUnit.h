@@ -56,7 +56,7 @@ class IoUnit final : public HubClient {
   void handInput(platform::HostTime time);
   platform::Status mayStart() const;
   void makeEdges();
-  platform::Status refuse(platform::Status status, const std::string& reason) const;
+  platform::Status refuse(platform::Status refusal, const std::string& reason) const;
   std::optional<platform::PlatformError> checkClientFormat(const platform::StreamFormat& format) const;
   template <typename Change>
   void changeWhileNotCalled(Change change);

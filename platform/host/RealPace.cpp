@@ -152,7 +152,7 @@ class SemaphoreWaiter final : public platform::Waiter {
  private:
   static constexpr std::int64_t second = 1'000'000'000;
 
-  sem_t mSemaphore;
+  sem_t mSemaphore{};
   std::atomic<std::uint64_t> mSignals = 0;
 };
 
