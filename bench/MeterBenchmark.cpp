@@ -4,7 +4,6 @@
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
-#include <array>
 #include <cstdlib>
 #include <cstring>
 #include <random>
@@ -65,6 +64,18 @@ void lockstep(benchmark::State& state, RegisterWidth width) {
   reportPerSample(state, input.samples());
 }
 
+template <typename Lanes>
+[[gnu::always_inline]] inline float largestLane(const Lanes& lanes) {
+  FourLanes four = __builtin_shufflevector(lanes, lanes, 0, 1, 2, 3);
+  if constexpr (sizeof(Lanes) > sizeof(FourLanes)) {
+    const FourLanes others = __builtin_shufflevector(lanes, lanes, 4, 5, 6, 7);
+    four = others > four ? others : four;
+  }
+  const FourLanes pairs = __builtin_shufflevector(four, four, 2, 3, 0, 1);
+  four = pairs > four ? pairs : four;
+  return four[1] > four[0] ? four[1] : four[0];
+}
+
 /// The largest magnitude of each channel, by four registers at once, so that none waits for the one before.
 template <typename Lanes>
 [[gnu::always_inline]] inline void largestMagnitudes(const Input& input, std::vector<float>& largest) {
@@ -85,13 +96,9 @@ template <typename Lanes>
         maxima[i] = magnitudes > maxima[i] ? magnitudes : maxima[i];
       }
     }
+#pragma GCC unroll 4
     for (int i = 1; i < kRegisters; ++i) maxima[0] = maxima[i] > maxima[0] ? maxima[i] : maxima[0];
-    std::array<float, sizeof(Lanes) / sizeof(float)> lanes = {};
-    std::memcpy(lanes.data(), maxima, sizeof lanes);
-    for (std::size_t half = lanes.size() / 2; half > 0; half /= 2) {
-      for (std::size_t lane = 0; lane < half; ++lane) lanes[lane] = std::max(lanes[lane], lanes[lane + half]);
-    }
-    largest[channel] = lanes[0];
+    largest[channel] = largestLane(maxima[0]);
   }
 }
 
