@@ -7,14 +7,6 @@
 
 namespace orvane::levels {
 
-/// Division that rounds down, and reduction to a signed range, with nothing but whole numbers.
-constexpr std::int64_t floorOf(std::int64_t value, std::int64_t divisor) {
-  return value / divisor - (value % divisor < 0 ? 1 : 0);
-}
-constexpr std::int64_t wrap(std::int64_t value, std::int64_t range = 1LL << 32) {
-  return value - floorOf(value + range / 2, range) * range;
-}
-
 /// A second power meter to hold the real one against: one sample at a time, samples already gathered, integers in 64
 /// bits, a counter without an end. Slow and plain on purpose.
 struct SlowPowerMeter {
@@ -40,7 +32,6 @@ struct SlowPowerMeter {
 
   void floats(const std::vector<float>& samples, bool fourLanes) {
     startBlock(samples.size());
-    float peak = 0;
     const std::size_t grouped = fourLanes ? samples.size() / 4 * 4 : 0;
     for (std::size_t i = 0; i < grouped; ++i) {
       float& lane = mLaneMeanSquare[i % 4];
@@ -52,6 +43,7 @@ struct SlowPowerMeter {
       mMeanSquare = static_cast<double>(sum) * 0.25;
       for (float& lane : mLaneMeanSquare) lane = static_cast<float>(flush(static_cast<double>(lane)));
     }
+    float peak = 0;
     for (std::size_t i = 0; i < samples.size(); ++i) {
       if (std::fabs(samples[i]) > peak) peak = std::fabs(samples[i]);
       const float square = samples[i] * samples[i];
@@ -60,7 +52,7 @@ struct SlowPowerMeter {
     mMaxPeak = std::max(mMaxPeak, peak);
     mSawInfinity = mSawInfinity || std::isinf(mMeanSquare);
     mSawNaN = mSawNaN || std::isnan(mMeanSquare);
-    if (std::isinf(mMeanSquare) || std::isnan(mMeanSquare)) peak = 1, mMeanSquare = 0;
+    if (!std::isfinite(mMeanSquare)) peak = 1, mMeanSquare = 0;
     finishBlock(samples.size(), static_cast<double>(peak), mMeanSquare);
     for (double* value : {&mMeanSquare, &mPeakLevel, &mAverageLevel, &mPeakHold}) *value = flush(*value);
   }
@@ -71,7 +63,8 @@ struct SlowPowerMeter {
     std::int64_t peak = 0;
     for (const std::int64_t sample : samples) {
       peak = std::max(peak, std::abs(sample));
-      mMeanSquareInt = wrap(mMeanSquareInt + floorOf(wrap(sample * sample - mMeanSquareInt), 32));
+      const std::int64_t step = static_cast<std::int32_t>(sample * sample - mMeanSquareInt) >> 5;
+      mMeanSquareInt = static_cast<std::int32_t>(mMeanSquareInt + step);
     }
     finishBlock(samples.size(), static_cast<double>(peak) / 32768, static_cast<double>(mMeanSquareInt) / 1073741824);
   }
@@ -97,7 +90,7 @@ struct SlowPowerMeter {
     if (static_cast<double>(mHoldCounter) >= holdTime) mPeakHold = mPeakHold - mPeakHold * mHoldDecay;
     if (mPeakHold < mPeakLevel) mPeakHold = mPeakLevel, mHoldCounter = 0;
     follow(mAverageLevel, std::sqrt(meanSquare) * 1.4142135623730951);
-    if (mAverageLevel > mPeakHold) mAverageLevel = mPeakHold;
+    mAverageLevel = std::min(mAverageLevel, mPeakHold);
   }
 };
 
