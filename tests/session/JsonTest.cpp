@@ -79,56 +79,48 @@ std::string outcome(Conversion convert) {
   }
 }
 
-/// The comma is the process's decimal point, by a locale built for it: none needs to be installed.
-class NumbersWithADecimalComma : public testing::Test {
- protected:
-  void SetUp() override {
-    const std::string folder = mFolder.path().string();
-    const std::string build = "cd " + folder + R"( && {
-      printf 'LC_NUMERIC\ndecimal_point ","\nthousands_sep ""\nEND LC_NUMERIC\n' > source
-      { printf '<code_set_name> ASCII\n<escape_char> /\nCHARMAP\n'
-        for code in $(seq 0 127); do printf '<U%04x> /x%02x\n' $code $code; done
-        printf 'END CHARMAP\n'; } > characters
-      localedef -c -i source -f ./characters ./comma; } > log 2>&1)";
-    // The status is a failure, for the source has no other category; the decimal point tells whether it worked.
-    [[maybe_unused]] const int status = std::system(build.c_str());
-    setenv("LOCPATH", folder.c_str(), 1);
-    std::setlocale(LC_NUMERIC, "comma");
-    ASSERT_STREQ(std::localeconv()->decimal_point, ",") << "localedef built no locale";
-  }
-  void TearDown() override { std::setlocale(LC_NUMERIC, "C"); }
+/// Makes the comma the process's decimal point, by a locale built for it: none needs to be installed.
+void useADecimalComma(const std::string& folder) {
+  const std::string build = "cd " + folder + R"( && {
+    printf 'LC_NUMERIC\ndecimal_point ","\nthousands_sep ""\nEND LC_NUMERIC\n' > source
+    { printf '<code_set_name> ASCII\n<escape_char> /\nCHARMAP\n'
+      for code in $(seq 0 127); do printf '<U%04x> /x%02x\n' $code $code; done
+      printf 'END CHARMAP\n'; } > characters
+    localedef -c -i source -f ./characters ./comma; } > log 2>&1)";
+  // The status is a failure, for the source has no other category; the decimal point tells whether it worked.
+  [[maybe_unused]] const int status = std::system(build.c_str());
+  setenv("LOCPATH", folder.c_str(), 1);
+  std::setlocale(LC_NUMERIC, "comma");
+  ASSERT_STREQ(std::localeconv()->decimal_point, ",") << "localedef built no locale";
+}
 
-  const orvane::test::TemporaryFolder mFolder;
-};
-
-TEST_F(NumbersWithADecimalComma, AreReadFromTextAsTheStandardConversionDoes) {
+TEST(Numbers, AreReadFromTextAsTheStandardConversionDoesAndWrittenAsJsonWhateverTheLocale) {
   std::vector<std::string> texts = {"", " ", " 2.5abc", "\t\n\v\f\r +7", "- 1", "1 2", "\xE2\x80\x83\x31"};
   std::istringstream words(
       "44100 -0 .5. 5.e 1e+ 1e3 1,5 ,5 . + e5 --1 abc 0x 0x1.8p1 -0XAg 0x.p1 0x1p 0x1p-1074 0x1p-1075 0x1p1024 0e99999 "
       "inf -InFiNiTyx infinit in nan -NaN nan(1) nan( na 1e309 -1e309x 1e-400 4.9e-324 2.2250738585072014e-308 "
       "1.7976931348623157e308 1.7976931348623159e308 123456789012345678901234567890");
   for (std::string word; words >> word;) texts.push_back(word);
-  for (const std::string& text : texts) {
-    const std::string result = outcome([&] { return objectToDouble(text); });
-    std::setlocale(LC_NUMERIC, "C");
-    EXPECT_EQ(result, outcome([&] { return std::stod(text); })) << '"' << text << '"';
-    std::setlocale(LC_NUMERIC, "comma");
-  }
-}
-
-TEST_F(NumbersWithADecimalComma, AreTheSameInJson) {
+  std::vector<std::string> expected;
+  for (const std::string& text : texts) expected.push_back(outcome([&] { return std::stod(text); }));
+  const orvane::test::TemporaryFolder folder;
+  useADecimalComma(folder.path().string());
+  for (std::size_t i = 0; i < texts.size(); ++i)
+    EXPECT_EQ(outcome([&] { return objectToDouble(texts[i]); }), expected[i]) << '"' << texts[i] << '"';
   for (const Value& value : {Value(0.1), Value(-0.0), Value(5e-324), Value(1.7976931348623157e308), Value(INT64_MIN)})
     EXPECT_EQ(current().json->read(written(value)), value);
   EXPECT_EQ(written(Value::Array{48000.0, INFINITY, NAN}), "[48000.0,null,null]");
   EXPECT_EQ(current().json->read("18446744073709551615"), Value(0x1p64));
+  std::setlocale(LC_NUMERIC, "C");
 }
 
 TEST(ObjectToDouble, TakesNumbersOfAnyKindAndRaisesForAnythingElse) {
-  EXPECT_EQ(objectToDouble(INT64_MAX), 0x1p63);
-  EXPECT_EQ(objectToDouble(-2.5), -2.5);
-  EXPECT_EQ(objectToDouble(true), 1);
-  EXPECT_EQ(orvane::test::reasonOf([] { objectToDouble({}); }), "Can't convert (null) to double");
-  EXPECT_EQ(orvane::test::reasonOf([] { objectToDouble(Value::Array{1, "2"}); }), "Can't convert [1, 2] to double");
+  for (const auto& [object, number] :
+       {std::pair<Value, double>{INT64_MAX, 0x1p63}, {-2.5, -2.5}, {true, 1}, {false, 0}})
+    EXPECT_EQ(objectToDouble(object), number);
+  for (const auto& [object, shown] : {std::pair<Value, std::string>{{}, "(null)"}, {Value::Array{1, "2"}, "[1, 2]"}})
+    EXPECT_EQ(orvane::test::reasonOf([&object = object] { objectToDouble(object); }),
+              "Can't convert " + shown + " to double");
 }
 
 }  // namespace

@@ -2,11 +2,14 @@
 
 #include <gmock/gmock.h>
 
+#include <atomic>
+#include <barrier>
 #include <cctype>
 #include <functional>
+#include <set>
 #include <sstream>
+#include <thread>
 
-#include "platform/Platform.h"
 #include "platform/PlatformSession.h"
 #include "platform/SessionIdentifiers.h"
 #include "session/OVPrimarySession.h"
@@ -72,21 +75,23 @@ std::string letters(const std::string& name) {
 }
 
 TEST(OVSession, EveryShortNameGivesTheIdentifierOfItsName) {
-  std::istringstream categories(
-      "Ambient SoloAmbient Playback Record PlayAndRecord MultiRoute Narrava VoiceCommand RingtonePreview Ringtone "
-      "VoiceMail PhoneCall TTYCall Alarm PlaybackNoSpeaker EmergencyAlert EmergencyAlert_CanBeMuted Locatron "
-      "WaterEjection");
-  std::istringstream modes(
-      "Default VoiceChat GameChat VideoRecording Measurement MoviePlayback SpokenAudio VideoChat SpeechRecognition "
-      "VoicePrompt Raw VoiceMessages LocatePhone HearingAccessibility Motiongram SOS");
+  using Get = std::string (OVSession::*)() const;
+  using Set = void (OVSession::*)(const std::string&);
+  const std::tuple<std::string, Set, Get, const char*> kinds[] = {
+      {"category", &OVSession::setCategory, &OVSession::category,
+       "Ambient SoloAmbient Playback Record PlayAndRecord MultiRoute Narrava VoiceCommand RingtonePreview Ringtone "
+       "VoiceMail PhoneCall TTYCall Alarm PlaybackNoSpeaker EmergencyAlert EmergencyAlert_CanBeMuted Locatron "
+       "WaterEjection"},
+      {"mode", &OVSession::setMode, &OVSession::mode,
+       "Default VoiceChat GameChat VideoRecording Measurement MoviePlayback SpokenAudio VideoChat SpeechRecognition "
+       "VoicePrompt Raw VoiceMessages LocatePhone HearingAccessibility Motiongram SOS"}};
   const auto session = OVSession::init();
-  for (std::string name; categories >> name;) {
-    session->setCategory(name);
-    EXPECT_EQ(letters(session->category()), letters("orvane.category." + name));
-  }
-  for (std::string name; modes >> name;) {
-    session->setMode(name);
-    EXPECT_EQ(letters(session->mode()), letters("orvane.mode." + name));
+  for (const auto& [kind, set, get, names] : kinds) {
+    std::istringstream words(names);
+    for (std::string name; words >> name;) {
+      (*session.*set)(name);
+      EXPECT_EQ(letters((*session.*get)()), letters("orvane." + kind + "." + name));
+    }
   }
 }
 
@@ -167,6 +172,43 @@ TEST(PlatformSession, RefusalsSayWhatWouldBeRightAndChangeNothing) {
   }
   EXPECT_THAT(session->setMode("raw")->localizedDescription(),
               testing::ContainsRegex("no mode is named \"raw\".*\"Measurement\".* of default, .*, sos$"));
+}
+
+TEST(OVSession, ThreadsShareThePrimarySessionAndTheLogFromTheirFirstUseOn) {
+  constexpr unsigned threadCount = 8, rounds = 200;
+  std::atomic<bool> inside = false;
+  unsigned lines = 0;
+  const auto log = current().log;
+  log->setSink([&](LogLevel level, std::string_view line) {
+    EXPECT_FALSE(inside.exchange(true));
+    std::this_thread::yield();
+    if (line == "%s") ++lines;
+    inside = false;
+    // A sink may log a line of its own without a deadlock.
+    if (level == LogLevel::error) log->write(LogLevel::notice, "after an error");
+  });
+  std::barrier begin(threadCount);
+  std::shared_ptr<OVSession> made[threadCount];
+  std::vector<std::jthread> threads;
+  for (auto& session : made) {
+    threads.emplace_back([&] {
+      begin.arrive_and_wait();
+      session = OVSession::init();
+      OVSession::setImplementationType(OVSession::implementationType());
+      const auto primary = OVPrimarySession::init();
+      EXPECT_EQ(primary->session(), current().sessions->primary());
+      primary->setAllowHFP(true);
+      for (unsigned round = 0; round < rounds; ++round)
+        log->write(round == 0 ? LogLevel::error : LogLevel::warning, "%s");
+    });
+  }
+  threads.clear();
+  EXPECT_EQ(lines, threadCount * rounds);
+  std::set<std::uint32_t> identifiers;
+  for (const auto& session : made) identifiers.insert(dynamic_cast<PlatformSession&>(*session->session()).identifier());
+  EXPECT_EQ(identifiers.size(), threadCount);
+  log->setSink([&](LogLevel, std::string_view) { log->setSink({}); });
+  log->write(LogLevel::notice, "the sink removes itself");
 }
 
 }  // namespace
