@@ -2,7 +2,6 @@
 #include <stdio_ext.h>
 
 #include <cmath>
-#include <csignal>
 #include <typeinfo>
 
 #include "iounit/AOMeter.h"
@@ -82,25 +81,24 @@ TEST(AOMeter, BarsRoundDownAndStayWithinForty) {
   for (const auto& [level, stars] : rows) EXPECT_EQ(MeterInputHandler::barStars(level), stars) << level;
 }
 
-TEST(AOMeter, MetersAndFlushesAtEverySliceAndBeginsAnewAtEachStart) {
+TEST(AOMeter, MetersEachChannelAndFlushesAtEverySliceAndBeginsAnewAtEachStart) {
   ScriptedUnit host;
-  host.inputHardware = StreamFormat::standard(48000, 1);
-  const auto printed = [&](float value, int slices) {
-    host.captured = {std::vector<float>(256, value)};
+  const auto printed = [&](float left, float right, int slices) {
+    host.captured = {std::vector<float>(256, left), std::vector<float>(256, right)};
     testing::internal::CaptureStdout();
     std::fputs("<", stdout);
     for (int i = 0; i < slices; ++i) host.deliver(256);
     EXPECT_EQ(__fpending(stdout), 0U);
     return testing::internal::GetCapturedStdout();
   };
-  const std::string silence = "<" + std::string(40, ' ') + "\r";
+  const std::string blanks(40, ' '), stars(40, '*');
   const auto meter = AOMeter::init();
   meter->start();
-  EXPECT_EQ(printed(0, 1), silence);
-  EXPECT_EQ(printed(1e10F, 7), "<");
-  EXPECT_EQ(printed(0, 1), "<" + std::string(40, '*') + "\r");
+  EXPECT_EQ(printed(0, 0, 1), "<" + blanks + "  " + blanks + "\r");
+  EXPECT_EQ(printed(1e10F, 0, 7), "<");
+  EXPECT_EQ(printed(0, 1e10F, 1), "<" + stars + "  " + stars + "\r");
   meter->start();
-  EXPECT_EQ(printed(0, 1), silence);
+  EXPECT_EQ(printed(0, 1e10F, 1), "<" + blanks + "  " + stars + "\r");
 }
 
 TEST(AORecord, EverySliceGoesToTheFileWhateverBecomesOfItUntilTheUnitIsGone) {
@@ -142,17 +140,15 @@ TEST(ToolsDeathTest, ARenderFailureAndAFileThatCannotBeDoneEndTheProcess) {
 }
 
 TEST(AOPlaythru, RendersTheInputIntoWhatItIsToFillInTheFewerChannels) {
-  const std::tuple<StreamFormat, StreamFormat, std::string> rows[] = {
-      {StreamFormat::standard(48000, 1), StreamFormat::standard(48000, 2), "48000 Hz, 1"},
-      {StreamFormat::standard(44100, 8), StreamFormat::standard(96000, 6), "44100 Hz, 6"}};
-  for (const auto& [input, output, client] : rows) {
+  for (const auto& [inputs, outputs, client] :
+       {std::tuple{1U, 2U, "44100 Hz, 1"}, {8U, 6U, "44100 Hz, 6"}, {2U, 2U, "44100 Hz, 2"}}) {
     ScriptedUnit host;
-    host.inputHardware = input;
-    host.outputHardware = output;
+    host.inputHardware = StreamFormat::standard(44100, inputs);
+    host.outputHardware = StreamFormat::standard(96000, outputs);
     const auto playthru = AOPlaythru::init();
     playthru->start();
-    EXPECT_THAT(host.takeCalls(),
-                testing::IsSupersetOf({"setInputClientFormat " + client, "setOutputClientFormat " + client}));
+    EXPECT_THAT(host.takeCalls(), testing::IsSupersetOf({std::string("setInputClientFormat ") + client,
+                                                         std::string("setOutputClientFormat ") + client}));
     EXPECT_EQ(host.fill(3), host.captured);
     host.renderStatus = -10;
     host.fill(3);

@@ -1,8 +1,7 @@
 #pragma once
 
-#include <sndfile.h>
-
 #include <cstddef>
+#include <sndfile.hh>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -20,26 +19,19 @@ struct Sound {
 
 /// Writes a WAVE file of 32-bit floats, or of the given libsndfile format.
 inline void writeSound(const std::string& path, const Sound& sound, int format = SF_FORMAT_WAV | SF_FORMAT_FLOAT) {
-  SF_INFO info{};
-  info.samplerate = sound.rate;
-  info.channels = sound.channels;
-  info.format = format;
-  SNDFILE* file = sf_open(path.c_str(), SFM_WRITE, &info);
-  if (file == nullptr) throw std::runtime_error(path + ": " + sf_strerror(nullptr));
-  sf_command(file, SFC_SET_CLIPPING, nullptr, SF_TRUE);
-  sf_write_float(file, sound.samples.data(), static_cast<sf_count_t>(sound.samples.size()));
-  sf_close(file);
+  SndfileHandle file(path, SFM_WRITE, format, sound.channels, sound.rate);
+  if (file.error() != 0) throw std::runtime_error(path + ": " + file.strError());
+  file.command(SFC_SET_CLIPPING, nullptr, SF_TRUE);
+  file.write(sound.samples.data(), static_cast<sf_count_t>(sound.samples.size()));
 }
 
 /// Reads a whole sound file.
 inline Sound readSound(const std::string& path) {
-  SF_INFO info{};
-  SNDFILE* file = sf_open(path.c_str(), SFM_READ, &info);
-  if (file == nullptr) throw std::runtime_error(path + ": " + sf_strerror(nullptr));
-  Sound sound{info.samplerate, info.channels, {}};
-  sound.samples.resize(static_cast<std::size_t>(info.frames * info.channels));
-  sf_read_float(file, sound.samples.data(), static_cast<sf_count_t>(sound.samples.size()));
-  sf_close(file);
+  SndfileHandle file(path);
+  if (file.error() != 0) throw std::runtime_error(path + ": " + file.strError());
+  Sound sound{file.samplerate(), file.channels(), {}};
+  sound.samples.resize(static_cast<std::size_t>(file.frames() * file.channels()));
+  file.read(sound.samples.data(), static_cast<sf_count_t>(sound.samples.size()));
   return sound;
 }
 
