@@ -27,7 +27,7 @@ std::int32_t bitsOf(float value) {
 }
 
 /// Counts what binary128 has to decide.
-float exactSine(float angle, std::uint64_t& close) {
+float exactSine(float angle, unsigned long long& close) {
   const auto wide = std::sin(static_cast<long double>(angle));
   const auto rounded = static_cast<float>(wide);
   for (const std::int32_t step : {-1, 1}) {
@@ -46,8 +46,8 @@ int main(int argumentCount, char** arguments) {
   const std::uint64_t first = std::strtoull(arguments[1], nullptr, 16);
   const std::uint64_t end = std::strtoull(arguments[2], nullptr, 16) + 1;
   constexpr std::uint64_t kBlock = 1 << 16;
-  std::uint64_t wrong = 0;  // not correctly rounded, or not the same at all widths or with the other sign
-  std::uint64_t close = 0, cLibraryOff = 0, cLibraryFar = 0;
+  unsigned long long wrong = 0;  // not correctly rounded, or not the same at all widths or with the other sign
+  unsigned long long close = 0, cLibraryOff = 0, cLibraryFar = 0;
 #pragma omp parallel for schedule(dynamic) reduction(+ : close, wrong, cLibraryOff, cLibraryFar)
   for (std::uint64_t block = first; block < end; block += kBlock) {
     std::vector<float> angles;
@@ -71,8 +71,6 @@ int main(int argumentCount, char** arguments) {
   std::printf(
       "%llu floats from bits %s to %s: %llu wrong, %llu so close to a middle that binary128 decided;\n"
       "the C library's sine is one unit in the last place off for %llu, more for %llu\n",
-      static_cast<unsigned long long>(end - first), arguments[1], arguments[2], static_cast<unsigned long long>(wrong),
-      static_cast<unsigned long long>(close), static_cast<unsigned long long>(cLibraryOff),
-      static_cast<unsigned long long>(cLibraryFar));
+      0ULL + end - first, arguments[1], arguments[2], wrong, close, cLibraryOff, cLibraryFar);
   return wrong == 0 && cLibraryFar == 0 ? 0 : 1;
 }

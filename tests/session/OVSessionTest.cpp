@@ -188,12 +188,12 @@ TEST(OVSession, ThreadsShareThePrimarySessionAndTheLogFromTheirFirstUseOn) {
     if (level == LogLevel::error) log->write(LogLevel::notice, "after an error");
   });
   std::barrier begin(threadCount);
-  std::shared_ptr<OVSession> made[threadCount];
+  std::uint32_t identifiers[threadCount];
   std::vector<std::jthread> threads;
-  for (auto& session : made) {
+  for (std::uint32_t& identifier : identifiers) {
     threads.emplace_back([&] {
       begin.arrive_and_wait();
-      session = OVSession::init();
+      identifier = dynamic_cast<PlatformSession&>(*OVSession::init()->session()).identifier();
       OVSession::setImplementationType(OVSession::implementationType());
       const auto primary = OVPrimarySession::init();
       EXPECT_EQ(primary->session(), current().sessions->primary());
@@ -204,9 +204,7 @@ TEST(OVSession, ThreadsShareThePrimarySessionAndTheLogFromTheirFirstUseOn) {
   }
   threads.clear();
   EXPECT_EQ(lines, threadCount * rounds);
-  std::set<std::uint32_t> identifiers;
-  for (const auto& session : made) identifiers.insert(dynamic_cast<PlatformSession&>(*session->session()).identifier());
-  EXPECT_EQ(identifiers.size(), threadCount);
+  EXPECT_EQ(std::set(std::begin(identifiers), std::end(identifiers)).size(), threadCount);
   log->setSink([&](LogLevel, std::string_view) { log->setSink({}); });
   log->write(LogLevel::notice, "the sink removes itself");
 }
