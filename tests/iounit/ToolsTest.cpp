@@ -223,7 +223,9 @@ TEST(AOMeter, MetersEachChannelAndFlushesAtEverySliceAndBeginsAnewAtEachStart) {
   EXPECT_EQ(printed(1e10F, 0, 7), "<");
   EXPECT_EQ(printed(0, 1e10F, 1), "<" + stars + "  " + stars + "\r");
   meter->start();
-  EXPECT_EQ(printed(0, 1e10F, 1), "<" + blanks + "  " + stars + "\r");
+  EXPECT_EQ(printed(0, 1, 1), "<" + blanks + "  " + stars + "\r");
+  const auto left = static_cast<std::size_t>(40 * std::pow(0.001, 8 * 256 / 48000.0 / 1.24));
+  EXPECT_EQ(printed(0, 0, 8), "<" + blanks + "  " + stars.substr(0, left) + blanks.substr(left) + "\r");
 }
 
 TEST(AORecord, EverySliceGoesToTheFileWhateverBecomesOfItUntilTheUnitIsGone) {

@@ -135,7 +135,7 @@ TEST_F(Tones, ResonatorIsExactAndFollowsTheSine) {
       tone.mAmplitude = amplitude;
       tone.SetSampleRate(44100);
       EXPECT_EQ(std::tie(tone.mCoefficient, tone.mState1, tone.mState2), std::tuple(coefficient, 0, state2));
-      const auto step = static_cast<std::size_t>(channels * stride);
+      const std::size_t step = static_cast<std::size_t>(channels) * static_cast<std::size_t>(stride);
       std::vector<std::int16_t> rendered(500 * step, 99), expected = rendered;
       tone.Render16(rendered.data(), 200, channels, stride);
       tone.Render16(rendered.data() + 200 * step, 300, channels, stride);
