@@ -187,7 +187,6 @@ void replaceMany(std::span<float> angles, float factor, [[maybe_unused]] Registe
 
 float sineOf(float angle) {
   if (!(std::fabs(angle) <= kOneTurn)) return sineBeyondOneTurn(angle);
-  if (angle == 0.0F) return angle;  // keeps the sign of a zero
   double value[] = {double{angle}};
   replaceWithinOneTurn(value);
   return static_cast<float>(value[0]);
