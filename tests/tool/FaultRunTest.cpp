@@ -1,10 +1,4 @@
-#include <gmock/gmock.h>
-
-#include <array>
-#include <fstream>
-
 #include "platform/simulated/RefusableCalls.h"
-#include "tests/support/SoundFiles.h"
 #include "tests/tool/Program.h"
 
 namespace orvane::test {
@@ -24,164 +18,136 @@ class FaultRun : public testing::Test {
     return runTool("--json --simulate scenario=" + file + " " + arguments);
   }
 
-  std::size_t framesHeard() const { return readSound(mFolder.file("heard.wav")).frames(); }
-
-  TemporaryFolder mFolder;
+  const TemporaryFolder mFolder;
+  const std::string mHeard = mFolder.file("heard.wav");
+  const std::string mTake = mFolder.file("take.wav");
+  const std::string mRecord = "record " + mTake;
 };
 
-std::string command(const std::string& name, const std::string& file) {
-  return name == "record" ? name + " " + file : name;
+std::string faulty(const std::string& time, const std::string& fault) {
+  return R"("faults":[{"at":)" + time + R"(,"fault":)" + fault + "}]";
 }
 
 TEST_F(FaultRun, EndsWithTheReasonAndWholeFiles) {
-  struct Case {
+  const struct {
+    std::string time;
     std::string fault;
     int status;
     std::string error;
-    std::size_t frames;  ///< Of the run, and of the files where it failed.
+    bool tone = true;  ///< Ends a tone as well.
+  } cases[] = {
+      {"0.5", R"("device-lost")", 1, "the device was lost"},
+      {"0.5", R"("server-lost")", 1, "the sound server was lost"},
+      {"0.5", R"("microphone-unplugged")", 1, "the microphone was unplugged", false},
+      {"0.5", R"("stalled")", 1, "the device stalled: no callback for 500 ms"},
+      {"0", R"("stalled")", 1, "the device stalled: no callback for 500 ms"},
+      {"0", R"("device-lost")", 77, "the device was lost"},
+      {"0", R"("server-lost")", 77, "the sound server was lost"},
   };
-  const Case cases[] = {
-      {R"({"at":0.5,"fault":"device-lost"})", 1, "the device was lost", 23808},
-      {R"({"at":0.5,"fault":"server-lost"})", 1, "the sound server was lost", 23808},
-      {R"({"at":0.5,"fault":"stalled"})", 1, "the device stalled: no callback for 500 ms", 23808},
-      {R"({"at":0,"fault":"stalled"})", 1, "the device stalled: no callback for 500 ms", 0},
-      {R"({"at":0,"fault":"device-lost"})", 77, "the device was lost", 0},
-      {R"({"at":0,"fault":"server-lost"})", 77, "the sound server was lost", 0},
-  };
-  for (const std::string name : {"meter", "tone", "record", "playthru"}) {
-    for (const auto& [fault, status, error, frames] : cases) {
-      SCOPED_TRACE(name + ": " + fault);
-      const std::string file = mFolder.file("recording.wav");
-      const Ended ended = run(R"("faults":[)" + fault + "]", command(name, file));
-      const std::string& json = name == "meter" ? ended.errors : ended.output;
+  for (const std::string& command : {std::string("meter"), std::string("tone"), mRecord, std::string("playthru")}) {
+    for (const auto& [time, fault, status, error, tone] : cases) {
+      if (command == "tone" && !tone) continue;
+      SCOPED_TRACE(command + ": " + fault + " at " + time);
+      const std::string frames = time == "0" ? "0" : "23808";
+      const Ended ended = run(faulty(time, fault), command);
+      const std::string& json = command == "meter" ? ended.errors : ended.output;
       EXPECT_EQ(ended.status, status);
       EXPECT_THAT(ended.errors, HasSubstr("orvane: " + error + "\n"));
       EXPECT_THAT(json, AllOf(HasSubstr(R"("ended":"failed","error":")" + error + '"'),
-                              HasSubstr(R"("frames":)" + std::to_string(frames) + ",")));
+                              HasSubstr(R"("frames":)" + frames + ",")));
       if (status != 1) continue;
-      EXPECT_EQ(framesHeard(), frames);
-      if (name != "record") continue;
-      EXPECT_THAT(json, HasSubstr(R"("type":"RF64","frames":)" + std::to_string(frames) + "}"));
-      EXPECT_EQ(test::run("soxi -s " + file).output, std::to_string(frames) + "\n");
+      EXPECT_EQ(std::to_string(readSound(mHeard).frames()), frames);
+      if (command != mRecord) continue;
+      EXPECT_THAT(json, HasSubstr(R"("type":"RF64","frames":)" + frames + "}"));
+      EXPECT_EQ(test::run("soxi -s " + mTake).output, frames + "\n");
     }
   }
-}
-
-TEST_F(FaultRun, AMicrophoneIsMissedOnlyWhereItIsUsed) {
-  const std::string faults = R"("faults":[{"at":0.5,"fault":"microphone-unplugged"}])";
-  for (const std::string name : {"meter", "record", "playthru"}) {
-    const Ended ended = run(faults, command(name, mFolder.file("recording.wav")));
-    EXPECT_EQ(ended.status, 1) << name;
-    EXPECT_THAT(ended.errors, HasSubstr("orvane: the microphone was unplugged\n"));
-  }
-  EXPECT_EQ(run(faults, "tone --seconds 1").status, 0);
-  EXPECT_EQ(framesHeard(), 48128U);
 }
 
 TEST_F(FaultRun, ADiskThatIsFullEndsARunWithWhatFitted) {
-  const std::string file = mFolder.file("recording.wav");
-  const Ended ended = run(R"("faults":[{"at":0.5,"fault":"disk-full"}])", "record " + file);
+  const Ended ended = run(faulty("0.5", R"("disk-full")"), mRecord);
   EXPECT_EQ(ended.status, 1);
-  EXPECT_THAT(ended.errors, EndsWith("disk full: \"" + file + "\": No space left on device\n"));
+  EXPECT_THAT(ended.errors, EndsWith("disk full: \"" + mTake + "\": No space left on device\n"));
   EXPECT_THAT(ended.output, HasSubstr(R"("ended":"failed")"));
-  const std::string frames = test::run("soxi -s " + file).output;
-  EXPECT_GT(std::stoul(frames), 9000U) << "what was written in the first 200 ms at least";
-  EXPECT_LT(std::stoul(frames), 24000U);
-  EXPECT_EQ(test::run("sndfile-info " + file).output.find("should be"), std::string::npos);
-
-  const Ended atOnce = run(R"("faults":[{"at":0,"fault":"disk-full"}])", "record " + file);
-  EXPECT_EQ(atOnce.status, 1);
-  EXPECT_THAT(atOnce.errors, EndsWith("orvane: ConvertingFile::create failed: -4\n"));
+  const int frames = std::stoi(framesOfWholeFile(mTake));
+  EXPECT_GT(frames, 9000) << "what was written in the first 200 ms at least";
+  EXPECT_LT(frames, 24000);
 }
 
-TEST_F(FaultRun, FramesThatAreMissingAreToldAndCounted) {
-  const Ended ended = run(R"("faults":[{"at":0.5,"fault":"discontinuity","frames":4800}])", "tone --seconds 1");
-  EXPECT_EQ(ended.status, 0);
-  EXPECT_EQ(ended.errors, "orvane: frames are missing in 1 place: the device was interrupted\n");
-  EXPECT_THAT(ended.output, HasSubstr(R"("frames":48128,"discontinuities":1,)"));
-}
-
-TEST_F(FaultRun, ARenderThatFailsEndsTheProcess) {
-  const std::string faults = R"("faults":[{"at":0.5,"fault":"render-status","status":-10}])";
-  const Ended meter = run(faults, "meter");
-  EXPECT_EQ(meter.status, 134);
-  EXPECT_THAT(meter.errors, HasSubstr("Error -10 while rendering in Meter\n"));
-  EXPECT_EQ(run(faults, "tone --seconds 1").status, 0) << "a tone renders nothing from the unit";
-}
-
-TEST_F(FaultRun, EveryCallThatIsRefusedIsRaisedAsItsContractSays) {
-  struct Case {
-    std::string_view call;
-    int status;
-    std::string error;
-  };
+TEST_F(FaultRun, ShowsWhatTheScenarioSays) {
   using namespace simulated;
-  const std::array<Case, refusableCalls.size()> cases{{
-      {call::findComponent, 1, "orvane: I/O unit subtype 'rioc' not found"},
-      {call::createInstance, 1, "orvane: Failed to instantiate I/O unit: -77"},
-      {call::wrap, 1, "orvane: Failed to wrap UnitInstance 1 in UnitWrapper"},
-      {call::initialize, 1, "orvane: UnitService::initialize failed: -77"},
-      {call::start, 1, "orvane: UnitService::start failed: -77"},
-      {call::stop, 1, "orvane: UnitService::stop failed: -77"},
-      {call::setProperty, 1,
-       "orvane: setSession failed -- UnitService::setProperty(UnitProperty::sessionIdentifier) sessionID: 1"},
-      {call::setFormat, 1, "orvane: setInputClientFormat failed: refused by the scenario with status -77"},
-      {call::createFile, 1, "orvane: ConvertingFile::create failed: -77"},
-      {call::setClientDataFormat, 1, "orvane: ConvertingFile setting client format failed: -77"},
-      {call::writeAsync, 0, ""},
-      {call::disposeFile, 134, "log error: Failure: ConvertingFile::dispose failed: -77"},
-  }};
-  for (std::size_t index = 0; index < cases.size(); ++index) {
-    const auto& [call, status, error] = cases[index];
-    ASSERT_EQ(call, refusableCalls[index].name) << "a call that can be refused and is not tested";
-    const Ended ended =
-        run(R"("faults":[{"at":0,"fault":"refuse","call":")" + std::string(call) + R"(","status":-77}])",
-            "record " + mFolder.file("recording.wav") + " --session primary --seconds 0.1");
-    EXPECT_EQ(ended.status, status) << call;
-    EXPECT_THAT(ended.errors, HasSubstr(error + (error.empty() ? "" : "\n")));
-  }
-  // A time later than the start leaves what comes before it alone.
-  const Ended later = run(R"("faults":[{"at":0.05,"fault":"refuse","call":"UnitService::stop","status":-77},)"
-                          R"({"at":0.05,"fault":"refuse","call":"UnitService::start","status":-77}])",
-                          "tone --seconds 0.1");
-  EXPECT_THAT(later.errors, EndsWith("orvane: UnitService::stop failed: -77\n"));
-  EXPECT_EQ(framesHeard(), 4864U) << "the unit is stopped when it is released";
-}
-
-TEST_F(FaultRun, ASessionRefusesForTheScenariosReasons) {
-  struct Case {
-    std::string refused;
-    std::string options;
-    std::string error;
+  const auto refusing = [](std::string_view call, const std::string& time = "0") {
+    return faulty(time, R"("refuse","status":-77,"call":")" + std::string(call) + '"');
   };
-  const Case cases[] = {
-      {"activate", "--activate", "activate failed: out of hours"},
-      {"deactivate", "--activate --deactivate", "deactivate failed: out of hours"},
-      {"category", "--category Playback", "setCategory failed: out of hours"},
-      {"mode", "--mode Raw", "setMode failed: out of hours"},
-      {"options", "--option duckOthers=on",
-       "change categoryOption 0x2 1 failed: PlatformSession::setCategory: out of hours (status -3, no permission)"},
+  const auto denying = [](const std::string& what) {
+    return R"("session":{"refuse":{")" + what + R"(":"out of hours"}})";
   };
-  for (const std::string kind : {" --primary ", " "}) {
-    for (const auto& [refused, options, error] : cases) {
-      const Ended ended =
-          run(R"("session":{"refuse":{")" + refused + R"(":"out of hours"}})", "session" + kind + options);
-      EXPECT_EQ(ended.status, 1);
-      EXPECT_THAT(ended.errors, EndsWith("orvane: " + error + "\n"));
+  const std::string render = faulty("0.5", R"("render-status","status":-10)");
+  const std::string record = mRecord + " --session primary --seconds 0.1";
+  const struct {
+    std::string content;
+    std::string arguments;
+    int status;
+    std::string error = {};
+    std::string output = {};
+  } cases[] = {
+      {refusing(call::findComponent), record, 1, "orvane: I/O unit subtype 'rioc' not found\n"},
+      {refusing(call::createInstance), record, 1, "orvane: Failed to instantiate I/O unit: -77\n"},
+      {refusing(call::wrap), record, 1, "orvane: Failed to wrap UnitInstance 1 in UnitWrapper\n"},
+      {refusing(call::initialize), record, 1, "orvane: UnitService::initialize failed: -77\n"},
+      {refusing(call::start), record, 1, "orvane: UnitService::start failed: -77\n"},
+      {refusing(call::stop), record, 1, "orvane: UnitService::stop failed: -77\n"},
+      {refusing(call::setProperty), record, 1,
+       "orvane: setSession failed -- UnitService::setProperty(UnitProperty::sessionIdentifier) sessionID: 1\n"},
+      {refusing(call::setFormat), record, 1,
+       "orvane: setInputClientFormat failed: refused by the scenario with status -77\n"},
+      {refusing(call::createFile), record, 1, "orvane: ConvertingFile::create failed: -77\n"},
+      {refusing(call::setClientDataFormat), record, 1, "orvane: ConvertingFile setting client format failed: -77\n"},
+      {refusing(call::writeAsync), record, 0},
+      {refusing(call::disposeFile), record, 134, "log error: Failure: ConvertingFile::dispose failed: -77\n"},
+      // A time later than the start leaves what comes before it alone; the unit is stopped when it is released.
+      {refusing(call::start, "0.05"), "tone --seconds 0.1", 0, "", R"("frames":4864,)"},
+      {refusing(call::stop, "0.05"), "tone --seconds 0.1", 1, "orvane: UnitService::stop failed: -77\n",
+       R"("frames":4864,)"},
+      {denying("activate"), "session --activate", 1, "orvane: activate failed: out of hours\n"},
+      {denying("deactivate"), "session --activate --deactivate", 1, "orvane: deactivate failed: out of hours\n"},
+      {denying("category"), "session --category Playback", 1, "orvane: setCategory failed: out of hours\n"},
+      {denying("mode"), "session --mode Raw", 1, "orvane: setMode failed: out of hours\n"},
+      {denying("options"), "session --option duckOthers=on", 1,
+       "orvane: change categoryOption 0x2 1 failed: PlatformSession::setCategory: out of hours (status -3, no "
+       "permission)\n"},
+      {denying("mode"), "session --primary --mode Raw", 1, "orvane: setMode failed: out of hours\n"},
+      // Units are bound to the sessions behind.
+      {denying("mode"), "meter --session auxiliary --category Playback", 1, "orvane: UnitService::start failed: -15\n"},
+      {render, "meter", 134, "Error -10 while rendering in Meter\n"},
+      {render, "tone --seconds 1", 0, "", R"("frames":48128,"discontinuities":0,)"},
+      {faulty("0.5", R"("microphone-unplugged")"), "tone --seconds 1", 0, "", R"("frames":48128,)"},
+      {faulty("0.5", R"("discontinuity","frames":4800)"), "tone --seconds 1", 0,
+       "orvane: frames are missing in 1 place: the device was interrupted\n", R"("frames":48128,"discontinuities":1,)"},
+      {faulty("0", R"("disk-full")"), mRecord, 1, "orvane: ConvertingFile::create failed: -4\n"},
+      {faulty("0", R"("device-lost","status":-1)"), "tone --seconds 0.1", 2,
+       "scenario.json: faults[0].status: unknown key; the keys here are at, fault\n"},
+  };
+  std::string tested;
+  for (const auto& [content, arguments, status, error, output] : cases) {
+    SCOPED_TRACE(content + ": " + arguments);
+    std::filesystem::remove(mHeard);
+    const Ended ended = run(content, arguments);
+    EXPECT_EQ(ended.status, status) << ended.errors;
+    EXPECT_THAT(ended.errors, HasSubstr(error));
+    if (status == 0) {
+      EXPECT_EQ(ended.errors, error);
+    }
+    EXPECT_THAT(ended.output, HasSubstr(output));
+    if (status == 2 || arguments.starts_with("session")) {
       EXPECT_EQ(ended.output, "");
     }
+    if (status == 2) {
+      EXPECT_FALSE(std::filesystem::exists(mHeard));
+    }
+    tested += content;
   }
-  const Ended others =
-      run(R"("session":{"refuse":{"deactivate":"no"}})", "meter --session auxiliary --category Playback --seconds 0.1");
-  EXPECT_THAT(others.errors, HasSubstr("UnitService::start failed: -15")) << "units are bound to the sessions as ever";
-}
-
-TEST_F(FaultRun, AWrongScenarioIsWrongUsageAndStartsNothing) {
-  const Ended ended = run(R"("faults":[{"at":0,"fault":"device-lost","status":-1}])", "tone --seconds 0.1");
-  EXPECT_EQ(ended.status, 2);
-  EXPECT_EQ(ended.output, "");
-  EXPECT_THAT(ended.errors, HasSubstr("scenario.json: faults[0].status: unknown key; the keys here are at, fault\n"));
-  EXPECT_FALSE(std::filesystem::exists(mFolder.file("heard.wav")));
+  for (const RefusableCall& call : refusableCalls) EXPECT_THAT(tested, HasSubstr(call.name));
 }
 
 }  // namespace

@@ -1,11 +1,8 @@
-#include <gtest/gtest.h>
-
 #include <array>
 #include <limits>
 #include <random>
 
 #include "tests/levels/SlowPowerMeter.h"
-#include "tests/support/SoundFiles.h"
 #include "tests/tool/Program.h"
 
 namespace orvane::test {

@@ -1,15 +1,41 @@
 #pragma once
 
+#include <gmock/gmock.h>
 #include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <chrono>
+#include <filesystem>
+#include <fstream>
 #include <functional>
 #include <string>
+#include <thread>
 
+#include "tests/support/SoundFiles.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace orvane::test {
 
-std::string readFile(const std::string& path);
+inline std::string readFile(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+/// Whether `condition` came to hold in good time; it is a failure of the test where it did not.
+inline bool await(const std::function<bool()>& condition) {
+  // No whole run takes longer, not even a sanitized one on a busy machine.
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > deadline) {
+      ADD_FAILURE() << "it did not come to be in good time";
+      return false;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  }
+  return true;
+}
 
 /// How a program ended, and all that it printed.
 struct Ended {
@@ -22,32 +48,65 @@ struct Ended {
 class Program {
  public:
   /// A command as a shell reads it; where it redirects what it prints, that is not collected.
-  explicit Program(const std::string& command);
+  explicit Program(const std::string& command) {
+    const std::string redirected = "exec </dev/null >" + mFolder.file("output") + " 2>" + mFolder.file("errors");
+    std::string words[] = {"sh", "-c", redirected + "; exec " + command};
+    char* const pointers[] = {words[0].data(), words[1].data(), words[2].data(), nullptr};
+    if (posix_spawnp(&mProcess, "sh", nullptr, nullptr, pointers, environ) != 0) throw std::runtime_error("no shell");
+  }
   Program(const Program&) = delete;
   Program& operator=(const Program&) = delete;
-  ~Program();
+  ~Program() { killIt(); }
 
   /// What the program has printed so far.
   std::string output() const { return readFile(mFolder.file("output")); }
   void send(int signal) const { kill(mProcess, signal); }
-  Ended finish();
+  Ended finish() {
+    if (await([this] { return waitpid(mProcess, &mStatus, WNOHANG) != 0; })) mProcess = -1;
+    killIt();
+    return {.status = WIFEXITED(mStatus) ? WEXITSTATUS(mStatus) : 128 + WTERMSIG(mStatus),
+            .output = output(),
+            .errors = readFile(mFolder.file("errors"))};
+  }
 
  private:
+  void killIt() {
+    if (mProcess == -1) return;
+    kill(mProcess, SIGKILL);
+    waitpid(std::exchange(mProcess, -1), &mStatus, 0);
+  }
+
   const TemporaryFolder mFolder;
   pid_t mProcess = -1;
+  int mStatus = 0;
 };
 
-/// Whether `condition` came to hold in good time; it is a failure of the test where it did not.
-bool await(const std::function<bool()>& condition);
-
 /// A whole run of a program, or of the tool, or of the tool at fast pace on a device.
-Ended run(const std::string& command);
-Ended runTool(const std::string& arguments);
-Ended runFast(const std::string& device, const std::string& arguments);
+inline Ended run(const std::string& command) {
+  return Program(command).finish();
+}
+inline Ended runTool(const std::string& arguments) {
+  return run(ORVANE_TOOL " " + arguments);
+}
+inline Ended runFast(const std::string& device, const std::string& arguments) {
+  return runTool("--simulate pace=fast" + (device.empty() ? "" : "," + device) + " " + arguments);
+}
 
 /// The frames of a sound file, where independent readers agree and none has anything to complain about.
-std::string framesOfWholeFile(const std::string& path);
+inline std::string framesOfWholeFile(const std::string& path) {
+  const std::string frames = run("soxi -s " + path).output;
+  const Ended probe = run("ffprobe -v warning -show_entries stream=duration_ts -of csv=p=0 " + path);
+  EXPECT_EQ(probe.output + probe.errors, frames);
+  const std::string info = run("sndfile-info " + path).output;
+  EXPECT_THAT(info, testing::HasSubstr("Frames      : " + frames));
+  EXPECT_THAT(info, testing::Not(testing::HasSubstr("should be")));
+  return frames.substr(0, frames.find('\n'));
+}
+
 /// A format as the tool's objects tell it.
-std::string formatJson(int rate, int channels, const std::string& layout = {});
+inline std::string formatJson(int rate, int channels, const std::string& layout = {}) {
+  return R"({"sampleRate":)" + std::to_string(rate) + R"(.0,"channelCount":)" + std::to_string(channels) +
+         R"(,"interleaved":false,"commonFormat":"Float32")" + layout + "}";
+}
 
 }  // namespace orvane::test

@@ -1,16 +1,8 @@
 #include <fcntl.h>
-#include <gmock/gmock.h>
-#include <signal.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
-#include <unistd.h>
-
 #include <array>
-#include <chrono>
-#include <memory>
-#include <thread>
 
-#include "tests/support/SoundFiles.h"
 #include "tests/tool/Program.h"
 
 namespace orvane::test {
@@ -63,6 +55,27 @@ TEST_F(Signal, EndsARunCleanly) {
       std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     expectCleanEnd(program.finish());
+  }
+}
+
+TEST_F(Signal, EndsARunCleanlyInTheMiddleOfAFault) {
+  // Slices of half a second, so that a stall would be noticed only after five.
+  const std::string scenario = mFolder.file("scenario.json");
+  const std::string device = "rate=16000,slice=8192,speaker=" + mFile + ",scenario=" + scenario;
+  for (const std::string fault :
+       {R"("stalled")", R"("discontinuity","frames":10000000)", R"("microphone-unplugged")"}) {
+    std::filesystem::remove(mFile);
+    std::ofstream(scenario) << R"({"faults":[{"at":0.1,"fault":)" << fault << "}]}";
+    Program program(ORVANE_TOOL " tone --json --simulate " + device);
+    // The speaker's file is there once the device starts, and the fault by the end of the first slice.
+    await([&] { return std::filesystem::exists(mFile); });
+    std::this_thread::sleep_for(std::chrono::milliseconds(700));
+    program.send(SIGINT);
+    const Ended ended = program.finish();
+    EXPECT_EQ(ended.status, 0) << fault << ended.errors;
+    const std::string frames = std::to_string(readSound(mFile).frames());
+    EXPECT_THAT(ended.output, testing::HasSubstr(R"("ended":"signal","seconds":)"));
+    EXPECT_THAT(ended.output, testing::HasSubstr(R"("frames":)" + frames + ","));
   }
 }
 

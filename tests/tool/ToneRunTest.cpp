@@ -1,7 +1,4 @@
-#include <gmock/gmock.h>
-
 #include "iounit/SineWaveGenerator.h"
-#include "tests/support/SoundFiles.h"
 #include "tests/tool/Program.h"
 
 namespace orvane::test {
