@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <map>
 #include <utility>
 
@@ -12,82 +11,65 @@ namespace {
 using namespace std::chrono_literals;
 using platform::HostTime;
 
-/// A clock and a worker that a test winds by hand.
-class HandTime final : public platform::Clock, public platform::Worker {
- public:
-  HostTime now() const override { return mNow; }
-  void post(Task task) override { postAt(mNow, std::move(task)); }
-  void postAt(HostTime time, Task task) override { mTasks.emplace(time, std::move(task)); }
-  void cancel() override { mTasks.clear(); }
+/// A watch on a clock and a worker that a test winds by hand.
+struct Watched final : platform::Clock, platform::Worker {
+  Watched() { watch.begin({48000, 1, 2, 256}); }
+  HostTime now() const override { return time; }
+  void post(Task task) override { postAt(time, std::move(task)); }
+  void postAt(HostTime due, Task task) override { tasks.emplace(due, std::move(task)); }
+  void cancel() override { tasks.clear(); }
 
-  void passTo(HostTime time) {
-    while (!mTasks.empty() && mTasks.begin()->first <= time) {
-      const auto task = mTasks.extract(mTasks.begin());
-      mNow = std::max(mNow, task.key());
+  int stallsAt(HostTime later) {
+    while (!tasks.empty() && tasks.begin()->first <= later) {
+      const auto task = tasks.extract(tasks.begin());
+      time = std::max(time, task.key());
       task.mapped()();
     }
-    mNow = time;
+    time = later;
+    return stalls;
   }
-  /// Time passes in which nothing can run.
-  void sleepTo(HostTime time) { mNow = time; }
-
- private:
-  HostTime mNow = 1s;
-  std::multimap<HostTime, Task> mTasks;
-};
-
-struct Watched {
-  HandTime time;
-  int stalls = 0;
-  StallWatch watch{time, time, [this] { ++stalls; }};
-
-  Watched() { watch.begin({48000, 1, 2, 256}); }
   void callBackAt(HostTime when) {
-    time.passTo(when);
+    stallsAt(when);
     watch.callbackBegins();
     watch.callbackEnds();
   }
+
+  HostTime time = 1s;
+  std::multimap<HostTime, Task> tasks;
+  int stalls = 0;
+  StallWatch watch{*this, *this, [this] { ++stalls; }};
 };
 
-TEST(StallWatch, CountsFromTheLastCallback) {
+TEST(StallWatch, CountsFromTheLastCallbackAndSaysItOnce) {
   Watched watched;
   watched.callBackAt(1300ms);
-  watched.time.passTo(1799ms);
-  EXPECT_EQ(watched.stalls, 0);
-  watched.time.passTo(1800ms);
-  EXPECT_EQ(watched.stalls, 1);
-  watched.time.passTo(9s);
-  EXPECT_EQ(watched.stalls, 1) << "said once";
+  EXPECT_EQ(watched.stallsAt(1799ms), 0);
+  EXPECT_EQ(watched.stallsAt(1800ms), 1);
+  EXPECT_EQ(watched.stallsAt(9s), 1);
 }
 
 TEST(StallWatch, TakesNothingElseForAStall) {
   Watched stopped;
   stopped.watch.end();
-  stopped.time.passTo(9s);
-  EXPECT_EQ(stopped.stalls, 0);
+  EXPECT_EQ(stopped.stallsAt(9s), 0);
 
   Watched blocked;  // In a callback that waits for somebody to read a pipe, say.
   blocked.watch.callbackBegins();
-  blocked.time.passTo(9s);
+  EXPECT_EQ(blocked.stallsAt(9s), 0);
   blocked.watch.callbackEnds();
-  blocked.time.passTo(9499ms);
-  EXPECT_EQ(blocked.stalls, 0);
-  blocked.time.passTo(10s);
-  EXPECT_EQ(blocked.stalls, 1) << "it counts again from the end of that callback";
+  EXPECT_EQ(blocked.stallsAt(9499ms), 0);
+  EXPECT_EQ(blocked.stallsAt(10s), 1) << "it counts again from the end of that callback";
 
   Watched suspended;
   suspended.callBackAt(1100ms);
-  suspended.time.sleepTo(60s);
+  suspended.time = 60s;  // Passes without anything that runs.
   suspended.callBackAt(60100ms);
-  suspended.time.passTo(60500ms);
-  EXPECT_EQ(suspended.stalls, 0);
+  EXPECT_EQ(suspended.stallsAt(60500ms), 0);
 
   Watched interrupted;
   interrupted.watch.expectSilence(5s);
-  interrupted.time.passTo(5499ms);
-  EXPECT_EQ(interrupted.stalls, 0);
-  interrupted.time.passTo(5500ms);
-  EXPECT_EQ(interrupted.stalls, 1);
+  EXPECT_EQ(interrupted.stallsAt(5499ms), 0);
+  EXPECT_EQ(interrupted.stallsAt(5500ms), 1);
 }
 
 }  // namespace

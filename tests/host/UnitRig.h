@@ -1,0 +1,91 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/Hosts.h"
+#include "platform/Log.h"
+#include "platform/Report.h"
+#include "platform/Scheduler.h"
+#include "platform/UnitService.h"
+#include "tests/support/SoundFiles.h"
+#include "tests/support/TemporaryFolder.h"
+
+namespace orvane::test {
+
+/// One unit on a simulated host of its own, as a tool would set it up, and what its runs gave.
+class UnitRig {
+ public:
+  explicit UnitRig(const std::string& options) : host(platform::makeSimulatedHost(options)) {
+    host.log->setSink([this](platform::LogLevel, std::string_view line) { log += std::string(line) + "\n"; });
+    wrapper = host.units->wrap(unit = makeUnit());
+  }
+  ~UnitRig() { host.units->dispose(unit); }
+
+  platform::UnitInstance makeUnit() const {
+    platform::UnitInstance made{};
+    EXPECT_EQ(host.units->createInstance(host.units->findComponent({}), made), 0);
+    EXPECT_EQ(host.units->initialize(made), 0);
+    return made;
+  }
+
+  /// Collects the input, interleaved, and the time stamp of each slice.
+  void takeInput() {
+    mList.header.bufferCount = wrapper->outputBus(1).format().channelCount();
+    captured.reserve(1 << 21);
+    times.reserve(1 << 16);
+    wrapper->setInputEnabled(true);
+    wrapper->setInputHandler([this, render = wrapper->renderOperation()](auto& flags, const auto& time,
+                                                                         std::uint32_t frames, int bus) {
+      for (auto& entry : mList.header.buffers()) entry = {1, frames * 4, nullptr};
+      ASSERT_EQ(render(flags, time, frames, bus, mList.header, nullptr), 0);
+      ASSERT_TRUE(missesFrames || time.sampleTime == static_cast<double>(captured.size() / mList.header.bufferCount));
+      times.push_back(time);
+      for (std::uint32_t frame = 0; frame < frames; ++frame) {
+        for (auto& entry : mList.header.buffers()) captured.push_back(static_cast<const float*>(entry.data)[frame]);
+      }
+    });
+  }
+
+  /// Plays what `sampleAt(frame, channel)` says.
+  template <typename SampleAt>
+  void play(SampleAt sampleAt) {
+    wrapper->setOutputProvider([sampleAt](auto&, const auto& time, std::uint32_t frames, int, auto& list) {
+      for (std::uint32_t channel = 0; channel < list.bufferCount; ++channel) {
+        auto* const samples = static_cast<float*>(list.buffers()[channel].data);
+        for (std::uint32_t frame = 0; frame < frames; ++frame)
+          samples[frame] = sampleAt(time.sampleTime + frame, channel);
+      }
+      return platform::status::success;
+    });
+  }
+
+  /// Starts the unit and waits for the end of the device, which stops the unit too, or for as long as `limit`.
+  platform::Status run(platform::HostTime limit = platform::Waiter::forever) {
+    const auto ended = std::shared_ptr(host.scheduler->makeWaiter());
+    const platform::Status started = host.units->start(unit);
+    host.report->onDeviceEnd([ended] { ended->signal(); });
+    if (started == platform::status::success && ended->wait(limit)) host.units->stop(unit);
+    return started;
+  }
+
+  platform::Platform host;
+  platform::Report& report = *host.report;
+  platform::UnitInstance unit{};
+  std::shared_ptr<platform::UnitWrapper> wrapper;
+  bool missesFrames = false;  ///< Else time stamps count the frames that were handed over.
+  std::vector<float> captured;
+  std::vector<platform::RenderTimeStamp> times;
+  std::string log;
+
+ private:
+  struct {
+    platform::RenderBufferList header{0};
+    platform::RenderBuffer entries[4];
+  } mList;
+};
+
+}  // namespace orvane::test
