@@ -183,7 +183,7 @@ TEST_P(BothPaces, ManyCallersPostSignalAndCancelAtOnce) {
   EXPECT_EQ(ran, callers * rounds);
 }
 
-INSTANTIATE_TEST_SUITE_P(Real, BothPaces, testing::Values(true, false));
+INSTANTIATE_TEST_SUITE_P(AtRealPace, BothPaces, testing::Bool());
 
 }  // namespace
 }  // namespace orvane::host

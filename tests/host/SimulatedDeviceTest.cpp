@@ -103,6 +103,7 @@ TEST(Fault, AnUnpluggedMicrophoneEndsTheRunOnceSomebodyTakesTheInput) {
   rig.play(silent);
   rig.run(1s);
   EXPECT_EQ(rig.report.deviceEnd(), DeviceEnd::none);
+  EXPECT_THAT(rig.log, HasSubstr("The microphone was unplugged: the input is silent"));
   const UnitInstance listener = rig.makeUnit();
   rig.host.units->wrap(listener)->setInputEnabled(true);
   rig.host.units->start(listener);

@@ -50,8 +50,8 @@ TEST(Commands, EndWithTheStatusAndTheReason) {
       {1, "session --category playandrecord", {"setCategory failed: no category is named \"playandrecord\""}},
       {1, "tone --category Record --option allowA2DP=on", {"change categoryOption 0x20 1 failed: "}},
       {1,
-       "meter --simulate speaker=/none/heard.wav",
-       {notStarted + "-2", "The speaker's file cannot be written: \"/none/heard.wav"}},
+       "meter --simulate speaker=/none/a.wav",
+       {notStarted + "-2", "The speaker's file cannot be written: \"/none/a"}},
       {1, "meter --session auxiliary --category Playback", {notStarted + "-15"}},
       {1, "tone --session primary --category Record", {notStarted + "-16"}},
       {1,
@@ -64,19 +64,14 @@ TEST(Commands, EndWithTheStatusAndTheReason) {
       {1, "record " + old + " --simulate mic=" + old, {notMade + "-3", "old.wav\" is the microphone's own file"}},
       {1,
        "record " + file + " --simulate speaker=" + file,
-       {notStarted + "-3", "untouched.wav\" is being written as another file of this run"}},
+       {notStarted + "-3", "being written as another file of this run"}},
   };
   for (const auto& [status, arguments, said] : cases) {
     const Ended ended = runTool(arguments);
     EXPECT_EQ(ended.status, status) << arguments;
     EXPECT_EQ(ended.output, "");
-    if (status == 2) {
-      EXPECT_THAT(ended.errors, StartsWith("orvane: "));
-    }
+    EXPECT_TRUE(status != 2 || (ended.errors.starts_with("orvane: ") && !std::filesystem::exists(file))) << arguments;
     for (const std::string& words : said) EXPECT_THAT(ended.errors, HasSubstr(words)) << arguments;
-    if (status == 2) {
-      EXPECT_FALSE(std::filesystem::exists(file));
-    }
     EXPECT_EQ(readFile(old), before) << arguments;
   }
   EXPECT_THAT(runFast("", "record " + old + " --unit xyzw --json").output,
