@@ -13,8 +13,8 @@ namespace orvane {
 ///
 /// While the phase is a multiple of the spacing of floats at the period, all of this is exact: a matter of whole
 /// numbers, in which any later phase is as near as the next. Where the period is less than 1 short of a power of two
-/// that holds within a period, and the step to the next one rounds. For a period below 1, and for up to a period after a
-/// change of it, the samples are counted one by one. The phases are the same either way.
+/// that holds within a period, and the step to the next one rounds. For a period below 1, and for up to a period after
+/// a change of it, the samples are counted one by one. The phases are the same either way.
 ///
 /// Real-time safe.
 class TonePhase {
