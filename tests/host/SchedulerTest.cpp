@@ -23,8 +23,7 @@ std::string traceOfExchange(Scheduler& scheduler, const std::array<int, 3>& orde
   std::array<std::unique_ptr<platform::Worker>, 3> workers;
   for (auto& each : workers) each = scheduler.makeWorker("exchange");
   const std::unique_ptr<Waiter> done = scheduler.makeWaiter();
-  int left = 3 * 2 * 2;  // Three chains; each task posts to both other workers,
-                         // two generations deep.
+  int left = 3 * 2 * 2;  // Three chains; each task posts to both other workers, two generations deep.
   std::function<void(int, int)> run = [&](int self, int depth) {
     const HostTime now = scheduler.clock().now();
     trace += std::to_string(self) + "@" + std::to_string(now.count()) + " ";

@@ -48,8 +48,7 @@ TEST(SimulatedDevice, StartAgainContinuesTheDeviceAndDoesNotDrift) {
   const auto waiter = rig.host.scheduler->makeWaiter();
   for (std::uint64_t start = 1; start <= 3; ++start) {
     const auto before = clock.now();
-    rig.run(3600s + 1ns);  // A nanosecond more, for the slice that is due with
-                           // the last second.
+    rig.run(3600s + 1ns);  // A nanosecond more, for the slice that is due with the last second.
     EXPECT_EQ(clock.now() - before, 3600s + 1ns);
     ASSERT_EQ(rig.host.units->stop(rig.unit), 0);
     EXPECT_FALSE(waiter->wait(1s)) << "time goes on without the device";
@@ -204,8 +203,7 @@ TEST(IoUnit, RefusesWhatItCannotDo) {
       {clientInput, StreamFormat::standard(48000, 0), "0 channels; a unit takes 1 to 64"},
       {clientInput, StreamFormat::standard(48000, 65), "65 channels"},
       {clientOutput, StreamFormat::standard(187, 2),
-       "187 Hz asked for; the hardware runs at 48000 Hz, and a unit converts "
-       "between rates up to a factor of 256"},
+       "187 Hz asked for; the hardware runs at 48000 Hz, and a unit converts between rates up to a factor of 256"},
       {clientOutput, StreamFormat::standard(12288001, 2), "12288001 Hz asked for"},
       {clientOutput, StreamFormat::standard(std::nan(""), 2), "a unit takes"},
       {clientOutput, StreamFormat::linearPcm(48000, 2, 16, platform::format_flag::signedInteger, true),
