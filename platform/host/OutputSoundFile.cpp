@@ -51,6 +51,7 @@ OutputSoundFile::Identity OutputSoundFile::identity() const {
 }
 
 std::optional<platform::Failure> OutputSoundFile::begin() {
+  if (mDiskIsFull && mDiskIsFull()) return systemFailure(mPath, ENOSPC);
   if (ftruncate(mFile.get(), 0) != 0) return systemFailure(mPath, errno);
   SF_INFO info = libraryInfo(mFormat);
   errno = 0;

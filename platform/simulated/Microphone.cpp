@@ -195,11 +195,9 @@ std::unique_ptr<Microphone> makeTone(const std::string& where, std::string_view 
 
 std::unique_ptr<Microphone> makeNoise(const std::string& where, std::string_view arguments) {
   std::uint64_t seed = 0;
-  if (!arguments.empty()) {
-    const auto [end, error] = std::from_chars(arguments.data(), arguments.data() + arguments.size(), seed);
-    if (error != std::errc() || end != arguments.data() + arguments.size()) {
-      refuse(where, "the seed is a whole number from 0 to 18446744073709551615");
-    }
+  const auto [end, error] = std::from_chars(arguments.data(), arguments.data() + arguments.size(), seed);
+  if (error != std::errc() || end != arguments.data() + arguments.size()) {
+    refuse(where, "the seed is a whole number from 0 to 18446744073709551615");
   }
   return std::make_unique<Noise>(seed);
 }
@@ -210,7 +208,7 @@ std::unique_ptr<Microphone> makeMicrophone(const Given<std::string>& text) {
   const std::string_view view = text.value;
   if (view == "silence") return std::make_unique<Silence>();
   if (view == "loop") return std::make_unique<Loop>();
-  if (view == "noise") return makeNoise(text.where, {});
+  if (view == "noise") return std::make_unique<Noise>(0);
   if (view.starts_with(toneWord)) return makeTone(text.where, view.substr(toneWord.size()));
   if (view.starts_with(seededNoiseWord)) return makeNoise(text.where, view.substr(seededNoiseWord.size()));
   return std::make_unique<SoundFile>(text);

@@ -7,7 +7,6 @@
 #include <cerrno>
 #include <cmath>
 #include <limits>
-#include <system_error>
 #include <variant>
 
 #include "platform/PlatformException.h"
@@ -18,6 +17,7 @@
 #include "platform/simulated/RefusableCalls.h"
 #include "platform/simulated/Refuse.h"
 #include "platform/simulated/ScenarioNode.h"
+#include "platform/simulated/SpeakerFile.h"
 
 namespace orvane::simulated {
 
@@ -74,7 +74,7 @@ void resolvePaths(DeviceSettings& device, const fs::path& folder) {
   if (device.microphone && isMicrophoneFile(device.microphone->value)) {
     device.microphone->value = resolve(folder, device.microphone->value);
   }
-  if (device.speaker && device.speaker->value != "null") {
+  if (device.speaker && isSpeakerFile(device.speaker->value)) {
     device.speaker->value = resolve(folder, device.speaker->value);
   }
 }
@@ -203,21 +203,6 @@ std::string readText(const std::string& path) {
   return text;
 }
 
-/// Refuses a speaker's file that could not be written, without touching it.
-void checkSpeaker(const Given<std::string>& speaker) {
-  const fs::path path = speaker.value;
-  const fs::path folder = path.has_parent_path() ? path.parent_path() : ".";
-  std::error_code error;
-  const fs::file_status facts = fs::status(path, error);
-  const auto refuseOn = [&](bool fault, const std::string& reason) {
-    if (fault) refuse(speaker.where, '"' + speaker.value + "\": " + reason);
-  };
-  refuseOn(!fs::is_directory(folder, error), "there is no such folder");
-  refuseOn(fs::exists(facts) && !fs::is_regular_file(facts), "it is not a regular file");
-  const bool mayWrite = fs::exists(facts) ? access(path.c_str(), W_OK) == 0 : access(folder.c_str(), W_OK | X_OK) == 0;
-  refuseOn(!mayWrite, std::generic_category().message(errno));
-}
-
 }  // namespace
 
 Scenario parseScenario(std::string_view text, const fs::path& file) {
@@ -244,7 +229,10 @@ Scenario parseScenario(std::string_view text, const fs::path& file) {
 Scenario readScenario(const std::string& path) {
   Scenario scenario = parseScenario(readText(path), path);
   if (scenario.device.microphone) makeMicrophone(*scenario.device.microphone);
-  if (scenario.device.speaker && scenario.device.speaker->value != "null") checkSpeaker(*scenario.device.speaker);
+  if (const auto& speaker = scenario.device.speaker; speaker && isSpeakerFile(speaker->value)) {
+    checkSpeakerFile(*speaker);
+    keepFromSpeaker(path, "the scenario", *speaker);
+  }
   return scenario;
 }
 

@@ -3,12 +3,11 @@
 #include <sndfile.h>
 
 #include <algorithm>
-#include <filesystem>
 #include <iterator>
-#include <system_error>
 #include <utility>
 
 #include "platform/simulated/Refuse.h"
+#include "platform/simulated/SpeakerFile.h"
 
 namespace orvane::simulated {
 
@@ -50,14 +49,11 @@ host::DeviceFormat deviceFormat(const DeviceSettings& settings, const Microphone
 
 /// The path of the speaker's file; empty where the speaker is none.
 std::string speakerPath(const DeviceSettings& settings, std::uint32_t outputs) {
-  if (!settings.speaker || settings.speaker->value == "null") return {};
-  const auto& [path, where] = *settings.speaker;
-  if (outputs == 0) refuse(where, "a device with outputs=0 has no speaker");
-  std::error_code ignored;
-  if (settings.microphone && std::filesystem::equivalent(path, settings.microphone->value, ignored)) {
-    refuse(where, "the speaker would overwrite the microphone's file");
-  }
-  return path;
+  if (!settings.speaker || !isSpeakerFile(settings.speaker->value)) return {};
+  if (outputs == 0) refuse(settings.speaker->where, "a device with outputs=0 has no speaker");
+  checkSpeakerFile(*settings.speaker);
+  if (settings.microphone) keepFromSpeaker(settings.microphone->value, "the microphone's file", *settings.speaker);
+  return settings.speaker->value;
 }
 
 std::vector<Fault> discontinuities(const std::vector<Fault>& faults) {
@@ -163,16 +159,19 @@ void SimulatedDevice::runSlice() {
   }
 }
 
-/// Why the device can neither start nor go on.
+/// Why the device can neither start nor go on: by the first fault of those in force.
 std::optional<platform::Failure> SimulatedDevice::failure() const {
-  if (mFaults->isInForce(Fault::Kind::deviceLost)) {
-    return platform::Failure{platform::status::deviceLost, "the device was lost"};
-  }
-  if (mFaults->isInForce(Fault::Kind::serverLost)) {
-    return platform::Failure{platform::status::serverLost, "the sound server was lost"};
-  }
-  if (mInputTaken && mFaults->isInForce(Fault::Kind::microphoneUnplugged)) {
-    return platform::Failure{platform::status::deviceLost, "the microphone was unplugged"};
+  for (const Fault& fault : mFaults->faults()) {
+    if (!mFaults->isInForce(fault)) continue;
+    if (fault.kind == Fault::Kind::deviceLost) {
+      return platform::Failure{platform::status::deviceLost, "the device was lost"};
+    }
+    if (fault.kind == Fault::Kind::serverLost) {
+      return platform::Failure{platform::status::serverLost, "the sound server was lost"};
+    }
+    if (fault.kind == Fault::Kind::microphoneUnplugged && mInputTaken) {
+      return platform::Failure{platform::status::deviceLost, "the microphone was unplugged"};
+    }
   }
   return std::nullopt;
 }
@@ -195,13 +194,14 @@ bool SimulatedDevice::loseFrames() {
   const std::size_t done = mDiscontinuitiesDone;
   if (done == mDiscontinuities.size() || !mFaults->isInForce(mDiscontinuities[done])) return false;
   const std::uint32_t missing = mDiscontinuities[done].frames;
+  // Said first: to hear so many frames pass may take long by itself.
+  mCallback->deviceInterrupted(mStartTime + durationOf(position() + missing - mPositionAtStart));
   for (std::uint32_t passed = 0; passed < missing && mRunning;) {
     const std::uint32_t wanted = std::min(missing - passed, mFormat.sliceFrames);
     if (mMicrophone->read(mInputs.planes(), wanted) < wanted) break;
     passed += wanted;
   }
   mMissing += missing;
-  mCallback->deviceInterrupted(mStartTime + durationOf(position() - mPositionAtStart));
   ++mDiscontinuitiesDone;
   mServices.log->write(platform::LogLevel::warning,
                        "The device was interrupted: " + std::to_string(missing) + " frames are missing");

@@ -11,6 +11,7 @@
 #include "platform/simulated/Scenario.h"
 #include "platform/simulated/SimulatedDevice.h"
 #include "platform/simulated/SimulatedOptions.h"
+#include "platform/simulated/SpeakerFile.h"
 
 namespace orvane::simulated {
 
@@ -20,6 +21,8 @@ platform::Platform makeSimulatedHost(std::string_view options) {
   if (parsed.scenario) scenario = readScenario(*parsed.scenario);
   DeviceSettings& settings = parsed.device;
   settings.fillFrom(scenario.device);
+  if (parsed.scenario && settings.speaker && isSpeakerFile(settings.speaker->value))
+    keepFromSpeaker(*parsed.scenario, "the scenario", *settings.speaker);
 
   host::Foundation foundation = host::makeFoundation(settings.fastPace && settings.fastPace->value);
   const auto faults = std::make_shared<FaultPlan>(std::move(scenario.faults), foundation.scheduler);

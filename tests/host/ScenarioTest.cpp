@@ -48,6 +48,8 @@ TEST(SimulatedOptions, WhatIsWrongIsRefusedByItsKey) {
       {"mic=tone:nan", "the frequency in hertz"},
       {"mic=tone:440:2", "the amplitude is a number from 0 to 1"},
       {"mic=noise:x", "the seed is a whole number"},
+      {"mic=noise:", "the seed is a whole number"},
+      {"speaker=" + folder.path().string(), "it is not a regular file"},
       {"rate=48000,mic=" + file, "rate=48000: the microphone's file has 44100"},
       {"inputs=2,mic=" + file, "inputs=2: the microphone's file has 1"},
       {"outputs=0,speaker=x.wav", "a device with outputs=0 has no speaker"},
@@ -65,6 +67,8 @@ TEST(Scenario, WhatIsWrongIsRefusedByItsPlace) {
   const std::string file = folder.file("scenario.json");
   test::writeSound(folder.file("voice.wav"), {.rate = 44100, .channels = 2, .samples = {0, 0}});
   const std::string longKey(300, 'k');
+  std::string many;
+  for (int fault = 0; fault < 1000; ++fault) many += "0,";
   const Cases cases{
       {"", "JSON is wrong at line 1, column 1: "},
       {"{\"audio\":\n{\"rate\":}}", "JSON is wrong at line 2, column 9: "},
@@ -88,10 +92,13 @@ TEST(Scenario, WhatIsWrongIsRefusedByItsPlace) {
       {R"({"audio":{"microphone":"voice.wav","rate":48000}})", "audio.rate: the microphone's file has 44100"},
       {R"({"audio":{"microphone":"voice.wav","speaker":"./voice.wav"}})", "audio.speaker: the speaker would overwrite"},
       {R"({"audio":{"speaker":"none/out.wav"}})", "out.wav\": there is no such folder"},
+      {R"({"audio":{"speaker":"scenario.json"}})", "audio.speaker: the speaker would overwrite the scenario"},
+      {R"({"audio":{"microphone":"scenario.json"}})", "audio.microphone: no sound file that can be read"},
       {R"({"audio":{"speaker":"a\u0000b"}})", "audio.speaker: a path has no zero byte"},
       {R"({"session":{"deny":{}}})", "session.deny: unknown key; the only key here is refuse"},
       {R"({"session":{"refuse":{"active":"x"}}})", "session.refuse.active: unknown key; the keys here are activate"},
       {R"({"faults":{}})", "faults: a list is needed"},
+      {R"({"faults":[)" + many + "0]}", "faults: a scenario has 1000 faults at most"},
       {R"({"faults":[{"at":0}]})",
        "faults[0]: the key \"fault\" is missing: it is one of microphone-unplugged, device-"},
       {R"({"faults":[{"at":0,"fault":"fire"}]})", "faults[0].fault: one of microphone-unplugged, device-lost"},

@@ -37,7 +37,8 @@ TEST(SimulatedDevice, TheLoopHearsTheSpeakerOneSliceLater) {
   ASSERT_EQ(rig.run(), 0);
   ASSERT_EQ(rig.captured.size(), 2000U);
   for (std::uint32_t index = 0; index < 2000; ++index) {
-    ASSERT_EQ(rig.captured[index], index < 200 ? 0 : ramp(index / 2 - 100, index % 2)) << index;
+    const std::uint32_t frame = index / 2;
+    ASSERT_EQ(rig.captured[index], frame < 100 ? 0 : ramp(frame - 100, index % 2)) << index;
   }
 }
 
@@ -79,6 +80,7 @@ TEST(Fault, EndsTheRunAtItsTimeAndStaysThere) {
   } cases[] = {
       {"device-lost", "480", status::deviceLost, status::deviceLost, 105ms},
       {"server-lost", "480", status::serverLost, status::serverLost, 105ms},
+      {R"(server-lost"},{"at":0.105,"fault":"device-lost)", "480", status::serverLost, status::serverLost, 105ms},
       {"microphone-unplugged", "480", status::deviceLost, status::deviceLost, 105ms},
       {"stalled", "480", status::stalled, status::success, 600ms},
       {"stalled", "4800", status::stalled, status::success, 1100ms},  // Ten slices are longer than half a second.
@@ -153,6 +155,12 @@ TEST(StallAtRealPace, IsNoticedAndIsNoCallbackThatBlocks) {
   EXPECT_EQ(stalled.report.deviceFailure()->status, status::stalled);
   EXPECT_EQ(stalled.report.runCount().frames, stalled.captured.size());
   EXPECT_GE(stalled.host.scheduler->clock().now(), 1500ms) << "the clock begins at one second";
+
+  // Frames that nobody hears take the device a second to make up.
+  FaultyRig interrupted(R"({"at":0.01,"fault":"discontinuity","frames":8000000})", "pace=real,mic=noise,inputs=64");
+  interrupted.play(silent);
+  ASSERT_EQ(interrupted.run(1500ms), status::success);
+  EXPECT_EQ(interrupted.report.deviceEnd(), DeviceEnd::none);
 
   UnitRig blocked("pace=real");
   blocked.wrapper->setInputEnabled(true);

@@ -38,16 +38,17 @@ class UnitRig {
     captured.reserve(1 << 21);
     times.reserve(1 << 16);
     wrapper->setInputEnabled(true);
-    wrapper->setInputHandler([this, render = wrapper->renderOperation()](auto& flags, const auto& time,
-                                                                         std::uint32_t frames, int bus) {
-      for (auto& entry : mList.header.buffers()) entry = {1, frames * 4, nullptr};
-      ASSERT_EQ(render(flags, time, frames, bus, mList.header, nullptr), 0);
-      ASSERT_TRUE(missesFrames || time.sampleTime == static_cast<double>(captured.size() / mList.header.bufferCount));
-      times.push_back(time);
-      for (std::uint32_t frame = 0; frame < frames; ++frame) {
-        for (auto& entry : mList.header.buffers()) captured.push_back(static_cast<const float*>(entry.data)[frame]);
-      }
-    });
+    wrapper->setInputHandler(
+        [this, render = wrapper->renderOperation()](auto& flags, const auto& time, std::uint32_t frames, int bus) {
+          for (auto& entry : mList.header.buffers()) entry = {1, frames * 4, nullptr};
+          ASSERT_EQ(render(flags, time, frames, bus, mList.header, nullptr), 0);
+          const std::size_t before = captured.size() / mList.header.bufferCount;
+          ASSERT_TRUE(missesFrames || time.sampleTime == static_cast<double>(before));
+          times.push_back(time);
+          for (std::uint32_t frame = 0; frame < frames; ++frame) {
+            for (auto& entry : mList.header.buffers()) captured.push_back(static_cast<const float*>(entry.data)[frame]);
+          }
+        });
   }
 
   /// Plays what `sampleAt(frame, channel)` says.

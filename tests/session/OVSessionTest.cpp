@@ -2,10 +2,12 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <atomic>
 #include <barrier>
 #include <cctype>
 #include <functional>
+#include <iterator>
 #include <set>
 #include <sstream>
 #include <thread>
@@ -70,7 +72,8 @@ TEST(OVSession, LogsEachFailureThenRaisesIt) {
 /// "orvane.category.tty-call" and "orvane.category.TTYCall" both give "orvanecategoryttycall".
 std::string letters(const std::string& name) {
   std::string letters;
-  for (const int c : name) letters += std::isalpha(c) ? std::string(1, static_cast<char>(std::tolower(c))) : "";
+  std::ranges::copy_if(name, std::back_inserter(letters), [](unsigned char c) { return std::isalpha(c) != 0; });
+  std::ranges::transform(letters, letters.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
   return letters;
 }
 

@@ -22,7 +22,10 @@ class ScriptedUnit : UnitService, UnitWrapper, ConvertingFile {
   struct Bus : UnitBus {
     Bus(ScriptedUnit& unit, std::string name, double rate, std::uint32_t channels)
         : mUnit(unit), mName(std::move(name)), mFormat(StreamFormat::standard(rate, channels)) {}
-    void operator=(const StreamFormat& format) { mFormat = format; }
+    Bus& operator=(const StreamFormat& format) {
+      mFormat = format;
+      return *this;
+    }
     StreamFormat format() const override {
       mUnit.note(mName);
       return mFormat;

@@ -45,13 +45,14 @@ TEST(Commands, EndWithTheStatusAndTheReason) {
       {2, "record", {"PATH is required", "'orvane record --help'"}},
       {2, "device --simulate =3", {"--simulate: unknown key \"\""}},
       {77, "--host pipewire device", {"this build has no pipewire host; it has --host simulated"}},
-      {77, "meter --simulate inputs=0", {"orvane: the simulated host has no audio input"}},
+      {77,
+       "meter --json --simulate inputs=0",
+       {"orvane: the simulated host has no audio input", R"("error":"the simulated host has no audio input")"}},
       {77, "tone --simulate outputs=0", {"orvane: the simulated host has no audio output"}},
       {1, "session --category playandrecord", {"setCategory failed: no category is named \"playandrecord\""}},
       {1, "tone --category Record --option allowA2DP=on", {"change categoryOption 0x20 1 failed: "}},
-      {1,
-       "meter --simulate speaker=/none/a.wav",
-       {notStarted + "-2", "The speaker's file cannot be written: \"/none/a"}},
+      {2, "meter --simulate speaker=/none/a.wav", {"speaker=/none/a.wav: \"/none/a.wav\": there is no such folder"}},
+      {2, "meter --simulate speaker=/dev/null", {"\"/dev/null\": it is not a regular file"}},
       {1, "meter --session auxiliary --category Playback", {notStarted + "-15"}},
       {1, "tone --session primary --category Record", {notStarted + "-16"}},
       {1,
@@ -163,7 +164,8 @@ TEST(Examples, DoWhatTheToolDoesAndAreWhatTheReadMeShows) {
   EXPECT_EQ(runFast(speakers[1], "tone --frequency 440 --monotone --seconds 2").status, 0);
   EXPECT_EQ(framesOfWholeFile(folder.file("example.wav")), "96000");
   EXPECT_TRUE(readFile(folder.file("example.wav")) == readFile(folder.file("tool.wav")));
-  EXPECT_EQ(run(ORVANE_EXAMPLE_TONE " speaker=/none/heard.wav").errors, "tone: UnitService::start failed: -2\n");
+  EXPECT_EQ(run(ORVANE_EXAMPLE_TONE " speaker=/none/heard.wav").errors,
+            "tone: speaker=/none/heard.wav: \"/none/heard.wav\": there is no such folder\n");
 
   const std::string tone = readFile(ORVANE_SOURCE_FOLDER "/examples/tone.cpp");
   ASSERT_FALSE(tone.empty());

@@ -32,20 +32,20 @@ TEST_F(FaultRun, EndsWithTheReasonAndWholeFiles) {
   const struct {
     std::string time;
     std::string fault;
-    int status;
     std::string error;
+    int status = 1;
     bool tone = true;  ///< Ends a tone as well.
   } cases[] = {
-      {"0.5", R"("device-lost")", 1, "the device was lost"},
-      {"0.5", R"("server-lost")", 1, "the sound server was lost"},
-      {"0.5", R"("microphone-unplugged")", 1, "the microphone was unplugged", false},
-      {"0.5", R"("stalled")", 1, "the device stalled: no callback for 500 ms"},
-      {"0", R"("stalled")", 1, "the device stalled: no callback for 500 ms"},
-      {"0", R"("device-lost")", 77, "the device was lost"},
-      {"0", R"("server-lost")", 77, "the sound server was lost"},
+      {"0.5", R"("device-lost")", "the device was lost"},
+      {"0.5", R"("server-lost")", "the sound server was lost"},
+      {"0.5", R"("microphone-unplugged")", "the microphone was unplugged", 1, false},
+      {"0.5", R"("stalled")", "the device stalled: no callback for 500 ms"},
+      {"0", R"("stalled")", "the device stalled: no callback for 500 ms"},
+      {"0", R"("device-lost")", "the device was lost", 77},
+      {"0", R"("server-lost")", "the sound server was lost", 77},
   };
   for (const std::string& command : {std::string("meter"), std::string("tone"), mRecord, std::string("playthru")}) {
-    for (const auto& [time, fault, status, error, tone] : cases) {
+    for (const auto& [time, fault, error, status, tone] : cases) {
       if (command == "tone" && !tone) continue;
       SCOPED_TRACE(command + ": " + fault + " at " + time);
       const std::string frames = time == "0" ? "0" : "23808";
@@ -72,6 +72,11 @@ TEST_F(FaultRun, ADiskThatIsFullEndsARunWithWhatFitted) {
   const int frames = std::stoi(framesOfWholeFile(mTake));
   EXPECT_GT(frames, 9000) << "what was written in the first 200 ms at least";
   EXPECT_LT(frames, 24000);
+  // What was there stays where nothing could be written in its place.
+  const std::string before = readFile(mTake);
+  const Ended refused = run(faulty("0", R"("disk-full")"), mRecord);
+  EXPECT_THAT(refused.errors, AllOf(HasSubstr("No space left on device\n"), EndsWith("create failed: -4\n")));
+  EXPECT_EQ(readFile(mTake), before);
 }
 
 TEST_F(FaultRun, ShowsWhatTheScenarioSays) {
@@ -110,7 +115,7 @@ TEST_F(FaultRun, ShowsWhatTheScenarioSays) {
       {refusing(call::stop, "0.05"), "tone --seconds 0.1", 1, "orvane: UnitService::stop failed: -77\n",
        R"("frames":4864,)"},
       {R"("faults":[{"at":0,"fault":"refuse","call":"UnitService::stop","status":-77},{"at":0.05,"fault":"device-lost"}])",
-       "tone", 1, "orvane: UnitService::stop failed: -77\n", R"("frames":2304,)"},
+       "tone", 1, "orvane: the device was lost; then UnitService::stop failed: -77\n", R"("frames":2304,)"},
       {denying("activate"), "session --activate", 1, "orvane: activate failed: out of hours\n"},
       {denying("deactivate"), "session --activate --deactivate", 1, "orvane: deactivate failed: out of hours\n"},
       {denying("category"), "session --category Playback", 1, "orvane: setCategory failed: out of hours\n"},

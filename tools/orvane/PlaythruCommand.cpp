@@ -18,8 +18,6 @@ PlaythruCommand::PlaythruCommand(CLI::App& parent)
 }
 
 ExitStatus PlaythruCommand::run(const Invocation& invocation) {
-  requireHardware(*invocation.host.report, Side::input);
-  requireHardware(*invocation.host.report, Side::output);
   return runUnit(invocation, {.command = "playthru", .input = true, .output = true, .seconds = mSeconds}, mUnit,
                  AOPlaythru::init());
 }

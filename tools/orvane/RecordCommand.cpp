@@ -29,7 +29,6 @@ RecordCommand::RecordCommand(CLI::App& parent) : Command(parent, "record", "Reco
 }
 
 ExitStatus RecordCommand::run(const Invocation& invocation) {
-  requireHardware(*invocation.host.report, Side::input);
   std::shared_ptr<AORecord> recorder = AORecord::initWithFilePath(mPath);
   if (mClientRate) recorder->setClientSampleRate(*mClientRate);
   return runUnit(invocation, {.command = "record", .input = true, .seconds = mSeconds}, mUnit, std::move(recorder));

@@ -22,13 +22,25 @@ RunResult failure(const std::string& reason) {
   return {.ended = "failed", .error = reason, .status = ExitStatus::failed};
 }
 
+RunResult unavailable(const std::string& reason) {
+  return {.ended = "failed", .error = reason, .status = ExitStatus::unavailable};
+}
+
+/// What went wrong behind the classes, with the device or with what it writes.
+std::optional<std::string> failureBehind(const platform::Report& report) {
+  if (const auto device = report.deviceFailure()) return device->reason;
+  const auto write = report.writeFailure();
+  if (!write) return std::nullopt;
+  const bool isFull = write->status == platform::status::diskFull;
+  return std::string("writing failed") + (isFull ? ", disk full: " : ": ") + write->reason;
+}
+
 /// What a run comes to in which something was raised. A device that was gone before the first frame is none here.
 RunResult refusal(const platform::Report& report, const std::string& reason) {
   const auto device = report.deviceFailure();
-  if (!device || report.runCount().frames > 0) return failure(reason);
-  RunResult result = failure(device->reason);
-  result.status = ExitStatus::unavailable;
-  return result;
+  if (device && report.runCount().frames == 0) return unavailable(device->reason);
+  const auto cause = failureBehind(report);
+  return failure(cause ? *cause + "; then " + reason : reason);
 }
 
 const char* key(Side side) {
@@ -37,6 +49,17 @@ const char* key(Side side) {
 
 platform::StreamFormat hardwareFormat(const platform::Report& report, Side side) {
   return side == Side::input ? report.hardwareInput() : report.hardwareOutput();
+}
+
+/// What the hardware lacks that the run needs.
+std::optional<std::string> lackingSide(const platform::Report& report, const UnitRun& run) {
+  for (const Side side : {Side::input, Side::output}) {
+    const bool isNeeded = side == Side::input ? run.input : run.output;
+    if (isNeeded && hardwareFormat(report, side).channelCount() == 0) {
+      return "the " + report.hostName() + " host has no audio " + key(side);
+    }
+  }
+  return std::nullopt;
 }
 
 /// The frames of device time that make `seconds`: the product is meant in decimal, so a binary fraction's error in the
@@ -56,11 +79,7 @@ void limitRun(platform::Report& report, const UnitRun& run) {
 
 /// How a run that nothing was raised in ended.
 RunResult ended(const platform::Report& report, int signal) {
-  if (const auto device = report.deviceFailure()) return failure(device->reason);
-  if (const auto write = report.writeFailure()) {
-    const bool isFull = write->status == platform::status::diskFull;
-    return failure(std::string("writing failed") + (isFull ? ", disk full: " : ": ") + write->reason);
-  }
+  if (const auto cause = failureBehind(report)) return failure(*cause);
   if (signal != 0) return {.ended = "signal"};
   return {.ended = report.deviceEnd() == platform::DeviceEnd::inputEnded ? "input-ended" : "seconds"};
 }
@@ -103,18 +122,14 @@ void addSeconds(CLI::App& options, std::optional<double>& seconds) {
       ->type_name("S");
 }
 
-void requireHardware(const platform::Report& report, Side side) {
-  if (hardwareFormat(report, side).channelCount() > 0) return;
-  throw ToolError(ExitStatus::unavailable, "the " + report.hostName() + " host has no audio " + key(side));
-}
-
 double deviceRate(const platform::Report& report, const UnitRun& run) {
   return hardwareFormat(report, run.input ? Side::input : Side::output).sampleRate();
 }
 
 ExitStatus runUnit(const Invocation& invocation, const UnitRun& run, const UnitOptions& options,
                    std::shared_ptr<OVIOUnit> unit) {
-  const RunResult result = perform(invocation.host, run, options, std::move(unit));
+  const auto lacking = lackingSide(*invocation.host.report, run);
+  const RunResult result = lacking ? unavailable(*lacking) : perform(invocation.host, run, options, std::move(unit));
   reportRun(invocation, run, result);
   return result.status;
 }

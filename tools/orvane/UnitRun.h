@@ -28,9 +28,6 @@ struct UnitRun {
 /// Declares --seconds.
 void addSeconds(CLI::App& options, std::optional<double>& seconds);
 
-/// Raises that the host has no hardware for `side`, where it has none.
-void requireHardware(const platform::Report& report, Side side);
-
 /// The rate in which device time is counted; one clock runs both sides.
 double deviceRate(const platform::Report& report, const UnitRun& run);
 
