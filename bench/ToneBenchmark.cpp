@@ -46,7 +46,7 @@ void render(benchmark::State& state) {
   reportPerSample(state, samples.size());
 }
 
-/// 377 Hz has a period of 127.3 samples, the phases of which have to be counted one by one.
+/// 377 Hz has a period of 127.3 samples, less than one short of a power of two: its phases are counted by periods.
 void tones(benchmark::internal::Benchmark* benchmark) {
   benchmark->ArgNames({"hertz", "frames"})->ArgsProduct({{261, 377, 3000}, {64, 512, 4096}});
 }
