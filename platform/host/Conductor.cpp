@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <iterator>
+#include <functional>
 
 #include "platform/Waiter.h"
 #include "platform/host/HostThread.h"
@@ -29,9 +29,10 @@ Conductor::~Conductor() {
   mThread.join();
 }
 
-Conductor::Place Conductor::addToAgenda(HostTime due, std::variant<Task, Limit> entry) {
+Conductor::Place Conductor::addToAgenda(HostTime due, std::variant<Task, Limit> what) {
   const Place place(std::max(due, now()), mPosted++);
-  mAgenda.emplace(place, std::move(entry));
+  const auto later = std::ranges::lower_bound(mAgenda, place, std::ranges::greater(), &Entry::place);
+  mAgenda.insert(later, {place, std::move(what)});
   if (mayRun()) mConductorWake.notify_one();
   return place;
 }
@@ -50,15 +51,12 @@ void Conductor::cancel(Owner owner) {
     mCallerWake.wait(lock, [&] { return !mTaskRuns || mRunning != owner; });
     --mReturning;
   }
-  for (auto entry = mAgenda.begin(); entry != mAgenda.end();) {
-    Task* task = std::get_if<Task>(&entry->second);
-    if (task != nullptr && task->owner == owner) {
-      dropped.push_back(std::move(*task));
-      entry = mAgenda.erase(entry);
-    } else {
-      ++entry;
-    }
-  }
+  const auto owned = std::ranges::stable_partition(mAgenda, [&](const Entry& entry) {
+    const Task* task = std::get_if<Task>(&entry.what);
+    return task == nullptr || task->owner != owner;
+  });
+  for (Entry& entry : owned) dropped.push_back(std::move(std::get<Task>(entry.what)));
+  mAgenda.erase(owned.begin(), owned.end());
   if (mayRun()) mConductorWake.notify_one();
   lock.unlock();
 }
@@ -92,7 +90,9 @@ bool Conductor::wait(Signals& signals, HostTime limit) {
   // Only when the task that signalled is done does the caller see a world that stands still. A signal from elsewhere,
   // the user's Ctrl-C above all, does not wait for a task that may be stuck.
   mCallerWake.wait(lock, [&] { return wait.state != Wait::State::waiting && !(wait.endedByTask && mTaskRuns); });
-  if (limited && wait.state == Wait::State::signalled) mAgenda.erase(limitPlace);
+  if (limited && wait.state == Wait::State::signalled) {
+    std::erase_if(mAgenda, [&](const Entry& entry) { return entry.place == limitPlace; });
+  }
   if (--mReturning == 0 && mayRun()) mConductorWake.notify_one();
   return wait.state == Wait::State::signalled;
 }
@@ -116,12 +116,13 @@ void Conductor::conduct() {
 }
 
 void Conductor::takeFirst(Lock& lock) {
-  auto entry = mAgenda.extract(mAgenda.begin());
-  mNow.store(entry.key().first.count(), std::memory_order_relaxed);
-  if (const Limit* limit = std::get_if<Limit>(&entry.mapped())) {
+  Entry entry = std::move(mAgenda.back());
+  mAgenda.pop_back();
+  mNow.store(entry.place.first.count(), std::memory_order_relaxed);
+  if (const Limit* limit = std::get_if<Limit>(&entry.what)) {
     endWait(*limit->signals, *limit->wait, Wait::State::limitReached);
   } else {
-    runTask(lock, std::move(std::get<Task>(entry.mapped())));
+    runTask(lock, std::move(std::get<Task>(entry.what)));
   }
 }
 

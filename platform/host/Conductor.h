@@ -3,7 +3,6 @@
 #include <atomic>
 #include <condition_variable>
 #include <cstdint>
-#include <map>
 #include <mutex>
 #include <thread>
 #include <utility>
@@ -57,10 +56,15 @@ class Conductor final : public platform::Clock {
     Wait* wait;
   };
   using Place = std::pair<HostTime, std::uint64_t>;
-  using Agenda = std::map<Place, std::variant<Task, Limit>>;
+  struct Entry {
+    Place place;
+    std::variant<Task, Limit> what;
+  };
+  /// The first to come stands last. A few entries at a time, so that moving them costs less than a node for each.
+  using Agenda = std::vector<Entry>;
   using Lock = std::unique_lock<std::mutex>;
 
-  Place addToAgenda(HostTime due, std::variant<Task, Limit> entry);
+  Place addToAgenda(HostTime due, std::variant<Task, Limit> what);
   void conduct();
   void takeFirst(Lock& lock);
   void runTask(Lock& lock, Task task);

@@ -25,7 +25,7 @@ class FaultPlan {
   /// When a fault comes into force, once the device has started.
   platform::HostTime dueTime(const Fault& fault) const;
   bool isInForce(const Fault& fault) const;
-  bool isInForce(Fault::Kind kind) const { return latest(kind) != nullptr; }
+  bool isInForce(Fault::Kind kind) const { return !mFaults.empty() && latest(kind) != nullptr; }
 
   /// What render operations return: success where no fault says otherwise.
   platform::Status renderStatus() const;
