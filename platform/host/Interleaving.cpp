@@ -85,16 +85,16 @@ std::uint32_t encodePairs(const float* left, const float* right, std::uint32_t f
 
 /// Takes pairs apart, four a step. Gives the number of frames that were done.
 std::uint32_t separatePairs(const float* samples, std::uint32_t frames, float* left, float* right) {
-  std::uint32_t frame = 0;
-  for (; frame + laneCount <= frames; frame += laneCount) {
-    const Lanes first = lanesAt(samples + std::size_t{2} * frame);
-    const Lanes second = lanesAt(samples + std::size_t{2} * frame + laneCount);
+  const std::uint32_t whole = frames / laneCount * laneCount;
+  for (std::size_t frame = 0; frame < whole; frame += laneCount) {
+    const Lanes first = lanesAt(samples + 2 * frame);
+    const Lanes second = lanesAt(samples + 2 * frame + laneCount);
     const Lanes lefts = __builtin_shufflevector(first, second, 0, 2, 4, 6);
     const Lanes rights = __builtin_shufflevector(first, second, 1, 3, 5, 7);
     std::memcpy(left + frame, &lefts, sizeof lefts);
     std::memcpy(right + frame, &rights, sizeof rights);
   }
-  return frame;
+  return whole;
 }
 
 }  // namespace

@@ -32,8 +32,9 @@ void StallWatch::begin(const DeviceFormat& format) {
 }
 
 void StallWatch::callbackEnds() {
-  mLast = mClock.now();
-  mInside = false;
+  // Whoever sees that the callback has ended sees when.
+  mLast.store(mClock.now(), std::memory_order_release);
+  mInside.store(false, std::memory_order_release);
 }
 
 void StallWatch::lookAt(Run run, HostTime time) {

@@ -32,7 +32,7 @@ class StallWatch {
   void expectSilence(platform::HostTime time) { mLast = time; }
 
   /// Around each callback. Real-time safe.
-  void callbackBegins() { mInside = true; }
+  void callbackBegins() { mInside.store(true, std::memory_order_release); }
   void callbackEnds();
 
  private:
