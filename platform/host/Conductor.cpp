@@ -51,12 +51,12 @@ void Conductor::cancel(Owner owner) {
     mCallerWake.wait(lock, [&] { return !mTaskRuns || mRunning != owner; });
     --mReturning;
   }
-  const auto owned = std::ranges::stable_partition(mAgenda, [&](const Entry& entry) {
+  const auto owned = std::stable_partition(mAgenda.begin(), mAgenda.end(), [&](const Entry& entry) {
     const Task* task = std::get_if<Task>(&entry.what);
     return task == nullptr || task->owner != owner;
   });
-  for (Entry& entry : owned) dropped.push_back(std::move(std::get<Task>(entry.what)));
-  mAgenda.erase(owned.begin(), owned.end());
+  for (auto entry = owned; entry != mAgenda.end(); ++entry) dropped.push_back(std::move(std::get<Task>(entry->what)));
+  mAgenda.erase(owned, mAgenda.end());
   if (mayRun()) mConductorWake.notify_one();
   lock.unlock();
 }
