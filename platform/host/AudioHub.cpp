@@ -102,7 +102,7 @@ void AudioHub::callClients(const DeviceSlice& slice) {
   mix.finish();
 
   mRead.store(nullptr);
-  if (mReleaseWanted.exchange(false)) mReleased->signal();
+  if (mReleaseWanted.load() && mReleaseWanted.exchange(false)) mReleased->signal();
 }
 
 void AudioHub::deviceEnded(platform::DeviceEnd end, std::optional<platform::Failure> failure) {

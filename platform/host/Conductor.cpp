@@ -24,6 +24,7 @@ Conductor::~Conductor() {
   {
     const Lock lock(mMutex);
     mQuit = true;
+    announceChange();
   }
   mConductorWake.notify_one();
   mThread.join();
@@ -33,11 +34,17 @@ Conductor::Place Conductor::addToAgenda(HostTime due, std::variant<Task, Limit> 
   const Place place(std::max(due, now()), mPosted++);
   const auto later = std::ranges::lower_bound(mAgenda, place, std::ranges::greater(), &Entry::place);
   mAgenda.insert(later, {place, std::move(what)});
-  if (mayRun()) mConductorWake.notify_one();
+  announceChange();
   return place;
 }
 
-void Conductor::post(HostTime due, Owner owner, platform::Worker::Task task) {
+void Conductor::announceChange() {
+  const HostTime first = mAgenda.empty() ? HostTime::max() : mAgenda.back().place.first;
+  mHorizon.store(isWanted() ? first : HostTime::min(), std::memory_order_relaxed);
+  if (mayRun()) mConductorWake.notify_one();
+}
+
+void Conductor::post(HostTime due, Owner owner, platform::Worker::Repetition task) {
   const Lock lock(mMutex);
   addToAgenda(due, Task{owner, std::move(task)});
 }
@@ -48,6 +55,7 @@ void Conductor::cancel(Owner owner) {
   if (std::this_thread::get_id() != mThread.get_id()) {
     // Nothing begins while a caller is on its way out, so what the running task posts is there to be dropped.
     ++mReturning;
+    announceChange();
     mCallerWake.wait(lock, [&] { return !mTaskRuns || mRunning != owner; });
     --mReturning;
   }
@@ -57,7 +65,7 @@ void Conductor::cancel(Owner owner) {
   });
   for (auto entry = owned; entry != mAgenda.end(); ++entry) dropped.push_back(std::move(std::get<Task>(entry->what)));
   mAgenda.erase(owned, mAgenda.end());
-  if (mayRun()) mConductorWake.notify_one();
+  announceChange();
   lock.unlock();
 }
 
@@ -86,14 +94,15 @@ bool Conductor::wait(Signals& signals, HostTime limit) {
   Place limitPlace{};
   const bool limited = limit < platform::Waiter::forever - now();
   if (limited) limitPlace = addToAgenda(now() + std::max(limit, HostTime::zero()), Limit{&signals, &wait});
-  if (mayRun()) mConductorWake.notify_one();
+  announceChange();
   // Only when the task that signalled is done does the caller see a world that stands still. A signal from elsewhere,
   // the user's Ctrl-C above all, does not wait for a task that may be stuck.
   mCallerWake.wait(lock, [&] { return wait.state != Wait::State::waiting && !(wait.endedByTask && mTaskRuns); });
   if (limited && wait.state == Wait::State::signalled) {
     std::erase_if(mAgenda, [&](const Entry& entry) { return entry.place == limitPlace; });
   }
-  if (--mReturning == 0 && mayRun()) mConductorWake.notify_one();
+  --mReturning;
+  announceChange();
   return wait.state == Wait::State::signalled;
 }
 
@@ -103,6 +112,7 @@ void Conductor::endWait(Signals& signals, Wait& wait, Wait::State state) {
   wait.endedByTask = std::this_thread::get_id() == mThread.get_id();
   --mWaiting;
   ++mReturning;
+  announceChange();
   mCallerWake.notify_all();
 }
 
@@ -118,6 +128,7 @@ void Conductor::conduct() {
 void Conductor::takeFirst(Lock& lock) {
   Entry entry = std::move(mAgenda.back());
   mAgenda.pop_back();
+  announceChange();
   mNow.store(entry.place.first.count(), std::memory_order_relaxed);
   if (const Limit* limit = std::get_if<Limit>(&entry.what)) {
     endWait(*limit->signals, *limit->wait, Wait::State::limitReached);
@@ -130,15 +141,26 @@ void Conductor::runTask(Lock& lock, Task task) {
   mRunning = task.owner;
   mTaskRuns = true;
   lock.unlock();
-  [&]() noexcept {
-    task.run();
-    task.run = nullptr;
-  }();
+  const std::optional<HostTime> next = repeat(task);
   lock.lock();
+  if (next) addToAgenda(*next, std::move(task));
   mTaskRuns = false;
   mRunning = nullptr;
   // Only those on their way out wait for the end of a task. Waking others costs a switch of threads at every slice.
   if (mReturning > 0) mCallerWake.notify_all();
+}
+
+/// Runs a task, and again while nothing comes before its next time. Gives that time, or nothing behind its last run.
+std::optional<Conductor::HostTime> Conductor::repeat(Task& task) noexcept {
+  for (;;) {
+    const std::optional<HostTime> next = task.run();
+    if (!next) {
+      task.run = nullptr;  // What it holds ends before it counts as done.
+      return std::nullopt;
+    }
+    if (*next >= mHorizon.load(std::memory_order_relaxed)) return next;
+    mNow.store(std::max(*next, now()).count(), std::memory_order_relaxed);
+  }
 }
 
 }  // namespace orvane::host

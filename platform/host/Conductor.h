@@ -4,6 +4,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <mutex>
+#include <optional>
 #include <thread>
 #include <utility>
 #include <variant>
@@ -39,7 +40,7 @@ class Conductor final : public platform::Clock {
 
   HostTime now() const override { return HostTime(mNow.load(std::memory_order_relaxed)); }
 
-  void post(HostTime due, Owner owner, platform::Worker::Task task);
+  void post(HostTime due, Owner owner, platform::Worker::Repetition task);
   /// Drops the owner's tasks and returns when the one that runs has ended; at once on the conductor's own thread.
   void cancel(Owner owner);
 
@@ -49,7 +50,7 @@ class Conductor final : public platform::Clock {
  private:
   struct Task {
     Owner owner;
-    platform::Worker::Task run;
+    platform::Worker::Repetition run;
   };
   struct Limit {
     Signals* signals;
@@ -69,9 +70,16 @@ class Conductor final : public platform::Clock {
   void takeFirst(Lock& lock);
   void runTask(Lock& lock, Task task);
   void endWait(Signals& signals, Wait& wait, Wait::State state);
-  bool mayRun() const { return mWaiting > 0 && mReturning == 0 && !mAgenda.empty(); }
+  std::optional<HostTime> repeat(Task& task) noexcept;
+  /// Whether anybody waits for what is on the agenda, and nobody for the conductor to stand still.
+  bool isWanted() const { return mWaiting > 0 && mReturning == 0 && !mQuit; }
+  bool mayRun() const { return isWanted() && !mAgenda.empty(); }
+  /// To be called after each change of what these two depend on.
+  void announceChange();
 
   std::atomic<HostTime::rep> mNow;
+  /// A task that repeats itself before this time comes before everything on the agenda, and needs no lock to know it.
+  std::atomic<HostTime> mHorizon = HostTime::min();
   std::mutex mMutex;
   std::condition_variable mConductorWake;
   std::condition_variable mCallerWake;

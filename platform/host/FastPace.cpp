@@ -13,8 +13,8 @@ class FastWorker final : public platform::Worker {
   explicit FastWorker(Conductor& conductor) : mConductor(conductor) {}
   ~FastWorker() override { mConductor.cancel(this); }
 
-  void post(Task task) override { mConductor.post(mConductor.now(), this, std::move(task)); }
-  void postAt(platform::HostTime time, Task task) override { mConductor.post(time, this, std::move(task)); }
+  void repeatAt(platform::HostTime first, Repetition task) override { mConductor.post(first, this, std::move(task)); }
+
   void cancel() override { mConductor.cancel(this); }
 
  private:

@@ -11,6 +11,7 @@
 #include <cstring>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <utility>
@@ -54,12 +55,9 @@ class ThreadWorker final : public platform::Worker {
     mThread.join();
   }
 
-  void post(Task task) override { postAt(HostTime::min(), std::move(task)); }
-
-  void postAt(HostTime time, Task task) override {
+  void repeatAt(HostTime first, Repetition task) override {
     const std::lock_guard lock(mMutex);
-    // A task that is due already takes its place behind those that wait: due time now, not long ago.
-    mTasks.emplace(Place(std::max(time, mClock.now()), mPosted++), std::move(task));
+    mTasks.emplace(nextPlace(first), std::move(task));
     // With the lock, because whoever learns that the task has run may destroy this worker.
     mWake.notify_all();
   }
@@ -80,7 +78,10 @@ class ThreadWorker final : public platform::Worker {
 
  private:
   using Place = std::pair<HostTime, std::uint64_t>;
-  using Tasks = std::map<Place, Task>;
+  using Tasks = std::map<Place, Repetition>;
+
+  /// What is due already takes its place behind those that wait: due time now, not long ago.
+  Place nextPlace(HostTime due) { return {std::max(due, mClock.now()), mPosted++}; }
 
   void work() {
     std::unique_lock lock(mMutex);
@@ -96,14 +97,19 @@ class ThreadWorker final : public platform::Worker {
   }
 
   void runFirst(std::unique_lock<std::mutex>& lock) {
-    Task task = std::move(mTasks.extract(mTasks.begin()).mapped());
+    Tasks::node_type task = mTasks.extract(mTasks.begin());
     mTaskRuns = true;
     lock.unlock();
-    [&]() noexcept {
-      task();
-      task = nullptr;
+    const std::optional<HostTime> next = [&]() noexcept {
+      const std::optional<HostTime> time = task.mapped()();
+      if (!time) task.mapped() = nullptr;
+      return time;
     }();
     lock.lock();
+    if (next) {
+      task.key() = nextPlace(*next);
+      mTasks.insert(std::move(task));
+    }
     mTaskRuns = false;
     mWake.notify_all();
   }

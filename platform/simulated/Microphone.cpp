@@ -121,7 +121,8 @@ class SoundFile final : public Microphone {
     if (mInfo.samplerate < 1 || mInfo.samplerate > static_cast<int>(DeviceSettings::mostRate)) {
       refuse(path.where, std::to_string(mInfo.samplerate) + " Hz; a device runs at 1 to 768000 Hz");
     }
-    mInterleaved.resize(blockFrames * static_cast<std::size_t>(mInfo.channels));
+    mBlockFrames = blockSamples / mInfo.channels;
+    mInterleaved.resize(blockSamples);
   }
 
   std::optional<Format> format() const override {
@@ -144,7 +145,8 @@ class SoundFile final : public Microphone {
   bool atEnd() const override { return mEnded && mBlockNext == mBlockEnd; }
 
  private:
-  static constexpr std::uint32_t blockFrames = 4096;
+  /// 128 KiB: with less the calls of the system show, with more the block leaves the cache.
+  static constexpr int blockSamples = 32768;
 
   struct Close {
     void operator()(SNDFILE* file) const { sf_close(file); }
@@ -155,7 +157,7 @@ class SoundFile final : public Microphone {
     if (mBlockNext < mBlockEnd) return true;
     mBlockNext = 0;
     mBlockEnd = static_cast<std::uint32_t>(
-        std::max<sf_count_t>(0, sf_readf_float(mFile.get(), mInterleaved.data(), blockFrames)));
+        std::max<sf_count_t>(0, sf_readf_float(mFile.get(), mInterleaved.data(), mBlockFrames)));
     mEnded = mBlockEnd == 0;
     return !mEnded;
   }
@@ -164,6 +166,7 @@ class SoundFile final : public Microphone {
   std::optional<host::ReadFile> mRead;
   std::unique_ptr<SNDFILE, Close> mFile;
   std::vector<float> mInterleaved;
+  sf_count_t mBlockFrames = 0;
   std::uint32_t mBlockNext = 0;
   std::uint32_t mBlockEnd = 0;
   bool mEnded = false;

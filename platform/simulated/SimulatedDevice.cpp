@@ -102,7 +102,7 @@ platform::Status SimulatedDevice::start(host::DeviceCallback& callback) {
   mPositionAtStart = position();
   mRunning = true;
   scheduleFaults();
-  scheduleSlice();
+  mWorker->repeatAt(nextSliceTime(), [this] { return runSlice(); });
   return platform::status::success;
 }
 
@@ -139,24 +139,26 @@ void SimulatedDevice::scheduleFaults() {
   }
 }
 
-void SimulatedDevice::scheduleSlice() {
-  const std::uint64_t sinceStart = position() - mPositionAtStart + mFormat.sliceFrames;
-  mWorker->postAt(mStartTime + durationOf(sinceStart), [this] { runSlice(); });
+platform::HostTime SimulatedDevice::nextSliceTime() const {
+  return mStartTime + durationOf(position() - mPositionAtStart + mFormat.sliceFrames);
 }
 
-void SimulatedDevice::runSlice() {
-  if (!mRunning || endByFault() || mFaults->isInForce(Fault::Kind::stalled)) return;
-  if (loseFrames()) return scheduleSlice();
+/// Gives the time of the next slice, or nothing where the run is over.
+std::optional<platform::HostTime> SimulatedDevice::runSlice() {
+  if (!mRunning || endByFault() || mFaults->isInForce(Fault::Kind::stalled)) return std::nullopt;
+  if (loseFrames()) return nextSliceTime();
   const std::uint32_t frames = capture();
   if (frames > 0) callBack(frames);
   const std::uint64_t limit = mFrameLimit;
   if (limit > 0 && mFrames >= limit) {
     endBy(DeviceEnd::frameLimit, {});
-  } else if (limit == 0 && mMicrophone->atEnd()) {
-    endBy(DeviceEnd::inputEnded, {});
-  } else {
-    scheduleSlice();
+    return std::nullopt;
   }
+  if (limit == 0 && mMicrophone->atEnd()) {
+    endBy(DeviceEnd::inputEnded, {});
+    return std::nullopt;
+  }
+  return nextSliceTime();
 }
 
 /// Why the device can neither start nor go on: by the first fault of those in force.
@@ -227,7 +229,7 @@ void SimulatedDevice::callBack(std::uint32_t frames) {
                           .frames = frames,
                           .inputs = inputs.planes(),
                           .outputs = mOutputs.planes()});
-  mFrames += frames;
+  mFrames = mFrames + frames;  // Written here only, so nothing has to be locked for it.
   mMicrophone->hear(outputs.planes(), frames);
   if (mSpeaker) mSpeaker->push(outputs.planes(), frames);
 }

@@ -45,8 +45,8 @@ class SimulatedDevice final : public host::AudioDevice {
  private:
   platform::Status openSpeaker();
   void scheduleFaults();
-  void scheduleSlice();
-  void runSlice();
+  std::optional<platform::HostTime> runSlice();
+  platform::HostTime nextSliceTime() const;
   bool endByFault();
   bool loseFrames();
   std::uint32_t capture();

@@ -62,15 +62,14 @@ class AtFastPace : public testing::Test {
 TEST_F(AtFastPace, TimeStandsStillWhileTheCallerWorksAndTheTaskThatSignalledIsDone) {
   const auto ticks = scheduler.makeWorker("ticks");
   int count = 0;
-  std::function<void()> tick = [&] {
-    ticks->postAt(scheduler.clock().now() + 1ms, tick);
+  ticks->repeatAt(scheduler.clock().now(), [&] {
     if (count % 10 == 9) {
       waiter->signal();
       std::this_thread::sleep_for(10us);
     }
     ++count;
-  };
-  ticks->post(tick);
+    return scheduler.clock().now() + 1ms;
+  });
   EXPECT_EQ(scheduler.clock().now(), 1s);
   for (int round = 1; round <= 200; ++round) {
     ASSERT_TRUE(waiter->wait(Waiter::forever));
@@ -120,6 +119,36 @@ TEST_P(BothPaces, TasksRunInOrderOfDueTimeThenOfPosting) {
   }
   ASSERT_TRUE(waiter->wait(10s));
   EXPECT_EQ(ran, (std::vector{0, 1, 2, 3, 4, 5}));
+}
+
+TEST_P(BothPaces, ARepetitionTakesItsPlaceAmongWhatIsPostedMeanwhileUntilItEndsOrIsCancelled) {
+  const auto repeated = scheduler->makeWorker("repeated");
+  const HostTime start = scheduler->clock().now() + 20ms;
+  std::string ran;
+  repeated->postAt(start + 20ms, [&] { ran += "b"; });
+  repeated->repeatAt(start, [&, step = 0]() mutable -> std::optional<HostTime> {
+    EXPECT_GE(scheduler->clock().now(), start + step * 10ms);
+    ran += std::to_string(step++);
+    if (step == 1) repeated->post([&] { ran += "a"; });
+    if (step < 5) return start + step * 10ms;
+    waiter->signal();
+    return std::nullopt;
+  });
+  ASSERT_TRUE(waiter->wait(10s));
+  EXPECT_EQ(ran, "0a1b234");
+
+  int runs = 0;
+  const auto kept = std::make_shared<int>();
+  repeated->repeatAt(start, [&, kept]() -> std::optional<HostTime> {
+    if (++runs == 3) waiter->signal();
+    return start;  // Already past: as soon as what was posted before is done.
+  });
+  ASSERT_TRUE(waiter->wait(10s));
+  repeated->cancel();
+  const int ranBefore = runs;
+  EXPECT_EQ(kept.use_count(), 1) << "what a repetition holds goes with it";
+  EXPECT_FALSE(waiter->wait(1ms));
+  EXPECT_EQ(runs, ranBefore);
 }
 
 TEST_P(BothPaces, CancelReturnsWhenTheRunningTaskHasEndedAndNothingFollows) {

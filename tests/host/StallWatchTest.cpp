@@ -15,15 +15,14 @@ using platform::HostTime;
 struct Watched final : platform::Clock, platform::Worker {
   Watched() { watch.begin({48000, 1, 2, 256}); }
   HostTime now() const override { return time; }
-  void post(Task task) override { postAt(time, std::move(task)); }
-  void postAt(HostTime due, Task task) override { tasks.emplace(due, std::move(task)); }
+  void repeatAt(HostTime first, Repetition task) override { tasks.emplace(first, std::move(task)); }
   void cancel() override { tasks.clear(); }
 
   int stallsAt(HostTime later) {
     while (!tasks.empty() && tasks.begin()->first <= later) {
       const auto task = tasks.extract(tasks.begin());
       time = std::max(time, task.key());
-      task.mapped()();
+      EXPECT_FALSE(task.mapped()());
     }
     time = later;
     return stalls;
@@ -35,7 +34,7 @@ struct Watched final : platform::Clock, platform::Worker {
   }
 
   HostTime time = 1s;
-  std::multimap<HostTime, Task> tasks;
+  std::multimap<HostTime, Repetition> tasks;
   int stalls = 0;
   StallWatch watch{*this, *this, [this] { ++stalls; }};
 };
