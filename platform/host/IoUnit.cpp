@@ -118,7 +118,9 @@ std::optional<PlatformError> IoUnit::checkClientFormat(const StreamFormat& forma
   };
   if (mRunning) return refusal(status::wrongState, "the unit runs; stop it before setting a format");
   const std::uint32_t channels = format.channelCount();
-  if (format.description() != StreamFormat::standard(format.sampleRate(), channels).description()) {
+  const double rate = format.sampleRate();
+  if (!std::isfinite(rate) || rate < 0) return refusal(status::unsupportedFormat, hertz(rate) + " is no sample rate");
+  if (format.description() != StreamFormat::standard(rate, channels).description()) {
     return refusal(status::unsupportedFormat,
                    "a unit takes 32-bit float linear PCM in native byte order, packed, one buffer a channel");
   }
@@ -127,7 +129,6 @@ std::optional<PlatformError> IoUnit::checkClientFormat(const StreamFormat& forma
                                                   std::to_string(DeviceFormat::mostChannels));
   }
   const double hardwareRate = hardwareInput().sampleRate();
-  const double rate = format.sampleRate();
   if (rate != hardwareRate && !RateConverter::canConvert(rate, hardwareRate)) {
     return refusal(status::unsupportedFormat, hertz(rate) + " asked for; the hardware runs at " + hertz(hardwareRate) +
                                                   ", and a unit converts between rates up to a factor of 256");

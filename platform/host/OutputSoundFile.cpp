@@ -1,11 +1,13 @@
 #include "platform/host/OutputSoundFile.h"
 
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cmath>
 
+#include "platform/NumberText.h"
 #include "platform/host/Interleaving.h"
 
 namespace orvane::host {
@@ -34,7 +36,9 @@ std::optional<platform::Failure> checkFormat(const std::string& path, const Soun
     if (sf_format_check(&info) != 0) return std::nullopt;
   }
   return platform::Failure{platform::status::unsupportedFormat,
-                           "\"" + path + "\": a file takes 1 to 256 channels at a whole number of hertz, 1 to 6144000"};
+                           "\"" + path + "\": " + std::to_string(format.channels) + " channels at " +
+                               platform::numberText(format.sampleRate) +
+                               " Hz; a file takes 1 to 256 channels at a whole number of hertz, 1 to 6144000"};
 }
 
 OutputSoundFile::OutputSoundFile(std::string path, FileDescriptor file, const SoundFileFormat& format,
@@ -52,6 +56,10 @@ OutputSoundFile::Identity OutputSoundFile::identity() const {
 
 std::optional<platform::Failure> OutputSoundFile::begin() {
   if (mDiskIsFull && mDiskIsFull()) return systemFailure(mPath, ENOSPC);
+  // Other failures than this one come from file systems without locks.
+  if (flock(mFile.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
+    return platform::Failure{platform::status::noPermission, "\"" + mPath + "\" is being written by another program"};
+  }
   if (ftruncate(mFile.get(), 0) != 0) return systemFailure(mPath, errno);
   SF_INFO info = libraryInfo(mFormat);
   errno = 0;

@@ -57,6 +57,8 @@ std::unique_ptr<SoundFileWriter> SoundFileWriter::create(const std::string& path
   auto file =
       std::make_unique<OutputSoundFile>(path, std::move(std::get<FileDescriptor>(opened)), format, services.diskIsFull);
   auto queue = std::make_unique<SliceQueue>(format.channels, queueFrames(format, mostFrames));
+  auto worker = services.scheduler->makeWorker("file writer");
+  std::unique_ptr<SoundFileWriter> writer;  // Outlives the lock: the end of a writer takes it.
 
   const OutputSoundFile::Identity identity = file->identity();
   WritersOfFiles& files = writersOfFiles();
@@ -76,33 +78,30 @@ std::unique_ptr<SoundFileWriter> SoundFileWriter::create(const std::string& path
     failure = std::move(*refusal);
     return nullptr;
   }
-  std::unique_ptr<SoundFileWriter> writer(new SoundFileWriter(std::move(file), std::move(queue), services, handover));
+  writer.reset(new SoundFileWriter(std::move(file), std::move(queue), std::move(worker), services, handover));
   files.writers[identity] = writer.get();
   return writer;
 }
 
 SoundFileWriter::SoundFileWriter(std::unique_ptr<OutputSoundFile> file, std::unique_ptr<SliceQueue> queue,
-                                 const Services& services, Handover handover)
+                                 std::unique_ptr<platform::Worker> worker, const Services& services, Handover handover)
     : mServices(services),
       mFile(std::move(file)),
       mHandover(handover),
       mQueue(std::move(queue)),
-      mWorker(mServices.scheduler->makeWorker("file writer", platform::Scheduler::Priority::ordinary)) {
+      mWorker(std::move(worker)) {
   // Without the list of writers, whose lock is held while a writer is made and its hook added.
   ExitHook::add(this, [this] { complete(); });
-  scheduleDrain();
+  const platform::Clock& clock = mServices.scheduler->clock();
+  mWorker->repeatAt(clock.now() + drainPeriod, [this, &clock] {
+    flush();
+    return clock.now() + drainPeriod;
+  });
 }
 
 SoundFileWriter::~SoundFileWriter() {
   ExitHook::remove(this);
   close();
-}
-
-void SoundFileWriter::scheduleDrain() {
-  mWorker->postAt(mServices.scheduler->clock().now() + drainPeriod, [this] {
-    flush();
-    scheduleDrain();
-  });
 }
 
 void SoundFileWriter::flush() {

@@ -44,8 +44,8 @@ class SoundFileWriter {
   enum class Handover { refused, allowed };
 
   /// Opens `path`, erases what it held and writes a header. Slices of at most `mostFrames` frames may be pushed. On a
-  /// failure returns nothing and says why in `failure`; where the format is wrong, or the file could not be opened or
-  /// was there and must not be, it stays as it was.
+  /// failure returns nothing and says why in `failure`; where the format is wrong, or the file could not be opened, was
+  /// there and must not be, or is being written by another process of this kind, it stays as it was.
   static std::unique_ptr<SoundFileWriter> create(const std::string& path, const SoundFileFormat& format,
                                                  std::uint32_t mostFrames, const Services& services,
                                                  platform::Failure& failure, IfThere ifThere = IfThere::open,
@@ -68,10 +68,9 @@ class SoundFileWriter {
   std::uint64_t overruns() const { return mQueue->overruns(); }
 
  private:
-  SoundFileWriter(std::unique_ptr<OutputSoundFile> file, std::unique_ptr<SliceQueue> queue, const Services& services,
-                  Handover handover);
+  SoundFileWriter(std::unique_ptr<OutputSoundFile> file, std::unique_ptr<SliceQueue> queue,
+                  std::unique_ptr<platform::Worker> worker, const Services& services, Handover handover);
   void complete();
-  void scheduleDrain();
   void drain();
   void fail(platform::Failure failure);
 

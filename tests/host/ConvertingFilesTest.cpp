@@ -1,4 +1,6 @@
+#include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -117,6 +119,14 @@ TEST_F(ConvertingFilesTest, WhatCannotBeMadeIsRefusedAndHarmsNothing) {
   Handle file{};
   EXPECT_EQ(create(old, int16(48000, 2), file), status::noPermission);
   ASSERT_EQ(seteuid(user), 0);
+  EXPECT_EQ(bytesOf(old), "what was there");
+
+  // Locked as by another process that writes it.
+  const int other = open(old.c_str(), O_RDONLY | O_CLOEXEC);
+  ASSERT_EQ(flock(other, LOCK_EX), 0);
+  EXPECT_EQ(create(old, int16(48000, 2), file), status::noPermission);
+  close(other);
+  EXPECT_THAT(log, HasSubstr("is being written by another program"));
   EXPECT_EQ(bytesOf(old), "what was there");
 
   for (int open = 0; open < 256; ++open) make(folder.file(std::to_string(open)), 1, 8000);

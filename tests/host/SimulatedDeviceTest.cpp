@@ -213,7 +213,7 @@ TEST(IoUnit, RefusesWhatItCannotDo) {
       {clientOutput, StreamFormat::standard(187, 2),
        "187 Hz asked for; the hardware runs at 48000 Hz, and a unit converts between rates up to a factor of 256"},
       {clientOutput, StreamFormat::standard(12288001, 2), "12288001 Hz asked for"},
-      {clientOutput, StreamFormat::standard(std::nan(""), 2), "a unit takes"},
+      {clientOutput, StreamFormat::standard(std::nan(""), 2), "nan Hz is no sample rate"},
       {clientOutput, StreamFormat::linearPcm(48000, 2, 16, platform::format_flag::signedInteger, true),
        "32-bit float linear PCM"},
       {rig.wrapper->outputBus(0), StreamFormat::standard(48000, 2), "hardware's format"},

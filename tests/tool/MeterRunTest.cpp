@@ -89,8 +89,8 @@ TEST_F(MeterRun, ReportsTheEndOfTheInputOrGoesOnInSilenceForTheSeconds) {
                                         R"("channelDescs":[{"label":1},{"label":2},{"label":3}]})") +
                              "}";
   const auto report = [&format](const std::string& end) {
-    return R"({"command":"meter","host":"simulated","ended":)" + end + R"(,"discontinuities":0,"hardware":)" + format +
-           ",\"client\":" + format + "}\n";
+    return R"({"command":"meter","host":"simulated","ended":)" + end +
+           R"(,"discontinuities":0,"overruns":0,"hardware":)" + format + ",\"client\":" + format + "}\n";
   };
   EXPECT_EQ(runFast(device, "meter --json").errors, report(R"("input-ended","seconds":0.375,"frames":3000)"));
   const Ended ended = runFast(device, "meter --json --seconds 0.5");

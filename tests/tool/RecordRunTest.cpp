@@ -88,7 +88,7 @@ TEST_F(RecordRun, SaysWhatItWrote) {
   const Ended ended = runFast(device, arguments + " --json --client-rate 16000");
   EXPECT_EQ(ended.errors, "");
   EXPECT_EQ(ended.output, R"({"command":"record","host":"simulated","ended":"seconds","seconds":0.5,"frames":16000,)"
-                          R"("discontinuities":0,"hardware":{"input":)" +
+                          R"("discontinuities":0,"overruns":0,"hardware":{"input":)" +
                               formatJson(32000, 1) + R"(},"client":{"input":)" + formatJson(16000, 1) +
                               R"(},"file":{"path":")" + mTake + R"(","type":"RF64","frames":8000}})" + "\n");
   EXPECT_EQ(framesOfWholeFile(mTake), "8000");

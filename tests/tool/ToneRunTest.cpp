@@ -59,7 +59,7 @@ TEST(Tone, EndsWithTheFirstWholeSliceThatFillsTheSeconds) {
 TEST(Tone, ReportsItsRun) {
   EXPECT_EQ(runFast("outputs=1,slice=480", "tone --seconds 1 --json --client-rate 44100").output,
             R"({"command":"tone","host":"simulated","ended":"seconds","seconds":1.0,"frames":48000,)"
-            R"("discontinuities":0,"hardware":{"output":)" +
+            R"("discontinuities":0,"overruns":0,"hardware":{"output":)" +
                 formatJson(48000, 1) + R"(},"client":{"output":)" + formatJson(44100, 2) + "}}\n");
 }
 

@@ -53,6 +53,7 @@ Value describe(const platform::Platform& host, const UnitRun& run, const RunResu
   object.set("seconds", rate > 0 ? static_cast<double>(count.frames) / rate : 0.0);
   object.set("frames", count.frames);
   object.set("discontinuities", count.discontinuities);
+  object.set("overruns", count.overruns);
   object.set("hardware", describe(run.input ? Format(report.hardwareInput()) : Format(),
                                   run.output ? Format(report.hardwareOutput()) : Format()));
   object.set("client", describe(result.clientInput, result.clientOutput));
@@ -88,7 +89,6 @@ void reportRun(const Invocation& invocation, const UnitRun& run, const RunResult
     say("frames are missing in " + std::to_string(count.discontinuities) +
         (count.discontinuities == 1 ? " place" : " places") + ": the device was interrupted");
   }
-  if (count.overruns > 0) say(std::to_string(count.overruns) + " slices are missing in files: the disk is too slow");
   if (const auto file = report.writtenFile(); file && !invocation.json) sayWhatWasWritten(*file, result.clientInput);
   if (!result.error.empty()) say(result.error);
   if (invocation.json) printJson(invocation.host, run, result);

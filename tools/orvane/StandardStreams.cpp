@@ -12,6 +12,28 @@
 
 namespace orvane::tool {
 
+namespace {
+
+/// Names of files may hold any bytes, those that command a terminal included.
+std::string printable(std::string_view text) {
+  std::string result;
+  for (const char character : text) {
+    const auto byte = static_cast<unsigned char>(character);
+    constexpr unsigned char space = 0x20;
+    constexpr unsigned char deletion = 0x7F;
+    if (byte >= space && byte != deletion) {
+      result += character;
+    } else {
+      char escaped[8];
+      std::snprintf(escaped, sizeof escaped, "\\x%02X", byte);
+      result += escaped;
+    }
+  }
+  return result;
+}
+
+}  // namespace
+
 void openStandardStreams() {
   for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
     // The lowest free number is the one that is missing, as those below it are there by now.
@@ -23,8 +45,8 @@ void say(std::string_view words) {
   sayLine("orvane: " + std::string(words));
 }
 
-void sayLine(std::string line) {
-  line += '\n';
+void sayLine(std::string_view words) {
+  const std::string line = printable(words) + '\n';
   std::fwrite(line.data(), 1, line.size(), stderr);
   std::fflush(stderr);
 }

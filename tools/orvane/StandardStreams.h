@@ -14,8 +14,8 @@ void openStandardStreams();
 /// Writes "orvane: WORDS" and a newline to standard error, in one piece.
 void say(std::string_view words);
 
-/// Writes a line as it is to standard error, in one piece.
-void sayLine(std::string line);
+/// Writes a line to standard error, in one piece; bytes that would command a terminal as "\x1B".
+void sayLine(std::string_view words);
 
 /// Whether both what a command prints and what the tool says are seen on a terminal.
 bool isWatched();

@@ -29,10 +29,13 @@ RunResult unavailable(const std::string& reason) {
 /// What went wrong behind the classes, with the device or with what it writes.
 std::optional<std::string> failureBehind(const platform::Report& report) {
   if (const auto device = report.deviceFailure()) return device->reason;
-  const auto write = report.writeFailure();
-  if (!write) return std::nullopt;
-  const bool isFull = write->status == platform::status::diskFull;
-  return std::string("writing failed") + (isFull ? ", disk full: " : ": ") + write->reason;
+  if (const auto write = report.writeFailure()) {
+    const bool isFull = write->status == platform::status::diskFull;
+    return std::string("writing failed") + (isFull ? ", disk full: " : ": ") + write->reason;
+  }
+  const std::uint64_t lost = report.runCount().overruns;
+  if (lost > 0) return std::to_string(lost) + " slices are missing in what was written: the disk is too slow";
+  return std::nullopt;
 }
 
 /// What a run comes to in which something was raised. A device that was gone before the first frame is none here.
