@@ -42,6 +42,15 @@ bool wrapsOffGrid(TonePhase::Grid grid) {
   return grid.period + grid.sample > 1 << 24;
 }
 
+/// A phase within the period in spacings of the grid; nothing where it lies off it.
+std::optional<std::int32_t> phaseOnGrid(TonePhase::Grid grid, float phase) {
+  const float spacings = phase * static_cast<float>(grid.sample);
+  if (std::signbit(phase) || !(spacings <= static_cast<float>(grid.period))) return std::nullopt;
+  const auto whole = static_cast<std::int32_t>(spacings);
+  if (static_cast<float>(whole) != spacings) return std::nullopt;
+  return whole;
+}
+
 std::int32_t twice(std::int32_t phase, std::int32_t period) {
   return 2 * phase > period ? 2 * phase - period : 2 * phase;
 }
@@ -143,16 +152,8 @@ std::int32_t countTogether(TonePhase::Grid grid, std::int32_t phase, std::span<f
 
 TonePhase::TonePhase(float phase, float period) : mPhase(phase), mPeriod(period), mGrid(gridOf(period)) {}
 
-std::optional<std::int32_t> TonePhase::phaseOnGrid() const {
-  if (!mGrid || std::signbit(mPhase) || !(mPhase <= mPeriod)) return std::nullopt;
-  const float spacings = mPhase * static_cast<float>(mGrid->sample);
-  const auto whole = static_cast<std::int32_t>(spacings);
-  if (static_cast<float>(whole) != spacings) return std::nullopt;
-  return whole;
-}
-
 bool TonePhase::nextAngles(std::span<float> angles, RegisterWidth width) {
-  const std::optional<std::int32_t> phase = phaseOnGrid();
+  const auto phase = mGrid ? phaseOnGrid(*mGrid, mPhase) : std::nullopt;
   if (!phase) return countOneByOne(angles);
   mPhase = static_cast<float>(countTogether(*mGrid, *phase, angles, width)) / static_cast<float>(mGrid->sample);
   return true;

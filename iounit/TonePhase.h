@@ -37,7 +37,6 @@ class TonePhase {
   };
 
  private:
-  std::optional<std::int32_t> phaseOnGrid() const;
   bool countOneByOne(std::span<float> angles);
 
   float mPhase;
