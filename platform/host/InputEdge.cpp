@@ -7,21 +7,13 @@
 
 namespace orvane::host {
 
-namespace {
-
-/// How many frames more than needed are kept in front of a client that fetches: the slices of two rates whose ratio is
-/// no whole number differ by a frame or two.
-constexpr std::uint32_t slackFrames = 16;
-
-}  // namespace
-
 InputEdge::InputEdge(EdgeFormat hardware, EdgeFormat client)
     : mHardware(hardware),
       mClient(client),
       mSource(client.channels),
       mMapped(hardware.channels == client.channels ? 0 : client.channels, DeviceFormat::mostSliceFrames),
       mConverted(hardware.sampleRate == client.sampleRate ? 0 : client.channels, partFrames),
-      mStore(mConverted.channels(), mConverted.channels() == 0 ? 0 : storeFrames),
+      mStore(mConverted.channels()),
       mPlanes(client.channels) {
   if (hardware.sampleRate != client.sampleRate) {
     mConverter.emplace(client.channels, hardware.sampleRate, client.sampleRate);
@@ -64,19 +56,8 @@ bool InputEdge::next() {
 bool InputEdge::fetch(std::uint32_t frames) {
   if (!mConverter) return frames <= mSourceFrames && (mFrames != 0 || next());
   if (frames > partFrames) return false;
-  const std::uint32_t room = storeFrames - slackFrames - frames;
-  mStored += convert(mStore, mStored, room - std::min(room, mStored));
-  const std::uint32_t missing = frames > mStored ? frames - mStored + slackFrames : 0;
-  for (std::uint32_t channel = 0; channel < mStore.channels(); ++channel) {
-    float* stored = mStore.plane(channel);
-    if (missing > 0) {
-      std::copy_backward(stored, stored + mStored, stored + mStored + missing);
-      std::fill_n(stored, missing, 0.0F);
-    }
-    std::copy_n(stored, frames, mConverted.plane(channel));
-    std::copy(stored + frames, stored + mStored + missing, stored);
-  }
-  mStored += missing - frames;
+  mStore.added(convert(mStore.samples(), mStore.frames(), mStore.roomBefore(frames)));
+  mStore.fetch(frames, mConverted);
   handOut(mConverted, frames);
   return true;
 }

@@ -8,6 +8,7 @@
 #include "platform/host/AlignedSamples.h"
 #include "platform/host/AudioDevice.h"
 #include "platform/host/EdgeFormat.h"
+#include "platform/host/FetchStore.h"
 #include "platform/host/RateConverter.h"
 #include "platform/host/SliceGaps.h"
 
@@ -46,7 +47,6 @@ class InputEdge {
 
  private:
   static constexpr std::uint32_t partFrames = 4096;
-  static constexpr std::uint32_t storeFrames = 8 * partFrames;
 
   void map(const DeviceSlice& slice);
   std::uint32_t convert(AlignedSamples& target, std::uint32_t firstFrame, std::uint32_t mostFrames);
@@ -62,8 +62,7 @@ class InputEdge {
   AlignedSamples mMapped;
   std::optional<RateConverter> mConverter;
   AlignedSamples mConverted;
-  AlignedSamples mStore;  ///< Converted sound that nobody has fetched yet.
-  std::uint32_t mStored = 0;
+  FetchStore mStore;
   std::vector<const float*> mPlanes;
   std::uint32_t mFrames = 0;
   std::uint64_t mAccepted = 0;
