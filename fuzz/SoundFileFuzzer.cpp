@@ -1,0 +1,59 @@
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "fuzz/SettingsCheck.h"
+#include "platform/host/AlignedSamples.h"
+
+using namespace orvane;
+
+namespace {
+
+constexpr std::uint32_t sliceFrames = 512;
+/// Files of a few bytes may claim any number of frames that some form of compression could hold.
+constexpr int mostSlices = 256;
+
+/// How files of some kinds begin, so that inputs get past the first bytes. The first byte of the input chooses.
+constexpr std::array<std::string_view, 6> beginnings = {
+    "",
+    std::string_view("RIFF\xFF\xFF\xFF\x7FWAVEfmt \x10\0\0\0", 20),
+    std::string_view("RF64\xFF\xFF\xFF\xFFWAVEds64\x1C\0\0\0", 20),
+    std::string_view("FORM\x7F\xFF\xFF\xFF\x41IFFCOMM\0\0\0\x12", 20),
+    std::string_view("caff\0\1\0\0desc\0\0\0\0\0\0\0\x20", 20),
+    std::string_view("fLaC\0\0\0\x22", 8),
+};
+
+void readToTheEnd(simulated::Microphone& microphone) {
+  const auto format = microphone.format().value();
+  fuzz::require(format.rate >= 1 && format.rate <= simulated::DeviceSettings::mostRate);
+  fuzz::require(format.channels >= 1 && format.channels <= host::DeviceFormat::mostChannels);
+  microphone.prepare(format.rate, 0);
+  host::AlignedSamples samples(format.channels, sliceFrames);
+  for (int slice = 0; slice < mostSlices && !microphone.atEnd(); ++slice) {
+    const std::uint32_t read = microphone.read(samples.planes(), sliceFrames);
+    fuzz::require(read == sliceFrames || (read < sliceFrames && microphone.atEnd()));
+  }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  if (size == 0) return 0;
+  std::string content(beginnings[data[0] % beginnings.size()]);
+  content.append(reinterpret_cast<const char*>(data) + 1, size - 1);
+
+  const int file = memfd_create("sound", MFD_CLOEXEC);
+  fuzz::require(file >= 0 && write(file, content.data(), content.size()) == static_cast<ssize_t>(content.size()));
+  try {
+    readToTheEnd(*simulated::makeMicrophone({"/proc/self/fd/" + std::to_string(file), "mic"}));
+  } catch (const platform::PlatformException& refusal) {
+    fuzz::require(refusal.reason().starts_with("mic"));
+  }
+  close(file);
+  return 0;
+}
