@@ -2,18 +2,15 @@
 
 #include <gmock/gmock.h>
 
-#include <algorithm>
-#include <atomic>
 #include <barrier>
-#include <cctype>
 #include <functional>
-#include <iterator>
 #include <set>
 #include <sstream>
 #include <thread>
 
 #include "platform/PlatformSession.h"
 #include "platform/SessionIdentifiers.h"
+#include "platform/simulated/RefusingSessions.h"
 #include "session/OVPrimarySession.h"
 #include "session/OVThrow.h"
 #include "tests/support/UsedPlatform.h"
@@ -22,29 +19,11 @@ namespace {
 
 using namespace orvane::platform;
 
-/// Gives out a session that refuses everything, with a text that tells what it was asked for.
-struct RefusingSessions : SessionService, PlatformSession {
-  using Outcome = std::optional<PlatformError>;
-  static Outcome refuse(const std::string& asked) { return PlatformError(-3, "Role::operation", "100% no " + asked); }
-
-  std::shared_ptr<PlatformSession> primary() override { return {std::shared_ptr<void>(), this}; }
-  std::shared_ptr<PlatformSession> makeAuxiliary() override { return primary(); }
-  std::string category() const override { return "kept"; }
-  Outcome setCategory(const std::string& name) override { return refuse(name); }
-  Outcome setCategory(const std::string& name, std::uint64_t options) override {
-    return refuse(name + ' ' + std::to_string(options));
-  }
-  std::string mode() const override { return {}; }
-  Outcome setMode(const std::string& name) override { return refuse(name); }
-  std::uint64_t categoryOptions() const override { return 5; }
-  bool isActive() const override { return false; }
-  Outcome setActive(bool active) override { return refuse(active ? "on" : "off"); }
-  std::uint32_t identifier() const override { return 1; }
-};
-
 TEST(OVSession, LogsEachFailureThenRaisesIt) {
-  Platform services;
-  services.sessions = std::make_shared<RefusingSessions>();
+  const orvane::simulated::SessionRefusals no{"100% no on", "100% no off", "100% no name", "100% no mode",
+                                              "100% no bit"};
+  Platform services = current();
+  services.sessions = std::make_shared<orvane::simulated::RefusingSessions>(services.sessions, no);
   orvane::test::UsedPlatform used(services);
   const auto session = OVSession::init();
   const std::pair<std::function<void()>, std::string> cases[] = {
@@ -53,10 +32,11 @@ TEST(OVSession, LogsEachFailureThenRaisesIt) {
       {[] { OVThrow("least", INT32_MIN); }, "least: -2147483648"},
       {[&] { session->activate(); }, "activate failed: 100% no on"},
       {[&] { session->deactivate(); }, "deactivate failed: 100% no off"},
-      {[&] { session->setCategory("playback"); }, "setCategory failed: 100% no playback"},
-      {[&] { session->setMode("Raw "); }, "setMode failed: 100% no Raw "},
+      {[&] { session->setCategory("Playback"); }, "setCategory failed: 100% no name"},
+      {[&] { session->setMode("Raw"); }, "setMode failed: 100% no mode"},
       {[&] { session->changeCategoryOption(0xABCDEF0123456789, false); },
-       "change categoryOption 0xabcdef0123456789 0 failed: Role::operation: 100% no kept 4 (status -3, no permission)"},
+       "change categoryOption 0xabcdef0123456789 0 failed: PlatformSession::setCategory: 100% no bit (status -3, no "
+       "permission)"},
       {[&] { session->sessionToken(); }, "OVSession: sessionToken not implemented"},
       {[] { OVSession::setImplementationType(-2); }, "unavailable session implementation type -2"}};
   for (const auto& [raise, reason] : cases) {
@@ -67,14 +47,6 @@ TEST(OVSession, LogsEachFailureThenRaisesIt) {
     EXPECT_THAT(used.logged, testing::ElementsAre("Failure: " + reason));
     EXPECT_EQ(OVSession::implementationType(), 1);
   }
-}
-
-/// "orvane.category.tty-call" and "orvane.category.TTYCall" both give "orvanecategoryttycall".
-std::string letters(const std::string& name) {
-  std::string letters;
-  std::ranges::copy_if(name, std::back_inserter(letters), [](unsigned char c) { return std::isalpha(c) != 0; });
-  std::ranges::transform(letters, letters.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return letters;
 }
 
 TEST(OVSession, EveryShortNameGivesTheIdentifierOfItsName) {
@@ -93,7 +65,10 @@ TEST(OVSession, EveryShortNameGivesTheIdentifierOfItsName) {
     std::istringstream words(names);
     for (std::string name; words >> name;) {
       (*session.*set)(name);
-      EXPECT_EQ(letters((*session.*get)()), letters("orvane." + kind + "." + name));
+      std::string identifier = (*session.*get)();
+      std::erase(identifier, '-');
+      std::erase(name, '_');
+      EXPECT_STRCASEEQ(identifier.c_str(), ("orvane." + kind + "." + name).c_str());
     }
   }
 }
@@ -109,16 +84,14 @@ TEST(OVSession, OptionsReadAndChangeTheirBitsAlone) {
       {&OVSession::allowSkycast, &OVSession::setAllowSkycast, 0x40}};
   const auto session = OVSession::init();
   auto& behind = dynamic_cast<PlatformSession&>(*session->session());
-  for (const auto& [get, set, bits] : options) {
-    for (std::uint64_t before = 0; before < 0x80; ++before) {
+  for (const auto& [get, set, bits] : options)
+    for (std::uint64_t before = 0; before < 0x80; ++before)
       for (const bool state : {false, true}) {
         ASSERT_EQ(behind.setCategory(category::multiRoute, before), std::nullopt);
         EXPECT_EQ((*session.*get)(), (before & bits) != 0) << "either bit is enough: " << bits << " of " << before;
         (*session.*set)(state);
         EXPECT_EQ(behind.categoryOptions(), state ? before | bits : before & ~bits);
       }
-    }
-  }
 }
 
 /// A session class to which every implementation type can be made available.
@@ -179,14 +152,12 @@ TEST(PlatformSession, RefusalsSayWhatWouldBeRightAndChangeNothing) {
 
 TEST(OVSession, ThreadsShareThePrimarySessionAndTheLogFromTheirFirstUseOn) {
   constexpr unsigned threadCount = 8, rounds = 200;
-  std::atomic<bool> inside = false;
   unsigned lines = 0;
   const auto log = current().log;
   log->setSink([&](LogLevel level, std::string_view line) {
-    EXPECT_FALSE(inside.exchange(true));
-    std::this_thread::yield();
-    if (line == "%s") ++lines;
-    inside = false;
+    const unsigned before = lines;
+    std::this_thread::yield();  // where another line came in meanwhile, one of the two is lost from the count
+    lines = before + (line == "%s" ? 1 : 0);
     // A sink may log a line of its own without a deadlock.
     if (level == LogLevel::error) log->write(LogLevel::notice, "after an error");
   });
