@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <functional>
 #include <map>
 
@@ -21,14 +20,10 @@ class ScriptedUnit : UnitService, UnitWrapper, ConvertingFile {
   /// Shows what is asked of it and grants it, but goes on telling the format that a test gave it.
   struct Bus : UnitBus {
     Bus(ScriptedUnit& unit, std::string name, double rate, std::uint32_t channels)
-        : mUnit(unit), mName(std::move(name)), mFormat(StreamFormat::standard(rate, channels)) {}
-    Bus& operator=(const StreamFormat& format) {
-      mFormat = format;
-      return *this;
-    }
+        : mUnit(unit), mName(std::move(name)), told(StreamFormat::standard(rate, channels)) {}
     StreamFormat format() const override {
       mUnit.note(mName);
-      return mFormat;
+      return told;
     }
     std::optional<PlatformError> setFormat(const StreamFormat& format) override {
       const Status status = mUnit.note("set" + mName, shown(format.description()));
@@ -37,7 +32,7 @@ class ScriptedUnit : UnitService, UnitWrapper, ConvertingFile {
     }
     ScriptedUnit& mUnit;
     const std::string mName;
-    StreamFormat mFormat;
+    StreamFormat told;
   };
 
  public:
@@ -54,20 +49,21 @@ class ScriptedUnit : UnitService, UnitWrapper, ConvertingFile {
     inputHandler(mFlags, mTime, frames, 1);
   }
 
-  /// What the tool fills two channels with.
-  std::vector<std::vector<float>> fill(std::uint32_t frames) {
-    std::vector<std::vector<float>> channels(2, std::vector<float>(frames));
+  /// What the tool fills the first of two channels with.
+  std::vector<float> fill(std::uint32_t frames) {
+    std::vector<float> first(frames), second(frames);
     PX::BufferList list(2);
-    for (std::size_t i = 0; i < 2; ++i) list[i] = {1, frames * 4, channels[i].data()};
+    list[0] = {1, frames * 4, first.data()};
+    list[1] = {1, frames * 4, second.data()};
     const RealTimeSection section;
     const Status status = outputProvider(mFlags, mTime, frames, 0, list.GetAudioBufferList());
     const RealTimeExemption exemption;
     EXPECT_EQ(status, renderStatus);
-    return channels;
+    return first;
   }
 
-  /// The calls since the last time.
-  std::vector<std::string> takeCalls() { return std::exchange(mCalls, {}); }
+  /// The calls since the last time, as "find rioc > create > wrap".
+  std::string takeCalls() { return std::exchange(mCalls, {}); }
 
   test::UsedPlatform used;
   std::map<std::string, std::function<Status()>> answers;  ///< By the name of the call.
@@ -83,9 +79,8 @@ class ScriptedUnit : UnitService, UnitWrapper, ConvertingFile {
  private:
   Status note(const std::string& call, const std::string& details = {}) {
     const RealTimeExemption exemption;
-    mCalls.push_back(details.empty() ? call : call + ' ' + details);
-    const auto answer = answers.find(call);
-    return answer == answers.end() ? status::success : answer->second();
+    mCalls += (mCalls.empty() ? "" : " > ") + call + (details.empty() ? "" : " ") + details;
+    return answers.contains(call) ? answers.at(call)() : status::success;
   }
 
   static std::string shown(const StreamDescription& format) {
@@ -113,8 +108,8 @@ class ScriptedUnit : UnitService, UnitWrapper, ConvertingFile {
   bool isRunning(UnitInstance) const override { return isUnitRunning; }
   Status setProperty(UnitInstance, UnitProperty property, UnitScope scope, std::uint32_t element, const void* data,
                      std::uint32_t byteSize) override {
-    EXPECT_TRUE(property == UnitProperty::sessionIdentifier && scope == UnitScope::global);
-    EXPECT_TRUE(element == 0 && byteSize == 4);
+    EXPECT_EQ(std::tuple(property, scope, element, byteSize),
+              std::tuple(UnitProperty::sessionIdentifier, UnitScope::global, 0U, 4U));
     return note("setSession", std::to_string(*static_cast<const std::uint32_t*>(data)));
   }
   void dispose(UnitInstance) override { note("UnitService::dispose"); }
@@ -131,7 +126,7 @@ class ScriptedUnit : UnitService, UnitWrapper, ConvertingFile {
     note("setOutputProvider");
     outputProvider = std::move(provider);
   }
-  /// Lends the captured samples where a tool leaves the memory to it, and copies them where it does not.
+  /// Lends the captured samples where a tool leaves the memory to it.
   RenderOperation renderOperation() override {
     return [this](auto& flags, const auto& time, std::uint32_t frames, std::int32_t bus, auto& list, const auto* pull) {
       const RealTimeExemption exemption;
@@ -140,7 +135,6 @@ class ScriptedUnit : UnitService, UnitWrapper, ConvertingFile {
       for (std::size_t i = 0; i < captured.size(); ++i) {
         auto& [channels, byteSize, data] = list.buffers()[i];
         EXPECT_TRUE(channels == 1 && byteSize == frames * 4);
-        if (data != nullptr) std::copy_n(captured[i].data(), frames, static_cast<float*>(data));
         if (data == nullptr) data = captured[i].data();
       }
       return renderStatus;
@@ -158,20 +152,15 @@ class ScriptedUnit : UnitService, UnitWrapper, ConvertingFile {
   Status setClientDataFormat(Handle file, const StreamDescription& format) override {
     return note("ConvertingFile setting client format", shown(format) + " of " + number(file));
   }
-  Status writeAsync(Handle file, std::uint32_t frames, RenderBufferList* list) override {
-    const RealTimeExemption exemption;
-    std::string details = number(file) + ":";
-    for (std::size_t i = 0; list != nullptr && i < list->bufferCount; ++i)
-      for (std::uint32_t frame = 0; frame < frames; ++frame)
-        details += ' ' + std::to_string(static_cast<int>(static_cast<float*>(list->buffers()[i].data)[frame]));
-    return note("write", details);
+  Status writeAsync(Handle file, std::uint32_t frames, RenderBufferList*) override {
+    return note("write", std::to_string(frames) + " to " + number(file));
   }
   Status dispose(Handle file) override { return note("ConvertingFile::dispose", number(file)); }
   static std::string number(Handle file) { return std::to_string(static_cast<int>(file)); }
 
   Bus mInputClient{*this, "InputClientFormat", 8000, 3};
   Bus mOutputClient{*this, "OutputClientFormat", 8000, 4};
-  std::vector<std::string> mCalls;
+  std::string mCalls;
   int mFiles = 0;
   RenderActionFlags mFlags = 0;
   const RenderTimeStamp mTime;
