@@ -4,7 +4,6 @@
 // differ in its last bit between libraries.
 
 #include <cstdio>
-#include <string>
 
 #include "iounit/LockstepMeter.h"
 #include "iounit/PowerMeter.h"
@@ -16,44 +15,42 @@ namespace {
 
 using namespace orvane::levels;
 
-void print(const std::string& name, const std::vector<std::uint64_t>& bits) {
-  std::printf("%s", name.c_str());
+void print(const char* name, int number, const std::vector<std::uint64_t>& bits) {
+  std::printf("%s %d", name, number);
   for (const std::uint64_t word : bits) std::printf(" %016llx", static_cast<unsigned long long>(word));
   std::printf("\n");
 }
 
 /// Blocks for one channel or several at once, which one processor takes in wider registers than another.
 void dumpLevels(Random& random) {
-  constexpr int kMostFrames = 300, kMostStride = 3;
-  struct alignas(16) Channel {
-    float floats[kMostFrames * kMostStride + 4];
-    std::int16_t shorts[kMostFrames * kMostStride];
-    std::int32_t words[kMostFrames * kMostStride];
-  };
+  constexpr int kMostChannels = 19, kMostFrames = 300, kMostSamples = 3 * kMostFrames;
+  alignas(16) static float floats[kMostChannels][kMostSamples + 4];
+  std::int16_t shorts[kMostSamples];
+  std::int32_t words[kMostSamples];
   for (int stream = 0; stream < 400; ++stream) {
-    std::vector<orvane::PowerMeter> meters(static_cast<std::size_t>(stream % 5 == 0 ? random.draw(1, 19) : 1));
-    std::vector<Channel> channels(meters.size());
+    std::vector<orvane::PowerMeter> meters(
+        static_cast<std::size_t>(stream % 5 == 0 ? random.draw(1, kMostChannels) : 1));
     for (orvane::PowerMeter& meter : meters) meter.mInstantaneous = random.draw(0, 7) == 0;
     for (int block = 0; block < 25; ++block) {
       const int frames = random.draw(0, kMostFrames - 1), format = random.draw(0, 3);
-      const int stride = random.draw(0, 1) == 0 ? 1 : random.draw(1, kMostStride);
+      const int stride = random.draw(0, 1) == 0 ? 1 : random.draw(1, 3);
       // Half of the blocks lie where the vectorised path takes them.
       const int offset = random.draw(0, 1) * random.draw(1, 3);
       std::vector<const float*> planes;
-      for (std::size_t i = 0; i < meters.size(); ++i) {
-        orvane::PowerMeter& meter = meters[i];
+      for (orvane::PowerMeter& meter : meters) {
         meter.mSampleRate = double{random.drawBetween(1.0F, 96000.0F)};
         meter.mBlockSize = frames;  // keeps the fractions that are set
         meter.mHoldDecay = double{random.drawBetween(0.0F, 1.0F)};
         meter.mRelease = double{random.drawBetween(0.0F, 1.0F)};
         const int kind = random.draw(0, 12);
-        for (float& sample : channels[i].floats) sample = random.drawSample(kind);
-        for (std::int32_t& word : channels[i].words) word = random.drawWord(kind);
-        for (std::int16_t& sample : channels[i].shorts) sample = static_cast<std::int16_t>(random.drawWord(kind) >> 16);
-        planes.push_back(channels[i].floats + offset);
-        if (format == 0) meter.Process_Int16(channels[i].shorts, stride, frames);
-        if (format == 1) meter.Process_Int32(channels[i].words, stride, frames);
-        if (format == 2) meter.Process(planes[i], stride, frames);
+        auto& plane = floats[planes.size()];
+        for (float& sample : plane) sample = random.drawSample(kind);
+        for (std::int32_t& word : words) word = random.drawWord(kind);
+        for (std::int16_t& sample : shorts) sample = static_cast<std::int16_t>(random.drawWord(kind) >> 16);
+        planes.push_back(plane + offset);
+        if (format == 0) meter.Process_Int16(shorts, stride, frames);
+        if (format == 1) meter.Process_Int32(words, stride, frames);
+        if (format == 2) meter.Process(planes.back(), stride, frames);
       }
       if (format == 3) orvane::processTogether(meters, planes, frames);
       for (orvane::PowerMeter& meter : meters) {
@@ -61,7 +58,7 @@ void dumpLevels(Random& random) {
         if (after < 3) meter.ProcessSilence(0);
         if (after == 3) meter.ClearClipping();
         if (after == 4) meter.Reset();
-        print("level " + std::to_string(stream) + "." + std::to_string(block), fieldsOf(meter));
+        print("level", stream, fieldsOf(meter));
       }
     }
   }
@@ -78,16 +75,15 @@ void dumpTones(Random& random) {
     generator.mCoefficient = random.draw(Words::min(), Words::max());
     generator.mState2 = random.draw(-(1 << 28), 1 << 28);
     const int channels = random.draw(1, 2);
+    std::vector<float> floats(2 * kFrames);
+    std::vector<std::int16_t> shorts(2 * kFrames);
     for (int block = 0; block < 4; ++block) {
-      std::vector<float> floats(2 * kFrames);
-      std::vector<std::int16_t> shorts(2 * kFrames);
       generator.Render(floats.data(), kFrames, channels, 1);
       generator.Render16(shorts.data(), kFrames, channels, 1);
-      const std::string name = "tone " + std::to_string(tone) + "." + std::to_string(block);
-      print(name, bitsOf(floats));
-      print(name, bitsOf(shorts));
-      print(name, bitsOf(std::vector{generator.mFrequency, generator.mPhase, generator.mSweepFactor}));
-      print(name, bitsOf(std::vector{generator.mState1, generator.mState2}));
+      print("tone", tone, bitsOf(floats));
+      print("tone", tone, bitsOf(shorts));
+      print("tone", tone, bitsOf(std::vector{generator.mFrequency, generator.mPhase, generator.mSweepFactor}));
+      print("tone", tone, bitsOf(std::vector{generator.mState1, generator.mState2}));
     }
   }
 }
@@ -99,7 +95,7 @@ int main() {
   dumpLevels(random);
   for (int index = 0; index < 20000; ++index) {
     const auto angle = std::bit_cast<float>(random.draw(Words::min(), Words::max()));
-    print("sine", bitsOf(std::vector{angle, orvane::sineOf(angle)}));
+    print("sine", index, bitsOf(std::vector{angle, orvane::sineOf(angle)}));
   }
   dumpTones(random);
   return std::fflush(stdout) == 0 ? 0 : 1;

@@ -38,17 +38,14 @@ struct SlowPowerMeter {
       lane = lane + (samples[i] * samples[i] - lane) * 0.11470700055360794F;
     }
     if (fourLanes) {
-      float sum = mLaneMeanSquare[0];
-      for (const std::size_t i : {1U, 2U, 3U}) sum = sum + mLaneMeanSquare[i];
-      mMeanSquare = static_cast<double>(sum) * 0.25;
+      const auto& lanes = mLaneMeanSquare;
+      mMeanSquare = static_cast<double>(lanes[0] + lanes[1] + lanes[2] + lanes[3]) * 0.25;
       for (float& lane : mLaneMeanSquare) lane = static_cast<float>(flush(static_cast<double>(lane)));
     }
+    for (std::size_t i = grouped; i < samples.size(); ++i)
+      mMeanSquare = mMeanSquare + (static_cast<double>(samples[i] * samples[i]) - mMeanSquare) * 0.03;
     float peak = 0;
-    for (std::size_t i = 0; i < samples.size(); ++i) {
-      if (std::fabs(samples[i]) > peak) peak = std::fabs(samples[i]);
-      const float square = samples[i] * samples[i];
-      if (i >= grouped) mMeanSquare = mMeanSquare + (static_cast<double>(square) - mMeanSquare) * 0.03;
-    }
+    for (const float sample : samples) peak = std::max(peak, std::fabs(sample));  // which passes over no-numbers
     mMaxPeak = std::max(mMaxPeak, peak);
     mSawInfinity = mSawInfinity || std::isinf(mMeanSquare);
     mSawNaN = mSawNaN || std::isnan(mMeanSquare);

@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <numbers>
-
 #include "iounit/Sine.h"
 #include "iounit/SineWaveGenerator.h"
 #include "iounit/TonePhase.h"
@@ -29,9 +27,6 @@ TEST_F(Tones, SinesAreTheFloatsNearestToTheExactOnes) {
     const auto exact = static_cast<float>(std::sin(static_cast<long double>(angle)));
     ASSERT_EQ(bitsOf(std::vector{sineOf(angle), sineOf(-angle)}), bitsOf(std::vector{exact, -exact}))
         << std::hexfloat << angle;
-    if (!std::isfinite(angle)) continue;
-    const std::int64_t cLibrarys = std::bit_cast<std::int32_t>(std::sin(angle));
-    ASSERT_LE(std::abs(cLibrarys - std::bit_cast<std::int32_t>(exact)), 1) << std::hexfloat << angle;
   }
 }
 
@@ -118,41 +113,32 @@ TEST_F(Tones, RenderedTonesAreThoseOfOneSampleAfterTheOther) {
   }
 }
 
-TEST_F(Tones, ResonatorIsExactAndFollowsTheSine) {
-  struct Case {
-    float frequency, amplitude;
-    double tolerance;  // at low frequencies the truncated products add up
-    std::int64_t coefficient, state2;
-  };
-  for (const auto& [frequency, amplitude, tolerance, coefficient, state2] :
-       {Case{60, 1, 4.5, 2147405181, -2294707}, Case{261, 0.25F, 2, 2145999034, -9979794},
-        Case{11025, 1, 0.1, 0, -(1 << 28)}, Case{-11025, 1, 0.1, 0, 1 << 28},
-        Case{20000, 1, 2.5, -2056534043, -77293449}, Case{0, 1, 0, 2147483647, 0},
-        Case{22050, 1, 0.1, -2147483648LL, 0}, Case{261, 1e9F, HUGE_VAL, 2145999034, -9979794}}) {
-    for (const auto& [channels, stride] : {std::pair{0, 1}, {1, 1}, {1, 3}, {2, 1}, {2, 3}, {3, 1}}) {
-      SineWaveGenerator tone;
-      tone.mFrequency = frequency;
-      tone.mAmplitude = amplitude;
-      tone.SetSampleRate(44100);
-      EXPECT_EQ(std::tie(tone.mCoefficient, tone.mState1, tone.mState2), std::tuple(coefficient, 0, state2));
-      const std::size_t step = static_cast<std::size_t>(channels) * static_cast<std::size_t>(stride);
-      std::vector<std::int16_t> rendered(500 * step, 99), expected = rendered;
-      tone.Render16(rendered.data(), 200, channels, stride);
-      tone.Render16(rendered.data() + 200 * step, 300, channels, stride);
-      std::int64_t latest = 0, before = state2;
-      const auto scale = static_cast<std::int64_t>(std::min(double{amplitude * 32767.0F}, 2147483647.0));
-      for (std::size_t frame = 0; channels % 3 != 0 && frame < 500; ++frame) {
-        const std::int64_t value = static_cast<std::int32_t>((latest * coefficient >> 32) - before);
-        before = latest >> 2;
-        latest = static_cast<std::int32_t>(value * 4);
-        const auto sample = static_cast<std::int16_t>(static_cast<std::int32_t>((latest >> 15) * scale) >> 15);
-        std::fill_n(&expected[frame * step], channels, sample);
-        const double angle = 2.0 * std::numbers::pi * double{frequency / 44100} * static_cast<double>(frame + 1);
-        ASSERT_NEAR(sample, std::sin(angle) * 32767 * amplitude, tolerance) << frequency << " Hz, frame " << frame;
-      }
-      EXPECT_EQ(rendered, expected) << frequency << " Hz, " << channels << " channels, stride " << stride;
-      EXPECT_EQ(std::tie(tone.mState1, tone.mState2), std::tie(latest, before));
+TEST_F(Tones, ResonatorIsExact) {
+  const std::tuple<float, float, std::int64_t, std::int64_t> cases[] = {
+      {60, 1, 2147405181, -2294707}, {261, 0.25F, 2145999034, -9979794}, {11025, 1, 0, -(1 << 28)},
+      {-11025, 1, 0, 1 << 28},       {20000, 1, -2056534043, -77293449}, {0, 1, 2147483647, 0},
+      {22050, 1, -2147483648LL, 0},  {261, 1e9F, 2145999034, -9979794}};
+  for (const auto& [frequency, amplitude, coefficient, state2] : cases) {
+    SineWaveGenerator tone;
+    tone.mFrequency = frequency;
+    tone.mAmplitude = amplitude;
+    tone.SetSampleRate(44100);
+    EXPECT_EQ(std::tie(tone.mCoefficient, tone.mState1, tone.mState2), std::tuple(coefficient, 0, state2));
+    std::vector<std::int16_t> rendered(500 * 6, 99), expected = rendered;
+    tone.Render16(&rendered[0], 200, 2, 3);
+    tone.Render16(&rendered[200 * 6], 300, 2, 3);
+    tone.Render16(&rendered[0], 500, 3, 1);
+    std::int64_t latest = 0, before = state2;
+    const auto scale = static_cast<std::int64_t>(std::min(double{amplitude * 32767.0F}, 2147483647.0));
+    for (std::size_t at = 0; at < expected.size(); at += 6) {
+      const std::int64_t value = static_cast<std::int32_t>((latest * coefficient >> 32) - before);
+      before = latest >> 2;
+      latest = static_cast<std::int32_t>(value * 4);
+      expected[at] = static_cast<std::int16_t>(static_cast<std::int32_t>((latest >> 15) * scale) >> 15);
+      expected[at + 1] = expected[at];
     }
+    EXPECT_EQ(rendered, expected) << frequency << " Hz";
+    EXPECT_EQ(std::tie(tone.mState1, tone.mState2), std::tie(latest, before));
   }
 }
 

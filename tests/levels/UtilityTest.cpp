@@ -16,8 +16,7 @@ TEST(BufferListDeathTest, EntriesFollowTheHeaderAndStartAtZeroAndAWrongCountEnds
     for (std::uint32_t i = 0; i < count; ++i) {
       EXPECT_EQ(reinterpret_cast<const char*>(&list[i]), header + 8 + 16 * i);
       EXPECT_TRUE(list[i].channels == 0 && list[i].byteSize == 0 && list[i].data == nullptr);
-      list[i] = {1, 1024, &list};
-      EXPECT_EQ(list.GetAudioBufferList().buffers()[i].data, &list);
+      EXPECT_EQ(&list.GetAudioBufferList().buffers()[i], &list[i]);
     }
     EXPECT_THROW(list[count], std::out_of_range);
     EXPECT_THROW(list[std::size_t{1} << 32], std::out_of_range);
