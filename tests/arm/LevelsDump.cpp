@@ -23,17 +23,16 @@ void print(const char* name, int number, const std::vector<std::uint64_t>& bits)
 
 /// Blocks for one channel or several at once, which one processor takes in wider registers than another.
 void dumpLevels(Random& random) {
-  constexpr int kMostChannels = 19, kMostFrames = 300, kMostSamples = 3 * kMostFrames;
-  alignas(16) static float floats[kMostChannels][kMostSamples + 4];
-  std::int16_t shorts[kMostSamples];
-  std::int32_t words[kMostSamples];
+  constexpr int kMostChannels = 19, kMostFrames = 300;
+  alignas(16) static float floats[kMostChannels][kMostFrames + 4];
+  std::int16_t shorts[kMostFrames];
+  std::int32_t words[kMostFrames];
   for (int stream = 0; stream < 400; ++stream) {
     std::vector<orvane::PowerMeter> meters(
         static_cast<std::size_t>(stream % 5 == 0 ? random.draw(1, kMostChannels) : 1));
     for (orvane::PowerMeter& meter : meters) meter.mInstantaneous = random.draw(0, 7) == 0;
     for (int block = 0; block < 25; ++block) {
-      const int frames = random.draw(0, kMostFrames - 1), format = random.draw(0, 3);
-      const int stride = random.draw(0, 1) == 0 ? 1 : random.draw(1, 3);
+      const int frames = random.draw(0, kMostFrames), format = random.draw(0, 2);
       // Half of the blocks lie where the vectorised path takes them.
       const int offset = random.draw(0, 1) * random.draw(1, 3);
       std::vector<const float*> planes;
@@ -48,11 +47,10 @@ void dumpLevels(Random& random) {
         for (std::int32_t& word : words) word = random.drawWord(kind);
         for (std::int16_t& sample : shorts) sample = static_cast<std::int16_t>(random.drawWord(kind) >> 16);
         planes.push_back(plane + offset);
-        if (format == 0) meter.Process_Int16(shorts, stride, frames);
-        if (format == 1) meter.Process_Int32(words, stride, frames);
-        if (format == 2) meter.Process(planes.back(), stride, frames);
+        if (format == 0) meter.Process_Int16(shorts, 1, frames);
+        if (format == 1) meter.Process_Int32(words, 1, frames);
       }
-      if (format == 3) orvane::processTogether(meters, planes, frames);
+      if (format == 2) orvane::processTogether(meters, planes, frames);
       for (orvane::PowerMeter& meter : meters) {
         const int after = random.draw(0, 120);
         if (after < 3) meter.ProcessSilence(0);

@@ -40,9 +40,8 @@ TEST(Json, NamesCommonFormatsAndSpellsOutOthers) {
   EXPECT_EQ(written(orvane::jsonASBD({0.5, 0xFFFFFFFF, 0x80000000, 6, 7, 8, 2, 24, 9})),
             R"({"sampleRate":0.5,"channelCount":2,"interleaved":true,"formatID":"-1","formatFlags":2147483648,)"
             R"("bytesPerPacket":6,"framesPerPacket":7,"bytesPerFrame":8,"bitsPerChannel":24})");
-  EXPECT_EQ(written(orvane::jsonACL({0xFFFF0002, 0x80000001, {{7, 3, {1, 2, 3}}, {0xFFFFFFFF, 0, {}}}})),
-            R"({"tag":4294901762,"bitmap":2147483649,"numChannelDescs":2,)"
-            R"("channelDescs":[{"label":7},{"label":4294967295}]})");
+  EXPECT_EQ(written(orvane::jsonACL({0xFFFF0002, 0x80000001, {{0xFFFFFFFF, 3, {1, 2, 3}}}})),
+            R"({"tag":4294901762,"bitmap":2147483649,"numChannelDescs":1,"channelDescs":[{"label":4294967295}]})");
 }
 
 TEST(Json, IsPrintedWithOneNewlineAlsoWhereItCannotBeWritten) {
@@ -71,12 +70,10 @@ TEST(Json, IsReadInOrderAndWrongTextIsPointedAt) {
 
 /// What a conversion came to, bit by bit, as a text that can be compared.
 template <typename Conversion>
-std::string outcome(Conversion convert) {
-  try {
-    return std::to_string(std::bit_cast<std::uint64_t>(convert()));
-  } catch (const std::exception& failure) {
-    return typeid(failure).name();
-  }
+std::string outcome(Conversion convert) try {
+  return std::to_string(std::bit_cast<std::uint64_t>(convert()));
+} catch (const std::exception& failure) {
+  return typeid(failure).name();
 }
 
 /// Makes the comma the process's decimal point, by a locale built for it: none needs to be installed.

@@ -8,13 +8,11 @@ namespace orvane::test {
 
 /// The reason that `action` raises; empty where it raises nothing.
 template <typename Action>
-std::string reasonOf(const Action& action) {
-  try {
-    action();
-  } catch (const platform::PlatformException& failure) {
-    return failure.reason();
-  }
+std::string reasonOf(const Action& action) try {
+  action();
   return {};
+} catch (const platform::PlatformException& failure) {
+  return failure.reason();
 }
 
 }  // namespace orvane::test

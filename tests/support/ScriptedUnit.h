@@ -69,7 +69,6 @@ class ScriptedUnit : UnitService, UnitWrapper, ConvertingFile {
   std::map<std::string, std::function<Status()>> answers;  ///< By the name of the call.
   Bus inputHardware{*this, "InputHardwareFormat", 48000, 2};
   Bus outputHardware{*this, "OutputHardwareFormat", 44100, 1};
-  bool isInstanceGiven = true;
   bool isUnitRunning = false;
   InputHandler inputHandler;      ///< As the tool installed it.
   OutputProvider outputProvider;  ///< As the tool installed it.
@@ -95,9 +94,11 @@ class ScriptedUnit : UnitService, UnitWrapper, ConvertingFile {
     for (const int shift : {24, 16, 8, 0}) subType += static_cast<char>(description.subType >> shift);
     return static_cast<UnitComponent>(note("find", subType) == status::success ? 1 : 0);
   }
+  /// Where a test answers with success it is without a unit.
   Status createInstance(UnitComponent, UnitInstance& unit) override {
-    unit = static_cast<UnitInstance>(isInstanceGiven ? 3 : 0);
-    return note("create");
+    const Status status = note("create");
+    unit = static_cast<UnitInstance>(answers.contains("create") && status == status::success ? 0 : 3);
+    return status;
   }
   std::shared_ptr<UnitWrapper> wrap(UnitInstance) override {
     return {std::shared_ptr<void>(), note("wrap") == status::success ? this : nullptr};
