@@ -44,8 +44,9 @@ int main(int argumentCount, char** arguments) {
   const std::uint64_t first = std::strtoull(arguments[1], nullptr, 16);
   const std::uint64_t end = std::strtoull(arguments[2], nullptr, 16) + 1;
   constexpr std::uint64_t kBlock = 1 << 16;
-  unsigned long long wrong = 0;  // not correctly rounded, or not the same at all widths or with the other sign
-  unsigned long long far = 0;    // from the C library's sine, by more than one unit in the last place
+  // Not correctly rounded, or not the same at all widths or with the other sign; and more than one unit in the last
+  // place from the C library's sine.
+  unsigned long long wrong = 0, far = 0;
 #pragma omp parallel for schedule(dynamic) reduction(+ : wrong, far)
   for (std::uint64_t block = first; block < end; block += kBlock) {
     std::vector<float> angles;

@@ -33,14 +33,12 @@ struct SlowPowerMeter {
   void floats(const std::vector<float>& samples, bool fourLanes) {
     startBlock(samples.size());
     const std::size_t grouped = fourLanes ? samples.size() / 4 * 4 : 0;
-    for (std::size_t i = 0; i < grouped; ++i) {
-      float& lane = mLaneMeanSquare[i % 4];
-      lane = lane + (samples[i] * samples[i] - lane) * 0.11470700055360794F;
-    }
+    auto& lanes = mLaneMeanSquare;
+    for (std::size_t i = 0; i < grouped; ++i)
+      lanes[i % 4] += (samples[i] * samples[i] - lanes[i % 4]) * 0.11470700055360794F;
     if (fourLanes) {
-      const auto& lanes = mLaneMeanSquare;
       mMeanSquare = static_cast<double>(lanes[0] + lanes[1] + lanes[2] + lanes[3]) * 0.25;
-      for (float& lane : mLaneMeanSquare) lane = static_cast<float>(flush(static_cast<double>(lane)));
+      for (float& lane : lanes) lane = static_cast<float>(flush(static_cast<double>(lane)));
     }
     for (std::size_t i = grouped; i < samples.size(); ++i)
       mMeanSquare = mMeanSquare + (static_cast<double>(samples[i] * samples[i]) - mMeanSquare) * 0.03;

@@ -17,11 +17,9 @@ struct Sound {
   std::size_t frames() const { return samples.size() / static_cast<std::size_t>(channels); }
 };
 
-/// Writes a WAVE file of 32-bit floats, or of the given libsndfile format.
-inline void writeSound(const std::string& path, const Sound& sound, int format = SF_FORMAT_WAV | SF_FORMAT_FLOAT) {
-  SndfileHandle file(path, SFM_WRITE, format, sound.channels, sound.rate);
-  if (file.error() != 0) throw std::runtime_error(path + ": " + file.strError());
-  file.command(SFC_SET_CLIPPING, nullptr, SF_TRUE);
+/// Writes a WAVE file of 32-bit floats.
+inline void writeSound(const std::string& path, const Sound& sound) {
+  SndfileHandle file(path, SFM_WRITE, SF_FORMAT_WAV | SF_FORMAT_FLOAT, sound.channels, sound.rate);
   file.write(sound.samples.data(), static_cast<sf_count_t>(sound.samples.size()));
 }
 

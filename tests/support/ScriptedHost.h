@@ -7,41 +7,44 @@
 
 #include "Pexutil/Source/Utility/PXBufferList.h"
 #include "platform/ConvertingFile.h"
+#include "platform/Log.h"
+#include "platform/Platform.h"
 #include "platform/RealTime.h"
 #include "platform/UnitService.h"
 #include "tests/support/ReasonOf.h"
-#include "tests/support/UsedPlatform.h"
 
 namespace orvane::platform {
 
-/// A host that has one unit. It keeps a trace of the calls, and grants each that a test does not answer otherwise. The
-/// test plays the device callback with `deliver` and `fill`.
-class ScriptedUnit : UnitService, UnitWrapper, ConvertingFile {
+/// A host that has one unit, in use for the length of a test. It keeps what is logged and a trace of the calls, and
+/// grants each that a test does not answer otherwise. The test plays the device callback with `deliver` and `fill`.
+class ScriptedHost : Log, UnitService, UnitWrapper, ConvertingFile {
   /// Shows what is asked of it and grants it, but goes on telling the format that a test gave it.
   struct Bus : UnitBus {
-    Bus(ScriptedUnit& unit, std::string name, double rate, std::uint32_t channels)
-        : mUnit(unit), mName(std::move(name)), told(StreamFormat::standard(rate, channels)) {}
+    Bus(ScriptedHost& host, std::string name, double rate, std::uint32_t channels)
+        : mHost(host), mName(std::move(name)), told(StreamFormat::standard(rate, channels)) {}
     StreamFormat format() const override {
-      mUnit.note(mName);
+      mHost.note(mName);
       return told;
     }
     std::optional<PlatformError> setFormat(const StreamFormat& format) override {
-      const Status status = mUnit.note("set" + mName, shown(format.description()));
-      if (status == status::success) return {};
-      return PlatformError(status, "UnitBus::setFormat", std::to_string(status));
+      if (const Status status = mHost.note("set" + mName, shown(format.description())))
+        return PlatformError(status, "UnitBus::setFormat", std::to_string(status));
+      return {};
     }
-    ScriptedUnit& mUnit;
+    ScriptedHost& mHost;
     const std::string mName;
     StreamFormat told;
   };
 
  public:
-  ScriptedUnit() {
-    Platform services = current();
+  ScriptedHost() {
+    Platform services = mBefore;
+    services.log = std::shared_ptr<Log>(std::shared_ptr<void>(), this);
     services.units = std::shared_ptr<UnitService>(std::shared_ptr<void>(), this);
     services.convertingFiles = std::shared_ptr<ConvertingFile>(std::shared_ptr<void>(), this);
     use(services);
   }
+  ~ScriptedHost() override { use(mBefore); }
 
   /// Hands a slice of captured input to the tool.
   void deliver(std::uint32_t frames) {
@@ -65,7 +68,7 @@ class ScriptedUnit : UnitService, UnitWrapper, ConvertingFile {
   /// The calls since the last time, as "find rioc > create > wrap".
   std::string takeCalls() { return std::exchange(mCalls, {}); }
 
-  test::UsedPlatform used;
+  std::vector<std::string> logged;
   std::map<std::string, std::function<Status()>> answers;  ///< By the name of the call.
   Bus inputHardware{*this, "InputHardwareFormat", 48000, 2};
   Bus outputHardware{*this, "OutputHardwareFormat", 44100, 1};
@@ -87,6 +90,9 @@ class ScriptedUnit : UnitService, UnitWrapper, ConvertingFile {
     return (standard.description() == format ? "" : std::to_string(format.bitsPerChannel) + " bits, ") +
            std::to_string(static_cast<int>(format.sampleRate)) + " Hz, " + std::to_string(format.channelsPerFrame);
   }
+
+  void write(LogLevel, std::string_view line) override { logged.emplace_back(line); }
+  void setSink(Sink) override {}
 
   UnitComponent findComponent(const UnitDescription& description) override {
     EXPECT_EQ(description, UnitDescription{.subType = description.subType});
@@ -161,6 +167,7 @@ class ScriptedUnit : UnitService, UnitWrapper, ConvertingFile {
 
   Bus mInputClient{*this, "InputClientFormat", 8000, 3};
   Bus mOutputClient{*this, "OutputClientFormat", 8000, 4};
+  const Platform mBefore = current();
   std::string mCalls;
   int mFiles = 0;
   RenderActionFlags mFlags = 0;
