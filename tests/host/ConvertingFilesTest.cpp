@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <fstream>
 #include <thread>
 
 #include "Pexutil/Source/Utility/PXBufferList.h"
@@ -29,25 +28,26 @@ StreamFormat int16(double rate, std::uint32_t channels) {
   return StreamFormat::linearPcm(rate, channels, 16, format_flag::signedInteger, true);
 }
 
-std::string bytesOf(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
-
 /// The converting files of a host of their own. At fast pace nothing is written by itself: the caller never waits.
 class ConvertingFilesTest : public testing::Test, protected UnitRig {
  protected:
   explicit ConvertingFilesTest(const std::string& options = "pace=fast") : UnitRig(options) {}
 
-  Status create(const std::string& path, const StreamFormat& format, Handle& file,
-                ExistingFile existing = ExistingFile::erase) {
-    return files.create(path, ConvertingFile::nativeContainer, format.description(), nullptr, existing, file);
+  struct Wanted {
+    std::string path;
+    StreamFormat format = int16(48000, 2);
+    std::uint32_t type = ConvertingFile::nativeContainer;
+    const ChannelLayout* layout = nullptr;
+    ExistingFile existing = ExistingFile::erase;
+  };
+  Status create(const Wanted& wanted, Handle& file) {
+    return files.create(wanted.path, wanted.type, wanted.format.description(), wanted.layout, wanted.existing, file);
   }
 
   /// A file that takes `channels` channels of sound.
   Handle make(const std::string& path, std::uint32_t channels, double rate = 48000) {
     Handle file{};
-    EXPECT_EQ(create(path, int16(rate, channels), file), 0);
+    EXPECT_EQ(create({path, int16(rate, channels)}, file), 0);
     EXPECT_EQ(files.setClientDataFormat(file, StreamFormat::standard(rate, channels).description()), 0);
     return file;
   }
@@ -66,71 +66,59 @@ class ConvertingFilesTest : public testing::Test, protected UnitRig {
 
 TEST_F(ConvertingFilesTest, WhatCannotBeMadeIsRefusedAndHarmsNothing) {
   const std::string old = folder.file("old.wav");
-  std::ofstream(old) << "what was there";
+  writeSound(old, {.samples = {0.25F}});
   std::filesystem::create_directory(folder.file("folder"));
   std::filesystem::create_symlink("nowhere/at/all", folder.file("dangling"));
   ASSERT_EQ(mkfifo(folder.file("pipe").c_str(), 0600), 0);
-  const StreamDescription right = int16(48000, 2).description();
-  const ChannelLayout layout{.tag = ChannelLayout::discreteInOrder | 2, .bitmap = 0, .descriptions = {}};
-  const struct {
-    std::string path;
-    StreamDescription format;
-    Status refusal;
-    std::uint32_t type = ConvertingFile::nativeContainer;
-    const ChannelLayout* layout = nullptr;
-    ExistingFile existing = ExistingFile::erase;
-  } rows[] = {
-      {"", right, status::notFound},
-      {folder.file("missing/take.wav"), right, status::notFound},
-      {old + "/take.wav", right, status::notFound},
-      {folder.file("dangling"), right, status::notFound},
-      {folder.file("folder"), right, status::notRegularFile},
-      {folder.file("pipe"), right, status::notRegularFile},
-      {"/dev/null", right, status::notRegularFile},
-      {old, right, status::noPermission, ConvertingFile::nativeContainer, nullptr, ExistingFile::refuse},
-      {old, right, status::unsupportedType, 0x57415645},
-      {old, right, status::unsupportedFormat, ConvertingFile::nativeContainer, &layout},
-      {old, StreamFormat::standard(48000, 2).description(), status::unsupportedFormat},
-      {old, int16(48000, 0).description(), status::unsupportedFormat},
-      {old, int16(48000, 257).description(), status::unsupportedFormat},
-      {old, int16(0, 2).description(), status::unsupportedFormat},
-      {old, int16(44100.5, 2).description(), status::unsupportedFormat},
-      {old, int16(6144001, 2).description(), status::unsupportedFormat},
-      {old, int16(std::nan(""), 2).description(), status::unsupportedFormat},
-      {old, StreamFormat::linearPcm(48000, 2, 16, format_flag::signedInteger, false).description(),
-       status::unsupportedFormat},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.path + ": " + std::to_string(row.refusal) + " " + std::to_string(row.format.sampleRate));
-    Handle file{9};
-    log.clear();
-    EXPECT_EQ(files.create(row.path, row.type, row.format, row.layout, row.existing, file), row.refusal) << log;
-    EXPECT_EQ(file, Handle::none);
-    EXPECT_THAT(log, HasSubstr("A recording cannot be made: \"" + row.path + "\""));
-    EXPECT_EQ(bytesOf(old), "what was there");
-  }
-  EXPECT_FALSE(report.writtenFile().has_value());
-
   // A file that its user may not write. Root may write any, so it becomes somebody else for a moment.
   chmod(old.c_str(), 0444);
   chmod(folder.path().c_str(), 0755);
   const uid_t user = geteuid();
   ASSERT_EQ(seteuid(user == 0 ? 65534 : user), 0);
   Handle file{};
-  EXPECT_EQ(create(old, int16(48000, 2), file), status::noPermission);
+  EXPECT_EQ(create({old}, file), status::noPermission);
   ASSERT_EQ(seteuid(user), 0);
-  EXPECT_EQ(bytesOf(old), "what was there");
+  chmod(old.c_str(), 0644);
+  const ChannelLayout layout{.tag = ChannelLayout::discreteInOrder | 2, .bitmap = 0, .descriptions = {}};
+  const std::pair<Wanted, Status> rows[] = {
+      {{""}, status::notFound},
+      {{folder.file("missing/take.wav")}, status::notFound},
+      {{old + "/take.wav"}, status::notFound},
+      {{folder.file("dangling")}, status::notFound},
+      {{folder.file("folder")}, status::notRegularFile},
+      {{folder.file("pipe")}, status::notRegularFile},
+      {{.path = old, .existing = ExistingFile::refuse}, status::noPermission},
+      {{.path = old, .type = 0x57415645}, status::unsupportedType},
+      {{.path = old, .layout = &layout}, status::unsupportedFormat},
+      {{old, StreamFormat::standard(48000, 2)}, status::unsupportedFormat},
+      {{old, int16(48000, 0)}, status::unsupportedFormat},
+      {{old, int16(48000, 257)}, status::unsupportedFormat},
+      {{old, int16(0, 2)}, status::unsupportedFormat},
+      {{old, int16(44100.5, 2)}, status::unsupportedFormat},
+      {{old, int16(6144001, 2)}, status::unsupportedFormat},
+      {{old, int16(std::nan(""), 2)}, status::unsupportedFormat},
+      {{old, StreamFormat::linearPcm(48000, 2, 16, format_flag::signedInteger, false)}, status::unsupportedFormat}};
+  for (const auto& [wanted, refusal] : rows) {
+    SCOPED_TRACE(wanted.path + ": " + std::to_string(wanted.format.sampleRate()));
+    file = Handle{9};
+    log.clear();
+    EXPECT_EQ(create(wanted, file), refusal) << log;
+    EXPECT_EQ(file, Handle::none);
+    EXPECT_THAT(log, HasSubstr("A recording cannot be made: \"" + wanted.path + "\""));
+    EXPECT_EQ(readSound(old).samples, Samples{0.25F});
+  }
+  EXPECT_FALSE(report.writtenFile().has_value());
 
   // Locked as by another process that writes it.
   const int other = open(old.c_str(), O_RDONLY | O_CLOEXEC);
   ASSERT_EQ(flock(other, LOCK_EX), 0);
-  EXPECT_EQ(create(old, int16(48000, 2), file), status::noPermission);
-  close(other);
+  EXPECT_EQ(create({old}, file), status::noPermission);
   EXPECT_THAT(log, HasSubstr("is being written by another program"));
-  EXPECT_EQ(bytesOf(old), "what was there");
+  EXPECT_EQ(readSound(old).samples, Samples{0.25F});
+  close(other);
 
   for (int open = 0; open < 256; ++open) make(folder.file(std::to_string(open)), 1, 8000);
-  EXPECT_EQ(create(folder.file("one too many"), int16(48000, 1), file), status::ioFailure);
+  EXPECT_EQ(create({folder.file("one too many")}, file), status::ioFailure);
   EXPECT_THAT(log, HasSubstr("one too many\": too many recordings are open"));
   EXPECT_FALSE(std::filesystem::exists(folder.file("one too many")));
 }
@@ -138,7 +126,7 @@ TEST_F(ConvertingFilesTest, WhatCannotBeMadeIsRefusedAndHarmsNothing) {
 TEST_F(ConvertingFilesTest, AFileTakesItsOwnFormatAndNothingElse) {
   const Planes slice{{1, 1}, {-1, -1}};
   Handle file{};
-  ASSERT_EQ(create(folder.file("take.wav"), int16(48000, 2), file, ExistingFile::refuse), 0);
+  ASSERT_EQ(create({.path = folder.file("take.wav"), .existing = ExistingFile::refuse}, file), 0);
   EXPECT_EQ(write(file, slice), status::wrongState) << "before the client format was set";
   for (const StreamFormat& format :
        {StreamFormat::standard(44100, 2), StreamFormat::standard(48000, 1), int16(48000, 2)}) {
@@ -180,9 +168,8 @@ TEST_F(ConvertingFilesTest, AFileIsWrittenThroughItsLatestHandleAlone) {
   write(latest, {{0.125F}, {0}});
   EXPECT_EQ(files.dispose(other), 0);
   EXPECT_EQ(files.dispose(latest), 0);
-  EXPECT_TRUE(std::filesystem::exists(path));
+  EXPECT_EQ(readSound(path).samples, Samples{});
   EXPECT_EQ(readSound(folder.file("twin")).samples, (Samples{0.5F, -0.5F, 0.5F, -0.5F, 0.125F, 0}));
-  EXPECT_FALSE(report.writeFailure().has_value());
 }
 
 TEST_F(ConvertingFilesTest, AWriterThatIsTwoSecondsBehindDropsWholeSlicesAndCountsThem) {
@@ -190,7 +177,7 @@ TEST_F(ConvertingFilesTest, AWriterThatIsTwoSecondsBehindDropsWholeSlicesAndCoun
   const Planes slice(2, Samples(441, 0.5F));
   for (int i = 0; i < 200; ++i) ASSERT_EQ(write(file, slice), 0) << i;
   for (int i = 0; i < 30; ++i) ASSERT_EQ(write(file, slice), status::overrun);
-  EXPECT_FALSE(host.scheduler->makeWaiter()->wait(201ms));
+  EXPECT_FALSE(waiter->wait(201ms));
   EXPECT_THAT(log, HasSubstr("30 slices were lost"));
   EXPECT_EQ(report.runCount().overruns, 30U);
   EXPECT_EQ(readSound(folder.file("take.wav")).samples.size(), 200 * 441 * 2U) << "the open file is readable";
@@ -211,13 +198,12 @@ TEST_F(RunningConvertingFilesTest, ANoticeOfAFailedWriteMayDisposeTheFile) {
   getrlimit(RLIMIT_FSIZE, &before);
   const rlimit small{.rlim_cur = 100, .rlim_max = before.rlim_max};
   setrlimit(RLIMIT_FSIZE, &small);
-  const auto disposed = host.scheduler->makeWaiter();
   report.onWriteFailure([&] {
     EXPECT_EQ(files.dispose(file), 0);
-    disposed->signal();
+    waiter->signal();
   });
   write(file, {Samples(4000)});
-  EXPECT_TRUE(disposed->wait(10s));
+  EXPECT_TRUE(waiter->wait(10s));
   setrlimit(RLIMIT_FSIZE, &before);
 }
 

@@ -3,9 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "Pexutil/Source/Utility/PXBufferList.h"
 #include "platform/Hosts.h"
 #include "platform/Log.h"
 #include "platform/Report.h"
@@ -34,20 +36,19 @@ class UnitRig {
 
   /// Collects the input, interleaved, and the time stamp of each slice.
   void takeInput() {
-    mList.header.bufferCount = wrapper->outputBus(1).format().channelCount();
+    mList.emplace(wrapper->outputBus(1).format().channelCount());
     captured.reserve(1 << 21);
     times.reserve(1 << 16);
     wrapper->setInputEnabled(true);
     wrapper->setInputHandler(
-        [this, render = wrapper->renderOperation()](auto& flags, const auto& time, std::uint32_t frames, int bus) {
-          for (auto& entry : mList.header.buffers()) entry = {1, frames * 4, nullptr};
-          ASSERT_EQ(render(flags, time, frames, bus, mList.header, nullptr), 0);
-          const std::size_t before = captured.size() / mList.header.bufferCount;
-          ASSERT_TRUE(missesFrames || time.sampleTime == static_cast<double>(before));
+        [this, render = wrapper->renderOperation()](auto& flags, auto& time, auto frames, int bus) {
+          auto& list = mList->GetAudioBufferList();
+          for (auto& entry : list.buffers()) entry = {1, frames * 4, nullptr};
+          ASSERT_EQ(render(flags, time, frames, bus, list, nullptr), 0);
+          ASSERT_TRUE(missesFrames || time.sampleTime == static_cast<double>(captured.size() / list.bufferCount));
           times.push_back(time);
-          for (std::uint32_t frame = 0; frame < frames; ++frame) {
-            for (auto& entry : mList.header.buffers()) captured.push_back(static_cast<const float*>(entry.data)[frame]);
-          }
+          for (std::uint32_t frame = 0; frame < frames; ++frame)
+            for (auto& entry : list.buffers()) captured.push_back(static_cast<const float*>(entry.data)[frame]);
         });
   }
 
@@ -64,6 +65,10 @@ class UnitRig {
     });
   }
 
+  void playSilence() {
+    play([](double, std::uint32_t) { return 0.0F; });
+  }
+
   /// Starts the unit and waits for the end of the device, which stops the unit too, or for as long as `limit`.
   platform::Status run(platform::HostTime limit = platform::Waiter::forever) {
     const auto ended = std::shared_ptr(host.scheduler->makeWaiter());
@@ -75,6 +80,7 @@ class UnitRig {
 
   platform::Platform host;
   platform::Report& report = *host.report;
+  const std::unique_ptr<platform::Waiter> waiter = host.scheduler->makeWaiter();  ///< For tests to wait by.
   platform::UnitInstance unit{};
   std::shared_ptr<platform::UnitWrapper> wrapper;
   bool missesFrames = false;  ///< Else time stamps count the frames that were handed over.
@@ -83,10 +89,7 @@ class UnitRig {
   std::string log;
 
  private:
-  struct {
-    platform::RenderBufferList header{0};
-    platform::RenderBuffer entries[4];
-  } mList;
+  std::optional<PX::BufferList> mList;
 };
 
 }  // namespace orvane::test

@@ -25,23 +25,25 @@ inline std::string readFile(const std::string& path) {
 
 /// Whether `condition` came to hold in good time; it is a failure of the test where it did not.
 inline bool await(const std::function<bool()>& condition) {
-  // No whole run takes longer, not even a sanitized one on a busy machine.
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() > deadline) {
-      ADD_FAILURE() << "it did not come to be in good time";
-      return false;
-    }
+  // No whole run takes longer than these twenty seconds, not even a sanitized one on a busy machine.
+  for (int look = 0; look < 10'000; ++look) {
+    if (condition()) return true;
     std::this_thread::sleep_for(std::chrono::milliseconds(2));
   }
-  return true;
+  ADD_FAILURE() << "it did not come to be in good time";
+  return false;
 }
 
 /// How a program ended, and all that it printed.
 struct Ended {
   int status = -1;  ///< The exit status; 128 plus the signal's number where a signal ended it.
-  std::string output;
-  std::string errors;
+  std::string output = {};
+  std::string errors = {};
+
+  bool operator==(const Ended&) const = default;
+  friend std::ostream& operator<<(std::ostream& stream, const Ended& ended) {
+    return stream << "status " << ended.status << "\n" << ended.output << "\n" << ended.errors;
+  }
 };
 
 /// A program that runs beside the test. It is killed where it has not ended in good time, or is let go of.
@@ -56,29 +58,25 @@ class Program {
   }
   Program(const Program&) = delete;
   Program& operator=(const Program&) = delete;
-  ~Program() { killIt(); }
+  ~Program() {
+    if (mProcess == -1) return;
+    kill(mProcess, SIGKILL);
+    waitpid(mProcess, nullptr, 0);
+  }
 
   /// What the program has printed so far.
   std::string output() const { return readFile(mFolder.file("output")); }
   void send(int signal) const { kill(mProcess, signal); }
   Ended finish() {
     if (await([this] { return waitpid(mProcess, &mStatus, WNOHANG) != 0; })) mProcess = -1;
-    killIt();
-    return {.status = WIFEXITED(mStatus) ? WEXITSTATUS(mStatus) : 128 + WTERMSIG(mStatus),
-            .output = output(),
-            .errors = readFile(mFolder.file("errors"))};
+    return {WIFEXITED(mStatus) ? WEXITSTATUS(mStatus) : 128 + WTERMSIG(mStatus), output(),
+            readFile(mFolder.file("errors"))};
   }
 
  private:
-  void killIt() {
-    if (mProcess == -1) return;
-    kill(mProcess, SIGKILL);
-    waitpid(std::exchange(mProcess, -1), &mStatus, 0);
-  }
-
   const TemporaryFolder mFolder;
   pid_t mProcess = -1;
-  int mStatus = 0;
+  int mStatus = SIGKILL;  ///< Until it has ended by itself.
 };
 
 /// A whole run of a program, or of the tool, or of the tool at fast pace on a device.
@@ -95,11 +93,9 @@ inline Ended runFast(const std::string& device, const std::string& arguments) {
 /// The frames of a sound file, where independent readers agree and none has anything to complain about.
 inline std::string framesOfWholeFile(const std::string& path) {
   const std::string frames = run("soxi -s " + path).output;
-  const Ended probe = run("ffprobe -v warning -show_entries stream=duration_ts -of csv=p=0 " + path);
-  EXPECT_EQ(probe.output + probe.errors, frames);
-  const std::string info = run("sndfile-info " + path).output;
-  EXPECT_THAT(info, testing::HasSubstr("Frames      : " + frames));
-  EXPECT_THAT(info, testing::Not(testing::HasSubstr("should be")));
+  EXPECT_EQ(run("ffprobe -v warning -show_entries stream=duration_ts -of csv=p=0 " + path), (Ended{0, frames}));
+  EXPECT_THAT(run("sndfile-info " + path).output, testing::AllOf(testing::HasSubstr("Frames      : " + frames),
+                                                                 testing::Not(testing::HasSubstr("should be"))));
   return frames.substr(0, frames.find('\n'));
 }
 
