@@ -45,7 +45,8 @@ class UnitRig {
           auto& list = mList->GetAudioBufferList();
           for (auto& entry : list.buffers()) entry = {1, frames * 4, nullptr};
           ASSERT_EQ(render(flags, time, frames, bus, list, nullptr), 0);
-          ASSERT_TRUE(missesFrames || time.sampleTime == static_cast<double>(captured.size() / list.bufferCount));
+          const std::size_t before = captured.size() / list.bufferCount;
+          ASSERT_TRUE(missesFrames || time.sampleTime == static_cast<double>(before));
           times.push_back(time);
           for (std::uint32_t frame = 0; frame < frames; ++frame)
             for (auto& entry : list.buffers()) captured.push_back(static_cast<const float*>(entry.data)[frame]);
