@@ -34,8 +34,8 @@ class ORVANE_EXPORT Worker {
   /// Runs `task` at `first`, and then at the time that each run gives: in the place it would have if it were posted at
   /// the end of that run. For what comes round often, as the slices of a device do. Any thread.
   virtual void repeatAt(HostTime first, Repetition task) = 0;
-  /// Drops every task that has not begun and returns when the one that runs has ended; called from this worker's own
-  /// task, returns at once. The worker takes new tasks afterwards.
+  /// Drops every task that has not begun, and what would repeat itself, and returns when the run under way has ended;
+  /// called from this worker's own task, returns at once. The worker takes new tasks afterwards.
   virtual void cancel() = 0;
 };
 

@@ -24,7 +24,6 @@ Conductor::~Conductor() {
   {
     const Lock lock(mMutex);
     mQuit = true;
-    announceChange();
   }
   mConductorWake.notify_one();
   mThread.join();
@@ -34,14 +33,8 @@ Conductor::Place Conductor::addToAgenda(HostTime due, std::variant<Task, Limit> 
   const Place place(std::max(due, now()), mPosted++);
   const auto later = std::ranges::lower_bound(mAgenda, place, std::ranges::greater(), &Entry::place);
   mAgenda.insert(later, {place, std::move(what)});
-  announceChange();
-  return place;
-}
-
-void Conductor::announceChange() {
-  const HostTime first = mAgenda.empty() ? HostTime::max() : mAgenda.back().place.first;
-  mHorizon.store(isWanted() ? first : HostTime::min(), std::memory_order_relaxed);
   if (mayRun()) mConductorWake.notify_one();
+  return place;
 }
 
 void Conductor::post(HostTime due, Owner owner, platform::Worker::Repetition task) {
@@ -55,9 +48,10 @@ void Conductor::cancel(Owner owner) {
   if (std::this_thread::get_id() != mThread.get_id()) {
     // Nothing begins while a caller is on its way out, so what the running task posts is there to be dropped.
     ++mReturning;
-    announceChange();
     mCallerWake.wait(lock, [&] { return !mTaskRuns || mRunning != owner; });
     --mReturning;
+  } else if (mRunning == owner) {
+    mRunCancelled = true;
   }
   const auto owned = std::stable_partition(mAgenda.begin(), mAgenda.end(), [&](const Entry& entry) {
     const Task* task = std::get_if<Task>(&entry.what);
@@ -65,7 +59,7 @@ void Conductor::cancel(Owner owner) {
   });
   for (auto entry = owned; entry != mAgenda.end(); ++entry) dropped.push_back(std::move(std::get<Task>(entry->what)));
   mAgenda.erase(owned, mAgenda.end());
-  announceChange();
+  if (mayRun()) mConductorWake.notify_one();
   lock.unlock();
 }
 
@@ -94,15 +88,14 @@ bool Conductor::wait(Signals& signals, HostTime limit) {
   Place limitPlace{};
   const bool limited = limit < platform::Waiter::forever - now();
   if (limited) limitPlace = addToAgenda(now() + std::max(limit, HostTime::zero()), Limit{&signals, &wait});
-  announceChange();
+  if (mayRun()) mConductorWake.notify_one();
   // Only when the task that signalled is done does the caller see a world that stands still. A signal from elsewhere,
   // the user's Ctrl-C above all, does not wait for a task that may be stuck.
   mCallerWake.wait(lock, [&] { return wait.state != Wait::State::waiting && !(wait.endedByTask && mTaskRuns); });
   if (limited && wait.state == Wait::State::signalled) {
     std::erase_if(mAgenda, [&](const Entry& entry) { return entry.place == limitPlace; });
   }
-  --mReturning;
-  announceChange();
+  if (--mReturning == 0 && mayRun()) mConductorWake.notify_one();
   return wait.state == Wait::State::signalled;
 }
 
@@ -112,7 +105,6 @@ void Conductor::endWait(Signals& signals, Wait& wait, Wait::State state) {
   wait.endedByTask = std::this_thread::get_id() == mThread.get_id();
   --mWaiting;
   ++mReturning;
-  announceChange();
   mCallerWake.notify_all();
 }
 
@@ -128,7 +120,6 @@ void Conductor::conduct() {
 void Conductor::takeFirst(Lock& lock) {
   Entry entry = std::move(mAgenda.back());
   mAgenda.pop_back();
-  announceChange();
   mNow.store(entry.place.first.count(), std::memory_order_relaxed);
   if (const Limit* limit = std::get_if<Limit>(&entry.what)) {
     endWait(*limit->signals, *limit->wait, Wait::State::limitReached);
@@ -140,9 +131,17 @@ void Conductor::takeFirst(Lock& lock) {
 void Conductor::runTask(Lock& lock, Task task) {
   mRunning = task.owner;
   mTaskRuns = true;
-  lock.unlock();
-  const std::optional<HostTime> next = repeat(task);
-  lock.lock();
+  std::optional<HostTime> next;
+  for (;;) {
+    lock.unlock();
+    next = runOnce(task);
+    lock.lock();
+    if (!next) break;
+    const HostTime due = std::max(*next, now());
+    if (!mayTimePass() || !comesFirst(due)) break;
+    // Spares a repetition, a device's slices above all, the way over the agenda.
+    mNow.store(due.count(), std::memory_order_relaxed);
+  }
   if (next) addToAgenda(*next, std::move(task));
   mTaskRuns = false;
   mRunning = nullptr;
@@ -150,17 +149,13 @@ void Conductor::runTask(Lock& lock, Task task) {
   if (mReturning > 0) mCallerWake.notify_all();
 }
 
-/// Runs a task, and again while nothing comes before its next time. Gives that time, or nothing behind its last run.
-std::optional<Conductor::HostTime> Conductor::repeat(Task& task) noexcept {
-  for (;;) {
-    const std::optional<HostTime> next = task.run();
-    if (!next) {
-      task.run = nullptr;  // What it holds ends before it counts as done.
-      return std::nullopt;
-    }
-    if (*next >= mHorizon.load(std::memory_order_relaxed)) return next;
-    mNow.store(std::max(*next, now()).count(), std::memory_order_relaxed);
-  }
+/// Gives the time of the task's next run. Behind the last one, what the task holds ends before it counts as done.
+std::optional<Conductor::HostTime> Conductor::runOnce(Task& task) noexcept {
+  mRunCancelled = false;
+  std::optional<HostTime> next = task.run();
+  if (mRunCancelled) next.reset();
+  if (!next) task.run = nullptr;
+  return next;
 }
 
 }  // namespace orvane::host

@@ -41,7 +41,8 @@ class Conductor final : public platform::Clock {
   HostTime now() const override { return HostTime(mNow.load(std::memory_order_relaxed)); }
 
   void post(HostTime due, Owner owner, platform::Worker::Repetition task);
-  /// Drops the owner's tasks and returns when the one that runs has ended; at once on the conductor's own thread.
+  /// Drops the owner's tasks, later runs of the one that runs included, and returns when that run has ended; at once
+  /// on the conductor's own thread.
   void cancel(Owner owner);
 
   void signal(Signals& signals);
@@ -69,17 +70,14 @@ class Conductor final : public platform::Clock {
   void conduct();
   void takeFirst(Lock& lock);
   void runTask(Lock& lock, Task task);
+  std::optional<HostTime> runOnce(Task& task) noexcept;
   void endWait(Signals& signals, Wait& wait, Wait::State state);
-  std::optional<HostTime> repeat(Task& task) noexcept;
-  /// Whether anybody waits for what is on the agenda, and nobody for the conductor to stand still.
-  bool isWanted() const { return mWaiting > 0 && mReturning == 0 && !mQuit; }
-  bool mayRun() const { return isWanted() && !mAgenda.empty(); }
-  /// To be called after each change of what these two depend on.
-  void announceChange();
+  /// Whether somebody waits for time to pass, and nobody for it to stand still.
+  bool mayTimePass() const { return mWaiting > 0 && mReturning == 0; }
+  bool mayRun() const { return mayTimePass() && !mAgenda.empty(); }
+  bool comesFirst(HostTime due) const { return mAgenda.empty() || due < mAgenda.back().place.first; }
 
   std::atomic<HostTime::rep> mNow;
-  /// A task that repeats itself before this time comes before everything on the agenda, and needs no lock to know it.
-  std::atomic<HostTime> mHorizon = HostTime::min();
   std::mutex mMutex;
   std::condition_variable mConductorWake;
   std::condition_variable mCallerWake;
@@ -89,6 +87,7 @@ class Conductor final : public platform::Clock {
   std::size_t mReturning = 0;  ///< Callers on their way out of a wait or a cancel; nothing begins until they are.
   Owner mRunning = nullptr;    ///< The owner of the task that runs.
   bool mTaskRuns = false;
+  bool mRunCancelled = false;  ///< By the task that runs; the conductor's thread alone uses it.
   bool mQuit = false;
   std::thread mThread;
 };

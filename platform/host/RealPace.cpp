@@ -70,6 +70,8 @@ class ThreadWorker final : public platform::Worker {
       ++mCancelling;
       mWake.wait(lock, [this] { return !mTaskRuns; });
       --mCancelling;
+    } else {
+      mRunCancelled = true;
     }
     dropped.swap(mTasks);
     lock.unlock();
@@ -96,15 +98,20 @@ class ThreadWorker final : public platform::Worker {
     }
   }
 
+  /// Gives the time of the task's next run. Behind the last one, what the task holds ends before it counts as done.
+  std::optional<HostTime> runOnce(Repetition& task) noexcept {
+    mRunCancelled = false;
+    std::optional<HostTime> next = task();
+    if (mRunCancelled) next.reset();
+    if (!next) task = nullptr;
+    return next;
+  }
+
   void runFirst(std::unique_lock<std::mutex>& lock) {
     Tasks::node_type task = mTasks.extract(mTasks.begin());
     mTaskRuns = true;
     lock.unlock();
-    const std::optional<HostTime> next = [&]() noexcept {
-      const std::optional<HostTime> time = task.mapped()();
-      if (!time) task.mapped() = nullptr;
-      return time;
-    }();
+    const std::optional<HostTime> next = runOnce(task.mapped());
     lock.lock();
     if (next) {
       task.key() = nextPlace(*next);
@@ -121,6 +128,7 @@ class ThreadWorker final : public platform::Worker {
   std::uint64_t mPosted = 0;
   int mCancelling = 0;  ///< Callers inside `cancel`.
   bool mTaskRuns = false;
+  bool mRunCancelled = false;  ///< By the task that runs; this worker's thread alone uses it.
   bool mQuit = false;
   std::thread mThread;
 };

@@ -110,31 +110,37 @@ TEST_P(BothPaces, TasksRunInOrderOfDueTimeThenOfPosting) {
 TEST_P(BothPaces, ARepetitionTakesItsPlaceAmongWhatIsPostedMeanwhileUntilItEndsOrIsCancelled) {
   const auto repeated = scheduler->makeWorker("repeated");
   const HostTime start = scheduler->clock().now() + 20ms;
+  const HostTime dues[] = {start, start + 10ms, start - 1ms, start + 20ms, start + 30ms};
   std::string ran;
   repeated->postAt(start + 20ms, [&] { ran += "b"; });
-  repeated->repeatAt(start, [&, step = 0]() mutable -> std::optional<HostTime> {
-    EXPECT_GE(scheduler->clock().now(), start + step * 10ms);
+  repeated->repeatAt(dues[0], [&, step = 0U]() mutable -> std::optional<HostTime> {
+    EXPECT_GE(scheduler->clock().now(), dues[step]);
     ran += std::to_string(step++);
-    if (step == 1) repeated->post([&] { ran += "a"; });
-    if (step < 5) return start + step * 10ms;
+    if (step == 2) repeated->post([&] { ran += "a"; });
+    if (step < 5) return dues[step];
     waiter->signal();
     return std::nullopt;
   });
   ASSERT_TRUE(waiter->wait(10s));
-  EXPECT_EQ(ran, "0a1b234");
+  EXPECT_EQ(ran, "01a2b34");
 
-  int runs = 0;
-  const auto kept = std::make_shared<int>();
-  repeated->repeatAt(start, [&, kept]() -> std::optional<HostTime> {
-    if (++runs == 3) waiter->signal();
-    return start;  // Already past: as soon as what was posted before is done.
-  });
-  ASSERT_TRUE(waiter->wait(10s));
-  repeated->cancel();
-  const int ranBefore = runs;
-  EXPECT_EQ(kept.use_count(), 1) << "what a repetition holds goes with it";
-  EXPECT_FALSE(waiter->wait(1ms));
-  EXPECT_EQ(runs, ranBefore);
+  for (const bool byItself : {true, false}) {
+    int runs = 0;
+    const auto held = std::make_shared<int>();
+    repeated->repeatAt(start, [&, held]() -> std::optional<HostTime> {
+      if (++runs == 3 && byItself) repeated->cancel();
+      if (runs == 3) waiter->signal();
+      return start;  // Long past: as soon as what was posted before is done.
+    });
+    ASSERT_TRUE(waiter->wait(10s));
+    EXPECT_FALSE(waiter->wait(0ms));
+    repeated->cancel();
+    EXPECT_EQ(held.use_count(), 1) << "what a repetition holds goes with it";
+    const int ranBefore = runs;
+    EXPECT_TRUE(!byItself || runs == 3);
+    EXPECT_FALSE(waiter->wait(1ms));
+    EXPECT_EQ(runs, ranBefore);
+  }
 }
 
 TEST_P(BothPaces, CancelReturnsWhenTheRunningTaskHasEndedAndNothingFollows) {
