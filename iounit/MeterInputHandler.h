@@ -30,10 +30,6 @@ class MeterInputHandler {
   /// where its reader is slow; a write that fails is ignored. Flushes standard output on every call.
   void process(std::uint32_t frames);
 
-  /// The stars of a bar: a level of 1 or more (infinity included) fills it, a level below 1/40, a negative one or
-  /// not-a-number gives none. Real-time safe.
-  static int barStars(double level);
-
   const std::int32_t mChannelCount;
   PX::BufferList mBufferList;
   std::vector<PowerMeter> mMeters;
@@ -42,6 +38,9 @@ class MeterInputHandler {
  private:
   void meterChannels(std::uint32_t frames);
   void printBars() const;
+  /// The stars of a bar: a level of 1 or more (infinity included) fills it, a level below 1/40, a negative one or
+  /// not-a-number gives none.
+  static int barStars(double level);
 
   std::vector<const float*> mPlanes;  ///< Each channel's samples, while a block is metered.
 };

@@ -76,6 +76,7 @@ TEST(Scenario, WhatIsWrongIsRefusedByItsPlace) {
       {R"({"audio":{"slice":0}})", "audio.slice: a whole number from 1 to 8192 is needed, not 0"},
       {R"({"audio":{"pace":"slow"}})", "audio.pace: \"real\" or \"fast\" is needed, not \"slow\""},
       {R"({"audio":{"microphone":"none.wav"}})", "audio.microphone: \"" + folder.file("none.wav") + "\": No such file"},
+      {R"({"audio":{"microphone":"/no/such.wav"}})", "audio.microphone: \"/no/such.wav\": No such file"},
       {R"({"audio":{"microphone":"./noise"}})", "audio.microphone: \"" + folder.file("./noise") + "\": No such file"},
       {R"({"audio":{"microphone":"voice.wav","rate":48000}})", "audio.rate: the microphone's file has 44100"},
       {R"({"audio":{"microphone":"voice.wav","speaker":"./voice.wav"}})", "audio.speaker: the speaker would overwrite"},

@@ -158,7 +158,7 @@ struct HandWound final : Clock, Worker {
   Repetition task;
 };
 
-TEST(StallWatch, TakesASuspendedProcessForNoStall) {
+TEST(StallWatch, TakesNeitherASuspendedProcessNorACallbackThatTookLongForAStall) {
   HandWound hand;
   int stalls = 0;
   host::StallWatch watch(hand, hand, [&] { ++stalls; });
@@ -166,8 +166,17 @@ TEST(StallWatch, TakesASuspendedProcessForNoStall) {
   hand.time = 60s;  // Passes without anything that runs.
   Worker::Repetition(hand.task)();
   EXPECT_EQ(stalls, 0);
-  hand.time = hand.due;
-  Worker::Repetition(hand.task)();
+  watch.callbackBegins();
+  const auto lookWhenDue = [&hand] {
+    hand.time = hand.due;
+    Worker::Repetition(hand.task)();
+  };
+  lookWhenDue();
+  hand.time += 400ms;
+  watch.callbackEnds();
+  lookWhenDue();
+  EXPECT_EQ(stalls, 0) << "it counts from the end of that callback";
+  lookWhenDue();
   EXPECT_EQ(stalls, 1) << "what follows counts again";
 }
 

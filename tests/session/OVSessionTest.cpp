@@ -30,8 +30,8 @@ TEST(OVSession, LogsEachFailureThenRaisesIt) {
       {[] { _OVThrowMsg("100%s of %n and %@"); }, "100%s of %n and %@"},
       {[] { OVThrow("start failed", PlatformException("Name", "no %d")); }, "start failed: no %d"},
       {[] { OVThrow("least", INT32_MIN); }, "least: -2147483648"},
-      {[&] { session->changeCategoryOption(0x100000000, false); },
-       "change categoryOption 0x100000000 0 failed: PlatformSession::setCategory: no %d (status -3, no permission)"},
+      {[&] { session->changeCategoryOption(0xA00000000, false); },
+       "change categoryOption 0xa00000000 0 failed: PlatformSession::setCategory: no %d (status -3, no permission)"},
       {[&] { session->sessionToken(); }, "OVSession: sessionToken not implemented"},
       {[] { OVSession::setImplementationType(-2); }, "unavailable session implementation type -2"}};
   for (const auto& [raise, reason] : cases) {

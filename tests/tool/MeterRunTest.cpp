@@ -38,11 +38,11 @@ TEST_F(MeterRun, PrintsTheBarsOfAFileToTheByte) {
 }
 
 TEST_F(MeterRun, LeavesTheVectorUnitAloneWhenToldTo) {
-  Sound sound = makeVoice(48000, 1);
-  sound.samples.resize(4096);
+  Sound sound = makeVoice(48000, 2);
+  sound.samples.resize(2 * 4096);
   const Ended ended = run("env PX_NoVector= " ORVANE_TOOL " --simulate pace=fast," + hearing(sound) + " meter");
   std::string notices;
-  for (int slice = 0; slice < 16; ++slice)
+  for (int slice = 0; slice < 2 * 16; ++slice)
     notices += "PX_NoVector set; Vector unit optimized routines will be bypassed\n";
   EXPECT_EQ(ended, (Ended{0, expectedBars(sound, 256, false), notices}));
 }

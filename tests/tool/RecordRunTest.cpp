@@ -71,6 +71,24 @@ TEST_F(RecordRun, FailsWhereThereIsNoRoomAndKeepsWhatItHas) {
     EXPECT_EQ(readFile(mTake).size(), 112 + (room - 112) / 14 * 14) << "whole frames behind a header of 112 bytes";
     EXPECT_THAT(ended.errors, HasSubstr("wrote " + framesOfWholeFile(mTake) + " frames"));
   }
+  // What would command a terminal is shown by its number, and stands in the object as it is.
+  const std::string name = mFolder.file("\x7F\x1B[7m\xC2\x9B"), reason = "\": File too large";
+  const std::string errors =
+      run("prlimit --fsize=9999 " ORVANE_TOOL " --json --simulate pace=fast,speaker='" + name + "' meter --seconds 1")
+          .errors;
+  EXPECT_THAT(errors, HasSubstr(mFolder.file("\\x7F\\x1B[7m\xC2\\x9B") + reason));
+  EXPECT_THAT(errors, HasSubstr(mFolder.file("\x7F\\u001b[7m\xC2\x9B") + "\\" + reason));
+}
+
+TEST_F(RecordRun, FailsWhereTheDiskIsSoSlowThatSlicesAreLost) {
+  const Ended ended = run("env LD_PRELOAD=" ORVANE_SLOW_DISK " " ORVANE_TOOL " --simulate mic=noise --json record " +
+                          mTake + " --seconds 2.6");
+  EXPECT_EQ(ended.status, 1);
+  EXPECT_THAT(ended.errors,
+              testing::MatchesRegex("orvane: [0-9]+ slices are missing in what was written: the disk is too slow\n"));
+  const int lost = std::stoi(ended.errors.substr(8));
+  EXPECT_THAT(ended.output, HasSubstr(R"("overruns":)" + std::to_string(lost) + ","));
+  EXPECT_EQ(std::stoi(framesOfWholeFile(mTake)), (488 - lost) * 256);
 }
 
 TEST_F(RecordRun, PlaythruPlaysWhatTheMicrophoneHearsToTheBit) {

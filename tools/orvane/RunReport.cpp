@@ -8,6 +8,7 @@
 #include "platform/NumberText.h"
 #include "platform/Value.h"
 #include "session/OVJSON.h"
+#include "tools/orvane/EscapedText.h"
 #include "tools/orvane/StandardStreams.h"
 #include "tools/orvane/UnitRun.h"
 
@@ -21,14 +22,7 @@ using Format = std::optional<platform::StreamFormat>;
 /// Text that JSON can hold: file names may be any bytes, and those of a name that is no UTF-8 are written as "\xFF".
 std::string jsonText(const platform::Platform& host, const std::string& text) {
   if (host.json->write(Value(text), false)) return text;
-  std::string result;
-  for (const char character : text) {
-    const auto byte = static_cast<unsigned char>(character);
-    char escaped[8];
-    std::snprintf(escaped, sizeof escaped, byte < 0x80 ? "%c" : "\\x%02X", byte);
-    result += escaped;
-  }
-  return result;
+  return escapeBytes(text, [](unsigned char byte) { return byte >= 0x80; });
 }
 
 /// The formats of the sides in use, where there are any.

@@ -9,30 +9,11 @@
 #include <cstdlib>
 #include <filesystem>
 #include <system_error>
+#include <utility>
+
+#include "tools/orvane/EscapedText.h"
 
 namespace orvane::tool {
-
-namespace {
-
-/// Names of files may hold any bytes, those that command a terminal included.
-std::string printable(std::string_view text) {
-  std::string result;
-  for (const char character : text) {
-    const auto byte = static_cast<unsigned char>(character);
-    constexpr unsigned char space = 0x20;
-    constexpr unsigned char deletion = 0x7F;
-    if (byte >= space && byte != deletion) {
-      result += character;
-    } else {
-      char escaped[8];
-      std::snprintf(escaped, sizeof escaped, "\\x%02X", byte);
-      result += escaped;
-    }
-  }
-  return result;
-}
-
-}  // namespace
 
 void openStandardStreams() {
   for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
@@ -41,12 +22,21 @@ void openStandardStreams() {
   }
 }
 
-void say(std::string_view words) {
-  sayLine("orvane: " + std::string(words));
+std::string printable(std::string_view text) {
+  unsigned char before = 0;
+  return escapeBytes(text, [&before](unsigned char byte) {
+    // The second byte in UTF-8 of what commands some terminals too, from U+0080 to U+009F.
+    const bool endsCommand = std::exchange(before, byte) == 0xC2 && byte < 0xA0;
+    return byte < ' ' || byte == 0x7F || endsCommand;
+  });
 }
 
-void sayLine(std::string_view words) {
-  const std::string line = printable(words) + '\n';
+void say(std::string_view words) {
+  sayLine("orvane: " + printable(words));
+}
+
+void sayLine(std::string line) {
+  line += '\n';
   std::fwrite(line.data(), 1, line.size(), stderr);
   std::fflush(stderr);
 }

@@ -11,11 +11,14 @@ namespace orvane::tool {
 /// opened, a recording perhaps, would take a closed one's place and collect what is printed.
 void openStandardStreams();
 
-/// Writes "orvane: WORDS" and a newline to standard error, in one piece.
+/// The text with what would command a terminal, as names of files may, as "\x1B".
+std::string printable(std::string_view text);
+
+/// Writes "orvane: WORDS", in printable form, and a newline to standard error, in one piece.
 void say(std::string_view words);
 
-/// Writes a line to standard error, in one piece; bytes that would command a terminal as "\x1B".
-void sayLine(std::string_view words);
+/// Writes a line as it is to standard error, in one piece.
+void sayLine(std::string line);
 
 /// Whether both what a command prints and what the tool says are seen on a terminal.
 bool isWatched();

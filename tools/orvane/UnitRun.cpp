@@ -26,16 +26,23 @@ RunResult unavailable(const std::string& reason) {
   return {.ended = "failed", .error = reason, .status = ExitStatus::unavailable};
 }
 
+/// What ended the device's run, or its writing.
+std::string firstFailure(const platform::Report& report) {
+  if (const auto device = report.deviceFailure()) return device->reason;
+  const auto write = report.writeFailure();
+  if (!write) return {};
+  const bool isFull = write->status == platform::status::diskFull;
+  return std::string("writing failed") + (isFull ? ", disk full: " : ": ") + write->reason;
+}
+
 /// What went wrong behind the classes, with the device or with what it writes.
 std::optional<std::string> failureBehind(const platform::Report& report) {
-  if (const auto device = report.deviceFailure()) return device->reason;
-  if (const auto write = report.writeFailure()) {
-    const bool isFull = write->status == platform::status::diskFull;
-    return std::string("writing failed") + (isFull ? ", disk full: " : ": ") + write->reason;
+  std::string cause = firstFailure(report);
+  if (const std::uint64_t lost = report.runCount().overruns; lost > 0) {
+    cause += (cause.empty() ? "" : "; ") + std::to_string(lost) +
+             " slices are missing in what was written: the disk is too slow";
   }
-  const std::uint64_t lost = report.runCount().overruns;
-  if (lost > 0) return std::to_string(lost) + " slices are missing in what was written: the disk is too slow";
-  return std::nullopt;
+  return cause.empty() ? std::nullopt : std::optional(cause);
 }
 
 /// What a run comes to in which something was raised. A device that was gone before the first frame is none here.

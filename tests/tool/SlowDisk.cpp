@@ -1,0 +1,18 @@
+// Loaded before the C library: a disk that pauses once, at the first write to a file of more than a header.
+
+#include <dlfcn.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <thread>
+
+extern "C" ssize_t write(int descriptor, const void* bytes, std::size_t count) {
+  using Write = ssize_t (*)(int, const void*, std::size_t);
+  static const auto next = reinterpret_cast<Write>(dlsym(RTLD_NEXT, "write"));
+  static std::atomic<bool> paused = false;
+  if (descriptor > STDERR_FILENO && count > 1000 && !paused.exchange(true)) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(2500));
+  }
+  return next(descriptor, bytes, count);
+}
