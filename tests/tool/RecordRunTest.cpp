@@ -72,10 +72,9 @@ TEST_F(RecordRun, FailsWhereThereIsNoRoomAndKeepsWhatItHas) {
     EXPECT_THAT(ended.errors, HasSubstr("wrote " + framesOfWholeFile(mTake) + " frames"));
   }
   // What would command a terminal is shown by its number, and stands in the object as it is.
-  const std::string name = mFolder.file("\x7F\x1B[7m\xC2\x9B"), reason = "\": File too large";
-  const std::string errors =
-      run("prlimit --fsize=9999 " ORVANE_TOOL " --json --simulate pace=fast,speaker='" + name + "' meter --seconds 1")
-          .errors;
+  const std::string limited =
+      "prlimit --fsize=9999 " ORVANE_TOOL " --json meter --seconds 1 --simulate pace=fast,speaker='";
+  const std::string errors = run(limited + mFolder.file("\x7F\x1B[7m\xC2\x9B'")).errors, reason = "\": File too large";
   EXPECT_THAT(errors, HasSubstr(mFolder.file("\\x7F\\x1B[7m\xC2\\x9B") + reason));
   EXPECT_THAT(errors, HasSubstr(mFolder.file("\x7F\\u001b[7m\xC2\x9B") + "\\" + reason));
 }

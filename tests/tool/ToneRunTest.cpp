@@ -31,7 +31,7 @@ TEST(Tone, WritesTheOscillatorsSamplesToTheBit) {
   }
 }
 
-TEST(Tone, EndsWithTheFirstWholeSliceThatFillsTheSeconds) {
+TEST(Tone, ReportsTheWholeSlicesThatFillTheSecondsAndItsRate) {
   const std::array<std::string, 3> cases[] = {
       {"0.000001", "rate=48000,slice=480", "480"},
       // 1.1 is no binary fraction, and 1.1 * 44100 is a little above 48510 in double precision.
@@ -42,13 +42,8 @@ TEST(Tone, EndsWithTheFirstWholeSliceThatFillsTheSeconds) {
     EXPECT_THAT(runFast(device, "tone --monotone --json --seconds " + seconds).output,
                 testing::HasSubstr("\"frames\":" + frames + ","));
   }
-}
-
-TEST(Tone, ReportsItsRun) {
-  EXPECT_EQ(runFast("outputs=1,slice=480", "tone --seconds 1 --json --client-rate 44100").output,
-            R"({"command":"tone","host":"simulated","ended":"seconds","seconds":1.0,"frames":48000,)"
-            R"("discontinuities":0,"overruns":0,"hardware":{"output":)" +
-                formatJson(48000, 1) + R"(},"client":{"output":)" + formatJson(44100, 2) + "}}\n");
+  EXPECT_THAT(runFast("", "tone --client-rate 44100 --seconds 0.1 --json").output,
+              testing::HasSubstr(R"("client":{"output":)" + formatJson(44100, 2)));
 }
 
 }  // namespace
