@@ -7,6 +7,8 @@
 #include <chrono>
 #include <thread>
 
+// The C library names the parameters by abbreviations.
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name)
 extern "C" ssize_t write(int descriptor, const void* bytes, std::size_t count) {
   using Write = ssize_t (*)(int, const void*, std::size_t);
   static const auto next = reinterpret_cast<Write>(dlsym(RTLD_NEXT, "write"));
