@@ -10,9 +10,9 @@
 #include <vector>
 
 #include "bench/PerSample.h"
-#include "iounit/LockstepMeter.h"
-#include "iounit/MeterLanes.h"
-#include "platform/host/AlignedSamples.h"
+#include "iounit/dsp/LockstepMeter.h"
+#include "iounit/dsp/MeterLanes.h"
+#include "platform/host/audio/AlignedSamples.h"
 
 namespace orvane {
 namespace {

@@ -7,10 +7,10 @@
 #include <memory>
 #include <utility>
 
-#include "platform/host/AudioHub.h"
-#include "platform/host/FastPace.h"
 #include "platform/host/HostLog.h"
-#include "platform/host/IoUnit.h"
+#include "platform/host/audio/AudioHub.h"
+#include "platform/host/time/FastPace.h"
+#include "platform/host/units/IoUnit.h"
 
 namespace orvane::host {
 namespace {

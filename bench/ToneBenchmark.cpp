@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "bench/PerSample.h"
-#include "iounit/SineWaveGenerator.h"
+#include "iounit/dsp/SineWaveGenerator.h"
 
 namespace orvane {
 namespace {

@@ -10,7 +10,7 @@ set(ORVANE_PUBLIC_HEADERS
   iounit/AORecord.h
   iounit/OVIOUnit.h
   iounit/OVTestTone.h
-  iounit/SineWaveGenerator.h
+  iounit/dsp/SineWaveGenerator.h
   platform/ChannelLayout.h
   platform/Clock.h
   platform/ConvertingFile.h

@@ -3,7 +3,7 @@
 #include <string_view>
 
 #include "fuzz/SettingsCheck.h"
-#include "platform/simulated/SimulatedOptions.h"
+#include "platform/simulated/scenario/SimulatedOptions.h"
 
 using namespace orvane;
 

@@ -4,8 +4,8 @@
 #include <string_view>
 
 #include "fuzz/SettingsCheck.h"
-#include "platform/simulated/RefusableCalls.h"
-#include "platform/simulated/Scenario.h"
+#include "platform/simulated/scenario/RefusableCalls.h"
+#include "platform/simulated/scenario/Scenario.h"
 
 using namespace orvane;
 using simulated::Fault;

@@ -3,9 +3,9 @@
 #include <cstdlib>
 
 #include "platform/PlatformException.h"
-#include "platform/host/AudioDevice.h"
-#include "platform/simulated/DeviceSettings.h"
-#include "platform/simulated/Microphone.h"
+#include "platform/backend/AudioDevice.h"
+#include "platform/simulated/device/DeviceSettings.h"
+#include "platform/simulated/device/Microphone.h"
 
 namespace orvane::fuzz {
 

@@ -8,7 +8,7 @@
 #include <string_view>
 
 #include "fuzz/SettingsCheck.h"
-#include "platform/host/AlignedSamples.h"
+#include "platform/host/audio/AlignedSamples.h"
 
 using namespace orvane;
 

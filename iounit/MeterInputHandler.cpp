@@ -4,8 +4,8 @@
 #include <array>
 #include <cstdio>
 
-#include "iounit/LockstepMeter.h"
-#include "iounit/TruncateToInt32.h"
+#include "iounit/dsp/LockstepMeter.h"
+#include "iounit/dsp/TruncateToInt32.h"
 #include "platform/RealTime.h"
 
 namespace orvane {

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "Pexutil/Source/Utility/PXBufferList.h"
-#include "iounit/PowerMeter.h"
+#include "iounit/dsp/PowerMeter.h"
 
 namespace orvane {
 

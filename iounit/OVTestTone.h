@@ -3,7 +3,7 @@
 #include <memory>
 
 #include "iounit/OVIOUnit.h"
-#include "iounit/SineWaveGenerator.h"
+#include "iounit/dsp/SineWaveGenerator.h"
 
 /// Plays a continuous sine tone on the audio output, one oscillator for each of two channels. By default the right
 /// channel sounds a perfect fifth (a frequency of 1.5 times) above the left one.

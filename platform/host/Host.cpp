@@ -2,16 +2,16 @@
 
 #include <utility>
 
-#include "platform/host/AudioHub.h"
-#include "platform/host/FastPace.h"
-#include "platform/host/HostConvertingFiles.h"
-#include "platform/host/HostEventLoop.h"
 #include "platform/host/HostJson.h"
 #include "platform/host/HostLog.h"
-#include "platform/host/HostReport.h"
-#include "platform/host/HostSessions.h"
-#include "platform/host/HostUnits.h"
-#include "platform/host/RealPace.h"
+#include "platform/host/audio/AudioHub.h"
+#include "platform/host/files/HostConvertingFiles.h"
+#include "platform/host/report/HostReport.h"
+#include "platform/host/sessions/HostSessions.h"
+#include "platform/host/time/FastPace.h"
+#include "platform/host/time/HostEventLoop.h"
+#include "platform/host/time/RealPace.h"
+#include "platform/host/units/HostUnits.h"
 
 namespace orvane::host {
 

@@ -4,8 +4,8 @@
 
 #include "platform/Platform.h"
 #include "platform/Scheduler.h"
-#include "platform/host/AudioDevice.h"
-#include "platform/host/SoundFileWriter.h"
+#include "platform/backend/AudioDevice.h"
+#include "platform/host/files/SoundFileWriter.h"
 
 namespace orvane::host {
 

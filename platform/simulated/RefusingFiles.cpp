@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "platform/simulated/RefusableCalls.h"
+#include "platform/simulated/scenario/RefusableCalls.h"
 
 namespace orvane::simulated {
 

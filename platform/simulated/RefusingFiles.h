@@ -4,7 +4,7 @@
 #include <string>
 
 #include "platform/ConvertingFile.h"
-#include "platform/simulated/FaultPlan.h"
+#include "platform/simulated/scenario/FaultPlan.h"
 
 namespace orvane::simulated {
 

@@ -3,7 +3,7 @@
 #include <memory>
 
 #include "platform/PlatformSession.h"
-#include "platform/simulated/Scenario.h"
+#include "platform/simulated/scenario/Scenario.h"
 
 namespace orvane::simulated {
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <utility>
 
-#include "platform/simulated/RefusableCalls.h"
+#include "platform/simulated/scenario/RefusableCalls.h"
 
 namespace orvane::simulated {
 

@@ -3,7 +3,7 @@
 #include <memory>
 
 #include "platform/UnitService.h"
-#include "platform/simulated/FaultPlan.h"
+#include "platform/simulated/scenario/FaultPlan.h"
 
 namespace orvane::simulated {
 

@@ -4,14 +4,14 @@
 #include <utility>
 
 #include "platform/host/Host.h"
-#include "platform/simulated/FaultPlan.h"
 #include "platform/simulated/RefusingFiles.h"
 #include "platform/simulated/RefusingSessions.h"
 #include "platform/simulated/RefusingUnits.h"
-#include "platform/simulated/Scenario.h"
-#include "platform/simulated/SimulatedDevice.h"
-#include "platform/simulated/SimulatedOptions.h"
-#include "platform/simulated/SpeakerFile.h"
+#include "platform/simulated/device/SimulatedDevice.h"
+#include "platform/simulated/device/SpeakerFile.h"
+#include "platform/simulated/scenario/FaultPlan.h"
+#include "platform/simulated/scenario/Scenario.h"
+#include "platform/simulated/scenario/SimulatedOptions.h"
 
 namespace orvane::simulated {
 

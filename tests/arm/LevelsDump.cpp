@@ -5,11 +5,11 @@
 
 #include <cstdio>
 
-#include "iounit/LockstepMeter.h"
-#include "iounit/PowerMeter.h"
-#include "iounit/Sine.h"
-#include "iounit/SineWaveGenerator.h"
-#include "tests/levels/Random.h"
+#include "iounit/dsp/LockstepMeter.h"
+#include "iounit/dsp/PowerMeter.h"
+#include "iounit/dsp/Sine.h"
+#include "iounit/dsp/SineWaveGenerator.h"
+#include "tests/iounit/dsp/Random.h"
 
 namespace {
 

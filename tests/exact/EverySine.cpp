@@ -13,7 +13,7 @@
 #include <cstdlib>
 #include <vector>
 
-#include "iounit/Sine.h"
+#include "iounit/dsp/Sine.h"
 
 /// Of libquadmath, whose header only GCC finds.
 extern "C" __float128 sinq(__float128 angle);

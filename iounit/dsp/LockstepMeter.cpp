@@ -1,0 +1,140 @@
+#include "iounit/dsp/LockstepMeter.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cassert>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include "Pexutil/Source/Utility/PXVectorUnit.h"
+#include "iounit/dsp/MeterLanes.h"
+
+namespace orvane {
+namespace {
+
+/// Most channels that go together. Planes often lie whole pages apart: a cache of eight ways then holds one line of
+/// each.
+constexpr std::size_t kMostTogether = 8;
+
+/// Channels that go together, each with four lanes; as many as there are in use from the front.
+struct Group {
+  std::array<const float*, kMostTogether> samples = {};
+  std::array<const float*, kMostTogether> meanSquaresBefore = {};
+  alignas(EightLanes) std::array<std::array<float, 4>, kMostTogether> meanSquares;
+  alignas(EightLanes) std::array<std::array<float, 4>, kMostTogether> maxima;
+};
+
+/// Four floats of the channel, or of each of the two channels, that one register holds.
+template <typename Lanes>
+[[gnu::always_inline]] inline void load(Lanes& lanes, const float* const* channels, std::size_t at) {
+  if constexpr (sizeof(Lanes) == sizeof(FourLanes)) {
+    std::memcpy(&lanes, channels[0] + at, sizeof lanes);
+  } else {
+    FourLanes first;
+    FourLanes second;
+    std::memcpy(&first, channels[0] + at, sizeof first);
+    std::memcpy(&second, channels[1] + at, sizeof second);
+    lanes = __builtin_shufflevector(first, second, 0, 1, 2, 3, 4, 5, 6, 7);
+  }
+}
+
+/// Takes the channels of `kRegisters` registers through `sampleCount` samples each, a multiple of four. All of it stays
+/// in registers, which keep several steps in flight while one channel alone would wait for each.
+template <typename Lanes, std::size_t kRegisters>
+[[gnu::always_inline]] inline void runRegisters(Group& group, std::size_t sampleCount) {
+  constexpr std::size_t kChannels = sizeof(Lanes) / sizeof(FourLanes);
+  Lanes meanSquares[kRegisters];
+  Lanes maxima[kRegisters] = {};
+#pragma GCC unroll 8
+  for (std::size_t i = 0; i < kRegisters; ++i) load(meanSquares[i], &group.meanSquaresBefore[i * kChannels], 0);
+  for (std::size_t at = 0; at < sampleCount; at += 4) {
+#pragma GCC unroll 8
+    for (std::size_t i = 0; i < kRegisters; ++i) {
+      Lanes samples;
+      load(samples, &group.samples[i * kChannels], at);
+      meterLanes(samples, meanSquares[i], maxima[i]);
+    }
+  }
+#pragma GCC unroll 8
+  for (std::size_t i = 0; i < kRegisters; ++i) {
+    std::memcpy(&group.meanSquares[i * kChannels], &meanSquares[i], sizeof(Lanes));
+    std::memcpy(&group.maxima[i * kChannels], &maxima[i], sizeof(Lanes));
+  }
+}
+
+/// The same for a number of registers that is known only now.
+template <typename Lanes, std::size_t kMostRegisters>
+[[gnu::always_inline]] inline void runGroup(Group& group, std::size_t registers, std::size_t sampleCount) {
+  if constexpr (kMostRegisters > 1) {
+    if (registers < kMostRegisters) return runGroup<Lanes, kMostRegisters - 1>(group, registers, sampleCount);
+  }
+  runRegisters<Lanes, kMostRegisters>(group, sampleCount);
+}
+
+void runGroupOf128Bits(Group& group, std::size_t channels, std::size_t sampleCount) {
+  runGroup<FourLanes, kMostTogether>(group, channels, sampleCount);
+}
+
+#if defined(__x86_64__)
+[[gnu::target("avx2")]] void runGroupOf256Bits(Group& group, std::size_t channels, std::size_t sampleCount) {
+  runGroup<EightLanes, kMostTogether / 2>(group, (channels + 1) / 2, sampleCount);
+}
+#endif
+
+void runGroup(Group& group, std::size_t channels, std::size_t sampleCount, [[maybe_unused]] RegisterWidth width) {
+#if defined(__x86_64__)
+  if (width == RegisterWidth::bits256) {
+    // The second half of an odd channel's register works on the first channel once more.
+    group.samples[channels % kMostTogether] = group.samples[0];
+    group.meanSquaresBefore[channels % kMostTogether] = group.meanSquaresBefore[0];
+    return runGroupOf256Bits(group, channels, sampleCount);
+  }
+#endif
+  runGroupOf128Bits(group, channels, sampleCount);
+}
+
+bool mayGoTogether(std::span<const float* const> planes) {
+  const auto isAligned = [](const float* samples) {
+    return std::bit_cast<std::uintptr_t>(samples) % alignof(FourLanes) == 0;
+  };
+  return planes.size() > 1 && gPXVectorUnitType.load(std::memory_order_relaxed) >= 1 &&
+         std::ranges::all_of(planes, isAligned);
+}
+
+void processGroup(std::span<PowerMeter> meters, std::span<const float* const> planes, int frameCount,
+                  RegisterWidth width) {
+  Group group;
+  for (std::size_t i = 0; i < meters.size(); ++i) {
+    meters[i].ScaleDecayConstants(frameCount);
+    group.samples[i] = planes[i];
+    // Read where they are: a load that spans two fresh stores would wait for the whole block before it to retire.
+    group.meanSquaresBefore[i] = meters[i].mLaneMeanSquare.data();
+  }
+  const auto grouped = static_cast<std::size_t>(frameCount / 4 * 4);
+  runGroup(group, meters.size(), grouped, width);
+  for (std::size_t i = 0; i < meters.size(); ++i) {
+    meters[i].FinishBlock(planes[i] + grouped, frameCount, group.meanSquares[i], group.maxima[i]);
+  }
+}
+
+}  // namespace
+
+void processTogether(std::span<PowerMeter> meters, std::span<const float* const> planes, int frameCount,
+                     RegisterWidth width) {
+  assert(meters.size() == planes.size() && frameCount >= 0);
+  // Groups of equal size: nine channels go as five and four, because one that is left alone takes as long as eight.
+  for (std::size_t groups = (meters.size() + kMostTogether - 1) / kMostTogether; groups > 0; --groups) {
+    const std::size_t count = meters.size() / groups;
+    if (mayGoTogether(planes.first(count))) {
+      processGroup(meters.first(count), planes.first(count), frameCount, width);
+    } else {
+      for (std::size_t i = 0; i < count; ++i) meters[i].Process(planes[i], 1, frameCount);
+    }
+    meters = meters.subspan(count);
+    planes = planes.subspan(count);
+  }
+}
+
+}  // namespace orvane

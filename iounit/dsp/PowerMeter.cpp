@@ -1,0 +1,249 @@
+#include "iounit/dsp/PowerMeter.h"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <cstddef>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <numbers>
+#include <type_traits>
+
+#include "Pexutil/Source/Utility/PXVectorUnit.h"
+#include "iounit/dsp/MeterLanes.h"
+#include "iounit/dsp/TruncateToInt32.h"
+
+namespace orvane {
+namespace {
+
+static_assert(alignof(PowerMeter) == 16 && std::is_trivially_copyable_v<PowerMeter>);
+
+constexpr double kLnThousandth = -6.907755278982137;  // ln 0.001: 60 dB down
+constexpr double kHoldDecaySeconds = 2.5;
+constexpr double kReleaseSeconds = 1.24;
+constexpr double kSmallestTime = 1e-5;             // below this many samples a level falls at once
+constexpr double kHoldSeconds = 0.90702947845805;  // 40000 samples at 44100 Hz
+constexpr double kDefaultSampleRate = 44100.0;
+constexpr double kDefaultHoldDecayBase = 0.999937346586127;
+constexpr double kDefaultReleaseBase = 0.9998736866542507;
+constexpr double kSmoothing = 0.03;
+constexpr int kIntegerSmoothingShift = 5;
+constexpr int kInt32Shift = 9;  // from 24 fraction bits to the 15 of the 16-bit scale
+constexpr double kIntegerScale = 0x1p-15;
+constexpr double kIntegerSquareScale = 0x1p-30;
+constexpr double kSmallestLevel = 1e-15;
+constexpr double kLargestLevel = 1e15;
+
+/// The factor for one sample of a fall by 60 dB in the given time.
+double decayBase(double rate, double seconds) {
+  const double samples = rate * seconds;
+  return samples < kSmallestTime ? 0.0 : std::exp(kLnThousandth / samples);
+}
+
+/// The value, or 0 where it is too small, too large or not a number.
+double flushed(double value) {
+  const double magnitude = std::fabs(value);
+  return magnitude > kSmallestLevel && magnitude < kLargestLevel ? value : 0.0;
+}
+
+/// The same for lanes, with the floats nearest to the bounds.
+FourLanes flushed(FourLanes lanes) {
+  constexpr float kSmallest = 1.00000000362749e-15F;
+  constexpr float kLargest = 999999986991104.0F;
+  static_assert(kSmallest > kSmallestLevel && std::bit_cast<float>(std::bit_cast<int>(kSmallest) - 1) < kSmallestLevel);
+  static_assert(kLargest < kLargestLevel && std::bit_cast<float>(std::bit_cast<int>(kLargest) + 1) > kLargestLevel);
+  using Mask [[gnu::vector_size(sizeof lanes)]] = std::int32_t;
+  const Mask bits = std::bit_cast<Mask>(lanes);
+  const FourLanes magnitudes = std::bit_cast<FourLanes>(bits & std::numeric_limits<std::int32_t>::max());
+  return std::bit_cast<FourLanes>(bits & (magnitudes >= kSmallest) & (magnitudes <= kLargest));
+}
+
+/// The target where the level rises, else the given fraction of the way down to it.
+double released(double level, double target, double fraction) {
+  return level > target ? level + (target - level) * fraction : target;
+}
+
+/// Four samples a step are wanted and the samples lie where they can be taken so.
+bool takesLanes(const float* samples, int stride) {
+  std::int32_t type = gPXVectorUnitType.load(std::memory_order_relaxed);
+  if (type == -1) type = PXVectorUnit_Examine();
+  return type >= 1 && stride == 1 && std::bit_cast<std::uintptr_t>(samples) % alignof(FourLanes) == 0;
+}
+
+/// What a block of float samples comes to, before the levels.
+struct Measured {
+  float peak;
+  double meanSquare;
+};
+
+/// The end of the groups of four: keeps the lanes' mean squares for the next block.
+inline Measured saveLanes(PowerMeter& meter, const std::array<float, 4>& lanes, const std::array<float, 4>& maxima) {
+  meter.mLaneMeanSquare = std::bit_cast<std::array<float, 4>>(flushed(std::bit_cast<FourLanes>(lanes)));
+  return {std::max(std::max(maxima[0], maxima[1]), std::max(maxima[2], maxima[3])),
+          double{((lanes[0] + lanes[1]) + lanes[2]) + lanes[3]} * 0.25};
+}
+
+/// Carries both values over samples one at a time.
+inline Measured processOneByOne(Measured block, const float* samples, int stride, int frameCount) {
+  for (int frame = 0; frame < frameCount; ++frame) {
+    const float magnitude = std::fabs(samples[std::ptrdiff_t{frame} * stride]);
+    if (magnitude > block.peak) block.peak = magnitude;
+    block.meanSquare += (double{magnitude * magnitude} - block.meanSquare) * kSmoothing;
+  }
+  return block;
+}
+
+struct Levels {
+  double peak, average, hold;
+};
+
+/// Where a block of the given peak and level takes the levels, from where they stand; the average to the held peak at
+/// most. Counts the frames of the hold.
+inline Levels nextLevels(PowerMeter& meter, int frameCount, double peak, double average) {
+  Levels next = {peak, average, meter.mPeakHold};
+  if (!meter.mInstantaneous) {
+    next.peak = released(meter.mPeakLevel, peak, meter.mRelease);
+    next.average = released(meter.mAverageLevel, average, meter.mRelease);
+  }
+  // Twelve hours of silence would take the counter past its range. It stays at the end, which no hold time lies beyond.
+  constexpr std::int64_t kLongestHold = std::numeric_limits<std::int32_t>::max();
+  meter.mHoldCounter = static_cast<std::int32_t>(std::min(std::int64_t{meter.mHoldCounter} + frameCount, kLongestHold));
+  if (meter.mHoldCounter >= truncateToInt32(meter.mSampleRate * kHoldSeconds))
+    next.hold -= next.hold * meter.mHoldDecay;
+  if (next.hold < next.peak) {
+    next.hold = next.peak;
+    meter.mHoldCounter = 0;
+  }
+  if (next.average > next.hold) next.average = next.hold;
+  return next;
+}
+
+/// The peak and the running mean square of a block of integers, whose magnitudes `magnitudeAt` gives. The arithmetic is
+/// that of 32 bits and wraps around, so it is done without a sign.
+template <typename MagnitudeAt>
+void processIntegers(PowerMeter& meter, int frameCount, MagnitudeAt magnitudeAt) {
+  meter.ScaleDecayConstants(frameCount);
+  std::int32_t meanSquare = meter.mMeanSquareInt;
+  std::int32_t peak = 0;
+  for (int frame = 0; frame < frameCount; ++frame) {
+    const std::int32_t magnitude = magnitudeAt(frame);
+    peak = std::max(peak, magnitude);
+    const auto mean = static_cast<std::uint32_t>(meanSquare);
+    const std::uint32_t square = static_cast<std::uint32_t>(magnitude) * static_cast<std::uint32_t>(magnitude);
+    const auto step = static_cast<std::int32_t>(square - mean) >> kIntegerSmoothingShift;
+    meanSquare = static_cast<std::int32_t>(mean + static_cast<std::uint32_t>(step));
+  }
+  meter.SavePeaks(frameCount, meanSquare, peak);
+}
+
+}  // namespace
+
+void PowerMeter::SetSampleRate(double rate) {
+  mSampleRate = rate;
+  mHoldDecayBase = decayBase(rate, kHoldDecaySeconds);
+  mReleaseBase = decayBase(rate, kReleaseSeconds);
+}
+
+void PowerMeter::Process(const float* samples, int stride, int frameCount) {
+  ScaleDecayConstants(frameCount);
+  Measured block = {0.0F, mMeanSquare};
+  int remaining = frameCount;
+  if (takesLanes(samples, stride)) ProcessVector(samples, remaining, block.peak, block.meanSquare);
+  block = processOneByOne(block, samples, stride, remaining);
+  SaveLevels(frameCount, block.meanSquare, block.peak);
+}
+
+void PowerMeter::Process_Int16(const std::int16_t* samples, int stride, int frameCount) {
+  processIntegers(*this, frameCount,
+                  [&](int frame) { return std::abs(std::int32_t{samples[std::ptrdiff_t{frame} * stride]}); });
+}
+
+void PowerMeter::Process_Int32(const std::int32_t* samples, int stride, int frameCount) {
+  processIntegers(*this, frameCount,
+                  [&](int frame) { return std::abs(samples[std::ptrdiff_t{frame} * stride] >> kInt32Shift); });
+}
+
+void PowerMeter::ProcessSilence(int /*frameCount*/) {
+  mMeanSquare = 0.0;
+  mMeanSquareInt = 0;
+  mHoldCounter = 0;
+  mPeakLevel = 0.0;
+  mAverageLevel = 0.0;
+  mPeakHold = 0.0;
+}
+
+void PowerMeter::Reset() {
+  ProcessSilence(0);
+  ClearClipping();
+  mLaneMeanSquare = {};
+  mBlockSize = -1;
+}
+
+void PowerMeter::ClearClipping() {
+  mMaxPeak = 0.0F;
+  mSawInfinity = false;
+  mSawNaN = false;
+}
+
+void PowerMeter::ScaleDecayConstants(int frameCount) {
+  if (frameCount == mBlockSize) return;
+  if (mSampleRate == 0.0) {
+    mSampleRate = kDefaultSampleRate;
+    mHoldDecayBase = kDefaultHoldDecayBase;
+    mReleaseBase = kDefaultReleaseBase;
+  }
+  const auto frames = static_cast<double>(frameCount);
+  mHoldDecay = 1.0 - std::pow(mHoldDecayBase, frames);
+  mRelease = 1.0 - std::pow(mReleaseBase, frames);
+  mBlockSize = frameCount;
+}
+
+void PowerMeter::ProcessVector(const float*& data, int& remaining, float& peak, double& meanSquare) {
+  FourLanes lanes;
+  std::memcpy(&lanes, mLaneMeanSquare.data(), sizeof lanes);
+  FourLanes maxima = {};
+  const float* const end = data + std::max(remaining, 0) / 4 * 4;
+  for (const float* group = data; group != end; group += 4) {
+    FourLanes samples;
+    std::memcpy(&samples, group, sizeof samples);
+    meterLanes(samples, lanes, maxima);
+  }
+  data = end;
+  remaining %= 4;
+  const Measured block =
+      saveLanes(*this, std::bit_cast<std::array<float, 4>>(lanes), std::bit_cast<std::array<float, 4>>(maxima));
+  peak = block.peak;
+  meanSquare = block.meanSquare;
+}
+
+void PowerMeter::FinishBlock(const float* rest, int frameCount, const std::array<float, 4>& lanes,
+                             const std::array<float, 4>& maxima) {
+  const Measured block = processOneByOne(saveLanes(*this, lanes, maxima), rest, 1, frameCount % 4);
+  SaveLevels(frameCount, block.meanSquare, block.peak);
+}
+
+void PowerMeter::SaveLevels(int frameCount, double meanSquare, float peak) {
+  if (peak > mMaxPeak) mMaxPeak = peak;
+  if (!std::isfinite(meanSquare)) {
+    (std::isnan(meanSquare) ? mSawNaN : mSawInfinity) = true;
+    peak = 1.0F;
+    meanSquare = 0.0;
+  }
+  const Levels levels = nextLevels(*this, frameCount, double{peak}, std::sqrt(meanSquare) * std::numbers::sqrt2);
+  mMeanSquare = flushed(meanSquare);
+  mPeakLevel = flushed(levels.peak);
+  mAverageLevel = flushed(levels.average);
+  mPeakHold = flushed(levels.hold);
+}
+
+void PowerMeter::SavePeaks(int frameCount, int meanSquare, int peak) {
+  const Levels levels = nextLevels(*this, frameCount, double{static_cast<float>(peak * kIntegerScale)},
+                                   std::sqrt(meanSquare * kIntegerSquareScale) * std::numbers::sqrt2);
+  mMeanSquareInt = meanSquare;
+  mPeakLevel = levels.peak;
+  mAverageLevel = levels.average;
+  mPeakHold = levels.hold;
+}
+
+}  // namespace orvane

@@ -1,0 +1,205 @@
+#include "iounit/dsp/Sine.h"
+
+#if defined(__x86_64__)
+#include <immintrin.h>
+#endif
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+
+namespace orvane {
+namespace {
+
+// The numbers of scripts/derive-sine.
+constexpr double kPerPi = 0x1.45f306dc9c883p-2;
+/// Of f^15 down to f.
+constexpr std::array kCoefficients = {-0x1.61fd75df9a88dp-16, 0x1.e8979f1b4d2c7p-12, -0x1.e30607f00ac85p-8,
+                                      0x1.5078320185092p-4,   -0x1.32d2cce0bd1abp-1, 0x1.466bc6774f216p+1,
+                                      -0x1.4abbce625bd25p+2,  0x1.921fb54442d17p+1};
+/// The binary digits of 1 / pi, from 32 places before the point on.
+constexpr std::array<std::uint32_t, 9> kDigitsPerPi = {0,          0x517CC1B7, 0x27220A94, 0xFE13ABE8, 0xFA9A6EE0,
+                                                       0x6DB14ACC, 0x9E21C820, 0xFF28B1D5, 0xEF5DE2B0};
+
+/// An angle whose sine lies too near to the middle between two floats for the precision of doubles.
+struct HardCase {
+  float angle, sine;
+};
+/// All that there are.
+constexpr std::array kHardCases = {HardCase{0x1.33333p+13F, -0x1.63f4bap-2F},
+                                   HardCase{0x1.95f654p+44F, -0x1.fcf42ep-1F},
+                                   HardCase{0x1.524856p+80F, -0x1.ff5702p-1F}};
+
+using Doubles2 [[gnu::vector_size(16)]] = double;
+using Doubles4 [[gnu::vector_size(32)]] = double;
+
+/// The bits of a double or of a register of them.
+template <typename Real>
+struct BitsOf {
+  using Type = std::uint64_t;
+};
+template <>
+struct BitsOf<Doubles2> {
+  using Type [[gnu::vector_size(16)]] = std::uint64_t;
+};
+template <>
+struct BitsOf<Doubles4> {
+  using Type [[gnu::vector_size(32)]] = std::uint64_t;
+};
+
+/// Replaces each fraction of a half turn, of at most 1/2 either way, by its sine. The values, doubles or registers of
+/// them, go side by side, so that one works while the other waits.
+template <typename Real, std::size_t kCount>
+[[gnu::always_inline]] inline void replaceFractions(Real (&values)[kCount]) {
+  Real squares[kCount];
+  Real sums[kCount];
+#pragma GCC unroll 8
+  for (std::size_t i = 0; i < kCount; ++i) {
+    squares[i] = values[i] * values[i];
+    sums[i] = squares[i] * kCoefficients[0] + kCoefficients[1];
+  }
+#pragma GCC unroll 8
+  for (std::size_t term = 2; term < kCoefficients.size(); ++term) {
+#pragma GCC unroll 8
+    for (std::size_t i = 0; i < kCount; ++i) sums[i] = sums[i] * squares[i] + kCoefficients[term];
+  }
+#pragma GCC unroll 8
+  for (std::size_t i = 0; i < kCount; ++i) values[i] *= sums[i];
+}
+
+/// Replaces each angle, of at most one turn either way, by its sine.
+template <typename Real, std::size_t kCount>
+[[gnu::always_inline]] inline void replaceWithinOneTurn(Real (&values)[kCount]) {
+  using Bits = typename BitsOf<Real>::Type;
+  // Added to a number of half turns, leaves the nearest whole number of them in the last bits of the sum.
+  constexpr double kToWhole = 0x1.8p52;
+  Real wholes[kCount];
+#pragma GCC unroll 8
+  for (std::size_t i = 0; i < kCount; ++i) {
+    const Real halfTurns = values[i] * kPerPi;
+    wholes[i] = halfTurns + kToWhole;
+    values[i] = halfTurns - (wholes[i] - kToWhole);
+  }
+  replaceFractions(values);
+#pragma GCC unroll 8
+  for (std::size_t i = 0; i < kCount; ++i) {
+    // An odd number of half turns changes the sign.
+    Bits whole;
+    Bits sine;
+    std::memcpy(&whole, &wholes[i], sizeof whole);
+    std::memcpy(&sine, &values[i], sizeof sine);
+    sine ^= whole << 63;
+    std::memcpy(&values[i], &sine, sizeof sine);
+  }
+}
+
+/// The angle, of more than one turn, in half turns less the nearest whole number of them; `odd` tells whether that is
+/// odd.
+double fractionOf(float angle, bool& odd) {
+  const auto bits = std::bit_cast<std::uint32_t>(angle);
+  const std::uint32_t mantissa = (bits & 0x7FFFFF) | 0x800000;
+  const std::uint32_t exponent = (bits >> 23) - 150;  // modulo 2^32: the angle is mantissa times 2^exponent
+  // Digits of 1 / pi that times the angle make whole turns are left out: they begin at the place of weight
+  // 2^-exponent, and 128 of them are enough for every float.
+  const std::uint32_t place = exponent + 31;
+  const std::size_t word = place / 32;
+  const std::uint32_t shift = place % 32;
+  std::array<std::uint32_t, 4> product{};
+  std::uint64_t carry = 0;
+  for (std::size_t i = product.size(); i-- > 0;) {
+    const std::uint64_t pair = std::uint64_t{kDigitsPerPi[word + i]} << 32 | kDigitsPerPi[word + i + 1];
+    carry += std::uint64_t{mantissa} * static_cast<std::uint32_t>(pair << shift >> 32);
+    product[i] = static_cast<std::uint32_t>(carry);
+    carry >>= 32;
+  }
+  // The product is the number of half turns, less an even one: one bit before the point, 127 behind it.
+  odd = ((product[0] >> 31) ^ (product[0] >> 30 & 1)) != 0;
+  const auto upper = static_cast<std::int32_t>(product[0] << 1 | product[1] >> 31);  // a fraction from -1/2 to 1/2
+  const std::uint32_t middle = product[1] << 1 | product[2] >> 31;
+  const std::uint32_t lower = product[2] << 1 | product[3] >> 31;
+  return upper * 0x1p-32 + (middle * 0x1p-64 + lower * 0x1p-96);
+}
+
+float sineBeyondOneTurn(float angle) {
+  if (!std::isfinite(angle)) return std::numeric_limits<float>::quiet_NaN();
+  const float magnitude = std::fabs(angle);
+  for (const HardCase& hard : kHardCases) {
+    if (magnitude == hard.angle) return std::signbit(angle) ? -hard.sine : hard.sine;
+  }
+  bool odd = false;
+  double value[] = {fractionOf(magnitude, odd)};
+  replaceFractions(value);
+  return static_cast<float>(odd != std::signbit(angle) ? -value[0] : value[0]);
+}
+
+/// Registers that are computed side by side.
+constexpr std::size_t kRegisters = 8;
+constexpr std::size_t kMostAtOnce = kRegisters * sizeof(Doubles4) / sizeof(double);
+
+/// Replaces angles of which there are a multiple of `kMostAtOnce`.
+void replaceIn128Bits(std::span<float> angles, float factor) {
+  using Floats [[gnu::vector_size(8)]] = float;
+  for (std::size_t at = 0; at < angles.size(); at += kRegisters * 2) {
+    Doubles2 values[kRegisters];
+#pragma GCC unroll 8
+    for (std::size_t i = 0; i < kRegisters; ++i) {
+      Floats narrow;
+      std::memcpy(&narrow, &angles[at + i * 2], sizeof narrow);
+      values[i] = __builtin_convertvector(narrow, Doubles2);
+    }
+    replaceWithinOneTurn(values);
+#pragma GCC unroll 8
+    for (std::size_t i = 0; i < kRegisters; ++i) {
+      const Floats narrow = __builtin_convertvector(values[i], Floats) * factor;
+      std::memcpy(&angles[at + i * 2], &narrow, sizeof narrow);
+    }
+  }
+}
+
+#if defined(__x86_64__)
+/// The same; GCC has no single instruction for this conversion but by its name.
+[[gnu::target("avx2")]] void replaceIn256Bits(std::span<float> angles, float factor) {
+  for (std::size_t at = 0; at < angles.size(); at += kRegisters * 4) {
+    Doubles4 values[kRegisters];
+#pragma GCC unroll 8
+    for (std::size_t i = 0; i < kRegisters; ++i) values[i] = _mm256_cvtps_pd(_mm_loadu_ps(&angles[at + i * 4]));
+    replaceWithinOneTurn(values);
+#pragma GCC unroll 8
+    for (std::size_t i = 0; i < kRegisters; ++i)
+      _mm_storeu_ps(&angles[at + i * 4], _mm256_cvtpd_ps(values[i]) * factor);
+  }
+}
+#endif
+
+void replaceMany(std::span<float> angles, float factor, [[maybe_unused]] RegisterWidth width) {
+#if defined(__x86_64__)
+  if (width == RegisterWidth::bits256) return replaceIn256Bits(angles, factor);
+#endif
+  replaceIn128Bits(angles, factor);
+}
+
+}  // namespace
+
+float sineOf(float angle) {
+  if (!(std::fabs(angle) <= kOneTurn)) return sineBeyondOneTurn(angle);
+  double value[] = {double{angle}};
+  replaceWithinOneTurn(value);
+  return static_cast<float>(value[0]);
+}
+
+void replaceBySines(std::span<float> angles, float factor, RegisterWidth width) {
+  const std::size_t many = angles.size() / kMostAtOnce * kMostAtOnce;
+  replaceMany(angles.first(many), factor, width);
+  if (many == angles.size()) return;
+  std::array<float, kMostAtOnce> rest = {};
+  std::ranges::copy(angles.subspan(many), rest.begin());
+  replaceMany(rest, factor, width);
+  std::copy_n(rest.begin(), angles.size() - many, angles.begin() + static_cast<std::ptrdiff_t>(many));
+}
+
+}  // namespace orvane

@@ -1,0 +1,173 @@
+#include "iounit/dsp/TonePhase.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cmath>
+#include <cstddef>
+#include <cstring>
+
+#include "iounit/dsp/Sine.h"
+
+namespace orvane {
+namespace {
+
+using Ints4 [[gnu::vector_size(16)]] = std::int32_t;
+using Ints8 [[gnu::vector_size(32)]] = std::int32_t;
+using Floats4 [[gnu::vector_size(16)]] = float;
+using Floats8 [[gnu::vector_size(32)]] = float;
+
+template <typename Ints>
+constexpr Ints kPlaces = {0, 1, 2, 3};
+template <>
+constexpr Ints8 kPlaces<Ints8> = {0, 1, 2, 3, 4, 5, 6, 7};
+
+// No template: GCC would not take the conversion.
+[[gnu::always_inline]] inline void convert(const Ints4& from, Floats4& to) {
+  to = __builtin_convertvector(from, Floats4);
+}
+[[gnu::always_inline]] inline void convert(const Ints8& from, Floats8& to) {
+  to = __builtin_convertvector(from, Floats8);
+}
+
+/// The grid of the phases up to the period; nothing where not every whole number lies on it.
+std::optional<TonePhase::Grid> gridOf(float period) {
+  if (!(period >= 1.0F && period < 0x1p24F)) return std::nullopt;
+  const auto bits = std::bit_cast<std::uint32_t>(period);
+  return TonePhase::Grid{static_cast<std::int32_t>((bits & 0x7FFFFF) | 0x800000), 1 << (150 - (bits >> 23))};
+}
+
+/// Whether a phase may pass a power of two together with the period, behind which floats are spaced twice as far.
+bool wrapsOffGrid(TonePhase::Grid grid) {
+  return grid.period + grid.sample > 1 << 24;
+}
+
+/// A phase within the period in spacings of the grid; nothing where it lies off it.
+std::optional<std::int32_t> phaseOnGrid(TonePhase::Grid grid, float phase) {
+  const float spacings = phase * static_cast<float>(grid.sample);
+  if (std::signbit(phase) || !(spacings <= static_cast<float>(grid.period))) return std::nullopt;
+  const auto whole = static_cast<std::int32_t>(spacings);
+  if (static_cast<float>(whole) != spacings) return std::nullopt;
+  return whole;
+}
+
+std::int32_t twice(std::int32_t phase, std::int32_t period) {
+  return 2 * phase > period ? 2 * phase - period : 2 * phase;
+}
+
+/// Adds `addend` where the place of the lane has the bit set.
+template <typename Ints>
+[[gnu::always_inline]] inline void addWhereBit(int bit, std::int32_t addend, std::int32_t period, Ints& phases) {
+  phases += -(kPlaces<Ints> >> bit & 1) & addend;
+  phases -= (phases > period) & period;
+}
+
+/// The angles of phases on the grid. Phase and period are scaled by the same power of two, which leaves their quotient
+/// as it is.
+template <typename Floats, typename Ints>
+[[gnu::always_inline]] inline void writeAngles(const Ints& phases, float period, float* angles) {
+  Floats lanes;
+  convert(phases, lanes);
+  lanes = lanes / period * kOneTurn;
+  std::memcpy(angles, &lanes, sizeof lanes);
+}
+[[gnu::always_inline]] inline float angleOf(std::int32_t phase, float period) {
+  return static_cast<float>(phase) / period * kOneTurn;
+}
+
+/// Writes the angles from a phase on the grid on, and returns the phase after them: one period after the other, whose
+/// first phase is rounded where the sum before it has passed the power of two.
+template <typename Ints, typename Floats>
+[[gnu::always_inline]] inline std::int32_t countByPeriods(TonePhase::Grid grid, std::int32_t phase,
+                                                          std::span<float> angles) {
+  constexpr auto kLanes = static_cast<std::int32_t>(sizeof(Ints) / sizeof(std::int32_t));
+  const auto period = static_cast<float>(grid.period);
+  const Ints places = kPlaces<Ints> * grid.sample;
+  while (!angles.empty()) {
+    const auto left = static_cast<std::int32_t>(std::min<std::size_t>(angles.size(), 1 << 24));
+    const std::int32_t count = std::min((grid.period - phase) / grid.sample + 1, left);
+    std::int32_t at = 0;
+    // Lanes behind the period's end are written once more by the next one.
+    for (; at < count && at + kLanes <= left; at += kLanes) {
+      writeAngles<Floats>(places + (phase + at * grid.sample), period, &angles[static_cast<std::size_t>(at)]);
+    }
+    for (; at < count; ++at) angles[static_cast<std::size_t>(at)] = angleOf(phase + at * grid.sample, period);
+    phase += count * grid.sample;
+    if (phase > grid.period) phase = static_cast<std::int32_t>(static_cast<float>(phase)) - grid.period;
+    angles = angles.subspan(static_cast<std::size_t>(count));
+  }
+  return phase;
+}
+
+/// The same where every sum is exact: each lane passes the period by itself.
+template <typename Ints, typename Floats>
+[[gnu::always_inline]] inline std::int32_t countOnGrid(TonePhase::Grid grid, std::int32_t phase,
+                                                       std::span<float> angles) {
+  constexpr std::size_t kLanes = sizeof(Ints) / sizeof(std::int32_t);
+  const std::int32_t two = twice(grid.sample, grid.period);
+  const std::int32_t four = twice(two, grid.period);
+  const std::int32_t step = kLanes == 4 ? four : twice(four, grid.period);
+  Ints phases = Ints{} + phase;
+  addWhereBit(0, grid.sample, grid.period, phases);
+  addWhereBit(1, two, grid.period, phases);
+  addWhereBit(2, four, grid.period, phases);
+
+  const auto period = static_cast<float>(grid.period);
+  std::size_t at = 0;
+  for (; at + kLanes <= angles.size(); at += kLanes) {
+    writeAngles<Floats>(phases, period, &angles[at]);
+    phases += step;
+    phases -= (phases > grid.period) & grid.period;
+  }
+  std::array<std::int32_t, kLanes> rest = {};
+  std::memcpy(rest.data(), &phases, sizeof phases);
+  for (std::size_t i = 0; at + i < angles.size(); ++i) {
+    angles[at + i] = angleOf(rest[i], period);
+  }
+  return rest[angles.size() - at];
+}
+
+template <typename Ints, typename Floats>
+[[gnu::always_inline]] inline std::int32_t countTogether(TonePhase::Grid grid, std::int32_t phase,
+                                                         std::span<float> angles) {
+  if (wrapsOffGrid(grid)) return countByPeriods<Ints, Floats>(grid, phase, angles);
+  return countOnGrid<Ints, Floats>(grid, phase, angles);
+}
+
+#if defined(__x86_64__)
+[[gnu::target("avx2")]] std::int32_t countIn256Bits(TonePhase::Grid grid, std::int32_t phase, std::span<float> angles) {
+  return countTogether<Ints8, Floats8>(grid, phase, angles);
+}
+#endif
+
+std::int32_t countTogether(TonePhase::Grid grid, std::int32_t phase, std::span<float> angles,
+                           [[maybe_unused]] RegisterWidth width) {
+#if defined(__x86_64__)
+  if (width == RegisterWidth::bits256) return countIn256Bits(grid, phase, angles);
+#endif
+  return countTogether<Ints4, Floats4>(grid, phase, angles);
+}
+
+}  // namespace
+
+TonePhase::TonePhase(float phase, float period) : mPhase(phase), mPeriod(period), mGrid(gridOf(period)) {}
+
+bool TonePhase::nextAngles(std::span<float> angles, RegisterWidth width) {
+  const auto phase = mGrid ? phaseOnGrid(*mGrid, mPhase) : std::nullopt;
+  if (!phase) return countOneByOne(angles);
+  mPhase = static_cast<float>(countTogether(*mGrid, *phase, angles, width)) / static_cast<float>(mGrid->sample);
+  return true;
+}
+
+bool TonePhase::countOneByOne(std::span<float> angles) {
+  bool withinOneTurn = true;
+  for (float& angle : angles) {
+    angle = mPhase / mPeriod * kOneTurn;
+    withinOneTurn = withinOneTurn && !std::signbit(angle) && angle <= kOneTurn;
+    mPhase += 1.0F;
+    if (mPhase > mPeriod) mPhase -= mPeriod;
+  }
+  return withinOneTurn;
+}
+
+}  // namespace orvane

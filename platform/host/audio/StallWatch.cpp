@@ -1,0 +1,54 @@
+#include "platform/host/audio/StallWatch.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace orvane::host {
+
+namespace {
+
+using namespace std::chrono_literals;
+using platform::HostTime;
+
+constexpr HostTime leastLimit = 500ms;
+constexpr double limitSlices = 10;
+
+}  // namespace
+
+HostTime StallWatch::limit(const DeviceFormat& format) {
+  if (format.sampleRate <= 0) return leastLimit;
+  const std::chrono::duration<double> slices(limitSlices * format.sliceFrames / format.sampleRate);
+  return std::max(leastLimit, std::chrono::duration_cast<HostTime>(slices));
+}
+
+StallWatch::StallWatch(const platform::Clock& clock, platform::Worker& worker, std::function<void()> onStall)
+    : mClock(clock), mWorker(worker), mOnStall(std::move(onStall)) {}
+
+void StallWatch::begin(const DeviceFormat& format) {
+  const HostTime now = mClock.now();
+  mLimit = limit(format);
+  mLast = now;
+  lookAt(++mRun, now + mLimit.load());
+}
+
+void StallWatch::callbackEnds() {
+  // Whoever sees that the callback has ended sees when.
+  mLast.store(mClock.now(), std::memory_order_release);
+  mInside.store(false, std::memory_order_release);
+}
+
+void StallWatch::lookAt(Run run, HostTime time) {
+  mWorker.postAt(time, [this, run, time] { look(run, time); });
+}
+
+void StallWatch::look(Run run, HostTime due) {
+  if (run != mRun) return;
+  const HostTime allowed = mLimit;
+  const HostTime now = mClock.now();
+  const bool isLate = now - due >= allowed / 2;
+  if (mInside || isLate) return lookAt(run, now + allowed);
+  if (now - mLast.load() < allowed) return lookAt(run, mLast.load() + allowed);
+  mOnStall();
+}
+
+}  // namespace orvane::host

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <cstdint>
+
+#include "platform/host/audio/AlignedSamples.h"
+
+namespace orvane::host {
+
+/// Converted sound that a client has not fetched yet. Where a fetch would run dry, silence goes in front, some frames
+/// more than are missing: the slices of two rates whose ratio is no whole number differ by a frame or two. So it
+/// happens at the first fetches only, and the delay is constant from then on.
+///
+/// Allocated by the constructor and never again; everything else is real-time safe.
+class FetchStore {
+ public:
+  explicit FetchStore(std::uint32_t channels);
+
+  /// Where sound is added: behind `frames` frames, as many as there is room for beside a fetch of `fetched`.
+  AlignedSamples& samples() { return mSamples; }
+  std::uint32_t frames() const { return mFrames; }
+  std::uint32_t roomBefore(std::uint32_t fetched) const;
+  void added(std::uint32_t frames) { mFrames += frames; }
+
+  /// Moves the first `frames` frames into `target`.
+  void fetch(std::uint32_t frames, AlignedSamples& target);
+
+ private:
+  AlignedSamples mSamples;
+  std::uint32_t mFrames = 0;
+};
+
+}  // namespace orvane::host

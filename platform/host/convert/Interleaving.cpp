@@ -1,0 +1,127 @@
+#include "platform/host/convert/Interleaving.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cstddef>
+#include <cstring>
+
+namespace orvane::host {
+
+namespace {
+
+/// Four samples a step, on every processor that GCC and Clang know.
+using Lanes [[gnu::vector_size(16)]] = float;
+using LaneBits [[gnu::vector_size(16)]] = std::int32_t;
+using UnsignedLaneBits [[gnu::vector_size(16)]] = std::uint32_t;
+using NarrowLanes [[gnu::vector_size(8)]] = std::int16_t;
+constexpr std::uint32_t laneCount = 4;
+
+constexpr float fullScale = 32768.0F;
+/// In a float of this size the last bit is worth one, so adding it rounds to whole numbers, which are then the low
+/// bits: 1.5 times 2 to the 23rd.
+constexpr float rounding = 12582912.0F;
+constexpr std::int32_t magnitudeBits = 0x7FFFFFFF;
+/// Above these only what is not a number has its bits.
+constexpr std::int32_t infinityBits = 0x7F800000;
+
+Lanes lanesAt(const float* samples) {
+  Lanes lanes;
+  std::memcpy(&lanes, samples, sizeof lanes);
+  return lanes;
+}
+
+/// Each sample's 16 bits, in the low half of its lane; the high half is anything.
+LaneBits encode(Lanes samples) {
+  const auto bits = std::bit_cast<LaneBits>(samples * fullScale);
+  const Lanes number = std::bit_cast<Lanes>(bits & ((bits & magnitudeBits) <= infinityBits));
+  const Lanes least = Lanes{} - fullScale;
+  const Lanes most = Lanes{} + (fullScale - 1);
+  const Lanes raised = number > least ? number : least;
+  const Lanes held = raised < most ? raised : most;
+  return std::bit_cast<LaneBits>(held + rounding);
+}
+
+void encode(const float* samples, std::uint32_t count, std::int16_t* encoded) {
+  const auto encodeLanes = [](Lanes lanes) { return __builtin_convertvector(encode(lanes), NarrowLanes); };
+  std::uint32_t index = 0;
+  for (; index + laneCount <= count; index += laneCount) {
+    const NarrowLanes four = encodeLanes(lanesAt(samples + index));
+    std::memcpy(encoded + index, &four, sizeof four);
+  }
+  for (; index < count; ++index) encoded[index] = encodeLanes(Lanes{samples[index]})[0];
+}
+
+template <typename Sample>
+void scatter(const Sample* plane, std::uint32_t frames, Sample* samples, std::size_t stride) {
+  for (std::uint32_t frame = 0; frame < frames; ++frame) samples[frame * stride] = plane[frame];
+}
+
+/// Any number of channels, in blocks that stay in the nearest cache.
+void encodeChannels(std::span<const float* const> planes, std::uint32_t frames, std::int16_t* samples) {
+  constexpr std::uint32_t blockFrames = 1024;
+  std::int16_t encoded[blockFrames];
+  const std::size_t channels = planes.size();
+  for (std::uint32_t first = 0; first < frames; first += blockFrames) {
+    const std::uint32_t count = std::min(blockFrames, frames - first);
+    for (std::size_t channel = 0; channel < channels; ++channel) {
+      encode(planes[channel] + first, count, encoded);
+      scatter(encoded, count, samples + first * channels + channel, channels);
+    }
+  }
+}
+
+/// Two channels, by far the most frequent case: a lane takes a whole frame. Gives the number of frames that were done.
+std::uint32_t encodePairs(const float* left, const float* right, std::uint32_t frames, std::int16_t* samples) {
+  std::uint32_t frame = 0;
+  for (; frame + laneCount <= frames; frame += laneCount) {
+    const auto first = std::bit_cast<UnsignedLaneBits>(encode(lanesAt(left + frame)));
+    const auto second = std::bit_cast<UnsignedLaneBits>(encode(lanesAt(right + frame)));
+    const UnsignedLaneBits pairs = (first & 0xFFFF) | (second << 16);
+    std::memcpy(samples + std::size_t{2} * frame, &pairs, sizeof pairs);
+  }
+  return frame;
+}
+
+/// Takes pairs apart, four a step. Gives the number of frames that were done.
+std::uint32_t separatePairs(const float* samples, std::uint32_t frames, float* left, float* right) {
+  const std::uint32_t whole = frames / laneCount * laneCount;
+  for (std::size_t frame = 0; frame < whole; frame += laneCount) {
+    const Lanes first = lanesAt(samples + 2 * frame);
+    const Lanes second = lanesAt(samples + 2 * frame + laneCount);
+    const Lanes lefts = __builtin_shufflevector(first, second, 0, 2, 4, 6);
+    const Lanes rights = __builtin_shufflevector(first, second, 1, 3, 5, 7);
+    std::memcpy(left + frame, &lefts, sizeof lefts);
+    std::memcpy(right + frame, &rights, sizeof rights);
+  }
+  return whole;
+}
+
+}  // namespace
+
+void interleave(std::span<const float* const> planes, std::uint32_t first, std::uint32_t frames, float* samples) {
+  for (std::size_t channel = 0; channel < planes.size(); ++channel) {
+    scatter(planes[channel] + first, frames, samples + channel, planes.size());
+  }
+}
+
+void deinterleave(const float* samples, std::span<float* const> planes, std::uint32_t first, std::uint32_t frames) {
+  const std::size_t channels = planes.size();
+  std::uint32_t done = 0;
+  if (channels == 2) done = separatePairs(samples, frames, planes[0] + first, planes[1] + first);
+  for (std::size_t channel = 0; channel < channels; ++channel) {
+    float* const plane = planes[channel] + first;
+    for (std::uint32_t frame = done; frame < frames; ++frame) plane[frame] = samples[frame * channels + channel];
+  }
+}
+
+void interleaveAs16Bit(std::span<const float* const> planes, std::uint32_t frames, std::int16_t* samples) {
+  constexpr bool lowHalfFirst = std::endian::native == std::endian::little;
+  if (planes.size() == 1) return encode(planes[0], frames, samples);
+  if (planes.size() != 2 || !lowHalfFirst) return encodeChannels(planes, frames, samples);
+  const std::uint32_t done = encodePairs(planes[0], planes[1], frames, samples);
+  const std::array<const float*, 2> rest{planes[0] + done, planes[1] + done};
+  encodeChannels(rest, frames - done, samples + std::size_t{2} * done);
+}
+
+}  // namespace orvane::host

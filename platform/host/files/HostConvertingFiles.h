@@ -1,0 +1,52 @@
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <cstddef>
+#include <memory>
+#include <mutex>
+
+#include "platform/ConvertingFile.h"
+#include "platform/host/audio/AudioHub.h"
+#include "platform/host/files/SoundFileWriter.h"
+#include "platform/host/files/WrittenFileRecord.h"
+
+namespace orvane::host {
+
+/// The host's recordings, each on a `SoundFileWriter`. Any thread.
+class HostConvertingFiles final : public platform::ConvertingFile {
+ public:
+  HostConvertingFiles(std::shared_ptr<const AudioHub> hub, SoundFileWriter::Services services,
+                      std::shared_ptr<WrittenFileRecord> written);
+  /// Disposes what nobody disposed.
+  ~HostConvertingFiles() override;
+
+  platform::Status create(const std::string& path, std::uint32_t fileType,
+                          const platform::StreamDescription& dataFormat, const platform::ChannelLayout* layout,
+                          ExistingFile existing, Handle& file) override;
+  platform::Status setClientDataFormat(Handle file, const platform::StreamDescription& format) override;
+  platform::Status writeAsync(Handle file, std::uint32_t frames, platform::RenderBufferList* list) override;
+  platform::Status dispose(Handle file) override;
+
+ private:
+  struct OpenFile;
+  using Slot = std::atomic<OpenFile*>;
+
+  /// Where a handle's file is found without a lock.
+  Slot& slotOf(Handle file) { return mSlots[static_cast<std::size_t>(file) % mSlots.size()]; }
+  platform::Status open(const std::string& path, const platform::StreamFormat& format, ExistingFile existing,
+                        Handle& file);
+  OpenFile* find(Handle file);
+  Handle freeHandle();
+  platform::Status refuse(platform::Status refusal, const std::string& reason) const;
+  std::uint32_t mostFramesAt(double sampleRate) const;
+
+  std::shared_ptr<const AudioHub> mHub;
+  SoundFileWriter::Services mServices;
+  std::shared_ptr<WrittenFileRecord> mWritten;
+  std::mutex mMutex;  ///< Held where slots are filled and cleared, never where one is read.
+  std::uint32_t mLastHandle = 0;
+  std::array<Slot, 256> mSlots{};
+};
+
+}  // namespace orvane::host

@@ -1,0 +1,72 @@
+#include "platform/host/files/RegularFile.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <system_error>
+#include <utility>
+
+namespace orvane::host {
+
+namespace {
+
+namespace status = platform::status;
+
+platform::Status statusOfError(int error) {
+  switch (error) {
+    case ENOENT:
+    case ENOTDIR:
+      return status::notFound;
+    case EACCES:
+    case EPERM:
+    case EROFS:
+    case EEXIST:
+      return status::noPermission;
+    case ENOSPC:
+    case EDQUOT:
+      return status::diskFull;
+    case EISDIR:
+    case ENXIO:
+      return status::notRegularFile;
+    default:
+      return status::ioFailure;
+  }
+}
+
+std::variant<FileDescriptor, platform::Failure> openRegular(const std::string& path, int flags) {
+  // Without O_NONBLOCK the open of a pipe would wait for its other end.
+  FileDescriptor file(::open(path.c_str(), flags | O_CLOEXEC | O_NONBLOCK, 0666));
+  if (file.get() < 0) return systemFailure(path, errno);
+  struct stat facts {};
+  if (fstat(file.get(), &facts) != 0) return systemFailure(path, errno);
+  if (!S_ISREG(facts.st_mode)) {
+    return platform::Failure{status::notRegularFile, "\"" + path + "\" is not a regular file"};
+  }
+  return file;
+}
+
+}  // namespace
+
+FileDescriptor::~FileDescriptor() {
+  if (mDescriptor >= 0) close(mDescriptor);
+}
+
+int FileDescriptor::release() {
+  return std::exchange(mDescriptor, -1);
+}
+
+platform::Failure systemFailure(const std::string& path, int error) {
+  return {statusOfError(error), "\"" + path + "\": " + std::generic_category().message(error)};
+}
+
+std::variant<FileDescriptor, platform::Failure> openToRead(const std::string& path) {
+  return openRegular(path, O_RDONLY);
+}
+
+std::variant<FileDescriptor, platform::Failure> openToWrite(const std::string& path, IfThere ifThere) {
+  return openRegular(path, O_RDWR | O_CREAT | (ifThere == IfThere::refuse ? O_EXCL : 0));
+}
+
+}  // namespace orvane::host

@@ -1,0 +1,225 @@
+#include "platform/simulated/device/Microphone.h"
+
+#include <sndfile.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <numbers>
+#include <string_view>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "platform/NumberText.h"
+#include "platform/backend/AudioDevice.h"
+#include "platform/host/audio/AlignedSamples.h"
+#include "platform/host/convert/ChannelRule.h"
+#include "platform/host/convert/Interleaving.h"
+#include "platform/host/files/ReadFile.h"
+#include "platform/host/files/RegularFile.h"
+#include "platform/simulated/scenario/Refuse.h"
+
+namespace orvane::simulated {
+
+namespace {
+
+class Silence final : public Microphone {
+ public:
+  std::uint32_t read(std::span<float* const> planes, std::uint32_t frames) override {
+    for (float* plane : planes) std::fill_n(plane, frames, 0.0F);
+    return frames;
+  }
+};
+
+class Tone final : public Microphone {
+ public:
+  Tone(double frequency, double amplitude) : mFrequency(frequency), mAmplitude(amplitude) {}
+
+  void prepare(std::uint32_t rate, std::uint32_t) override { mRate = rate; }
+
+  std::uint32_t read(std::span<float* const> planes, std::uint32_t frames) override {
+    for (std::uint32_t frame = 0; frame < frames; ++frame) {
+      const double periods = static_cast<double>(mFrame++) * mFrequency / mRate;
+      const double sine = std::sin(2 * std::numbers::pi * (periods - std::floor(periods)));
+      for (float* plane : planes) plane[frame] = static_cast<float>(mAmplitude * sine);
+    }
+    return frames;
+  }
+
+ private:
+  double mFrequency;
+  double mAmplitude;
+  double mRate = 1;
+  std::uint64_t mFrame = 0;
+};
+
+/// The splitmix64 generator (Steele, Lea and Flood, 2014); the top 24 bits of each number make one sample, frame by
+/// frame and channel by channel.
+class Noise final : public Microphone {
+ public:
+  explicit Noise(std::uint64_t seed) : mState(seed) {}
+
+  std::uint32_t read(std::span<float* const> planes, std::uint32_t frames) override {
+    for (std::uint32_t frame = 0; frame < frames; ++frame) {
+      for (float* plane : planes) plane[frame] = static_cast<float>(next() >> 40) * 0x1p-23F - 1.0F;
+    }
+    return frames;
+  }
+
+ private:
+  std::uint64_t next() {
+    mState += 0x9E3779B97F4A7C15;
+    std::uint64_t mixed = mState;
+    mixed = (mixed ^ (mixed >> 30)) * 0xBF58476D1CE4E5B9;
+    mixed = (mixed ^ (mixed >> 27)) * 0x94D049BB133111EB;
+    return mixed ^ (mixed >> 31);
+  }
+
+  std::uint64_t mState;
+};
+
+class Loop final : public Microphone {
+ public:
+  void prepare(std::uint32_t, std::uint32_t outputs) override {
+    mPlayed.emplace(outputs, host::DeviceFormat::mostSliceFrames);
+  }
+
+  std::uint32_t read(std::span<float* const> planes, std::uint32_t frames) override {
+    const host::AlignedSamples& played = *mPlayed;
+    for (std::uint32_t channel = 0; channel < planes.size(); ++channel) {
+      host::applyChannelRule(played.planes(), channel, static_cast<std::uint32_t>(planes.size()), planes[channel],
+                             frames);
+    }
+    return frames;
+  }
+
+  void hear(std::span<const float* const> planes, std::uint32_t frames) override {
+    for (std::uint32_t channel = 0; channel < planes.size(); ++channel) {
+      std::copy_n(planes[channel], frames, mPlayed->plane(channel));
+    }
+  }
+
+ private:
+  std::optional<host::AlignedSamples> mPlayed;  ///< The last slice, silent before the first.
+};
+
+class SoundFile final : public Microphone {
+ public:
+  explicit SoundFile(const Given<std::string>& path) {
+    auto opened = host::openToRead(path.value);
+    if (const auto* failure = std::get_if<platform::Failure>(&opened)) {
+      refuse(path.where, failure->reason + "; a file, tone:HZ[:AMPLITUDE], noise[:SEED], silence or loop is needed");
+    }
+    mRead.emplace(std::get<host::FileDescriptor>(opened).get());
+    mFile.reset(sf_open_fd(std::get<host::FileDescriptor>(opened).release(), SFM_READ, &mInfo, SF_TRUE));
+    if (mFile == nullptr)
+      refuse(path.where, std::string("no sound file that can be read (") + sf_strerror(nullptr) + ")");
+    if (mInfo.channels < 1 || mInfo.channels > static_cast<int>(host::DeviceFormat::mostChannels)) {
+      refuse(path.where, std::to_string(mInfo.channels) + " channels; a device has 64 at most");
+    }
+    if (mInfo.samplerate < 1 || mInfo.samplerate > static_cast<int>(DeviceSettings::mostRate)) {
+      refuse(path.where, std::to_string(mInfo.samplerate) + " Hz; a device runs at 1 to 768000 Hz");
+    }
+    mBlockFrames = blockSamples / mInfo.channels;
+    mInterleaved.resize(blockSamples);
+  }
+
+  std::optional<Format> format() const override {
+    return Format{static_cast<std::uint32_t>(mInfo.samplerate), static_cast<std::uint32_t>(mInfo.channels)};
+  }
+
+  std::uint32_t read(std::span<float* const> planes, std::uint32_t frames) override {
+    std::uint32_t done = 0;
+    while (done < frames && fillBlock()) {
+      const auto part = std::min(frames - done, mBlockEnd - mBlockNext);
+      const std::size_t blockStart = std::size_t{mBlockNext} * planes.size();
+      host::deinterleave(mInterleaved.data() + blockStart, planes, done, part);
+      mBlockNext += part;
+      done += part;
+    }
+    fillBlock();  // So that the end is known with the last frame, not one slice later.
+    return done;
+  }
+
+  bool atEnd() const override { return mEnded && mBlockNext == mBlockEnd; }
+
+ private:
+  /// 128 KiB: with less the calls of the system show, with more the block leaves the cache.
+  static constexpr int blockSamples = 32768;
+
+  struct Close {
+    void operator()(SNDFILE* file) const { sf_close(file); }
+  };
+
+  /// Makes sure that the block holds a frame; false at the end of the file.
+  bool fillBlock() {
+    if (mBlockNext < mBlockEnd) return true;
+    mBlockNext = 0;
+    mBlockEnd = static_cast<std::uint32_t>(
+        std::max<sf_count_t>(0, sf_readf_float(mFile.get(), mInterleaved.data(), mBlockFrames)));
+    mEnded = mBlockEnd == 0;
+    return !mEnded;
+  }
+
+  SF_INFO mInfo{};
+  std::optional<host::ReadFile> mRead;
+  std::unique_ptr<SNDFILE, Close> mFile;
+  std::vector<float> mInterleaved;
+  sf_count_t mBlockFrames = 0;
+  std::uint32_t mBlockNext = 0;
+  std::uint32_t mBlockEnd = 0;
+  bool mEnded = false;
+};
+
+constexpr std::string_view toneWord = "tone:";
+constexpr std::string_view seededNoiseWord = "noise:";
+
+/// Reads the whole of `text` as a number in [least, most].
+double parseNumber(const std::string& where, std::string_view text, const char* what, double least, double most) {
+  double number = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (error != std::errc() || end != text.data() + text.size() || !(number >= least && number <= most)) {
+    refuse(where, std::string("the ") + what + " is a number from " + platform::numberText(least) + " to " +
+                      platform::numberText(most));
+  }
+  return number;
+}
+
+std::unique_ptr<Microphone> makeTone(const std::string& where, std::string_view arguments) {
+  constexpr double defaultAmplitude = 0.5;
+  const std::size_t colon = arguments.find(':');
+  const double frequency = parseNumber(where, arguments.substr(0, colon), "frequency in hertz", 0, 384000);
+  const double amplitude = colon == std::string_view::npos
+                               ? defaultAmplitude
+                               : parseNumber(where, arguments.substr(colon + 1), "amplitude", 0, 1);
+  return std::make_unique<Tone>(frequency, amplitude);
+}
+
+std::unique_ptr<Microphone> makeNoise(const std::string& where, std::string_view arguments) {
+  std::uint64_t seed = 0;
+  const auto [end, error] = std::from_chars(arguments.data(), arguments.data() + arguments.size(), seed);
+  if (error != std::errc() || end != arguments.data() + arguments.size()) {
+    refuse(where, "the seed is a whole number from 0 to 18446744073709551615");
+  }
+  return std::make_unique<Noise>(seed);
+}
+
+}  // namespace
+
+std::unique_ptr<Microphone> makeMicrophone(const Given<std::string>& text) {
+  const std::string_view view = text.value;
+  if (view == "silence") return std::make_unique<Silence>();
+  if (view == "loop") return std::make_unique<Loop>();
+  if (view == "noise") return std::make_unique<Noise>(0);
+  if (view.starts_with(toneWord)) return makeTone(text.where, view.substr(toneWord.size()));
+  if (view.starts_with(seededNoiseWord)) return makeNoise(text.where, view.substr(seededNoiseWord.size()));
+  return std::make_unique<SoundFile>(text);
+}
+
+bool isMicrophoneFile(std::string_view text) {
+  return text != "silence" && text != "loop" && text != "noise" && !text.starts_with(toneWord) &&
+         !text.starts_with(seededNoiseWord);
+}
+
+}  // namespace orvane::simulated

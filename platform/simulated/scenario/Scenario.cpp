@@ -1,0 +1,239 @@
+#include "platform/simulated/scenario/Scenario.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cmath>
+#include <limits>
+#include <variant>
+
+#include "platform/PlatformException.h"
+#include "platform/backend/AudioDevice.h"
+#include "platform/host/HostJson.h"
+#include "platform/host/files/RegularFile.h"
+#include "platform/simulated/device/Microphone.h"
+#include "platform/simulated/device/SpeakerFile.h"
+#include "platform/simulated/scenario/RefusableCalls.h"
+#include "platform/simulated/scenario/Refuse.h"
+#include "platform/simulated/scenario/ScenarioNode.h"
+
+namespace orvane::simulated {
+
+namespace {
+
+using host::DeviceFormat;
+using Key = std::string_view;
+namespace fs = std::filesystem;
+
+std::string sourceOf(const fs::path& file) {
+  return "scenario=" + file.string();
+}
+
+// ---- audio
+
+Given<std::uint32_t> readCount(const ScenarioNode& node, std::uint32_t least, std::uint32_t most) {
+  return {static_cast<std::uint32_t>(node.wholeNumber(least, most)), node.where()};
+}
+
+Given<bool> readPace(const ScenarioNode& node) {
+  const std::string& pace = node.text();
+  if (pace != "real" && pace != "fast") node.need("\"real\" or \"fast\"");
+  return {pace == "fast", node.where()};
+}
+
+Given<std::string> readPath(const ScenarioNode& node, const char* wanted) {
+  if (node.text().empty()) node.need(wanted);
+  if (node.text().find('\0') != std::string::npos) node.refuse("a path has no zero byte");
+  return {node.text(), node.where()};
+}
+
+constexpr std::array<ScenarioKey<DeviceSettings>, 7> audioKeys{{
+    {"rate", [](auto& device, auto& node) { device.rate = readCount(node, 0, DeviceSettings::mostRate); }},
+    {"inputs", [](auto& device, auto& node) { device.inputs = readCount(node, 0, DeviceFormat::mostChannels); }},
+    {"outputs", [](auto& device, auto& node) { device.outputs = readCount(node, 0, DeviceFormat::mostChannels); }},
+    {"slice", [](auto& device, auto& node) { device.slice = readCount(node, 1, DeviceFormat::mostSliceFrames); }},
+    {"pace", [](auto& device, auto& node) { device.fastPace = readPace(node); }},
+    {"microphone",
+     [](auto& device, auto& node) {
+       device.microphone = readPath(node, "a file, tone:HZ[:AMPLITUDE], noise[:SEED], silence or loop");
+     }},
+    {"speaker",
+     [](auto& device, auto& node) { device.speaker = readPath(node, "null or the path of a file to write"); }},
+}};
+
+/// A path in a scenario counts from the scenario's folder.
+std::string resolve(const fs::path& folder, const std::string& path) {
+  const std::string resolved = (folder / path).string();
+  // A folder may be named like a microphone that is no file.
+  return isMicrophoneFile(resolved) ? resolved : "./" + resolved;
+}
+
+void resolvePaths(DeviceSettings& device, const fs::path& folder) {
+  if (device.microphone && isMicrophoneFile(device.microphone->value)) {
+    device.microphone->value = resolve(folder, device.microphone->value);
+  }
+  if (device.speaker && isSpeakerFile(device.speaker->value)) {
+    device.speaker->value = resolve(folder, device.speaker->value);
+  }
+}
+
+// ---- session
+
+constexpr std::array<ScenarioKey<SessionRefusals>, 5> refusalKeys{{
+    {"activate", [](auto& refusals, auto& node) { refusals.activate = node.text(); }},
+    {"deactivate", [](auto& refusals, auto& node) { refusals.deactivate = node.text(); }},
+    {"category", [](auto& refusals, auto& node) { refusals.category = node.text(); }},
+    {"mode", [](auto& refusals, auto& node) { refusals.mode = node.text(); }},
+    {"options", [](auto& refusals, auto& node) { refusals.options = node.text(); }},
+}};
+
+constexpr std::array<ScenarioKey<SessionRefusals>, 1> sessionKeys{{
+    {"refuse", [](auto& refusals, auto& node) { readMembers(node, refusalKeys, refusals); }},
+}};
+
+// ---- faults
+
+/// A kind of fault and the keys that it takes beside `at` and `fault`.
+struct FaultForm {
+  Key name;
+  Fault::Kind kind;
+  std::array<Key, 2> ownKeys = {};
+
+  bool takes(Key key) const { return std::ranges::find(ownKeys, key) != ownKeys.end(); }
+};
+
+constexpr std::array<FaultForm, 8> faultForms{{
+    {"microphone-unplugged", Fault::Kind::microphoneUnplugged},
+    {"device-lost", Fault::Kind::deviceLost},
+    {"server-lost", Fault::Kind::serverLost},
+    {"stalled", Fault::Kind::stalled},
+    {"discontinuity", Fault::Kind::discontinuity, {"frames"}},
+    {"render-status", Fault::Kind::renderStatus, {"status"}},
+    {"refuse", Fault::Kind::refuse, {"call", "status"}},
+    {"disk-full", Fault::Kind::diskFull},
+}};
+
+std::string listOf(const auto& entries) {
+  std::string list;
+  for (const auto& entry : entries) list += (list.empty() ? "" : ", ") + std::string(entry.name);
+  return list;
+}
+
+const FaultForm& formOf(const ScenarioNode& fault) {
+  const ScenarioNode name = fault.member("fault", "it is one of " + listOf(faultForms));
+  const auto form = std::ranges::find(faultForms, name.text(), &FaultForm::name);
+  if (form == faultForms.end()) name.need("one of " + listOf(faultForms));
+  return *form;
+}
+
+platform::HostTime readTime(const ScenarioNode& node) {
+  constexpr double mostSeconds = 1e9;
+  const double seconds = node.number(0, mostSeconds, "seconds");
+  return platform::HostTime(static_cast<std::int64_t>(std::round(seconds * 1e9)));
+}
+
+platform::Status readStatus(const ScenarioNode& node) {
+  using Limits = std::numeric_limits<platform::Status>;
+  const std::int64_t status = node.wholeNumber(Limits::min(), Limits::max());
+  if (status == platform::status::success) node.refuse("0 is success; a failure's status is another whole number");
+  return static_cast<platform::Status>(status);
+}
+
+const RefusableCall& readCall(const ScenarioNode& node) {
+  const auto call = std::ranges::find(refusableCalls, node.text(), &RefusableCall::name);
+  if (call == refusableCalls.end()) node.need("one of " + listOf(refusableCalls));
+  return *call;
+}
+
+Fault readFault(const ScenarioNode& node) {
+  const FaultForm& form = formOf(node);
+  std::vector<Key> known{"at", "fault"};
+  std::ranges::copy_if(form.ownKeys, std::back_inserter(known), [](Key key) { return !key.empty(); });
+  bool hasStatus = false;
+  for (const ScenarioNode& member : node.members()) {
+    if (std::ranges::find(known, member.key()) == known.end()) refuseKey(member, known);
+    hasStatus = hasStatus || member.key() == "status";
+  }
+  Fault fault{.kind = form.kind, .at = readTime(node.member("at", "seconds after the device's first start"))};
+  bool needsStatus = form.takes("status");
+  if (form.takes("call")) {
+    const RefusableCall& call = readCall(node.member("call", "it is one of " + listOf(refusableCalls)));
+    fault.call = call.name;
+    needsStatus = call.answersStatus;
+  }
+  if (needsStatus || hasStatus) fault.status = readStatus(node.member("status", "the whole number to answer with"));
+  if (form.takes("frames")) {
+    const ScenarioNode frames = node.member("frames", "how many frames are missing");
+    fault.frames = static_cast<std::uint32_t>(frames.wholeNumber(1, Fault::mostMissingFrames));
+  }
+  return fault;
+}
+
+void readFaults(std::vector<Fault>& faults, const ScenarioNode& node) {
+  const std::vector<ScenarioNode> items = node.items();
+  if (items.size() > Scenario::mostFaults) {
+    node.refuse("a scenario has " + std::to_string(Scenario::mostFaults) + " faults at most");
+  }
+  for (const ScenarioNode& item : items) faults.push_back(readFault(item));
+  std::ranges::stable_sort(faults, {}, &Fault::at);
+}
+
+// ---- the whole
+
+constexpr std::array<ScenarioKey<Scenario>, 3> scenarioKeys{{
+    {"audio", [](auto& scenario, auto& node) { readMembers(node, audioKeys, scenario.device); }},
+    {"session", [](auto& scenario, auto& node) { readMembers(node, sessionKeys, scenario.session); }},
+    {"faults", [](auto& scenario, auto& node) { readFaults(scenario.faults, node); }},
+}};
+
+std::string readText(const std::string& path) {
+  auto opened = host::openToRead(path);
+  if (const auto* failure = std::get_if<platform::Failure>(&opened)) refuse(sourceOf(path), failure->reason);
+  std::string text(Scenario::mostBytes + 1, '\0');
+  std::size_t size = 0;
+  while (size < text.size()) {
+    const ssize_t count = read(std::get<host::FileDescriptor>(opened).get(), text.data() + size, text.size() - size);
+    if (count == 0) break;
+    if (count < 0 && errno != EINTR) refuse(sourceOf(path), host::systemFailure(path, errno).reason);
+    size += static_cast<std::size_t>(std::max<ssize_t>(count, 0));
+  }
+  text.resize(size);
+  return text;
+}
+
+}  // namespace
+
+Scenario parseScenario(std::string_view text, const fs::path& file) {
+  const std::string source = sourceOf(file);
+  if (text.size() > Scenario::mostBytes) {
+    refuse(source, "a scenario has " + std::to_string(Scenario::mostBytes) + " bytes at most");
+  }
+  platform::Value value;
+  try {
+    value = host::HostJson().read(text);
+  } catch (const platform::PlatformException& exception) {
+    refuse(source, exception.reason());
+  }
+  const ScenarioNode root(value, source);
+  for (const ScenarioNode& member : root.members()) {
+    if (member.key() == "midi") member.refuse("this version simulates no MIDI; leave the key out");
+  }
+  Scenario scenario;
+  readMembers(root, scenarioKeys, scenario);
+  resolvePaths(scenario.device, file.parent_path());
+  return scenario;
+}
+
+Scenario readScenario(const std::string& path) {
+  Scenario scenario = parseScenario(readText(path), path);
+  if (scenario.device.microphone) makeMicrophone(*scenario.device.microphone);
+  if (const auto& speaker = scenario.device.speaker; speaker && isSpeakerFile(speaker->value)) {
+    checkSpeakerFile(*speaker);
+    keepFromSpeaker(path, "the scenario", *speaker);
+  }
+  return scenario;
+}
+
+}  // namespace orvane::simulated

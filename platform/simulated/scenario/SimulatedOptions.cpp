@@ -1,0 +1,115 @@
+#include "platform/simulated/scenario/SimulatedOptions.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <functional>
+#include <vector>
+
+#include "platform/backend/AudioDevice.h"
+#include "platform/simulated/scenario/Refuse.h"
+
+namespace orvane::simulated {
+
+namespace {
+
+/// Longer texts are nobody's command line.
+constexpr std::size_t mostBytes = 65536;
+
+/// One pair as it stands in the text.
+struct Pair {
+  std::string_view key;
+  std::string_view value;
+
+  std::string where() const { return std::string(key) + "=" + std::string(value); }
+};
+
+using MaybeNumber = DeviceSettings::MaybeGiven<std::uint32_t>;
+using MaybeText = DeviceSettings::MaybeGiven<std::string>;
+
+MaybeNumber parseNumber(const Pair& pair, std::uint32_t least, std::uint32_t most) {
+  std::uint32_t number = 0;
+  const char* const textEnd = pair.value.data() + pair.value.size();
+  const auto [end, error] = std::from_chars(pair.value.data(), textEnd, number);
+  if (error != std::errc() || end != textEnd || number < least || number > most) {
+    refuse(pair.where(), "a whole number from " + std::to_string(least) + " to " + std::to_string(most) + " is needed");
+  }
+  return Given<std::uint32_t>{number, pair.where()};
+}
+
+DeviceSettings::MaybeGiven<bool> parsePace(const Pair& pair) {
+  if (pair.value != "real" && pair.value != "fast") {
+    refuse(pair.where(), "the pace is real or fast");
+  }
+  return Given<bool>{pair.value == "fast", pair.where()};
+}
+
+MaybeText parseText(const Pair& pair, std::string_view wanted) {
+  if (pair.value.empty()) refuse(pair.where() + " has no value: " + std::string(wanted) + " is needed");
+  return Given<std::string>{std::string(pair.value), pair.where()};
+}
+
+struct Key {
+  std::string_view name;
+  void (*set)(SimulatedOptions&, const Pair&);
+};
+
+constexpr std::uint32_t mostChannels = host::DeviceFormat::mostChannels;
+
+constexpr std::array<Key, 8> keys{{
+    {"mic",
+     [](SimulatedOptions& options, const Pair& pair) {
+       options.device.microphone = parseText(pair, "a file, tone:HZ[:AMPLITUDE], noise[:SEED], silence or loop");
+     }},
+    {"speaker",
+     [](SimulatedOptions& options, const Pair& pair) {
+       options.device.speaker = parseText(pair, "null or the path of a file to write");
+     }},
+    {"rate", [](SimulatedOptions& options,
+                const Pair& pair) { options.device.rate = parseNumber(pair, 0, DeviceSettings::mostRate); }},
+    {"inputs",
+     [](SimulatedOptions& options, const Pair& pair) { options.device.inputs = parseNumber(pair, 0, mostChannels); }},
+    {"outputs",
+     [](SimulatedOptions& options, const Pair& pair) { options.device.outputs = parseNumber(pair, 0, mostChannels); }},
+    {"slice",
+     [](SimulatedOptions& options, const Pair& pair) {
+       options.device.slice = parseNumber(pair, 1, host::DeviceFormat::mostSliceFrames);
+     }},
+    {"pace", [](SimulatedOptions& options, const Pair& pair) { options.device.fastPace = parsePace(pair); }},
+    {"scenario", [](SimulatedOptions& options,
+                    const Pair& pair) { options.scenario = parseText(pair, "the path of a scenario file")->value; }},
+}};
+
+void parsePair(SimulatedOptions& options, std::string_view pair, std::vector<std::string_view>& seen) {
+  const std::size_t equals = pair.find('=');
+  const std::string_view name = pair.substr(0, equals);
+  const auto key = std::ranges::find(keys, name, &Key::name);
+  if (key == keys.end()) {
+    std::string known;
+    for (const Key& each : keys) known += (known.empty() ? "" : ", ") + std::string(each.name);
+    refuse("unknown key \"" + std::string(name) + "\"; the keys are " + known);
+  }
+  if (equals == std::string_view::npos)
+    refuse("\"" + std::string(name) + "\" needs a value: " + std::string(name) + "=…");
+  if (std::ranges::find(seen, name) != seen.end()) refuse("the key \"" + std::string(name) + "\" is given twice");
+  seen.push_back(name);
+  key->set(options, {name, pair.substr(equals + 1)});
+}
+
+}  // namespace
+
+SimulatedOptions parseSimulatedOptions(std::string_view text) {
+  if (text.size() > mostBytes) refuse("the text is longer than " + std::to_string(mostBytes) + " bytes");
+  SimulatedOptions options;
+  std::vector<std::string_view> seen;
+  while (!text.empty()) {
+    const std::size_t comma = text.find(',');
+    parsePair(options, text.substr(0, comma), seen);
+    if (comma == std::string_view::npos) break;
+    text.remove_prefix(comma + 1);
+    if (text.empty()) refuse("there is nothing behind the last comma");
+  }
+  return options;
+}
+
+}  // namespace orvane::simulated

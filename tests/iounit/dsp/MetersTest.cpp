@@ -1,0 +1,108 @@
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "Pexutil/Source/Utility/PXVectorUnit.h"
+#include "iounit/dsp/LockstepMeter.h"
+#include "platform/host/audio/AlignedSamples.h"
+#include "tests/iounit/dsp/Random.h"
+#include "tests/iounit/dsp/SlowPowerMeter.h"
+
+namespace orvane::levels {
+namespace {
+
+/// A process whose vector unit has not been examined.
+class Meters : public testing::Test, protected Random {
+ protected:
+  Meters() { gPXVectorUnitType = -1; }
+};
+
+TEST_F(Meters, AgreeWithTheSlowMeterInEveryField) {
+  alignas(16) float floats[1700];
+  std::int16_t shorts[1700];
+  std::int32_t words[1700];
+  constexpr double kRates[] = {0.0, 44100.0, 48000.0, 8000.0, 1.0, 1e-7, 1e12, -5.0};
+  for (int run = 0; run < 3000; ++run) {
+    PowerMeter meter;
+    SlowPowerMeter slow;
+    meter.mInstantaneous = slow.mInstantaneous = draw(0, 9) == 0;
+    if (const double rate = kRates[draw(0, 7)]; rate != 0.0) meter.SetSampleRate(rate), slow.setRate(rate);
+    if (draw(0, 4) == 0) slow.mPeakHold = meter.mPeakHold = 1e9;
+    // Half a day after a peak the counter meets its end.
+    if (draw(0, 4) == 0) slow.mHoldCounter = meter.mHoldCounter = Words::max() - 100;
+    int frames = draw(0, 70);
+    const int format = draw(0, 5);
+    for (int block = 0; block < 8; ++block) {
+      const int before = draw(0, 40);
+      if (before == 0) meter.Reset(), slow.reset();
+      if (before == 1) meter.ProcessSilence(frames), slow.silence();
+      if (before == 2) meter.ClearClipping(), slow.clearClipping();
+      if (before == 3) meter.SetSampleRate(16000.0), slow.setRate(16000.0);
+      if (draw(0, 2) == 0) frames = draw(0, 9) == 0 ? 512 : draw(0, 70);
+      const int stride = draw(0, 2) == 0 ? draw(2, 3) : 1, start = draw(0, 1) * draw(0, 5), kind = draw(0, 12);
+      std::vector<float> taken;
+      std::vector<std::int64_t> scaled;
+      for (int i = start; i < start + frames * stride; i += stride) {
+        taken.push_back(floats[i] = drawSample(kind));
+        words[i] = drawWord(kind);
+        shorts[i] = static_cast<std::int16_t>(words[i] >> 16);
+        scaled.push_back(format == 4 ? shorts[i] : words[i] >> 9);
+      }
+      if (format < 4) meter.Process(floats + start, stride, frames);
+      if (format == 4) meter.Process_Int16(shorts + start, stride, frames);
+      if (format > 4) meter.Process_Int32(words + start, stride, frames);
+      format < 4 ? slow.floats(taken, start % 4 == 0 && stride == 1) : slow.integers(scaled);
+      ASSERT_EQ(fieldsOf(meter), fieldsOf(slow))
+          << "run " << run << ": " << testing::PrintToString(std::tie(block, format, frames, stride, start, kind));
+    }
+  }
+}
+
+TEST_F(Meters, GiveTogetherWhatOneAfterTheOtherGives) {
+  constexpr int kMostChannels = 40;
+  host::AlignedSamples samples(kMostChannels, 600);
+  for (const RegisterWidth width : {RegisterWidth::bits128, widestRegisters()})
+    for (int run = 0; run < 25 * kMostChannels; ++run) {
+      gPXVectorUnitType = draw(0, 19) == 0 ? draw(-1, 0) : 200;
+      std::vector<PowerMeter> single(static_cast<std::size_t>(run % (kMostChannels + 1)));
+      for (PowerMeter& meter : single) {  // each with a past of its own, some of them odd
+        if (draw(0, 3) > 0) meter.SetSampleRate(draw(1, 96000));
+        for (float& lane : meter.mLaneMeanSquare) lane = drawSample(draw(0, 12));
+      }
+      std::vector<PowerMeter> together = single;
+      int frames = draw(0, 70);
+      for (int block = 0; block < 4; ++block) {
+        if (draw(0, 2) == 0) frames = draw(0, 9) == 0 ? 512 : draw(0, 70);
+        const bool allAligned = draw(0, 3) > 0;
+        std::vector<const float*> planes;
+        for (PowerMeter& meter : single) {
+          float* const plane = samples.plane(static_cast<std::uint32_t>(planes.size()));
+          planes.push_back(plane + (allAligned ? 4 * draw(0, 2) : draw(0, 9)));
+          std::generate_n(plane, frames + 9, [&, kind = draw(0, 12)] { return drawSample(kind); });
+          meter.Process(planes.back(), 1, frames);
+        }
+        processTogether(together, planes, frames, width);
+        for (std::size_t i = 0; i < planes.size(); ++i)
+          ASSERT_EQ(fieldsOf(together[i]), fieldsOf(single[i])) << run << ": " << i << ", " << frames << " frames";
+      }
+    }
+}
+
+TEST_F(Meters, ExamineTheVectorUnitOnSeveralThreadsAtOnce) {
+  alignas(16) const float samples[] = {0.5F, -0.25F, 1.0F, 0.1F, 0.2F, 0.3F, -0.9F, 0.0F, 0.7F, -1.0F};
+  std::vector<PowerMeter> meters(8);
+  std::vector<std::jthread> threads;
+  for (std::size_t i = 0; i < meters.size(); i += 2)
+    threads.emplace_back([&, i] {
+      for (int block = 0; block < 100; ++block)
+        processTogether(std::span(meters).subspan(i, 2), std::array{&samples[0], &samples[0]}, 10);
+    });
+  threads.clear();
+  EXPECT_EQ(gPXVectorUnitType, 200);
+  SlowPowerMeter slow;
+  for (int block = 0; block < 100; ++block) slow.floats({std::begin(samples), std::end(samples)}, true);
+  for (const PowerMeter& meter : meters) EXPECT_EQ(fieldsOf(meter), fieldsOf(slow));
+}
+
+}  // namespace
+}  // namespace orvane::levels

@@ -1,0 +1,232 @@
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <sys/file.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <thread>
+
+#include "Pexutil/Source/Utility/PXBufferList.h"
+#include "platform/ConvertingFile.h"
+#include "platform/RealTime.h"
+#include "tests/support/UnitRig.h"
+
+namespace orvane::test {
+namespace {
+
+using namespace platform;
+using namespace std::chrono_literals;
+using testing::HasSubstr;
+using Handle = ConvertingFile::Handle;
+using ExistingFile = ConvertingFile::ExistingFile;
+using Samples = std::vector<float>;
+using Planes = std::vector<Samples>;
+
+StreamFormat int16(double rate, std::uint32_t channels) {
+  return StreamFormat::linearPcm(rate, channels, 16, format_flag::signedInteger, true);
+}
+
+/// The converting files of a host of their own. At fast pace nothing is written by itself: the caller never waits.
+class ConvertingFilesTest : public testing::Test, protected UnitRig {
+ protected:
+  explicit ConvertingFilesTest(const std::string& options = "pace=fast") : UnitRig(options) {}
+
+  struct Wanted {
+    std::string path;
+    StreamFormat format = int16(48000, 2);
+    std::uint32_t type = ConvertingFile::nativeContainer;
+    const ChannelLayout* layout = nullptr;
+    ExistingFile existing = ExistingFile::erase;
+  };
+  Status create(const Wanted& wanted, Handle& file) {
+    return files.create(wanted.path, wanted.type, wanted.format.description(), wanted.layout, wanted.existing, file);
+  }
+
+  /// A file that takes `channels` channels of sound.
+  Handle make(const std::string& path, std::uint32_t channels, double rate = 48000) {
+    Handle file{};
+    EXPECT_EQ(create({path, int16(rate, channels)}, file), 0);
+    EXPECT_EQ(files.setClientDataFormat(file, StreamFormat::standard(rate, channels).description()), 0);
+    return file;
+  }
+
+  Status write(Handle file, const Planes& planes) {
+    PX::BufferList list(static_cast<std::uint32_t>(planes.size()));
+    const auto frames = static_cast<std::uint32_t>(planes[0].size());
+    for (std::size_t i = 0; i < planes.size(); ++i) list[i] = {1, frames * 4, const_cast<float*>(planes[i].data())};
+    const RealTimeSection section;
+    return files.writeAsync(file, frames, &list.GetAudioBufferList());
+  }
+
+  TemporaryFolder folder;
+  ConvertingFile& files = *host.convertingFiles;
+};
+
+TEST_F(ConvertingFilesTest, WhatCannotBeMadeIsRefusedAndHarmsNothing) {
+  const std::string old = folder.file("old.wav");
+  writeSound(old, {.samples = {0.25F}});
+  std::filesystem::create_directory(folder.file("folder"));
+  std::filesystem::create_symlink("nowhere/at/all", folder.file("dangling"));
+  ASSERT_EQ(mkfifo(folder.file("pipe").c_str(), 0600), 0);
+  // A file that its user may not write. Root may write any, so it becomes somebody else for a moment.
+  chmod(old.c_str(), 0444);
+  chmod(folder.path().c_str(), 0755);
+  const uid_t user = geteuid();
+  ASSERT_EQ(seteuid(user == 0 ? 65534 : user), 0);
+  Handle file{};
+  EXPECT_EQ(create({old}, file), status::noPermission);
+  ASSERT_EQ(seteuid(user), 0);
+  chmod(old.c_str(), 0644);
+  const ChannelLayout layout{.tag = ChannelLayout::discreteInOrder | 2, .bitmap = 0, .descriptions = {}};
+  const std::pair<Wanted, Status> rows[] = {
+      {{""}, status::notFound},
+      {{folder.file("missing/take.wav")}, status::notFound},
+      {{old + "/take.wav"}, status::notFound},
+      {{folder.file("dangling")}, status::notFound},
+      {{folder.file("folder")}, status::notRegularFile},
+      {{folder.file("pipe")}, status::notRegularFile},
+      {{.path = old, .existing = ExistingFile::refuse}, status::noPermission},
+      {{.path = old, .type = 0x57415645}, status::unsupportedType},
+      {{.path = old, .layout = &layout}, status::unsupportedFormat},
+      {{old, StreamFormat::standard(48000, 2)}, status::unsupportedFormat},
+      {{old, int16(48000, 0)}, status::unsupportedFormat},
+      {{old, int16(48000, 257)}, status::unsupportedFormat},
+      {{old, int16(0, 2)}, status::unsupportedFormat},
+      {{old, int16(44100.5, 2)}, status::unsupportedFormat},
+      {{old, int16(6144001, 2)}, status::unsupportedFormat},
+      {{old, int16(std::nan(""), 2)}, status::unsupportedFormat},
+      {{old, StreamFormat::linearPcm(48000, 2, 16, format_flag::signedInteger, false)}, status::unsupportedFormat}};
+  for (const auto& [wanted, refusal] : rows) {
+    SCOPED_TRACE(wanted.path + ": " + std::to_string(wanted.format.sampleRate()));
+    file = Handle{9};
+    log.clear();
+    EXPECT_EQ(create(wanted, file), refusal) << log;
+    EXPECT_EQ(file, Handle::none);
+    EXPECT_THAT(log, HasSubstr("A recording cannot be made: \"" + wanted.path + "\""));
+    EXPECT_EQ(readSound(old).samples, Samples{0.25F});
+  }
+  EXPECT_FALSE(report.writtenFile().has_value());
+
+  // Locked as by another process that writes it.
+  const int other = open(old.c_str(), O_RDONLY | O_CLOEXEC);
+  ASSERT_EQ(flock(other, LOCK_EX), 0);
+  EXPECT_EQ(create({old}, file), status::noPermission);
+  EXPECT_THAT(log, HasSubstr("is being written by another program"));
+  EXPECT_EQ(readSound(old).samples, Samples{0.25F});
+  close(other);
+
+  for (int open = 0; open < 256; ++open) make(folder.file(std::to_string(open)), 1, 8000);
+  EXPECT_EQ(create({folder.file("one too many")}, file), status::ioFailure);
+  EXPECT_THAT(log, HasSubstr("one too many\": too many recordings are open"));
+  EXPECT_FALSE(std::filesystem::exists(folder.file("one too many")));
+}
+
+TEST_F(ConvertingFilesTest, AFileTakesItsOwnFormatAndNothingElse) {
+  const Planes slice{{1, 1}, {-1, -1}};
+  Handle file{};
+  ASSERT_EQ(create({.path = folder.file("take.wav"), .existing = ExistingFile::refuse}, file), 0);
+  EXPECT_EQ(write(file, slice), status::wrongState) << "before the client format was set";
+  for (const StreamFormat& format :
+       {StreamFormat::standard(44100, 2), StreamFormat::standard(48000, 1), int16(48000, 2)}) {
+    EXPECT_EQ(files.setClientDataFormat(file, format.description()), status::unsupportedFormat);
+  }
+  ASSERT_EQ(files.setClientDataFormat(file, StreamFormat::standard(48000, 2).description()), 0);
+  EXPECT_EQ(files.writeAsync(file, 0, nullptr), 0);
+  EXPECT_EQ(files.writeAsync(file, 1, nullptr), status::badParameter);
+  EXPECT_EQ(write(file, {{1, 1}}), status::badParameter) << "a channel is missing";
+  EXPECT_EQ(write(file, slice), 0);
+  EXPECT_EQ(files.dispose(file), 0);
+  for (const Handle none : {file, Handle::none, Handle{77}}) {
+    EXPECT_EQ(write(none, slice), status::badParameter);
+    EXPECT_EQ(files.setClientDataFormat(none, {}), status::badParameter);
+    EXPECT_EQ(files.dispose(none), status::badParameter);
+  }
+  EXPECT_EQ(readSound(folder.file("take.wav")).samples, (Samples{32767 / 32768.0F, -1, 32767 / 32768.0F, -1}));
+}
+
+TEST_F(ConvertingFilesTest, AFileIsWrittenThroughItsLatestHandleAlone) {
+  const std::string path = folder.file("take.wav");
+  const Handle first = make(path, 1);
+  std::filesystem::create_symlink(path, folder.file("link"));
+  std::filesystem::create_hard_link(path, folder.file("twin"));
+  write(first, {Samples(20'000, 0.25F)});
+  Handle latest = first;
+  for (const std::string& name : {path, folder.file("link"), folder.file("twin"),
+                                  folder.file("../") + folder.path().filename().string() + "/take.wav"}) {
+    const Handle earlier = std::exchange(latest, make(name, 2));
+    EXPECT_EQ(write(earlier, Planes(earlier == first ? 1 : 2, {0.75F})), 0) << "goes nowhere";
+    write(latest, {{0.5F, 0.5F}, {-0.5F, -0.5F}});
+    EXPECT_EQ(files.dispose(earlier), 0);
+    EXPECT_THAT(readSound(path).samples, testing::IsEmpty())
+        << "nothing is written before the caller waits or disposes";
+  }
+  // Another file at the same path is another file: the old one goes on without its name.
+  std::filesystem::remove(path);
+  const Handle other = make(path, 1);
+  write(latest, {{0.125F}, {0}});
+  EXPECT_EQ(files.dispose(other), 0);
+  EXPECT_EQ(files.dispose(latest), 0);
+  EXPECT_EQ(readSound(path).samples, Samples{});
+  EXPECT_EQ(readSound(folder.file("twin")).samples, (Samples{0.5F, -0.5F, 0.5F, -0.5F, 0.125F, 0}));
+}
+
+TEST_F(ConvertingFilesTest, AWriterThatIsTwoSecondsBehindDropsWholeSlicesAndCountsThem) {
+  const Handle file = make(folder.file("take.wav"), 2, 44100);
+  const Planes slice(2, Samples(441, 0.5F));
+  for (int i = 0; i < 200; ++i) ASSERT_EQ(write(file, slice), 0) << i;
+  for (int i = 0; i < 30; ++i) ASSERT_EQ(write(file, slice), status::overrun);
+  EXPECT_FALSE(waiter->wait(201ms));
+  EXPECT_THAT(log, HasSubstr("30 slices were lost"));
+  EXPECT_EQ(report.runCount().overruns, 30U);
+  EXPECT_EQ(readSound(folder.file("take.wav")).samples.size(), 200 * 441 * 2U) << "the open file is readable";
+  for (int i = 0; i < 200; ++i) ASSERT_EQ(write(file, slice), 0);
+  EXPECT_EQ(files.dispose(file), 0);
+  EXPECT_EQ(readSound(folder.file("take.wav")).samples, Samples(400 * 441 * 2, 0.5F));
+}
+
+/// At real pace, where files are written on threads of their own.
+struct RunningConvertingFilesTest : ConvertingFilesTest {
+  RunningConvertingFilesTest() : ConvertingFilesTest("pace=real") {}
+};
+
+TEST_F(RunningConvertingFilesTest, ANoticeOfAFailedWriteMayDisposeTheFile) {
+  const Handle file = make(folder.file("take.wav"), 1);
+  std::signal(SIGXFSZ, SIG_IGN);
+  rlimit before{};
+  getrlimit(RLIMIT_FSIZE, &before);
+  const rlimit small{.rlim_cur = 100, .rlim_max = before.rlim_max};
+  setrlimit(RLIMIT_FSIZE, &small);
+  report.onWriteFailure([&] {
+    EXPECT_EQ(files.dispose(file), 0);
+    waiter->signal();
+  });
+  write(file, {Samples(4000)});
+  EXPECT_TRUE(waiter->wait(10s));
+  setrlimit(RLIMIT_FSIZE, &before);
+}
+
+TEST_F(RunningConvertingFilesTest, AFileChangesHandsWhileItIsWritten) {
+  const std::string path = folder.file("take.wav");
+  std::atomic<bool> done = false;
+  Handle file = make(path, 2);
+  for (int round = 0; round < 20; ++round) {
+    std::atomic<int> written = 0;
+    std::thread callback([&, file] {
+      const Planes slice(2, Samples(64, static_cast<float>(round) / 32));
+      for (done = false; !done; ++written) write(file, slice);
+    });
+    while (written < 50) std::this_thread::yield();
+    const Handle next = make(path, 2);
+    done = true;
+    callback.join();
+    EXPECT_EQ(files.dispose(std::exchange(file, next)), 0);
+  }
+  write(file, {{0.5F}, {0.5F}});
+  EXPECT_EQ(files.dispose(file), 0);
+  EXPECT_EQ(readSound(path).samples, (Samples{0.5F, 0.5F}));
+}
+
+}  // namespace
+}  // namespace orvane::test

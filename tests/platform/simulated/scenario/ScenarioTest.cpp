@@ -1,0 +1,121 @@
+#include "platform/simulated/scenario/Scenario.h"
+
+#include <gmock/gmock.h>
+
+#include <fstream>
+
+#include "platform/Hosts.h"
+#include "platform/Report.h"
+#include "tests/support/ReasonOf.h"
+#include "tests/support/SoundFiles.h"
+#include "tests/support/TemporaryFolder.h"
+
+namespace orvane::simulated {
+namespace {
+
+using testing::HasSubstr;
+using Cases = std::vector<std::pair<std::string, std::string>>;
+
+std::string refusalOf(const std::string& options) {
+  return test::reasonOf([&] { platform::makeSimulatedHost(options); });
+}
+
+TEST(SimulatedOptions, WhatIsWrongIsRefusedByItsKey) {
+  const test::TemporaryFolder folder;
+  const std::string file = folder.file("mic.wav");
+  test::writeSound(file, {.rate = 44100, .channels = 1, .samples = {0, 0}});
+  const Cases cases{
+      {"colour=red", "unknown key \"colour\"; the keys are mic, speaker, rate, inputs, outputs, slice, pace"},
+      {"rate", "\"rate\" needs a value"},
+      {"rate=48000.5", "rate=48000.5: a whole number"},
+      {"rate=768001", "rate=768001: a whole number from 0 to 768000"},
+      {"inputs=65", "inputs=65: a whole number from 0 to 64"},
+      {"outputs=-1", "outputs=-1: a whole number from 0 to 64"},
+      {"slice=0", "slice=0: a whole number from 1 to 8192"},
+      {"pace=slow", "pace=slow: the pace is real or fast"},
+      {"rate=1,rate=2", "\"rate\" is given twice"},
+      {"rate=1,", "nothing behind the last comma"},
+      {",rate=1", "unknown key \"\""},
+      {"mic=", "mic= has no value"},
+      {"mic=/no/such/file.wav", "mic=/no/such/file.wav: \"/no/such/file.wav\": No such file"},
+      {"mic=" + folder.path().string(), "not a regular file"},
+      {"mic=tone:nan", "the frequency in hertz is a number from 0 to 384000"},
+      {"mic=tone:440:2", "the amplitude is a number from 0 to 1"},
+      {"mic=noise:x", "the seed is a whole number"},
+      {"speaker=" + folder.path().string(), "it is not a regular file"},
+      {"inputs=2,mic=" + file, "inputs=2: the microphone's file has 1"},
+      {"outputs=0,speaker=x.wav", "a device with outputs=0 has no speaker"},
+      {std::string(65537, ','), "the text is longer than 65536 bytes"},
+      {"scenario=" + folder.file("no.json"), "no.json\": No such file"}};
+  for (const auto& [options, reason] : cases) EXPECT_THAT(refusalOf(options), HasSubstr(reason)) << options;
+  EXPECT_THAT(refusalOf(std::string(65536, ',')), HasSubstr("unknown key"));
+  EXPECT_EQ(refusalOf("rate=44100,inputs=1,mic=" + file), "");
+}
+
+TEST(Scenario, WhatIsWrongIsRefusedByItsPlace) {
+  const test::TemporaryFolder folder;
+  const std::string file = folder.file("scenario.json");
+  test::writeSound(folder.file("voice.wav"), {.rate = 44100, .channels = 2, .samples = {0, 0}});
+  const std::string longKey(300, 'k');
+  std::string many;
+  for (int fault = 0; fault < 1000; ++fault) many += "0,";
+  const Cases cases{
+      {"", "JSON is wrong at line 1, column 1: "},
+      {"{\"audio\":\n{\"rate\":}}", "JSON is wrong at line 2, column 9: "},
+      {R"({"audio":{"rate":1,"rate":2}})", "the key \"rate\" stands twice here"},
+      {std::string(65, '['), "nested deeper than 64 levels"},
+      {std::string(Scenario::mostBytes + 1, ' '), "a scenario has 1048576 bytes at most"},
+      {"[]", "an object is needed, not []"},
+      {R"({"sound":{}})", "sound: unknown key; the keys here are audio, session, faults"},
+      {R"({")" + longKey + R"(":0})", ".json: " + longKey.substr(0, 80) + "…: unknown key"},
+      {R"({"a\nb":0})", "a?b: unknown key"},
+      {R"({"midi":{}})", "midi: this version simulates no MIDI; leave the key out"},
+      {R"({"audio":{"rate":"48000"}})", "audio.rate: a whole number from 0 to 768000 is needed, not \"48000\""},
+      {R"({"audio":{"rate":48000.5}})", "audio.rate: a whole number from 0 to 768000 is needed, not 48000.5"},
+      {R"({"audio":{"rate":1e300}})", "audio.rate: a whole number from 0 to 768000 is needed, not 1e+300"},
+      {R"({"audio":{"slice":0}})", "audio.slice: a whole number from 1 to 8192 is needed, not 0"},
+      {R"({"audio":{"pace":"slow"}})", "audio.pace: \"real\" or \"fast\" is needed, not \"slow\""},
+      {R"({"audio":{"microphone":"none.wav"}})", "audio.microphone: \"" + folder.file("none.wav") + "\": No such file"},
+      {R"({"audio":{"microphone":"/no/such.wav"}})", "audio.microphone: \"/no/such.wav\": No such file"},
+      {R"({"audio":{"microphone":"./noise"}})", "audio.microphone: \"" + folder.file("./noise") + "\": No such file"},
+      {R"({"audio":{"microphone":"voice.wav","rate":48000}})", "audio.rate: the microphone's file has 44100"},
+      {R"({"audio":{"microphone":"voice.wav","speaker":"./voice.wav"}})", "audio.speaker: the speaker would overwrite"},
+      {R"({"audio":{"speaker":"none/out.wav"}})", "out.wav\": there is no such folder"},
+      {R"({"audio":{"speaker":"scenario.json"}})", "audio.speaker: the speaker would overwrite the scenario"},
+      {R"({"audio":{"microphone":"scenario.json"}})", "audio.microphone: no sound file that can be read"},
+      {R"({"audio":{"speaker":"a\u0000b"}})", "audio.speaker: a path has no zero byte"},
+      {R"({"session":{"deny":{}}})", "session.deny: unknown key; the only key here is refuse"},
+      {R"({"faults":{}})", "faults: a list is needed"},
+      {R"({"faults":[)" + many + "0]}", "faults: a scenario has 1000 faults at most"},
+      {R"({"faults":[{"at":0}]})", "faults[0]: the key \"fault\" is missing: it is one of microphone-unplugged, "},
+      {R"({"faults":[{"at":0,"fault":"fire"}]})", "faults[0].fault: one of microphone-unplugged, device-lost"},
+      {R"({"faults":[{"at":-1,"fault":"stalled"}]})", "faults[0].at: a number of seconds from 0 to 1000000000"},
+      {R"({"faults":[{"at":0,"fault":"stalled","status":1}]})",
+       "faults[0].status: unknown key; the keys here are at, "},
+      {R"({"faults":[{"at":0,"fault":"discontinuity","frames":0}]})", "frames: a whole number from 1 to 10000000"},
+      {R"({"faults":[{"at":0,"fault":"render-status","status":0}]})", "faults[0].status: 0 is success"},
+      {R"({"faults":[{"at":0,"fault":"refuse","call":"none","status":-1}]})",
+       "call: one of UnitService::findComponent, "},
+      {R"({"faults":[{"at":0,"fault":"refuse","call":"UnitService::start"}]})", "the key \"status\" is missing"}};
+  for (const auto& [text, reason] : cases) {
+    std::ofstream(file) << text;
+    EXPECT_THAT(refusalOf("scenario=" + file),
+                testing::AllOf(testing::StartsWith("scenario=" + file + ": "), HasSubstr(reason)))
+        << text.substr(0, 100);
+  }
+}
+
+TEST(Scenario, SetsUpTheDeviceWhereNoOptionDoes) {
+  const test::TemporaryFolder folder;
+  const std::string file = folder.file("scenario.json");
+  std::ofstream(file) << R"({"audio":{"rate":44100.0,"inputs":3,"outputs":0,"slice":64,"microphone":"noise"}})";
+  const auto report = platform::makeSimulatedHost("inputs=2,scenario=" + file).report;
+  EXPECT_EQ(report->hardwareInput(), platform::StreamFormat::standard(44100, 2));
+  EXPECT_EQ(report->hardwareOutput().channelCount(), 0U);
+  EXPECT_EQ(report->sliceFrames(), 64U);
+  const Scenario inTone = parseScenario(R"({"audio":{"microphone":"voice.wav"}})", "tone:1/scenario.json");
+  EXPECT_EQ(inTone.device.microphone->value, "./tone:1/voice.wav") << "a folder is no tone";
+}
+
+}  // namespace
+}  // namespace orvane::simulated

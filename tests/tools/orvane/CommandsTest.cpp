@@ -1,0 +1,144 @@
+#include "tests/tools/orvane/Program.h"
+
+namespace orvane::test {
+namespace {
+
+using testing::HasSubstr;
+
+TEST(Commands, EndWithTheStatusAndTheReason) {
+  const TemporaryFolder folder;
+  const std::string file = folder.file("untouched.wav");
+  const std::string old = folder.file("old.wav");
+  writeSound(old, {.samples = {0, 0}});
+  const std::string tone = "tone --seconds 0.1 --simulate pace=fast,speaker=" + file;
+  const std::string notStarted = "orvane: UnitService::start failed: ";
+  const std::tuple<int, std::string, std::vector<std::string>> cases[] = {
+      {2, "", {"a command is needed", "session, device, tone, meter, record and playthru", "'orvane --help'"}},
+      {2, "tune", {"\"tune\" is no command", "session, device, tone, meter, record and playthru"}},
+      {2, "tone meter", {"\"meter\" is not expected", "'orvane tone --help'"}},
+      {2, "--seconds 1 tone", {"\"--seconds\" is not expected here", "stand behind the command"}},
+      {2, "meter --seconds", {"--seconds needs a value"}},
+      {2, "meter --seconds 1 --seconds 2", {"--seconds may be given only once"}},
+      {2, "meter --seconds 0", {"--seconds: 0 is out of range", "from 0.000001 to 1000000000"}},
+      {2, "meter --session main", {"--session", "\"main\"", "primary or auxiliary"}},
+      {2, "session --option mixWithOthers=yes", {"it takes =on or =off behind mixWithOthers"}},
+      {2, "session --option mix=on", {"\"mix=on\": no option is called so", "allowA2DP, defaultToSpeaker"}},
+      {2, "--host pipe device", {"--host: \"pipe\"", "simulated or pipewire"}},
+      {2, "--host pipewire --simulate pace=fast device", {"--simulate sets up the simulated host"}},
+      {2, tone + " --frequency nan", {"--frequency: \"nan\" is no number", "from 0.1 to half the rate"}},
+      {2, tone + " --frequency 16000.01", {"--frequency: 16000.01", "from 0.1 to 16000", "24000 with --monotone"}},
+      {2, tone + " --frequency 24001 --monotone", {"--frequency: 24001", "from 0.1 to 24000"}},
+      {2, tone + " --frequency 5000 --client-rate 8000", {"rate of 8000", "from 0.1 to 2666.6666666666665"}},
+      {2, tone + ",rate=500", {"--frequency: 261", "to 166.66666666666666"}},
+      {2, tone + " --amplitude 1.01", {"--amplitude: 1.01 is out of range", "0 to 1"}},
+      {2, tone + " --client-rate 0", {"--client-rate: 0 is out of range", "from 1 to 768000"}},
+      {2, "record " + file + " --client-rate 22050.5", {"--client-rate: 22050.5", "whole hertz, from 1 to 768000"}},
+      {2, "record", {"PATH is required", "'orvane record --help'"}},
+      {77, "--host pipewire device", {"this build has no pipewire host; it has --host simulated"}},
+      {77, "meter --json --simulate inputs=0", {R"("ended":"failed","error":"the simulated host has no audio input")"}},
+      {77, "tone --simulate outputs=0", {"orvane: the simulated host has no audio output"}},
+      {1, "session --category playandrecord", {"setCategory failed: no category is named \"playandrecord\""}},
+      {1, "tone --category Record --option allowA2DP=on", {"change categoryOption 0x20 1 failed: "}},
+      {2, "meter --simulate speaker=/none/a.wav", {"--simulate: speaker=/none/a.wav: \"/none/a.wav\": there is no"}},
+      {1, "meter --session auxiliary --category Playback", {notStarted + "-15"}},
+      {1, "tone --session primary --category Record", {notStarted + "-16"}},
+      {1, "tone --seconds 1 --simulate rate=0", {"Hardware sample rate is 0.0 after activating session and init"}},
+      {1, "meter --simulate rate=0", {notStarted + "-12"}},
+      {1, "record " + old + " --unit xyzw", {"log error: Failure: I/O unit subtype 'xyzw' not found\norvane: I/O"}},
+      {1, "record " + old + " --simulate mic=" + old, {"create failed: -3", "old.wav\" is the microphone's own file"}},
+      {1, "record " + file + " --simulate speaker=" + file, {notStarted + "-3", "being written as another file of"}}};
+  for (const auto& [status, arguments, said] : cases) {
+    const Ended ended = runTool(arguments);
+    EXPECT_EQ(ended, (Ended{status, "", ended.errors})) << arguments;
+    EXPECT_TRUE(status != 2 || (ended.errors.starts_with("orvane: ") && !std::filesystem::exists(file))) << arguments;
+    for (const std::string& words : said) EXPECT_THAT(ended.errors, HasSubstr(words)) << arguments;
+    EXPECT_EQ(readSound(old).samples, std::vector<float>(2)) << arguments;
+  }
+}
+
+TEST(Commands, ShowTheSessionAndTheHardware) {
+  const std::pair<std::string, std::string> cases[] = {
+      {"session", "auxiliary, inactive\ncategory  orvane.category.play-and-record\nmode      orvane.mode.default\n"},
+      {"session --primary --category Ambient --mode Raw",
+       "primary, inactive\ncategory  orvane.category.ambient\nmode      orvane.mode.raw\noptions   none\n"},
+      {"session --category orvane.category.playback --activate --deactivate",
+       "inactive\ncategory  orvane.category.playback\n"},
+      {"session --deactivate --activate --option duckOthers=on", "auxiliary, active\n"},
+      // Two options share a bit, so that the later one has the last word on it.
+      {"session --option mixExceptWithSpokenAudio=on --option mixWithOthers=off",
+       "options   mixExceptWithSpokenAudio\n"},
+      // A category drops what makes no sense with it; an option after it stays.
+      {"session --option defaultToSpeaker=on --option allowSkycast=on --category Playback --option allowA2DP=on",
+       "options   allowA2DP, allowSkycast\n"},
+      {"device --simulate inputs=0", "input    none\n"},
+      {"session --json --activate --option allowHFP=on --option defaultToSpeaker=on",
+       R"({"primary":false,"active":true,"category":"orvane.category.play-and-record","mode":"orvane.mode.default",)"
+       R"("mixWithOthers":false,"duckOthers":false,"allowHFP":true,"allowA2DP":false,"defaultToSpeaker":true,)"
+       R"("mixExceptWithSpokenAudio":false,"allowSkycast":false})"
+       "\n"},
+      {"device --json --simulate rate=44100,inputs=1,outputs=2,slice=100",
+       R"({"host":"simulated","input":)" + formatJson(44100, 1) + R"(,"output":)" + formatJson(44100, 2) +
+           ",\"slice\":100}\n"}};
+  for (const auto& [arguments, output] : cases) {
+    const Ended ended = runTool("--host simulated " + arguments);
+    EXPECT_EQ(ended, (Ended{0, ended.output}));
+    EXPECT_THAT(ended.output, HasSubstr(output)) << arguments;
+  }
+  EXPECT_THAT(runTool("device").errors, HasSubstr("using the simulated device")) << "which nobody asked for";
+  EXPECT_EQ(runFast("", "tone --unit abc --seconds 0.01").errors, "");
+  EXPECT_THAT(runFast("", "tone --unit abc --seconds 0.01 --verbose").errors, HasSubstr("subtype string: abc\n"));
+}
+
+TEST(Commands, DoWithoutAUsableStandardOutput) {
+  for (const std::string command : {"device", "session", "meter --seconds 0.1"}) {
+    EXPECT_EQ(runFast("", command + " >/dev/full"), (Ended{1, "", "orvane: standard output could not be written\n"}));
+  }
+  // Where it is closed, the next file must not take its place.
+  const TemporaryFolder folder;
+  const std::string file = folder.file("silence.wav");
+  EXPECT_EQ(runFast("speaker=" + file, "meter --seconds 0.1 >&- 2>&-").status, 0);
+  EXPECT_EQ(readSound(file).samples, std::vector<float>(2 * 4864));
+}
+
+TEST(Commands, TellTheirUseWithAnExample) {
+  for (const std::string command : {"", "session ", "device ", "tone ", "meter ", "record ", "playthru "}) {
+    const Ended help = runTool(command + "--help");
+    EXPECT_THAT(help.output, testing::ContainsRegex("Usage: orvane(.|\n)*Example.*\n  orvane "));
+    EXPECT_EQ(help, (Ended{0, help.output}));
+    EXPECT_EQ(runTool(command + "-h"), help);
+    EXPECT_EQ(runTool(command + "--version"), (Ended{0, "orvane 0.1.0\n"}));
+  }
+}
+
+TEST(Examples, DoWhatTheToolDoes) {
+  const Ended meter = run(ORVANE_EXAMPLE_METER " pace=fast,mic=tone:440:0.5");
+  EXPECT_EQ(meter.output.size(), 118U * 41) << "every eighth of 938 slices";
+  EXPECT_EQ(meter, runFast("mic=tone:440:0.5", "meter --seconds 5"));
+
+  const TemporaryFolder folder;
+  const std::string example = folder.file("example.wav");
+  const std::string tool = folder.file("tool.wav");
+  EXPECT_EQ(run(ORVANE_EXAMPLE_TONE " pace=fast,speaker=" + example), Ended{0});
+  EXPECT_EQ(runFast("speaker=" + tool, "tone --frequency 440 --monotone --seconds 2"), Ended{0});
+  EXPECT_EQ(framesOfWholeFile(example), "96000");
+  EXPECT_TRUE(readFile(example) == readFile(tool));
+  EXPECT_EQ(run(ORVANE_EXAMPLE_TONE " speaker=/none/heard.wav").errors,
+            "tone: speaker=/none/heard.wav: \"/none/heard.wav\": there is no such folder\n");
+}
+
+TEST(ReadMe, ShowsWhatIsPrinted) {
+  const std::string readMe = readFile(ORVANE_SOURCE_FOLDER "/README.md");
+  EXPECT_THAT(readMe, HasSubstr("```cpp\n" + readFile(ORVANE_SOURCE_FOLDER "/examples/tone.cpp") + "```\n"));
+  for (const std::string arguments :
+       {"--simulate rate=44100,inputs=2 device", "--json --simulate pace=fast tone --seconds 1",
+        "--simulate \"\" session --category PlayAndRecord --mode Measurement --option defaultToSpeaker=on "
+        "--activate"}) {
+    const Ended ended = runTool(arguments);
+    const std::string shown = "$ orvane " + arguments + "\n" + ended.output;
+    EXPECT_EQ(ended, (Ended{0, ended.output}));
+    EXPECT_THAT(readMe, testing::AnyOf(HasSubstr(shown + "```"), HasSubstr(shown + "$ ")));
+  }
+}
+
+}  // namespace
+}  // namespace orvane::test

@@ -1,0 +1,134 @@
+#include "platform/simulated/scenario/RefusableCalls.h"
+#include "tests/tools/orvane/Program.h"
+
+namespace orvane::test {
+namespace {
+
+using testing::AllOf;
+using testing::EndsWith;
+using testing::HasSubstr;
+
+/// A folder with a scenario at fast pace that plays into a file.
+class FaultRun : public testing::Test {
+ protected:
+  Ended run(const std::string& content, const std::string& arguments) const {
+    const std::string file = mFolder.file("scenario.json");
+    std::ofstream(file) << R"({"audio":{"pace":"fast","microphone":"tone:440","speaker":"heard.wav"},)" << content
+                        << '}';
+    return runTool("--json --simulate scenario=" + file + " " + arguments);
+  }
+
+  const TemporaryFolder mFolder;
+  const std::string mHeard = mFolder.file("heard.wav");
+  const std::string mTake = mFolder.file("take.wav");
+  const std::string mRecord = "record " + mTake;
+};
+
+std::string faulty(const std::string& time, const std::string& fault) {
+  return R"("faults":[{"at":)" + time + R"(,"fault":)" + fault + "}]";
+}
+
+TEST_F(FaultRun, EndsWithTheReasonAndWholeFiles) {
+  const std::tuple<std::string, std::string, std::string, int> cases[] = {
+      {"0.5", R"("device-lost")", "the device was lost", 1},
+      {"0.5", R"("server-lost")", "the sound server was lost", 1},
+      {"0.5", R"("microphone-unplugged")", "the microphone was unplugged", 1},
+      {"0.5", R"("stalled")", "the device stalled: no callback for 500 ms", 1},
+      {"0", R"("stalled")", "the device stalled: no callback for 500 ms", 1},
+      {"0", R"("device-lost")", "the device was lost", 77}};
+  for (const std::string& command : {mRecord, std::string("tone"), std::string("meter"), std::string("playthru")}) {
+    for (const auto& [time, fault, error, status] : cases) {
+      if (command == "tone" && fault == R"("microphone-unplugged")") continue;
+      SCOPED_TRACE(command + ": " + fault + " at " + time);
+      const std::string frames = time == "0" ? "0" : "23808";
+      const Ended ended = run(faulty(time, fault), command);
+      EXPECT_EQ(ended.status, status);
+      EXPECT_THAT(ended.errors, HasSubstr("orvane: " + error + "\n"));
+      EXPECT_THAT(ended.output + ended.errors, AllOf(HasSubstr(R"("ended":"failed","error":")" + error + '"'),
+                                                     HasSubstr(R"("frames":)" + frames + ",")));
+      if (status != 1) continue;
+      EXPECT_EQ(std::to_string(readSound(mHeard).frames()), frames);
+      EXPECT_TRUE(command != mRecord || test::run("soxi -s " + mTake).output == frames + "\n");
+    }
+  }
+}
+
+TEST_F(FaultRun, ADiskThatIsFullEndsARunWithWhatFitted) {
+  const Ended ended = run(faulty("0.5", R"("disk-full")"), mRecord);
+  EXPECT_EQ(ended.status, 1);
+  EXPECT_THAT(ended.errors, EndsWith("writing failed, disk full: \"" + mTake + "\": No space left on device\n"));
+  const std::string frames = framesOfWholeFile(mTake);
+  EXPECT_GT(std::stoi(frames), 9000) << "what was written in the first 200 ms at least";
+  EXPECT_THAT(ended.output, HasSubstr(R"("type":"RF64","frames":)" + frames + "}"));
+  // What was there stays where nothing could be written in its place.
+  const std::string before = readFile(mTake);
+  const Ended refused = run(faulty("0", R"("disk-full")"), mRecord);
+  EXPECT_THAT(refused.errors, AllOf(HasSubstr("No space left on device\n"), EndsWith("create failed: -4\n")));
+  EXPECT_EQ(readFile(mTake), before);
+}
+
+TEST_F(FaultRun, ShowsWhatTheScenarioSays) {
+  using namespace simulated;
+  const auto refusing = [](std::string_view call, const std::string& time = "0") {
+    return faulty(time, R"("refuse","status":-77,"call":")" + std::string(call) + '"');
+  };
+  const auto denying = [](const std::string& what) {
+    return R"("session":{"refuse":{")" + what + R"(":"out of hours"}})";
+  };
+  const std::string render = faulty("0.5", R"("render-status","status":-10)");
+  const std::string record = mRecord + " --session primary --seconds 0.1";
+  const struct {
+    std::string content;
+    std::string arguments;
+    int status;
+    std::string error = {};
+    std::string output = {};
+  } cases[] = {
+      {refusing(call::findComponent), record, 1, "orvane: I/O unit subtype 'rioc' not found\n"},
+      {refusing(call::createInstance), record, 1, "orvane: Failed to instantiate I/O unit: -77\n",
+       R"("ended":"failed","error":"Failed to instantiate I/O unit: -77","seconds":0.0,"frames":0,)"},
+      {faulty("0", R"("refuse","call":"UnitService::wrap")"), record, 1,
+       "Failed to wrap UnitInstance 1 in UnitWrapper\n"},
+      {refusing(call::initialize), record, 1, "orvane: UnitService::initialize failed: -77\n"},
+      {refusing(call::start), record, 1, "orvane: UnitService::start failed: -77\n"},
+      {refusing(call::stop), record, 1, "orvane: UnitService::stop failed: -77\n"},
+      {refusing(call::setProperty), record, 1, "setProperty(UnitProperty::sessionIdentifier) sessionID: 1\n"},
+      {refusing(call::setFormat), record, 1, "setInputClientFormat failed: refused by the scenario with status -77\n"},
+      {refusing(call::createFile), record, 1, "orvane: ConvertingFile::create failed: -77\n"},
+      {refusing(call::setClientDataFormat), record, 1, "orvane: ConvertingFile setting client format failed: -77\n"},
+      {refusing(call::writeAsync), record, 0},
+      {refusing(call::disposeFile), record, 134, "log error: Failure: ConvertingFile::dispose failed: -77\n"},
+      // A time later than the start leaves what comes before it alone; the unit is stopped when it is released.
+      {refusing(call::start, "0.05"), "tone --seconds 0.1", 0, "", R"("frames":4864,)"},
+      {refusing(call::stop, "0.05"), "tone --seconds 0.1", 1, "orvane: UnitService::stop failed: -77\n"},
+      {R"("faults":[{"at":0,"fault":"refuse","call":"UnitService::stop","status":-77},{"at":0.05,"fault":"device-lost"}])",
+       "tone", 1, "orvane: the device was lost; then UnitService::stop failed: -77\n", R"("frames":2304,)"},
+      {denying("activate"), "session --activate", 1, "orvane: activate failed: out of hours\n"},
+      {denying("deactivate"), "session --activate --deactivate", 1, "orvane: deactivate failed: out of hours\n"},
+      {denying("category"), "session --category Playback", 1, "orvane: setCategory failed: out of hours\n"},
+      {denying("mode"), "session --mode Raw", 1, "orvane: setMode failed: out of hours\n"},
+      {denying("options"), "session --option duckOthers=on", 1, "out of hours (status -3, no permission)\n"},
+      {denying("mode"), "session --primary --mode Raw", 1, "orvane: setMode failed: out of hours\n"},
+      // Units are bound to the sessions behind.
+      {denying("mode"), "meter --session auxiliary --category Playback", 1, "orvane: UnitService::start failed: -15\n"},
+      {render, "meter", 134, "Error -10 while rendering in Meter\n"},
+      {render, "tone --seconds 1", 0, "", R"("frames":48128,"discontinuities":0,)"},
+      {faulty("0.5", R"("microphone-unplugged")"), "tone --seconds 1", 0, "", R"("frames":48128,)"},
+      {faulty("0.5", R"("discontinuity","frames":4800)"), "tone --seconds 1", 0,
+       "orvane: frames are missing in 1 place: the device was interrupted\n", R"("frames":48128,"discontinuities":1,)"},
+      {faulty("0", R"("stalled","status":-1)"), "tone --seconds 0.1", 2, "faults[0].status: unknown key; the keys"}};
+  for (const auto& [content, arguments, status, error, output] : cases) {
+    SCOPED_TRACE(content + ": " + arguments);
+    std::filesystem::remove(mHeard);
+    const Ended ended = run(content, arguments);
+    EXPECT_EQ(ended.status, status) << ended.errors;
+    EXPECT_THAT(ended.errors, HasSubstr(error));
+    EXPECT_TRUE(status != 0 || ended.errors == error) << ended.errors;
+    EXPECT_THAT(ended.output, HasSubstr(output));
+    EXPECT_TRUE(!arguments.starts_with("session") || ended.output.empty());
+    EXPECT_TRUE(status != 2 || (ended.output.empty() && !std::filesystem::exists(mHeard)));
+  }
+}
+
+}  // namespace
+}  // namespace orvane::test

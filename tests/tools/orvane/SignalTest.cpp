@@ -1,0 +1,125 @@
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+
+#include <list>
+
+#include "tests/tools/orvane/Program.h"
+
+namespace orvane::test {
+namespace {
+
+/// Runs at real pace that something has to end, the file that such a run fills, and a pipe that nobody reads.
+class Signal : public testing::Test {
+ protected:
+  Signal() {
+    mkfifo(mPipe.c_str(), 0600);
+    mReader = open(mPipe.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  }
+  ~Signal() override { close(mReader); }
+
+  int heldByPipe(int bytes = 0) const { return ioctl(mReader, FIONREAD, &bytes) == 0 ? bytes : 0; }
+
+  /// A pipe takes whole pages and lets the end of some be empty, so it is full where it stays more than half full.
+  void awaitFullPipe() const {
+    await([this] {
+      const int before = heldByPipe();
+      std::this_thread::sleep_for(std::chrono::milliseconds(100));
+      return before > fcntl(mReader, F_GETPIPE_SZ) / 2 && heldByPipe() == before;
+    });
+  }
+
+  void expectCleanEnd(const Ended& ended) const {
+    EXPECT_EQ(ended.status, 0) << ended;
+    EXPECT_THAT(ended.output + ended.errors,
+                testing::ContainsRegex(R"("ended":"signal",.*"frames":)" + framesOfWholeFile(mFile) + ","));
+  }
+
+  const TemporaryFolder mFolder;
+  const std::string mPipe = mFolder.file("pipe");
+  const std::string mFile = mFolder.file("filled.wav");
+  const std::string mMeter = ORVANE_TOOL " meter --json --simulate speaker=" + mFile + ",";
+  int mReader = -1;
+};
+
+TEST_F(Signal, EndsARunCleanly) {
+  const std::string meter = mMeter + "mic=noise";
+  const std::string record = ORVANE_TOOL " record " + mFile + " --json --simulate mic=noise,inputs=2 >&2";
+  for (const auto& [command, signal] : {std::pair{meter, SIGINT}, {meter, SIGTERM}, {record, SIGINT}}) {
+    std::filesystem::remove(mFile);
+    Program program(command);
+    await([&] { return readFile(mFile).size() > 30'000; });
+    // Who passes a signal on to a process and to its group delivers it twice, and asks once.
+    for (int copy = 0; copy < 2; ++copy) {
+      program.send(signal);
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    expectCleanEnd(program.finish());
+  }
+}
+
+TEST_F(Signal, EndsARunCleanlyInTheMiddleOfAFault) {
+  // Slices of a quarter of a second, so that a stall would be noticed only after two and a half.
+  const std::string scenario = mFolder.file("scenario.json");
+  const std::string device = "rate=16000,slice=4096,speaker=" + mFile + ",scenario=" + scenario;
+  for (const std::string fault :
+       {R"("stalled")", R"("discontinuity","frames":10000000)", R"("microphone-unplugged")"}) {
+    std::filesystem::remove(mFile);
+    std::ofstream(scenario) << R"({"faults":[{"at":0.3,"fault":)" << fault << "}]}";
+    Program program(ORVANE_TOOL " tone --json --simulate " + device);
+    // The speaker's file is there once the device starts, and the fault by the end of the second slice.
+    await([&] { return std::filesystem::exists(mFile); });
+    std::this_thread::sleep_for(std::chrono::milliseconds(700));
+    program.send(SIGINT);
+    expectCleanEnd(program.finish());
+  }
+}
+
+TEST_F(Signal, AClosedPipeEndsARunCleanly) {
+  Program metering(mMeter + "mic=tone:440:0.5 >" + mPipe);
+  await([&] { return heldByPipe() >= 41; });
+  close(std::exchange(mReader, -1));
+  expectCleanEnd(metering.finish());
+}
+
+TEST_F(Signal, EndsARunWhoseOutputNobodyReads) {
+  for (const std::string device : {"inputs=64,slice=16,mic=noise", "mic=noise,pace=fast"}) {
+    Program metering(mMeter + device + " >" + mPipe);
+    awaitFullPipe();
+    metering.send(SIGTERM);
+    expectCleanEnd(metering.finish());
+    for (char byte = 0; read(mReader, &byte, 1) > 0;) continue;
+  }
+}
+
+TEST_F(Signal, EndsTheProcessTheSecondTimeWhereTheFirstCannot) {
+  const int writer = open(mPipe.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+  while (write(writer, mPipe.data(), 1) > 0) continue;
+  Program waiting(ORVANE_TOOL " --simulate '' device >" + mPipe);
+  for (int time = 0; time < 2; ++time) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(600));
+    waiting.send(SIGTERM);
+  }
+  EXPECT_EQ(waiting.finish().status, 128 + SIGTERM);
+  close(writer);
+}
+
+TEST_F(Signal, ComesAtAnyTimeOfAShortRun) {
+  // Signals that fall into the start or the end of a run must neither hang it nor leave a broken file.
+  std::list<Program> programs;
+  const auto speaker = [&] { return mFolder.file(std::to_string(programs.size())); };
+  while (programs.size() < 12)
+    programs.emplace_back(ORVANE_TOOL " meter --seconds 0.05 --simulate speaker=" + speaker());
+  for (std::size_t bars = 0; const Program& program : programs) {
+    await([&] { return program.output().size() >= 41 + bars; });
+    program.send(SIGTERM);
+    bars = 41 - bars;
+  }
+  for (; !programs.empty(); programs.pop_back()) {
+    EXPECT_EQ(programs.back().finish().status, 0);
+    EXPECT_EQ(readSound(mFolder.file(std::to_string(programs.size() - 1))).channels, 2);
+  }
+}
+
+}  // namespace
+}  // namespace orvane::test

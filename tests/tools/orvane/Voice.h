@@ -1,0 +1,41 @@
+#pragma once
+
+#include <array>
+#include <cmath>
+#include <random>
+
+#include "tests/tools/orvane/Program.h"
+
+namespace orvane::test {
+
+/// A voice of a kind: bursts of noise of different loudness with pauses, one of them too loud, each channel its own;
+/// then samples that are odd, and every step of 16 bits.
+inline Sound makeVoice(int rate, int channels) {
+  Sound voice{rate, channels, {}};
+  const auto width = static_cast<std::size_t>(channels);
+  std::mt19937 random(20);
+  for (std::size_t index = 0; index < 40'000; ++index) {
+    const float loudness = std::array{0.8F, 0.0F, 0.05F, 1.7F, 0.3F}[(index / 8000 + index % width) % 5];
+    voice.samples.push_back(std::uniform_real_distribution<float>(-loudness, loudness)(random));
+  }
+  for (const float odd : {1.0F, 0.99999F, 1e30F, -1e30F, 1e-30F, HUGE_VALF, -HUGE_VALF, NAN, -0.0F, 0.5F / 32768,
+                          1.5F / 32768, -0.5F / 32768, -1.5F / 32768, 32767.5F / 32768, -32768.5F / 32768})
+    voice.samples.push_back(odd);
+  for (int step = -32768; step <= 32767; ++step) voice.samples.push_back(static_cast<float>(step) / 32768);
+  voice.samples.resize(voice.frames() * width);
+  return voice;
+}
+
+/// Runs that hear a voice.
+class VoiceRun : public testing::Test {
+ protected:
+  /// A device that hears this sound.
+  std::string hearing(const Sound& sound) const {
+    writeSound(mFolder.file("voice.wav"), sound);
+    return "mic=" + mFolder.file("voice.wav");
+  }
+
+  const TemporaryFolder mFolder;
+};
+
+}  // namespace orvane::test
