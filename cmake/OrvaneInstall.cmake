@@ -14,8 +14,11 @@ set(ORVANE_PUBLIC_HEADERS
   platform/ChannelLayout.h
   platform/Clock.h
   platform/ConvertingFile.h
+  platform/DeviceReport.h
   platform/EventLoop.h
   platform/Export.h
+  platform/Failure.h
+  platform/FileReport.h
   platform/Hosts.h
   platform/Json.h
   platform/Log.h
@@ -26,12 +29,14 @@ set(ORVANE_PUBLIC_HEADERS
   platform/PlatformException.h
   platform/PlatformSession.h
   platform/RenderBufferList.h
-  platform/Report.h
+  platform/RunControl.h
   platform/Scheduler.h
   platform/SessionIdentifiers.h
   platform/Status.h
   platform/StreamDescription.h
   platform/StreamFormat.h
+  platform/Subscription.h
+  platform/Trigger.h
   platform/UnitService.h
   platform/Value.h
   platform/Waiter.h

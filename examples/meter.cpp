@@ -2,10 +2,11 @@
 #include <cstdio>
 
 #include "iounit/AOMeter.h"
+#include "platform/DeviceReport.h"
 #include "platform/EventLoop.h"
 #include "platform/Hosts.h"
 #include "platform/PlatformException.h"
-#include "platform/Report.h"
+#include "platform/RunControl.h"
 #include "session/OVSession.h"
 
 namespace platform = orvane::platform;
@@ -21,11 +22,16 @@ int main(int count, char** arguments) try {
   const auto meter = AOMeter::init();
   meter->setSession(session);
 
-  host.report->endAfterFrames(static_cast<std::uint64_t>(5 * host.report->hardwareInput().sampleRate()));
-  host.report->onDeviceEnd([&] { host.eventLoop->stop(); });
+  host.runControl->endAfterFrames(static_cast<std::uint64_t>(5 * host.deviceReport->hardwareInput().sampleRate()));
+  const auto end = host.runControl->onDeviceEnd([&] { host.eventLoop->stop(); });
   meter->start();
   host.eventLoop->run();
   meter->stop();
+
+  // A run that the device cut short must not look like a pass.
+  if (const auto failure = host.deviceReport->deviceFailure()) {
+    throw platform::PlatformException("DeviceException", failure->reason);
+  }
 } catch (const platform::PlatformException& failure) {
   std::fprintf(stderr, "meter: %s\n", failure.what());
   return 1;

@@ -2,10 +2,11 @@
 #include <cstdio>
 
 #include "iounit/OVTestTone.h"
+#include "platform/DeviceReport.h"
 #include "platform/EventLoop.h"
 #include "platform/Hosts.h"
 #include "platform/PlatformException.h"
-#include "platform/Report.h"
+#include "platform/RunControl.h"
 
 namespace platform = orvane::platform;
 
@@ -16,11 +17,16 @@ int main(int count, char** arguments) try {
   const auto tone = OVTestTone::init();
   tone->setFrequency(440);
   tone->setMonotone(true);
-  host.report->endAfterFrames(static_cast<std::uint64_t>(2 * host.report->hardwareOutput().sampleRate()));
-  host.report->onDeviceEnd([&] { host.eventLoop->stop(); });
+  host.runControl->endAfterFrames(static_cast<std::uint64_t>(2 * host.deviceReport->hardwareOutput().sampleRate()));
+  const auto end = host.runControl->onDeviceEnd([&] { host.eventLoop->stop(); });
   tone->start();
   host.eventLoop->run();
   tone->stop();
+
+  // A run that the device cut short must not look like a pass.
+  if (const auto failure = host.deviceReport->deviceFailure()) {
+    throw platform::PlatformException("DeviceException", failure->reason);
+  }
 } catch (const platform::PlatformException& failure) {
   std::fprintf(stderr, "tone: %s\n", failure.what());
   return 1;

@@ -7,10 +7,12 @@
 namespace orvane::platform {
 
 class ConvertingFile;
+class DeviceReport;
 class EventLoop;
+class FileReport;
 class Json;
 class Log;
-class Report;
+class RunControl;
 class Scheduler;
 class SessionService;
 class UnitService;
@@ -25,7 +27,9 @@ struct Platform {
   std::shared_ptr<SessionService> sessions;
   std::shared_ptr<UnitService> units;
   std::shared_ptr<ConvertingFile> convertingFiles;
-  std::shared_ptr<Report> report;
+  std::shared_ptr<DeviceReport> deviceReport;
+  std::shared_ptr<RunControl> runControl;
+  std::shared_ptr<FileReport> fileReport;
 };
 
 /// The services in use. Made on first use: a simulated device with its defaults where the library was built without a

@@ -32,12 +32,13 @@ inline constexpr Status noInput = -15;         ///< The session's category has n
 inline constexpr Status noOutput = -16;        ///< The session's category has no output.
 inline constexpr Status ioFailure = -17;       ///< The operating system failed in a way that has no entry here.
 inline constexpr Status stalled = -18;         ///< The device stopped calling back.
+inline constexpr Status badSlice = -19;        ///< The device delivered a slice that does not fit its format.
 
 }  // namespace status
 
 /// What a status means, in words for people; "unknown status" for a value that is not in the table. Real-time safe.
 constexpr std::string_view statusMeaning(Status value) {
-  constexpr std::array<std::pair<Status, std::string_view>, 19> table{{
+  constexpr std::array<std::pair<Status, std::string_view>, 20> table{{
       {status::success, "success"},
       {status::badParameter, "bad parameter"},
       {status::notFound, "not found"},
@@ -57,6 +58,7 @@ constexpr std::string_view statusMeaning(Status value) {
       {status::noOutput, "the session's category has no output"},
       {status::ioFailure, "input or output failed"},
       {status::stalled, "the device stalled"},
+      {status::badSlice, "the device delivered a bad slice"},
   }};
   for (const auto& [status, meaning] : table) {
     if (status == value) return meaning;

@@ -106,10 +106,20 @@ enum class UnitProperty : std::uint32_t {
 };
 enum class UnitScope : std::uint32_t { global = 0, input = 1, output = 2 };
 
-/// The host's I/O units: one duplex stream to the audio device each. Caller's thread; none of it is real-time safe.
+/// Latency added by a unit's client formats, in hardware frames. Constant from start to stop.
+struct UnitLatency {
+  std::uint32_t input = 0;   ///< How late captured input reaches the input handler.
+  std::uint32_t output = 0;  ///< How far ahead of the hardware the output provider is asked.
+};
+
+/// The host's I/O units: one duplex stream to the audio device each. Any thread but the device callback, one thread at
+/// a time for each unit; not real-time safe.
 ///
-/// States: created, initialised, running. A second `initialize` succeeds. `start` on a running unit stops it first. No
-/// closure is called once `stop` or `dispose` has returned. `dispose` stops.
+/// States: created, initialised, running. A second `initialize` succeeds. `initialize` refuses what is known to be
+/// impossible: an enabled side that the hardware or the category of the unit's session lacks (`noDevice`, `noInput`,
+/// `noOutput`), a device that is gone (`deviceLost`, `serverLost`). `start` on a running unit stops it first. No
+/// closure is called once `stop` or `dispose` has returned. `dispose` stops. Starting and stopping inside one of the
+/// unit's closures, or inside a worker's task while the device runs, ends the process with a line that says so.
 class ORVANE_EXPORT UnitService {
  public:
   virtual ~UnitService() = default;
@@ -124,6 +134,8 @@ class ORVANE_EXPORT UnitService {
   virtual Status start(UnitInstance instance) = 0;
   virtual Status stop(UnitInstance instance) = 0;
   virtual bool isRunning(UnitInstance instance) const = 0;
+  /// Latency of the unit's last start; zeros where it has not been started or does not exist. Any thread.
+  virtual UnitLatency latency(UnitInstance instance) const = 0;
   virtual Status setProperty(UnitInstance instance, UnitProperty property, UnitScope scope, std::uint32_t element,
                              const void* data, std::uint32_t byteSize) = 0;
   virtual void dispose(UnitInstance instance) = 0;

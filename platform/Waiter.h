@@ -13,11 +13,10 @@ class ORVANE_EXPORT Waiter {
 
   virtual ~Waiter() = default;
 
-  /// Lets one wait return, now or later. Any thread; real-time safe at real pace, and never called on the device
-  /// callback at fast pace by code that must hold at both.
+  /// Lets one wait return, now or later. Any thread but the device callback, which fires a `Trigger` instead.
   virtual void signal() = 0;
-  /// Waits until signalled, for at most `limit` of host time. True where a signal was taken, false where the limit
-  /// came first. Never called from a worker's task.
+  /// Waits until signalled, for at most `limit` of host time. True if a signal was taken, false if the limit came
+  /// first. A wait inside a worker's task or on the device callback ends the process with a line that says so.
   virtual bool wait(HostTime limit) = 0;
 };
 

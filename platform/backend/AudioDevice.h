@@ -3,73 +3,81 @@
 #include <cstdint>
 #include <optional>
 #include <span>
-#include <string>
 
 #include "platform/Clock.h"
-#include "platform/Report.h"
-#include "platform/Status.h"
+#include "platform/DeviceReport.h"
+#include "platform/Failure.h"
 
-namespace orvane::host {
+namespace orvane::backend {
 
-/// What a device's hardware does.
+/// The format of a device's hardware.
 struct DeviceFormat {
   double sampleRate = 0;  ///< Hertz; 0 where the hardware reports none.
   std::uint32_t inputs = 0;
   std::uint32_t outputs = 0;
-  std::uint32_t sliceFrames = 0;
+  std::uint32_t sliceFrames = 0;  ///< The usual length of a slice; single slices may differ.
 
-  /// No device hands out longer slices.
-  static constexpr std::uint32_t mostSliceFrames = 8192;
-  /// No device has more channels on a side.
-  static constexpr std::uint32_t mostChannels = 64;
+  /// Limit of a slice's length.
+  static constexpr std::uint32_t maxSliceFrames = 8192;
+  /// Limit of the channels on a side.
+  static constexpr std::uint32_t maxChannels = 64;
+  /// Alignment of each plane, in bytes.
+  static constexpr std::size_t planeAlignment = 16;
+
+  bool operator==(const DeviceFormat&) const = default;
 };
 
-/// One slice of duplex sound. Planes are 32-bit float, one a channel, 16-byte aligned.
+/// One slice of duplex sound, in planes of 32-bit float samples: one a channel of the format that the device was
+/// started with.
 struct DeviceSlice {
-  platform::HostTime time{};     ///< When the first input frame was captured.
-  std::uint64_t firstFrame = 0;  ///< Frames since the device's first start, those that are missing included.
-  std::uint32_t frames = 0;      ///< 1 to `DeviceFormat::mostSliceFrames`.
+  platform::HostTime time{};        ///< When the first input frame was captured.
+  std::uint64_t missingFrames = 0;  ///< Frames that the device lost between the slice before and this one.
+  std::uint32_t frames = 0;         ///< 1 to `DeviceFormat::maxSliceFrames`.
   std::span<const float* const> inputs;
   std::span<float* const> outputs;  ///< To be filled; the content before is undefined.
 };
 
-/// Who is called for each slice.
+/// Receives what a device delivers. `deviceSlice` is called on the device callback, everything else off it, on any
+/// thread.
 class DeviceCallback {
  public:
   virtual ~DeviceCallback() = default;
-  /// On the device's thread; must be real-time safe.
-  virtual void deviceSlice(const DeviceSlice& slice) = 0;
-  /// Frames are missing, and no slice comes before `until`: an interruption that the device knows of and counts. Not on
-  /// the device callback.
+  /// Fills the outputs and returns how many of the slice's frames took part in the run: fewer at its last slice, none
+  /// after it. The outputs of the others are silent. Real-time safe.
+  virtual std::uint32_t deviceSlice(const DeviceSlice& slice) = 0;
+  /// No slice comes before `until`: an interruption that the device knows of. The slice after it says how many frames
+  /// are missing.
   virtual void deviceInterrupted(platform::HostTime until) = 0;
-  /// The device ends by itself: no slice comes any more, and it does not run once this has returned. `failure` comes
-  /// with `DeviceEnd::failed`. Not on the device callback; inside `AudioDevice::start` where it is already there.
+  /// The input has no more frames, as a file may. True if the device goes on with silence in their place; false if it
+  /// ends with the frames that it has.
+  virtual bool inputEnded() = 0;
+  /// The device ends by itself: no slice comes any more. `failure` comes with `DeviceEnd::failed`. May be called inside
+  /// `AudioDevice::start`.
   virtual void deviceEnded(platform::DeviceEnd end, std::optional<platform::Failure> failure) = 0;
+  /// `AudioDevice::format` gives another format from now on. The device no longer calls back; it is started again.
+  virtual void deviceChanged() = 0;
 };
 
-/// An audio device: what a back end implements. Control calls come from one thread at a time, never from the callback.
+/// An audio device: implemented by a back end. Control calls (`start`, `stop`, `useInput`) come from one thread at a
+/// time, never from the callback; the others on any thread.
 class AudioDevice {
  public:
   virtual ~AudioDevice() = default;
 
-  virtual std::string hostName() const = 0;
+  /// Fixed from start to stop; a device whose format changes says so with `deviceChanged`.
   virtual DeviceFormat format() const = 0;
+  /// Why the device cannot be started, where that is known before trying.
+  virtual std::optional<platform::Failure> whyUnavailable() const = 0;
 
-  /// Starts calling back, each slice after the one before it has returned.
-  virtual platform::Status start(DeviceCallback& callback) = 0;
+  /// Starts calling back, each slice after the one before it has returned. May take long. Returns why it could not
+  /// start, or nothing.
+  virtual std::optional<platform::Failure> start(DeviceCallback& callback) = 0;
   /// Stops calling back; no callback runs once this has returned, and files of the device's own are complete.
   virtual void stop() = 0;
-  /// False before the start, after the stop, and once the device has ended by itself.
-  virtual bool isRunning() const = 0;
 
-  /// Whether anybody takes the input, told before the start and later on. A device whose input goes away fails where
-  /// the input is taken, and goes on in silence where it is not.
+  /// Whether a client takes the input; set before the start and changed later. A device whose input goes away fails
+  /// where the input is taken, and goes on in silence where it is not.
   virtual void useInput(bool taken) = 0;
-
-  /// The host fills in what it counts itself.
-  virtual platform::RunCount runCount() const = 0;
-  /// See `platform::Report::endAfterFrames`.
-  virtual void endAfterFrames(std::uint64_t frames) = 0;
 };
 
-}  // namespace orvane::host
+}  // namespace orvane::backend

@@ -3,45 +3,27 @@
 #include <utility>
 
 #include "platform/host/HostJson.h"
-#include "platform/host/HostLog.h"
 #include "platform/host/audio/AudioHub.h"
 #include "platform/host/files/HostConvertingFiles.h"
-#include "platform/host/report/HostReport.h"
-#include "platform/host/sessions/HostSessions.h"
-#include "platform/host/time/FastPace.h"
+#include "platform/host/report/HostReports.h"
 #include "platform/host/time/HostEventLoop.h"
-#include "platform/host/time/RealPace.h"
 #include "platform/host/units/HostUnits.h"
 
 namespace orvane::host {
 
-Foundation makeFoundation(bool fastPace) {
-  Foundation foundation;
-  foundation.log = std::make_shared<HostLog>();
-  if (fastPace) {
-    foundation.scheduler = std::make_shared<FastPace>();
-  } else {
-    foundation.scheduler = std::make_shared<RealPace>(foundation.log);
-  }
-  foundation.files = {foundation.scheduler, foundation.log, std::make_shared<FailureRecord>(foundation.scheduler)};
-  return foundation;
-}
-
-platform::Platform makeHost(const Foundation& foundation, std::unique_ptr<AudioDevice> device) {
-  const auto hub = std::make_shared<AudioHub>(std::move(device), foundation.scheduler);
-  const auto sessions = std::make_shared<HostSessions>();
+platform::Platform makeHost(const std::shared_ptr<HostContext>& context, backend::Backend backend) {
+  const auto hub = std::make_shared<AudioHub>(context, std::move(backend.audio));
   platform::Platform platform;
-  platform.log = foundation.log;
+  platform.log = context->log;
   platform.json = std::make_shared<HostJson>();
-  platform.scheduler = foundation.scheduler;
-  platform.eventLoop = std::make_shared<HostEventLoop>(foundation.scheduler);
-  platform.sessions = sessions;
-  const auto units = std::make_shared<HostUnits>(
-      hub, [sessions](std::uint32_t identifier) { return sessions->find(identifier); }, foundation.log);
-  platform.units = units;
-  const auto written = std::make_shared<WrittenFileRecord>();
-  platform.convertingFiles = std::make_shared<HostConvertingFiles>(hub, foundation.files, written);
-  platform.report = std::make_shared<HostReport>(hub, units, foundation.files, written);
+  platform.scheduler = context->scheduler;
+  platform.eventLoop = std::make_shared<HostEventLoop>(context->scheduler);
+  platform.sessions = context->sessions;
+  platform.units = std::make_shared<HostUnits>(context, hub);
+  platform.convertingFiles = std::make_shared<HostConvertingFiles>(context, hub);
+  platform.deviceReport = std::make_shared<HostDeviceReport>(std::move(backend.hostName), context, hub);
+  platform.runControl = std::make_shared<HostRunControl>(context, hub);
+  platform.fileReport = std::make_shared<HostFileReport>(context);
   return platform;
 }
 

@@ -3,23 +3,12 @@
 #include <memory>
 
 #include "platform/Platform.h"
-#include "platform/Scheduler.h"
-#include "platform/backend/AudioDevice.h"
-#include "platform/host/files/SoundFileWriter.h"
+#include "platform/backend/Backend.h"
+#include "platform/host/HostContext.h"
 
 namespace orvane::host {
 
-/// What a back end is given and brings: everything a host stands on.
-struct Foundation {
-  std::shared_ptr<platform::Log> log;
-  std::shared_ptr<platform::Scheduler> scheduler;
-  SoundFileWriter::Services files;  ///< What the device's own files are written with, and all others.
-};
-
-/// The usual log, a scheduler at real or fast pace, and empty records.
-Foundation makeFoundation(bool fastPace);
-
-/// Sets up the host's services on a device.
-platform::Platform makeHost(const Foundation& foundation, std::unique_ptr<AudioDevice> device);
+/// Sets up the host's services on a back end that stands on the same context.
+platform::Platform makeHost(const std::shared_ptr<HostContext>& context, backend::Backend backend);
 
 }  // namespace orvane::host

@@ -4,9 +4,6 @@
 #include <utility>
 
 #include "platform/host/Host.h"
-#include "platform/simulated/RefusingFiles.h"
-#include "platform/simulated/RefusingSessions.h"
-#include "platform/simulated/RefusingUnits.h"
 #include "platform/simulated/device/SimulatedDevice.h"
 #include "platform/simulated/device/SpeakerFile.h"
 #include "platform/simulated/scenario/FaultPlan.h"
@@ -24,21 +21,18 @@ platform::Platform makeSimulatedHost(std::string_view options) {
   if (parsed.scenario && settings.speaker && isSpeakerFile(settings.speaker->value))
     keepFromSpeaker(*parsed.scenario, "the scenario", *settings.speaker);
 
-  host::Foundation foundation = host::makeFoundation(settings.fastPace && settings.fastPace->value);
-  const auto faults = std::make_shared<FaultPlan>(std::move(scenario.faults), foundation.scheduler);
-  foundation.files.diskIsFull = [faults] { return faults->isInForce(Fault::Kind::diskFull); };
-  platform::Platform platform =
-      host::makeHost(foundation, std::make_unique<SimulatedDevice>(settings, foundation.files, faults));
-
-  // What refuses nothing stays out of the way.
+  using Pace = host::HostContext::Pace;
+  const bool isFast = settings.fastPace && settings.fastPace->value;
+  const auto context = std::make_shared<host::HostContext>(isFast ? Pace::fast : Pace::real);
+  const auto faults = std::make_shared<FaultPlan>(std::move(scenario.faults), context->scheduler);
+  // A gate that refuses nothing costs nothing.
   if (!faults->faults().empty()) {
-    platform.units = std::make_shared<RefusingUnits>(platform.units, faults);
-    platform.convertingFiles = std::make_shared<RefusingFiles>(platform.convertingFiles, faults);
+    context->gate->setDecision([faults](std::string_view call) { return faults->refusal(call); });
+    context->diskIsFull = [faults] { return faults->isInForce(Fault::Kind::diskFull); };
   }
-  if (scenario.session != SessionRefusals()) {
-    platform.sessions = std::make_shared<RefusingSessions>(platform.sessions, std::move(scenario.session));
-  }
-  return platform;
+  return host::makeHost(context, {.hostName = "simulated",
+                                  .audio = std::make_unique<SimulatedDevice>(settings, context, faults),
+                                  .midi = nullptr});
 }
 
 }  // namespace orvane::simulated

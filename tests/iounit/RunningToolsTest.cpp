@@ -10,8 +10,8 @@
 #include "iounit/AOMeter.h"
 #include "iounit/AORecord.h"
 #include "iounit/OVTestTone.h"
+#include "platform/FileReport.h"
 #include "platform/Hosts.h"
-#include "platform/Report.h"
 #include "platform/UnitService.h"
 #include "tests/support/SoundFiles.h"
 #include "tests/support/TemporaryFolder.h"
@@ -35,7 +35,7 @@ TEST(RunningTools, StartAgainAndAreReleasedWhileTheDeviceCallsBack) {
     const auto heldByTheCaller = tools[0]->wrapperUnit();
     tools.clear();
     const std::size_t frames = readSound(path).frames();
-    ASSERT_EQ(current().report->writtenFile()->frames, frames);
+    ASSERT_EQ(current().fileReport->writtenFiles().back().frames, frames);
     EXPECT_TRUE(frames >= 64 && frames % 64 == 0) << frames;
   }
   const std::string lines = testing::internal::GetCapturedStdout();

@@ -10,7 +10,7 @@
 
 #include "platform/PlatformSession.h"
 #include "platform/SessionIdentifiers.h"
-#include "platform/simulated/RefusingSessions.h"
+#include "platform/host/sessions/HostSessions.h"
 #include "session/OVPrimarySession.h"
 #include "session/OVThrow.h"
 #include "tests/support/ScriptedHost.h"
@@ -22,8 +22,10 @@ using namespace orvane::platform;
 TEST(OVSession, LogsEachFailureThenRaisesIt) {
   ScriptedHost host;
   Platform services = current();
-  const orvane::simulated::SessionRefusals refusals{.options = "no %d"};
-  services.sessions = std::make_shared<orvane::simulated::RefusingSessions>(services.sessions, refusals);
+  const auto gate = std::make_shared<orvane::host::CallGate>();
+  const orvane::host::Refusal refusal{status::noPermission, "no %d"};
+  gate->setDecision([&](std::string_view call) { return call == "PlatformSession::setOptions" ? &refusal : nullptr; });
+  services.sessions = std::make_shared<orvane::host::HostSessions>(gate);
   use(services);
   const auto session = OVSession::init();
   const std::pair<std::function<void()>, std::string> cases[] = {

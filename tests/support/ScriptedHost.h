@@ -113,6 +113,7 @@ class ScriptedHost : Log, UnitService, UnitWrapper, ConvertingFile {
   Status start(UnitInstance) override { return note("UnitService::start"); }
   Status stop(UnitInstance) override { return note("UnitService::stop"); }
   bool isRunning(UnitInstance) const override { return isUnitRunning; }
+  UnitLatency latency(UnitInstance) const override { return {}; }
   Status setProperty(UnitInstance, UnitProperty property, UnitScope scope, std::uint32_t element, const void* data,
                      std::uint32_t byteSize) override {
     EXPECT_EQ(std::tuple(property, scope, element, byteSize),

@@ -8,9 +8,11 @@
 #include <vector>
 
 #include "Pexutil/Source/Utility/PXBufferList.h"
+#include "platform/DeviceReport.h"
+#include "platform/FileReport.h"
 #include "platform/Hosts.h"
 #include "platform/Log.h"
-#include "platform/Report.h"
+#include "platform/RunControl.h"
 #include "platform/Scheduler.h"
 #include "platform/UnitService.h"
 #include "tests/support/SoundFiles.h"
@@ -74,13 +76,14 @@ class UnitRig {
   platform::Status run(platform::HostTime limit = platform::Waiter::forever) {
     const auto ended = std::shared_ptr(host.scheduler->makeWaiter());
     const platform::Status started = host.units->start(unit);
-    host.report->onDeviceEnd([ended] { ended->signal(); });
+    const auto end = control.onDeviceEnd([ended] { ended->signal(); });
     if (started == platform::status::success && ended->wait(limit)) host.units->stop(unit);
     return started;
   }
 
   platform::Platform host;
-  platform::Report& report = *host.report;
+  platform::DeviceReport& report = *host.deviceReport;
+  platform::RunControl& control = *host.runControl;
   const std::unique_ptr<platform::Waiter> waiter = host.scheduler->makeWaiter();  ///< For tests to wait by.
   platform::UnitInstance unit{};
   std::shared_ptr<platform::UnitWrapper> wrapper;

@@ -5,8 +5,8 @@
 #include <string>
 
 #include "iounit/OVIOUnit.h"
+#include "platform/DeviceReport.h"
 #include "platform/NumberText.h"
-#include "platform/Report.h"
 #include "platform/Value.h"
 #include "session/OVJSON.h"
 
@@ -26,7 +26,7 @@ std::string describe(const platform::StreamFormat& format) {
   return text + (format.isInterleaved() ? ", interleaved" : ", not interleaved");
 }
 
-void printText(const platform::Report& report, OVIOUnit& unit) {
+void printText(const platform::DeviceReport& report, OVIOUnit& unit) {
   const auto line = [](const char* name, const std::string& text) { std::printf("%-16s  %s\n", name, text.c_str()); };
   line("host", report.hostName());
   line("hardware input", describe(unit.inputHardwareFormat()));
@@ -36,7 +36,7 @@ void printText(const platform::Report& report, OVIOUnit& unit) {
   line("slice", std::to_string(report.sliceFrames()) + " frames");
 }
 
-void printJson(const platform::Report& report, OVIOUnit& unit) {
+void printJson(const platform::DeviceReport& report, OVIOUnit& unit) {
   OVPrintJSON(platform::Value::dictionary({{"host", report.hostName()},
                                            {"input", jsonASBD(unit.inputHardwareFormat().description())},
                                            {"output", jsonASBD(unit.outputHardwareFormat().description())},
@@ -60,7 +60,7 @@ ExitStatus DeviceCommand::run(const Invocation& invocation) {
   const std::shared_ptr<OVIOUnit> unit = OVIOUnit::init();
   mUnit.applyTo(*unit);
   unit->initializeAU();
-  (invocation.json ? printJson : printText)(*invocation.host.report, *unit);
+  (invocation.json ? printJson : printText)(*invocation.host.deviceReport, *unit);
   return ExitStatus::done;
 }
 

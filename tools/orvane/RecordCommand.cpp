@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "iounit/AORecord.h"
-#include "platform/Report.h"
 #include "tools/orvane/Numbers.h"
 #include "tools/orvane/UnitRun.h"
 

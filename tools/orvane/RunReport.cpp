@@ -39,7 +39,7 @@ Value describe(const platform::Platform& host, const platform::WrittenFile& file
 }
 
 Value describe(const platform::Platform& host, const UnitRun& run, const RunResult& result) {
-  const platform::Report& report = *host.report;
+  const platform::DeviceReport& report = *host.deviceReport;
   const platform::RunCount count = report.runCount();
   Value object = Value::dictionary({{"command", run.command}, {"host", report.hostName()}, {"ended", result.ended}});
   if (!result.error.empty()) object.set("error", jsonText(host, result.error));
@@ -52,7 +52,7 @@ Value describe(const platform::Platform& host, const UnitRun& run, const RunResu
                                   run.output ? Format(report.hardwareOutput()) : Format()));
   object.set("client", describe(result.clientInput, result.clientOutput));
   if (run.input && run.output) object.set("latencyFrames", result.latency.input + result.latency.output);
-  if (const auto file = report.writtenFile()) object.set("file", describe(host, *file));
+  for (const auto& file : host.fileReport->writtenFiles()) object.set("file", describe(host, file));
   return object;
 }
 
@@ -75,7 +75,7 @@ void sayWhatWasWritten(const platform::WrittenFile& file, const Format& format) 
 }  // namespace
 
 void reportRun(const Invocation& invocation, const UnitRun& run, const RunResult& result) {
-  const platform::Report& report = *invocation.host.report;
+  const platform::DeviceReport& report = *invocation.host.deviceReport;
   const platform::RunCount count = report.runCount();
   // The bars redraw one line of the terminal; what comes next begins on a line of its own.
   if (run.classPrints && count.frames > 0 && isWatched()) sayLine("");
@@ -83,7 +83,9 @@ void reportRun(const Invocation& invocation, const UnitRun& run, const RunResult
     say("frames are missing in " + std::to_string(count.discontinuities) +
         (count.discontinuities == 1 ? " place" : " places") + ": the device was interrupted");
   }
-  if (const auto file = report.writtenFile(); file && !invocation.json) sayWhatWasWritten(*file, result.clientInput);
+  if (!invocation.json) {
+    for (const auto& file : invocation.host.fileReport->writtenFiles()) sayWhatWasWritten(file, result.clientInput);
+  }
   if (!result.error.empty()) say(result.error);
   if (invocation.json) printJson(invocation.host, run, result);
 }

@@ -3,8 +3,10 @@
 #include <optional>
 #include <string>
 
-#include "platform/Report.h"
+#include "platform/DeviceReport.h"
+#include "platform/FileReport.h"
 #include "platform/StreamFormat.h"
+#include "platform/UnitService.h"
 #include "tools/orvane/Command.h"
 
 namespace orvane::tool {

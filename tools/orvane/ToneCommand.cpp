@@ -5,8 +5,8 @@
 #include <utility>
 
 #include "iounit/OVTestTone.h"
+#include "platform/DeviceReport.h"
 #include "platform/NumberText.h"
-#include "platform/Report.h"
 #include "tools/orvane/Numbers.h"
 #include "tools/orvane/UnitRun.h"
 
@@ -43,7 +43,7 @@ ToneCommand::ToneCommand(CLI::App& parent) : Command(parent, "tone", "Play a sin
 }
 
 ExitStatus ToneCommand::run(const Invocation& invocation) {
-  const platform::Report& report = *invocation.host.report;
+  const platform::DeviceReport& report = *invocation.host.deviceReport;
   std::shared_ptr<OVTestTone> tone = OVTestTone::init();
   if (mFrequency) tone->setFrequency(*mFrequency);
   if (mAmplitude) tone->setAmplitude(static_cast<float>(*mAmplitude));

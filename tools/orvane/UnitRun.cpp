@@ -8,8 +8,10 @@
 #include <string>
 #include <utility>
 
+#include "platform/DeviceReport.h"
 #include "platform/EventLoop.h"
-#include "platform/Report.h"
+#include "platform/FileReport.h"
+#include "platform/RunControl.h"
 #include "tools/orvane/Numbers.h"
 #include "tools/orvane/RunReport.h"
 #include "tools/orvane/StandardStreams.h"
@@ -27,18 +29,18 @@ RunResult unavailable(const std::string& reason) {
 }
 
 /// What ended the device's run, or its writing.
-std::string firstFailure(const platform::Report& report) {
-  if (const auto device = report.deviceFailure()) return device->reason;
-  const auto write = report.writeFailure();
+std::string firstFailure(const platform::Platform& host) {
+  if (const auto device = host.deviceReport->deviceFailure()) return device->reason;
+  const auto write = host.fileReport->writeFailure();
   if (!write) return {};
   const bool isFull = write->status == platform::status::diskFull;
   return std::string("writing failed") + (isFull ? ", disk full: " : ": ") + write->reason;
 }
 
 /// What went wrong behind the classes, with the device or with what it writes.
-std::optional<std::string> failureBehind(const platform::Report& report) {
-  std::string cause = firstFailure(report);
-  if (const std::uint64_t lost = report.runCount().overruns; lost > 0) {
+std::optional<std::string> failureBehind(const platform::Platform& host) {
+  std::string cause = firstFailure(host);
+  if (const std::uint64_t lost = host.deviceReport->runCount().overruns; lost > 0) {
     cause += (cause.empty() ? "" : "; ") + std::to_string(lost) +
              " slices are missing in what was written: the disk is too slow";
   }
@@ -46,10 +48,10 @@ std::optional<std::string> failureBehind(const platform::Report& report) {
 }
 
 /// What a run comes to in which something was raised. A device that was gone before the first frame is none here.
-RunResult refusal(const platform::Report& report, const std::string& reason) {
-  const auto device = report.deviceFailure();
-  if (device && report.runCount().frames == 0) return unavailable(device->reason);
-  const auto cause = failureBehind(report);
+RunResult refusal(const platform::Platform& host, const std::string& reason) {
+  const auto device = host.deviceReport->deviceFailure();
+  if (device && host.deviceReport->runCount().frames == 0) return unavailable(device->reason);
+  const auto cause = failureBehind(host);
   return failure(cause ? *cause + "; then " + reason : reason);
 }
 
@@ -57,12 +59,12 @@ const char* key(Side side) {
   return side == Side::input ? "input" : "output";
 }
 
-platform::StreamFormat hardwareFormat(const platform::Report& report, Side side) {
+platform::StreamFormat hardwareFormat(const platform::DeviceReport& report, Side side) {
   return side == Side::input ? report.hardwareInput() : report.hardwareOutput();
 }
 
 /// What the hardware lacks that the run needs.
-std::optional<std::string> lackingSide(const platform::Report& report, const UnitRun& run) {
+std::optional<std::string> lackingSide(const platform::DeviceReport& report, const UnitRun& run) {
   for (const Side side : {Side::input, Side::output}) {
     const bool isNeeded = side == Side::input ? run.input : run.output;
     if (isNeeded && hardwareFormat(report, side).channelCount() == 0) {
@@ -81,26 +83,26 @@ std::uint64_t framesIn(double seconds, double rate) {
   return static_cast<std::uint64_t>(std::abs(frames - nearest) <= error ? nearest : std::ceil(frames));
 }
 
-void limitRun(platform::Report& report, const UnitRun& run) {
-  const double rate = deviceRate(report, run);
+void limitRun(const platform::Platform& host, const UnitRun& run) {
+  const double rate = deviceRate(*host.deviceReport, run);
   // Hardware that reports no rate cannot be started, so there is nothing to limit.
-  if (run.seconds && rate > 0) report.endAfterFrames(framesIn(*run.seconds, rate));
+  if (run.seconds && rate > 0) host.runControl->endAfterFrames(framesIn(*run.seconds, rate));
 }
 
 /// How a run that nothing was raised in ended.
-RunResult ended(const platform::Report& report, int signal) {
-  if (const auto cause = failureBehind(report)) return failure(*cause);
+RunResult ended(const platform::Platform& host, int signal) {
+  if (const auto cause = failureBehind(host)) return failure(*cause);
   if (signal != 0) return {.ended = "signal"};
-  return {.ended = report.deviceEnd() == platform::DeviceEnd::inputEnded ? "input-ended" : "seconds"};
+  return {.ended = host.deviceReport->deviceEnd() == platform::DeviceEnd::inputEnded ? "input-ended" : "seconds"};
 }
 
 RunResult perform(const platform::Platform& host, const UnitRun& run, const UnitOptions& options,
                   std::shared_ptr<OVIOUnit> unit) {
   try {
     options.applyTo(*unit);
-    limitRun(*host.report, run);
-    host.report->onDeviceEnd([loop = host.eventLoop] { loop->stop(); });
-    host.report->onWriteFailure([loop = host.eventLoop] { loop->stop(); });
+    limitRun(host, run);
+    const auto end = host.runControl->onDeviceEnd([loop = host.eventLoop] { loop->stop(); });
+    const auto writeFailure = host.runControl->onWriteFailure([loop = host.eventLoop] { loop->stop(); });
     unit->start();
     const int signal = host.eventLoop->run();
     const bool abandon = signal != 0 && run.classPrints;
@@ -108,18 +110,18 @@ RunResult perform(const platform::Platform& host, const UnitRun& run, const Unit
     unit->stop();
     if (abandon) std::clearerr(stdout);  // What was cut off is no failure.
 
-    const auto latency = host.report->unitLatency(unit->audioUnit());
+    const auto latency = host.units->latency(unit->audioUnit());
     const auto input = run.input ? std::optional(unit->inputClientFormat()) : std::nullopt;
     const auto output = run.output ? std::optional(unit->outputClientFormat()) : std::nullopt;
     unit.reset();  // Completes its files, so that the report knows how that went.
-    RunResult result = ended(*host.report, signal);
+    RunResult result = ended(host, signal);
     result.clientInput = input;
     result.clientOutput = output;
     result.latency = latency;
     return result;
   } catch (const std::exception& exception) {
     unit.reset();
-    return refusal(*host.report, exception.what());
+    return refusal(host, exception.what());
   }
 }
 
@@ -128,17 +130,17 @@ RunResult perform(const platform::Platform& host, const UnitRun& run, const Unit
 void addSeconds(CLI::App& options, std::optional<double>& seconds) {
   // The upper bound, some thirty years, keeps frame counts exact.
   addNumber(options, "--seconds", seconds, {1e-6, 1e9, "seconds, from 0.000001 to 1000000000"},
-            "End after this much device time, rounded up to whole slices")
+            "End after exactly this much device time, rounded up to a frame")
       ->type_name("S");
 }
 
-double deviceRate(const platform::Report& report, const UnitRun& run) {
+double deviceRate(const platform::DeviceReport& report, const UnitRun& run) {
   return hardwareFormat(report, run.input ? Side::input : Side::output).sampleRate();
 }
 
 ExitStatus runUnit(const Invocation& invocation, const UnitRun& run, const UnitOptions& options,
                    std::shared_ptr<OVIOUnit> unit) {
-  const auto lacking = lackingSide(*invocation.host.report, run);
+  const auto lacking = lackingSide(*invocation.host.deviceReport, run);
   const RunResult result = lacking ? unavailable(*lacking) : perform(invocation.host, run, options, std::move(unit));
   reportRun(invocation, run, result);
   return result.status;

@@ -29,7 +29,7 @@ struct UnitRun {
 void addSeconds(CLI::App& options, std::optional<double>& seconds);
 
 /// The rate in which device time is counted; one clock runs both sides.
-double deviceRate(const platform::Report& report, const UnitRun& run);
+double deviceRate(const platform::DeviceReport& report, const UnitRun& run);
 
 /// Sets the unit up as `options` say, starts it, waits for the end of the run, stops and releases it, and reports: the
 /// reason of a failure, what was recorded, and the closing JSON object where one is wanted. Failures of the library end

@@ -1,120 +1,310 @@
 #include "platform/host/audio/AudioHub.h"
 
 #include <algorithm>
+#include <chrono>
 #include <string>
 #include <utility>
 
 #include "platform/RealTime.h"
 #include "platform/host/ExitHook.h"
+#include "platform/host/time/NoWait.h"
 
 namespace orvane::host {
 
-AudioHub::AudioHub(std::unique_ptr<AudioDevice> device, std::shared_ptr<platform::Scheduler> scheduler)
-    : mDevice(std::move(device)),
-      mScheduler(std::move(scheduler)),
-      mReleased(mScheduler->makeWaiter()),
-      mWorker(mScheduler->makeWorker("audio watch")),
-      mEnd(*mWorker),
-      mStallWatch(mScheduler->clock(), *mWorker, [this] { deviceStalled(); }),
+using namespace std::chrono_literals;
+using backend::DeviceFormat;
+using backend::DeviceSlice;
+using platform::DeviceEnd;
+using platform::Failure;
+namespace status = platform::status;
+
+AudioHub::AudioHub(std::shared_ptr<HostContext> context, std::unique_ptr<backend::AudioDevice> device)
+    : mContext(std::move(context)),
+      mDevice(std::move(device)),
+      mReleased(mContext->scheduler->makeWaiter()),
+      mWorker(mContext->scheduler->makeWorker("audio hub")),
+      mStallWatch(mContext->scheduler->clock(), *mWorker, [this] { deviceStalled(); }),
+      mReleaseTrigger(mWorker->makeTrigger([this] { mReleased->signal(); })),
+      mFinishTrigger(mWorker->makeTrigger([this] { withControlSoon([this] { finishRun(); }); })),
       mClients(std::make_unique<const Clients>()),
       mPublished(mClients.get()) {
-  ExitHook::add(this, [this] { mDevice->stop(); });
+  ExitHook::add(this, [this] {
+    const std::unique_lock lock(mControl, 2s);
+    stopDevice();
+  });
 }
 
 AudioHub::~AudioHub() {
   ExitHook::remove(this);
-  mStallWatch.end();
-  mDevice->stop();
+  shutDown();
   mWorker->cancel();
 }
 
-platform::Status AudioHub::add(HubClient& client) {
+void AudioHub::shutDown() {
   const std::lock_guard lock(mControl);
-  const bool runs = mDevice->isRunning();
-  if (const auto stall = mEnd.failure(); runs && stall) return stall->status;
-  auto clients = std::make_unique<Clients>(*mClients);
-  clients->push_back(&client);
-  change(std::move(clients));
-  const platform::Status status = runs ? platform::status::success : startDevice();
-  if (status != platform::status::success) {
-    auto without = std::make_unique<Clients>(*mClients);
-    without->pop_back();
-    change(std::move(without));
-  }
-  return status;
+  mIsShutDown = true;
+  stopDevice();
 }
 
-platform::Status AudioHub::startDevice() {
-  mEnd.clear();
-  mStallWatch.begin(mDevice->format());
-  const platform::Status status = mDevice->start(*this);
-  if (status != platform::status::success) mStallWatch.end();
-  return status;
+// ---- what others ask
+
+DeviceFormat AudioHub::format() const {
+  if (!mDevice) return {};
+  const std::lock_guard lock(mFormatMutex);
+  return mRunningFormat ? *mRunningFormat : mDevice->format();
+}
+
+std::optional<Failure> AudioHub::whyUnavailable() {
+  if (!mDevice) return Failure{status::noDevice, "there is no audio device"};
+  auto failure = mDevice->whyUnavailable();
+  if (failure) mContext->runEnd.set(DeviceEnd::failed, failure);
+  return failure;
+}
+
+platform::RunCount AudioHub::runCount() const {
+  return {.frames = mFrames, .discontinuities = mDiscontinuities, .maxSliceFrames = mMaxSliceFrames};
+}
+
+bool AudioHub::isOver() const {
+  return mContext->runEnd.end() != DeviceEnd::none || mEndOnCallback != DeviceEnd::none;
+}
+
+// ---- control
+
+void AudioHub::forbidHere(const char* what) const {
+  forbidInsideCallback(what);
+  // At real pace it would wait for the callback only now and then; it is forbidden always, so that a test sees it.
+  if (mStarted && !isOver()) forbidInsideNoWait(what);
+}
+
+std::optional<Failure> AudioHub::add(HubClient& client) {
+  forbidHere("a start of an audio client");
+  const std::lock_guard lock(mControl);
+  if (!mDevice || mIsShutDown) return Failure{status::noDevice, "there is no audio device"};
+  if (mStarted && isOver()) {
+    // A run that failed stays failed for the clients that are still in it.
+    if (auto failure = mContext->runEnd.failure(); failure && !mClients->empty()) return failure;
+    stopDevice();
+  }
+  auto clients = std::make_unique<Clients>(*mClients);
+  clients->push_back(&client);
+  useInputOf(*clients);
+  awaitUnread(publish(std::move(clients)));
+  // The run may have ended before the callback could see the new list. Then the device starts anew, as it would have if
+  // this call had come a moment later.
+  if (mStarted && !isOver()) return std::nullopt;
+  stopDevice();
+  auto failure = startDevice();
+  if (failure) {
+    auto others = without(client);
+    useInputOf(*others);
+    awaitUnread(publish(std::move(others)));
+  }
+  return failure;
 }
 
 void AudioHub::remove(HubClient& client) {
+  forbidHere("a stop of an audio client");
   const std::lock_guard lock(mControl);
   if (std::ranges::find(*mClients, &client) == mClients->end()) return;
-  auto clients = std::make_unique<Clients>(*mClients);
-  std::erase(*clients, &client);
-  // Stopped before the last client leaves, so that the device's last slice is one that somebody took part in.
-  if (clients->empty()) {
-    mStallWatch.end();
-    mDevice->stop();
+  // Stop the device before removing its last client, so that no slice runs without clients.
+  if (mClients->size() == 1) stopDevice();
+  auto others = without(client);
+  useInputOf(*others);
+  awaitUnread(publish(std::move(others)));
+}
+
+void AudioHub::removeSoon(HubClient& client, std::function<void()> done) {
+  withControlSoon([this, &client, done = std::move(done)] {
+    if (mClients->size() == 1 && mClients->front() == &client) stopDevice();
+    auto others = without(client);
+    useInputOf(*others);
+    releaseSoon(publish(std::move(others)), done);
+  });
+}
+
+/// Does `work` on the hub's worker, with control. A task never waits, so it comes back if another thread has control.
+void AudioHub::withControlSoon(std::function<void()> work) {
+  mWorker->post([this, work = std::move(work)]() mutable {
+    const std::unique_lock lock(mControl, std::try_to_lock);
+    if (lock) return work();
+    mWorker->postAt(mContext->scheduler->clock().now() + 1ms,
+                    [this, work = std::move(work)]() mutable { withControlSoon(std::move(work)); });
+  });
+}
+
+std::optional<Failure> AudioHub::startDevice() {
+  mContext->runEnd.clear();
+  mEndOnCallback = DeviceEnd::none;
+  return startInFormat();
+}
+
+/// Starts the device in its format of now, which every client is told.
+std::optional<Failure> AudioHub::startInFormat() {
+  mFormat = mDevice->format();
+  for (HubClient* client : *mClients) {
+    if (auto failure = client->deviceChanged(mFormat)) return failure;
   }
-  change(std::move(clients));
+  {
+    const std::lock_guard lock(mFormatMutex);
+    mRunningFormat = mFormat;
+  }
+  mStarted = true;
+  auto failure = mDevice->start(*this);
+  if (failure) {
+    stopDevice();
+  } else if (!isOver()) {
+    // Not before: a start may take longer than a stall.
+    mStallWatch.begin(mFormat);
+  }
+  return failure;
 }
 
-void AudioHub::change(std::unique_ptr<const Clients> clients) {
-  const bool taken = std::ranges::any_of(*clients, [](const HubClient* client) { return client->takesInput(); });
-  publish(std::move(clients));
-  mDevice->useInput(taken);
+void AudioHub::stopDevice() {
+  mStallWatch.end();
+  if (mDevice) mDevice->stop();
+  mStarted = false;
+  const std::lock_guard lock(mFormatMutex);
+  mRunningFormat.reset();
 }
 
-void AudioHub::publish(std::unique_ptr<const Clients> clients) {
-  const std::unique_ptr<const Clients> old = std::exchange(mClients, std::move(clients));
+void AudioHub::useInputOf(const Clients& clients) {
+  mDevice->useInput(std::ranges::any_of(clients, [](const HubClient* client) { return client->takesInput(); }));
+}
+
+// ---- the list of clients
+
+std::unique_ptr<const AudioHub::Clients> AudioHub::without(const HubClient& client) const {
+  auto others = std::make_unique<Clients>(*mClients);
+  std::erase(*others, &client);
+  return others;
+}
+
+/// Makes the callback read another list from its next slice on, and returns the old one.
+std::unique_ptr<const AudioHub::Clients> AudioHub::publish(std::unique_ptr<const Clients> clients) {
+  std::unique_ptr<const Clients> old = std::exchange(mClients, std::move(clients));
   mPublished.store(mClients.get());
+  return old;
+}
+
+void AudioHub::awaitUnread(std::unique_ptr<const Clients> old) {
   // Each side writes before it reads the other's word, all in one total order: either the callback sees the wish and
-  // signals, or this thread sees that the old list is no longer read.
+  // fires, or this thread sees that the old list is no longer read.
   mReleaseWanted.store(true);
   while (mRead.load() == old.get()) mReleased->wait(platform::Waiter::forever);
   mReleaseWanted.store(false);
 }
 
-void AudioHub::deviceSlice(const DeviceSlice& slice) {
-  const platform::RealTimeSection realTime;
-  mStallWatch.callbackBegins();
-  callClients(slice);
-  mStallWatch.callbackEnds();
+void AudioHub::releaseSoon(std::shared_ptr<const Clients> old, std::function<void()> done) {
+  if (mRead.load() != old.get()) return mWorker->post(std::move(done));
+  mWorker->postAt(mContext->scheduler->clock().now() + 1ms,
+                  [this, old = std::move(old), done = std::move(done)] { releaseSoon(old, done); });
 }
 
-void AudioHub::callClients(const DeviceSlice& slice) {
+// ---- the callback
+
+std::uint32_t AudioHub::deviceSlice(const DeviceSlice& slice) {
+  const platform::RealTimeSection realTime;
+  const NoWaitSection noWait(NoWaitSection::Kind::callback);
+  mStallWatch.callbackBegins();
+  const std::uint32_t taken = takePart(slice);
+  mStallWatch.callbackEnds();
+  return taken;
+}
+
+std::uint32_t AudioHub::takePart(const DeviceSlice& slice) {
+  if (!fits(slice)) {
+    // Its planes cannot be trusted, so nothing is written to them.
+    endOnCallback(DeviceEnd::failed);
+    return 0;
+  }
+  std::uint32_t taken = 0;
+  if (!isOver()) {
+    const std::uint64_t limit = mFrameLimit;
+    const std::uint64_t left = limit == 0 ? slice.frames : limit - std::min<std::uint64_t>(limit, mFrames);
+    taken = static_cast<std::uint32_t>(std::min<std::uint64_t>(slice.frames, left));
+  }
+  if (taken > 0) {
+    if (slice.missingFrames > 0) ++mDiscontinuities;
+    mPosition += slice.missingFrames;
+    OutputMix mix(slice.outputs, taken);
+    callClients({slice.time, mPosition, taken, slice.inputs}, mix);
+    mix.finish();
+    mPosition += taken;
+    mFrames += taken;
+    mMaxSliceFrames = std::max(mMaxSliceFrames.load(), taken);
+  }
+  for (float* output : slice.outputs) std::fill(output + taken, output + slice.frames, 0.0F);
+  if (const std::uint64_t limit = mFrameLimit; limit > 0 && mFrames >= limit) endOnCallback(DeviceEnd::frameLimit);
+  return taken;
+}
+
+bool AudioHub::fits(const DeviceSlice& slice) const {
+  const auto isPlane = [](const float* plane) {
+    return plane != nullptr && reinterpret_cast<std::uintptr_t>(plane) % DeviceFormat::planeAlignment == 0;
+  };
+  return slice.frames >= 1 && slice.frames <= DeviceFormat::maxSliceFrames && slice.inputs.size() == mFormat.inputs &&
+         slice.outputs.size() == mFormat.outputs && std::ranges::all_of(slice.inputs, isPlane) &&
+         std::ranges::all_of(slice.outputs, isPlane);
+}
+
+void AudioHub::callClients(const HubSlice& slice, OutputMix& mix) {
   const Clients* clients = nullptr;
   do {
     clients = mPublished.load();
     mRead.store(clients);
   } while (clients != mPublished.load());
-
-  OutputMix mix(slice.outputs, slice.frames);
-  if (mEnd.end() == platform::DeviceEnd::none) {
-    for (HubClient* client : *clients) client->deviceSlice(slice, mix);
-  }
-  mix.finish();
-
+  for (HubClient* client : *clients) client->deviceSlice(slice, mix);
   mRead.store(nullptr);
-  if (mReleaseWanted.load() && mReleaseWanted.exchange(false)) mReleased->signal();
+  if (mReleaseWanted.load() && mReleaseWanted.exchange(false)) mReleaseTrigger->fire();
 }
 
-void AudioHub::deviceEnded(platform::DeviceEnd end, std::optional<platform::Failure> failure) {
+void AudioHub::endOnCallback(DeviceEnd end) {
+  DeviceEnd none = DeviceEnd::none;
+  if (mEndOnCallback.compare_exchange_strong(none, end)) mFinishTrigger->fire();
+}
+
+// ---- the end of a run
+
+/// Stops the device before the end is known, so that its files are complete for whoever is told.
+void AudioHub::finishRun() {
+  const DeviceEnd end = mEndOnCallback;
+  if (end == DeviceEnd::none) return;
+  stopDevice();
+  std::optional<Failure> failure;
+  if (end == DeviceEnd::failed) {
+    failure = {status::badSlice, "the device delivered a slice that does not fit the format it was started in (" +
+                                     std::to_string(mFormat.inputs) + " inputs, " + std::to_string(mFormat.outputs) +
+                                     " outputs, at most " + std::to_string(DeviceFormat::maxSliceFrames) + " frames)"};
+  }
+  mContext->runEnd.set(end, std::move(failure));
+}
+
+void AudioHub::deviceEnded(DeviceEnd end, std::optional<Failure> failure) {
   mStallWatch.end();
-  mEnd.set(end, std::move(failure));
+  mContext->runEnd.set(end, std::move(failure));
 }
 
 void AudioHub::deviceStalled() {
-  const auto silence = std::chrono::duration_cast<std::chrono::milliseconds>(StallWatch::limit(mDevice->format()));
-  mEnd.set(platform::DeviceEnd::failed,
-           platform::Failure{platform::status::stalled,
-                             "the device stalled: no callback for " + std::to_string(silence.count()) + " ms"});
+  const auto silence = std::chrono::duration_cast<std::chrono::milliseconds>(StallWatch::limit(format()));
+  mContext->runEnd.set(DeviceEnd::failed, Failure{status::stalled, "the device stalled: no callback for " +
+                                                                       std::to_string(silence.count()) + " ms"});
+}
+
+void AudioHub::deviceChanged() {
+  mStallWatch.end();
+  withControlSoon([this] { restart(); });
+}
+
+/// Starts a device again whose format has changed. The sound has a gap there, however short.
+void AudioHub::restart() {
+  if (!mStarted || isOver()) return;
+  stopDevice();
+  ++mDiscontinuities;
+  if (auto failure = startInFormat()) {
+    failure->reason = "the device changed its format, and the run cannot go on: " + failure->reason;
+    mContext->runEnd.set(DeviceEnd::failed, std::move(failure));
+  }
 }
 
 }  // namespace orvane::host

@@ -40,7 +40,7 @@ class OutputMix {
  private:
   std::span<float* const> mOutputs;
   std::uint32_t mFrames;
-  std::bitset<DeviceFormat::mostChannels> mPlayed;
+  std::bitset<backend::DeviceFormat::maxChannels> mPlayed;
 };
 
 }  // namespace orvane::host

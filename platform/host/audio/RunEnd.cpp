@@ -17,7 +17,7 @@ void RunEnd::set(DeviceEnd end, std::optional<platform::Failure> failure) {
   if (mEnd != DeviceEnd::none) return;
   mFailure = std::move(failure);
   mEnd = end;
-  if (mNotice) mWorker.post(std::exchange(mNotice, nullptr));
+  mNotices.announce();
 }
 
 std::optional<platform::Failure> RunEnd::failure() const {
@@ -25,13 +25,9 @@ std::optional<platform::Failure> RunEnd::failure() const {
   return mFailure;
 }
 
-void RunEnd::onEnd(std::function<void()> notice) {
+platform::Subscription RunEnd::onEnd(std::function<void()> notice) {
   const std::lock_guard lock(mMutex);
-  if (mEnd == DeviceEnd::none) {
-    mNotice = std::move(notice);
-  } else if (notice) {
-    mWorker.post(std::move(notice));
-  }
+  return mNotices.subscribe(std::move(notice), mEnd != DeviceEnd::none);
 }
 
 }  // namespace orvane::host

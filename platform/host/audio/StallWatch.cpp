@@ -10,21 +10,21 @@ namespace {
 using namespace std::chrono_literals;
 using platform::HostTime;
 
-constexpr HostTime leastLimit = 500ms;
+constexpr HostTime minLimit = 500ms;
 constexpr double limitSlices = 10;
 
 }  // namespace
 
-HostTime StallWatch::limit(const DeviceFormat& format) {
-  if (format.sampleRate <= 0) return leastLimit;
+HostTime StallWatch::limit(const backend::DeviceFormat& format) {
+  if (format.sampleRate <= 0) return minLimit;
   const std::chrono::duration<double> slices(limitSlices * format.sliceFrames / format.sampleRate);
-  return std::max(leastLimit, std::chrono::duration_cast<HostTime>(slices));
+  return std::max(minLimit, std::chrono::duration_cast<HostTime>(slices));
 }
 
 StallWatch::StallWatch(const platform::Clock& clock, platform::Worker& worker, std::function<void()> onStall)
     : mClock(clock), mWorker(worker), mOnStall(std::move(onStall)) {}
 
-void StallWatch::begin(const DeviceFormat& format) {
+void StallWatch::begin(const backend::DeviceFormat& format) {
   const HostTime now = mClock.now();
   mLimit = limit(format);
   mLast = now;

@@ -18,13 +18,13 @@ namespace orvane::host {
 class StallWatch {
  public:
   /// How long a device of this format may be silent.
-  static platform::HostTime limit(const DeviceFormat& format);
+  static platform::HostTime limit(const backend::DeviceFormat& format);
 
   /// `onStall` runs on `worker`, at most once a run; both outlive this, and the worker is idle by its end.
   StallWatch(const platform::Clock& clock, platform::Worker& worker, std::function<void()> onStall);
 
   /// The device is about to start. Begin and end come from one thread at a time.
-  void begin(const DeviceFormat& format);
+  void begin(const backend::DeviceFormat& format);
   /// The device is about to stop, or has ended by itself. Any thread.
   void end() { ++mRun; }
 

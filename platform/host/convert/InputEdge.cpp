@@ -7,11 +7,12 @@
 
 namespace orvane::host {
 
-InputEdge::InputEdge(EdgeFormat hardware, EdgeFormat client)
+InputEdge::InputEdge(EdgeFormat hardware, EdgeFormat client, std::uint64_t firstFrame)
     : mHardware(hardware),
       mClient(client),
+      mFirstFrame(firstFrame),
       mSource(client.channels),
-      mMapped(hardware.channels == client.channels ? 0 : client.channels, DeviceFormat::mostSliceFrames),
+      mMapped(hardware.channels == client.channels ? 0 : client.channels, backend::DeviceFormat::maxSliceFrames),
       mConverted(hardware.sampleRate == client.sampleRate ? 0 : client.channels, partFrames),
       mStore(mConverted.channels()),
       mPlanes(client.channels) {
@@ -20,7 +21,7 @@ InputEdge::InputEdge(EdgeFormat hardware, EdgeFormat client)
   }
 }
 
-void InputEdge::accept(const DeviceSlice& slice) {
+void InputEdge::accept(const HubSlice& slice) {
   map(slice);
   mGaps.accept(slice);
   mSourceFrames = slice.frames;
@@ -29,7 +30,7 @@ void InputEdge::accept(const DeviceSlice& slice) {
   mFrames = 0;
 }
 
-void InputEdge::map(const DeviceSlice& slice) {
+void InputEdge::map(const HubSlice& slice) {
   if (mMapped.channels() == 0) {
     std::ranges::copy(slice.inputs, mSource.begin());
     return;

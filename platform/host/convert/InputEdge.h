@@ -5,8 +5,8 @@
 #include <span>
 #include <vector>
 
-#include "platform/backend/AudioDevice.h"
 #include "platform/host/audio/AlignedSamples.h"
+#include "platform/host/audio/HubClient.h"
 #include "platform/host/convert/EdgeFormat.h"
 #include "platform/host/convert/FetchStore.h"
 #include "platform/host/convert/RateConverter.h"
@@ -26,10 +26,11 @@ namespace orvane::host {
 /// real-time safe.
 class InputEdge {
  public:
-  InputEdge(EdgeFormat hardware, EdgeFormat client);
+  /// `firstFrame` client frames came before, through another edge.
+  InputEdge(EdgeFormat hardware, EdgeFormat client, std::uint64_t firstFrame = 0);
 
   /// Takes a slice. What `planes` gives then is valid until the next call and no longer than the slice.
-  void accept(const DeviceSlice& slice);
+  void accept(const HubSlice& slice);
   /// Makes the next part of the client's sound; false where the slice is used up.
   bool next();
   /// Makes a part of exactly `frames` frames; false where that is more than there can be.
@@ -40,7 +41,9 @@ class InputEdge {
   std::span<const float* const> planes() const { return mPlanes; }
   std::uint32_t frames() const { return mFrames; }
   /// Client frames before this part, those that are missing included.
-  std::uint64_t firstFrame() const { return mHandedOut - mFrames + mGaps.missing(mHardware, mClient); }
+  std::uint64_t firstFrame() const { return nextFrame() - mFrames; }
+  /// The same for the next part.
+  std::uint64_t nextFrame() const { return mFirstFrame + mHandedOut + mGaps.missing(mHardware, mClient); }
 
   /// How late input comes for the sake of its rate, in hardware frames.
   std::uint32_t delayFrames() const { return mConverter ? mConverter->delayFrames() : 0; }
@@ -48,13 +51,14 @@ class InputEdge {
  private:
   static constexpr std::uint32_t partFrames = 4096;
 
-  void map(const DeviceSlice& slice);
+  void map(const HubSlice& slice);
   std::uint32_t convert(AlignedSamples& target, std::uint32_t firstFrame, std::uint32_t mostFrames);
   void handOut(const AlignedSamples& samples, std::uint32_t frames);
   std::uint64_t framesDue() const;
 
   EdgeFormat mHardware;
   EdgeFormat mClient;
+  std::uint64_t mFirstFrame;
   SliceGaps mGaps;
   std::vector<const float*> mSource;  ///< The slice in the client's channels.
   std::uint32_t mSourceFrames = 0;

@@ -12,15 +12,16 @@ namespace orvane::host {
 struct OutputEdge::ListStorage {
   explicit ListStorage(std::uint32_t count) : header(count) {}
   platform::RenderBufferList header;
-  std::array<platform::RenderBuffer, DeviceFormat::mostChannels> entries{};
+  std::array<platform::RenderBuffer, backend::DeviceFormat::maxChannels> entries{};
 };
 
-OutputEdge::OutputEdge(EdgeFormat client, EdgeFormat hardware)
+OutputEdge::OutputEdge(EdgeFormat client, EdgeFormat hardware, std::uint64_t firstFrame)
     : mClient(client),
       mHardware(hardware),
-      mProvided(client.channels, DeviceFormat::mostSliceFrames),
-      mConverted(client.sampleRate == hardware.sampleRate ? 0 : client.channels, DeviceFormat::mostSliceFrames),
-      mMapped(client.channels == hardware.channels ? 0 : 1, DeviceFormat::mostSliceFrames),
+      mFirstFrame(firstFrame),
+      mProvided(client.channels, backend::DeviceFormat::maxSliceFrames),
+      mConverted(client.sampleRate == hardware.sampleRate ? 0 : client.channels, backend::DeviceFormat::maxSliceFrames),
+      mMapped(client.channels == hardware.channels ? 0 : 1, backend::DeviceFormat::maxSliceFrames),
       mList(std::make_unique<ListStorage>(client.channels)) {
   if (client.sampleRate != hardware.sampleRate) {
     mConverter.emplace(client.channels, client.sampleRate, hardware.sampleRate);
@@ -34,7 +35,7 @@ std::uint32_t OutputEdge::delayFrames() const {
   return static_cast<std::uint32_t>(std::ceil(mConverter->delayFrames() * mHardware.sampleRate / mClient.sampleRate));
 }
 
-void OutputEdge::play(const platform::OutputProvider& provider, const DeviceSlice& slice, OutputMix& mix) {
+void OutputEdge::play(const platform::OutputProvider& provider, const HubSlice& slice, OutputMix& mix) {
   const AlignedSamples& provided = mProvided;
   const AlignedSamples& converted = mConverted;
   mGaps.accept(slice);
@@ -46,13 +47,13 @@ void OutputEdge::play(const platform::OutputProvider& provider, const DeviceSlic
   }
 }
 
-bool OutputEdge::ask(const platform::OutputProvider& provider, const DeviceSlice& slice, std::uint32_t frames) {
+bool OutputEdge::ask(const platform::OutputProvider& provider, const HubSlice& slice, std::uint32_t frames) {
   constexpr std::int32_t outputBus = 0;
   for (std::uint32_t channel = 0; channel < mProvided.channels(); ++channel) {
     mList->entries[channel] = {1, frames * static_cast<std::uint32_t>(sizeof(float)), mProvided.plane(channel)};
   }
   platform::RenderActionFlags flags = 0;
-  const platform::RenderTimeStamp time{.sampleTime = static_cast<double>(mAsked + mGaps.missing(mHardware, mClient)),
+  const platform::RenderTimeStamp time{.sampleTime = static_cast<double>(nextFrame()),
                                        .hostTime = static_cast<std::uint64_t>(slice.time.count())};
   mAsked += frames;
   return provider(flags, time, frames, outputBus, mList->header) == platform::status::success;
@@ -61,14 +62,14 @@ bool OutputEdge::ask(const platform::OutputProvider& provider, const DeviceSlice
 /// How many client frames are still to be asked for, for the converter to give the slice: those that it spans and those
 /// that the filter looks ahead. No more, since the converter takes whatever it is given, and the provider would run
 /// away.
-std::uint32_t OutputEdge::framesToAsk(const DeviceSlice& slice) const {
+std::uint32_t OutputEdge::framesToAsk(const HubSlice& slice) const {
   const double spanned =
       std::ceil(static_cast<double>(mPlayed + slice.frames) * mClient.sampleRate / mHardware.sampleRate);
   const std::uint64_t wanted = static_cast<std::uint64_t>(spanned) + mConverter->delayFrames();
   return static_cast<std::uint32_t>(std::clamp<std::uint64_t>(wanted - std::min(wanted, mAsked), 1, partFrames));
 }
 
-void OutputEdge::convert(const platform::OutputProvider& provider, const DeviceSlice& slice) {
+void OutputEdge::convert(const platform::OutputProvider& provider, const HubSlice& slice) {
   const AlignedSamples& provided = mProvided;
   for (std::uint32_t done = 0; done < slice.frames;) {
     if (mProvidedTaken == mProvidedFrames) {

@@ -22,12 +22,15 @@ namespace orvane::host {
 /// constant number of frames. Made before the device starts; everything else is real-time safe.
 class OutputEdge {
  public:
-  OutputEdge(EdgeFormat client, EdgeFormat hardware);
+  /// `firstFrame` client frames came before, through another edge.
+  OutputEdge(EdgeFormat client, EdgeFormat hardware, std::uint64_t firstFrame = 0);
   ~OutputEdge();
 
   /// Plays one slice. A provider that gives another status than 0 is silent for what it was asked for.
-  void play(const platform::OutputProvider& provider, const DeviceSlice& slice, OutputMix& mix);
+  void play(const platform::OutputProvider& provider, const HubSlice& slice, OutputMix& mix);
 
+  /// Client frames that the provider was asked for so far, those that are missing included.
+  std::uint64_t nextFrame() const { return mFirstFrame + mAsked + mGaps.missing(mHardware, mClient); }
   /// How far the provider is ahead for the sake of its rate, in hardware frames.
   std::uint32_t delayFrames() const;
 
@@ -35,13 +38,14 @@ class OutputEdge {
   struct ListStorage;
   static constexpr std::uint32_t partFrames = 1024;
 
-  bool ask(const platform::OutputProvider& provider, const DeviceSlice& slice, std::uint32_t frames);
-  std::uint32_t framesToAsk(const DeviceSlice& slice) const;
-  void convert(const platform::OutputProvider& provider, const DeviceSlice& slice);
+  bool ask(const platform::OutputProvider& provider, const HubSlice& slice, std::uint32_t frames);
+  std::uint32_t framesToAsk(const HubSlice& slice) const;
+  void convert(const platform::OutputProvider& provider, const HubSlice& slice);
   void mixIn(std::span<const float* const> planes, OutputMix& mix);
 
   EdgeFormat mClient;
   EdgeFormat mHardware;
+  std::uint64_t mFirstFrame;
   SliceGaps mGaps;
   AlignedSamples mProvided;  ///< What the provider fills.
   std::uint32_t mProvidedFrames = 0;

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "platform/backend/AudioDevice.h"
+#include "platform/host/audio/HubClient.h"
 #include "platform/host/convert/EdgeFormat.h"
 
 namespace orvane::host {
@@ -13,7 +13,7 @@ namespace orvane::host {
 /// sound does. Real-time safe.
 class SliceGaps {
  public:
-  void accept(const DeviceSlice& slice) {
+  void accept(const HubSlice& slice) {
     if (mNext && slice.firstFrame > *mNext) mMissing += slice.firstFrame - *mNext;
     mNext = slice.firstFrame + slice.frames;
   }

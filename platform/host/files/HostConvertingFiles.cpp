@@ -18,6 +18,15 @@ using platform::Status;
 using platform::StreamFormat;
 namespace status = platform::status;
 
+namespace {
+
+const GatedCall createCall("ConvertingFile::create");
+const GatedCall setClientDataFormatCall("ConvertingFile::setClientDataFormat");
+const GatedCall writeAsyncCall("ConvertingFile::writeAsync");
+const GatedCall disposeCall("ConvertingFile::dispose");
+
+}  // namespace
+
 struct HostConvertingFiles::OpenFile {
   OpenFile(Handle itsHandle, std::string itsPath, StreamFormat itsFormat, std::unique_ptr<SoundFileWriter> itsWriter)
       : handle(itsHandle),
@@ -45,9 +54,8 @@ struct HostConvertingFiles::OpenFile {
   std::vector<const float*> planes;  ///< Of the slice that is being written.
 };
 
-HostConvertingFiles::HostConvertingFiles(std::shared_ptr<const AudioHub> hub, SoundFileWriter::Services services,
-                                         std::shared_ptr<WrittenFileRecord> written)
-    : mHub(std::move(hub)), mServices(std::move(services)), mWritten(std::move(written)) {}
+HostConvertingFiles::HostConvertingFiles(std::shared_ptr<HostContext> context, std::shared_ptr<const AudioHub> hub)
+    : mContext(std::move(context)), mHub(std::move(hub)) {}
 
 HostConvertingFiles::~HostConvertingFiles() {
   for (Slot& slot : mSlots) {
@@ -59,6 +67,7 @@ Status HostConvertingFiles::create(const std::string& path, std::uint32_t fileTy
                                    const platform::StreamDescription& dataFormat, const platform::ChannelLayout* layout,
                                    ExistingFile existing, Handle& file) {
   file = Handle::none;
+  if (const auto refusal = mContext->refusalOf(createCall)) return *refusal;
   if (fileType != nativeContainer) return refuse(status::unsupportedType, "\"" + path + "\": no such file type");
   const StreamFormat format(dataFormat);
   if (format.common() != StreamFormat::Common::int16 || !format.isInterleaved() || layout != nullptr) {
@@ -84,7 +93,7 @@ Status HostConvertingFiles::open(const std::string& path, const StreamFormat& fo
                                   .sampleRate = format.sampleRate(),
                                   .channels = format.channelCount()};
   platform::Failure failure;
-  auto writer = SoundFileWriter::create(path, soundFile, mostFramesAt(format.sampleRate()), mServices, failure,
+  auto writer = SoundFileWriter::create(path, soundFile, mostFramesAt(format.sampleRate()), mContext, failure,
                                         existing == ExistingFile::erase ? IfThere::open : IfThere::refuse,
                                         SoundFileWriter::Handover::allowed);
   if (!writer) return refuse(failure.status, failure.reason);
@@ -94,15 +103,14 @@ Status HostConvertingFiles::open(const std::string& path, const StreamFormat& fo
   return status::success;
 }
 
-Status HostConvertingFiles::refuse(Status refusal, const std::string& reason) const {
-  mServices.log->write(platform::LogLevel::error, "A recording cannot be made: " + reason);
-  return refusal;
+Status HostConvertingFiles::refuse(Status refusal, std::string reason) const {
+  return mContext->refuse({refusal, std::move(reason), std::string(createCall.name())});
 }
 
 /// The longest slice that a unit hands over at a client's rate, and some frames for its converter to catch up.
 std::uint32_t HostConvertingFiles::mostFramesAt(double sampleRate) const {
   constexpr double margin = 1024;
-  const DeviceFormat device = mHub->device().format();
+  const backend::DeviceFormat device = mHub->format();
   const double ratio = device.sampleRate > 0 ? std::max(sampleRate / device.sampleRate, 1.0) : 1.0;
   return static_cast<std::uint32_t>(std::min(std::ceil(device.sliceFrames * ratio) + margin, 1e9));
 }
@@ -122,6 +130,7 @@ HostConvertingFiles::OpenFile* HostConvertingFiles::find(Handle file) {
 }
 
 Status HostConvertingFiles::setClientDataFormat(Handle file, const platform::StreamDescription& format) {
+  if (const auto refusal = mContext->refusalOf(setClientDataFormatCall)) return *refusal;
   OpenFile* open = find(file);
   if (open == nullptr) return status::badParameter;
   const StreamFormat taken = StreamFormat::standard(open->format.sampleRate(), open->format.channelCount());
@@ -131,6 +140,7 @@ Status HostConvertingFiles::setClientDataFormat(Handle file, const platform::Str
 }
 
 Status HostConvertingFiles::writeAsync(Handle file, std::uint32_t frames, platform::RenderBufferList* list) {
+  if (const Refusal* refusal = mContext->gate->refusal(writeAsyncCall)) return refusal->status;
   OpenFile* open = find(file);
   if (open == nullptr) return status::badParameter;
   if (!open->hasClientFormat.load(std::memory_order_acquire)) return status::wrongState;
@@ -140,6 +150,7 @@ Status HostConvertingFiles::writeAsync(Handle file, std::uint32_t frames, platfo
 }
 
 Status HostConvertingFiles::dispose(Handle file) {
+  if (const auto refusal = mContext->refusalOf(disposeCall)) return *refusal;
   std::unique_ptr<OpenFile> open;
   {
     const std::lock_guard lock(mMutex);
@@ -148,7 +159,7 @@ Status HostConvertingFiles::dispose(Handle file) {
     slotOf(file).store(nullptr);
   }
   open->writer->close();
-  mWritten->record({open->path, nativeContainer, open->writer->frames()});
+  mContext->files.completed({open->path, nativeContainer, open->writer->frames()});
   return status::success;
 }
 

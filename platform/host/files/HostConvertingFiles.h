@@ -9,15 +9,13 @@
 #include "platform/ConvertingFile.h"
 #include "platform/host/audio/AudioHub.h"
 #include "platform/host/files/SoundFileWriter.h"
-#include "platform/host/files/WrittenFileRecord.h"
 
 namespace orvane::host {
 
 /// The host's recordings, each on a `SoundFileWriter`. Any thread.
 class HostConvertingFiles final : public platform::ConvertingFile {
  public:
-  HostConvertingFiles(std::shared_ptr<const AudioHub> hub, SoundFileWriter::Services services,
-                      std::shared_ptr<WrittenFileRecord> written);
+  HostConvertingFiles(std::shared_ptr<HostContext> context, std::shared_ptr<const AudioHub> hub);
   /// Disposes what nobody disposed.
   ~HostConvertingFiles() override;
 
@@ -38,12 +36,11 @@ class HostConvertingFiles final : public platform::ConvertingFile {
                         Handle& file);
   OpenFile* find(Handle file);
   Handle freeHandle();
-  platform::Status refuse(platform::Status refusal, const std::string& reason) const;
+  platform::Status refuse(platform::Status refusal, std::string reason) const;
   std::uint32_t mostFramesAt(double sampleRate) const;
 
-  std::shared_ptr<const AudioHub> mHub;
-  SoundFileWriter::Services mServices;
-  std::shared_ptr<WrittenFileRecord> mWritten;
+  const std::shared_ptr<HostContext> mContext;
+  const std::shared_ptr<const AudioHub> mHub;
   std::mutex mMutex;  ///< Held where slots are filled and cleared, never where one is read.
   std::uint32_t mLastHandle = 0;
   std::array<Slot, 256> mSlots{};

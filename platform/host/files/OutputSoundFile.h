@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/Report.h"
+#include "platform/Failure.h"
 #include "platform/host/audio/SliceQueue.h"
 #include "platform/host/files/RegularFile.h"
 

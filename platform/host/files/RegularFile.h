@@ -3,7 +3,7 @@
 #include <string>
 #include <variant>
 
-#include "platform/Report.h"
+#include "platform/Failure.h"
 
 namespace orvane::host {
 

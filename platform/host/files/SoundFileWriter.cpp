@@ -42,7 +42,7 @@ WritersOfFiles& writersOfFiles() {
 }  // namespace
 
 std::unique_ptr<SoundFileWriter> SoundFileWriter::create(const std::string& path, const SoundFileFormat& format,
-                                                         std::uint32_t mostFrames, const Services& services,
+                                                         std::uint32_t mostFrames, std::shared_ptr<HostContext> context,
                                                          platform::Failure& failure, IfThere ifThere,
                                                          Handover handover) {
   if (auto refusal = checkFormat(path, format)) {
@@ -55,9 +55,9 @@ std::unique_ptr<SoundFileWriter> SoundFileWriter::create(const std::string& path
     return nullptr;
   }
   auto file =
-      std::make_unique<OutputSoundFile>(path, std::move(std::get<FileDescriptor>(opened)), format, services.diskIsFull);
+      std::make_unique<OutputSoundFile>(path, std::move(std::get<FileDescriptor>(opened)), format, context->diskIsFull);
   auto queue = std::make_unique<SliceQueue>(format.channels, queueFrames(format, mostFrames));
-  auto worker = services.scheduler->makeWorker("file writer");
+  auto worker = context->scheduler->makeWorker("file writer");
   std::unique_ptr<SoundFileWriter> writer;  // Outlives the lock: the end of a writer takes it.
 
   const OutputSoundFile::Identity identity = file->identity();
@@ -78,21 +78,22 @@ std::unique_ptr<SoundFileWriter> SoundFileWriter::create(const std::string& path
     failure = std::move(*refusal);
     return nullptr;
   }
-  writer.reset(new SoundFileWriter(std::move(file), std::move(queue), std::move(worker), services, handover));
+  writer.reset(new SoundFileWriter(std::move(file), std::move(queue), std::move(worker), std::move(context), handover));
   files.writers[identity] = writer.get();
   return writer;
 }
 
 SoundFileWriter::SoundFileWriter(std::unique_ptr<OutputSoundFile> file, std::unique_ptr<SliceQueue> queue,
-                                 std::unique_ptr<platform::Worker> worker, const Services& services, Handover handover)
-    : mServices(services),
+                                 std::unique_ptr<platform::Worker> worker, std::shared_ptr<HostContext> context,
+                                 Handover handover)
+    : mContext(std::move(context)),
       mFile(std::move(file)),
       mHandover(handover),
       mQueue(std::move(queue)),
       mWorker(std::move(worker)) {
   // Without the list of writers, whose lock is held while a writer is made and its hook added.
   ExitHook::add(this, [this] { complete(); });
-  const platform::Clock& clock = mServices.scheduler->clock();
+  const platform::Clock& clock = mContext->scheduler->clock();
   mWorker->repeatAt(clock.now() + drainPeriod, [this, &clock] {
     flush();
     return clock.now() + drainPeriod;
@@ -146,17 +147,17 @@ void SoundFileWriter::drain() {
     if (auto failure = mFile->refreshHeader()) fail(std::move(*failure));
   }
   if (const std::uint64_t lost = overruns(); lost != mOverrunsLogged) {
-    mServices.log->write(platform::LogLevel::warning,
+    mContext->log->write(platform::LogLevel::warning,
                          std::to_string(lost - mOverrunsLogged) + " slices were lost: the disk is too slow");
-    *mServices.overruns += lost - mOverrunsLogged;
+    mContext->files.addOverruns(lost - mOverrunsLogged);
     mOverrunsLogged = lost;
   }
 }
 
 void SoundFileWriter::fail(platform::Failure failure) {
   mFailed = true;
-  mServices.log->write(platform::LogLevel::error, "Writing failed: " + failure.reason);
-  mServices.failures->record(std::move(failure));
+  mContext->log->write(platform::LogLevel::error, "writing failed: " + failure.reason);
+  mContext->writeFailures.record(std::move(failure));
 }
 
 }  // namespace orvane::host

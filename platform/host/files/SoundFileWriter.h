@@ -9,11 +9,11 @@
 #include <span>
 #include <string>
 
-#include "platform/Log.h"
-#include "platform/Scheduler.h"
+#include "platform/Failure.h"
+#include "platform/Worker.h"
+#include "platform/host/HostContext.h"
 #include "platform/host/audio/SliceQueue.h"
 #include "platform/host/files/OutputSoundFile.h"
-#include "platform/host/report/FailureRecord.h"
 
 namespace orvane::host {
 
@@ -29,17 +29,6 @@ namespace orvane::host {
 /// and so is a writer for a file that is read (`ReadFile`).
 class SoundFileWriter {
  public:
-  /// What a writer works with; shared by all writers of a host.
-  struct Services {
-    std::shared_ptr<platform::Scheduler> scheduler;
-    std::shared_ptr<platform::Log> log;
-    std::shared_ptr<FailureRecord> failures;
-    /// Slices that full queues lost, over all writers.
-    std::shared_ptr<std::atomic<std::uint64_t>> overruns = std::make_shared<std::atomic<std::uint64_t>>(0);
-    /// Asked before each write, which fails as on a full disk where the answer is yes. Empty: never.
-    std::function<bool()> diskIsFull = {};
-  };
-
   /// Whether a writer takes part in handing a file from one writer to the next.
   enum class Handover { refused, allowed };
 
@@ -47,7 +36,7 @@ class SoundFileWriter {
   /// failure returns nothing and says why in `failure`; where the format is wrong, or the file could not be opened, was
   /// there and must not be, or is being written by another process of this kind, it stays as it was.
   static std::unique_ptr<SoundFileWriter> create(const std::string& path, const SoundFileFormat& format,
-                                                 std::uint32_t mostFrames, const Services& services,
+                                                 std::uint32_t mostFrames, std::shared_ptr<HostContext> context,
                                                  platform::Failure& failure, IfThere ifThere = IfThere::open,
                                                  Handover handover = Handover::refused);
   /// Completes and closes the file.
@@ -69,12 +58,12 @@ class SoundFileWriter {
 
  private:
   SoundFileWriter(std::unique_ptr<OutputSoundFile> file, std::unique_ptr<SliceQueue> queue,
-                  std::unique_ptr<platform::Worker> worker, const Services& services, Handover handover);
+                  std::unique_ptr<platform::Worker> worker, std::shared_ptr<HostContext> context, Handover handover);
   void complete();
   void drain();
   void fail(platform::Failure failure);
 
-  Services mServices;
+  const std::shared_ptr<HostContext> mContext;
   std::mutex mMutex;  ///< Between the worker and callers.
   std::unique_ptr<OutputSoundFile> mFile;
   Handover mHandover;

@@ -14,6 +14,13 @@ constexpr std::uint32_t primaryIdentifier = 1;
 
 using platform::PlatformError;
 
+/// What the gate says about a call.
+std::optional<PlatformError> refusal(const CallGate& gate, const GatedCall& call, const char* operation) {
+  const Refusal* refusal = gate.refusal(call);
+  if (refusal == nullptr) return std::nullopt;
+  return PlatformError(refusal->status, operation, refusal->reason);
+}
+
 /// A refusal for a reason, or none without one.
 std::optional<PlatformError> refusal(const char* operation, std::optional<std::string> reason) {
   if (!reason) return std::nullopt;
@@ -22,7 +29,8 @@ std::optional<PlatformError> refusal(const char* operation, std::optional<std::s
 
 class HostSession final : public platform::PlatformSession {
  public:
-  explicit HostSession(std::uint32_t identifier) : mIdentifier(identifier) {}
+  HostSession(std::uint32_t identifier, std::shared_ptr<const CallGate> gate)
+      : mIdentifier(identifier), mGate(std::move(gate)) {}
 
   std::string category() const override {
     const std::lock_guard lock(mMutex);
@@ -30,7 +38,8 @@ class HostSession final : public platform::PlatformSession {
   }
 
   std::optional<PlatformError> setCategory(const std::string& category) override {
-    auto error = refusal("PlatformSession::setCategory", whyNotCategory(category));
+    auto error = refusal(*mGate, session_call::setCategory, setCategoryName);
+    if (!error) error = refusal(setCategoryName, whyNotCategory(category));
     if (error) return error;
     const std::lock_guard lock(mMutex);
     mCategory = category;
@@ -39,9 +48,9 @@ class HostSession final : public platform::PlatformSession {
   }
 
   std::optional<PlatformError> setCategory(const std::string& category, std::uint64_t options) override {
-    auto reason = whyNotCategory(category);
-    if (!reason) reason = whyNotOptions(category, options);
-    auto error = refusal("PlatformSession::setCategory", std::move(reason));
+    auto error = refusal(*mGate, session_call::setOptions, setCategoryName);
+    if (!error) error = refusal(setCategoryName, whyNotCategory(category));
+    if (!error) error = refusal(setCategoryName, whyNotOptions(category, options));
     if (error) return error;
     const std::lock_guard lock(mMutex);
     mCategory = category;
@@ -55,7 +64,8 @@ class HostSession final : public platform::PlatformSession {
   }
 
   std::optional<PlatformError> setMode(const std::string& mode) override {
-    auto error = refusal("PlatformSession::setMode", whyNotMode(mode));
+    auto error = refusal(*mGate, session_call::setMode, setModeName);
+    if (!error) error = refusal(setModeName, whyNotMode(mode));
     if (error) return error;
     const std::lock_guard lock(mMutex);
     mMode = mode;
@@ -73,6 +83,8 @@ class HostSession final : public platform::PlatformSession {
   }
 
   std::optional<PlatformError> setActive(bool active) override {
+    const GatedCall& call = active ? session_call::activate : session_call::deactivate;
+    if (auto error = refusal(*mGate, call, "PlatformSession::setActive")) return error;
     const std::lock_guard lock(mMutex);
     mActive = active;
     return std::nullopt;
@@ -81,7 +93,11 @@ class HostSession final : public platform::PlatformSession {
   std::uint32_t identifier() const override { return mIdentifier; }
 
  private:
+  static constexpr char setCategoryName[] = "PlatformSession::setCategory";
+  static constexpr char setModeName[] = "PlatformSession::setMode";
+
   const std::uint32_t mIdentifier;
+  const std::shared_ptr<const CallGate> mGate;
   mutable std::mutex mMutex;
   std::string mCategory = platform::category::playAndRecord;
   std::string mMode = platform::mode::defaultMode;
@@ -91,14 +107,28 @@ class HostSession final : public platform::PlatformSession {
 
 }  // namespace
 
-HostSessions::HostSessions()
-    : mPrimary(std::make_shared<HostSession>(primaryIdentifier)), mNextIdentifier(primaryIdentifier + 1) {}
+namespace session_call {
+
+using Answer = GatedCall::Answer;
+
+const GatedCall activate("PlatformSession::activate", Answer::hidden);
+const GatedCall deactivate("PlatformSession::deactivate", Answer::hidden);
+const GatedCall setCategory("PlatformSession::setCategory", Answer::hidden);
+const GatedCall setMode("PlatformSession::setMode", Answer::hidden);
+const GatedCall setOptions("PlatformSession::setOptions", Answer::hidden);
+
+}  // namespace session_call
+
+HostSessions::HostSessions(std::shared_ptr<const CallGate> gate)
+    : mGate(std::move(gate)),
+      mPrimary(std::make_shared<HostSession>(primaryIdentifier, mGate)),
+      mNextIdentifier(primaryIdentifier + 1) {}
 
 std::shared_ptr<platform::PlatformSession> HostSessions::makeAuxiliary() {
   const std::lock_guard lock(mMutex);
   std::erase_if(mAuxiliary, [](const auto& entry) { return entry.second.expired(); });
   const std::uint32_t identifier = mNextIdentifier++;
-  const auto session = std::make_shared<HostSession>(identifier);
+  const auto session = std::make_shared<HostSession>(identifier, mGate);
   mAuxiliary.emplace(identifier, session);
   return session;
 }

@@ -1,12 +1,12 @@
 #include "platform/host/time/Conductor.h"
 
 #include <algorithm>
-#include <cstdio>
-#include <cstdlib>
 #include <functional>
 
 #include "platform/Waiter.h"
 #include "platform/host/time/HostThread.h"
+#include "platform/host/time/NoWait.h"
+#include "platform/host/time/SemaphoreWait.h"
 
 namespace orvane::host {
 
@@ -16,24 +16,41 @@ constexpr Conductor::HostTime clockStart = std::chrono::seconds(1);
 
 }  // namespace
 
+std::shared_ptr<Conductor> Conductor::start() {
+  const std::shared_ptr<Conductor> conductor(new Conductor);
+  const Lock lock(conductor->mMutex);
+  conductor->mThread = startThread("conductor", [conductor] { conductor->conduct(); });
+  return conductor;
+}
+
 Conductor::Conductor() : mNow(clockStart.count()) {
-  mThread = startThread("conductor", [this] { conduct(); });
+  sem_init(&mWake, 0, 0);
 }
 
 Conductor::~Conductor() {
+  sem_destroy(&mWake);
+}
+
+void Conductor::quit() {
   {
     const Lock lock(mMutex);
     mQuit = true;
   }
-  mConductorWake.notify_one();
-  mThread.join();
+  wake();
+  if (isOwnThread()) {
+    mThread.detach();
+  } else {
+    mThread.join();
+  }
 }
+
+// ---- the agenda
 
 Conductor::Place Conductor::addToAgenda(HostTime due, std::variant<Task, Limit> what) {
   const Place place(std::max(due, now()), mPosted++);
   const auto later = std::ranges::lower_bound(mAgenda, place, std::ranges::greater(), &Entry::place);
   mAgenda.insert(later, {place, std::move(what)});
-  if (mayRun()) mConductorWake.notify_one();
+  wakeIfItMayRun();
   return place;
 }
 
@@ -42,26 +59,91 @@ void Conductor::post(HostTime due, Owner owner, platform::Worker::Repetition tas
   addToAgenda(due, Task{owner, std::move(task)});
 }
 
+/// Takes the tasks out of the agenda that `belongs` names. Their captures may call back, so the caller destroys them
+/// without the lock.
+template <typename Predicate>
+std::vector<Conductor::Task> Conductor::takeTasks(Predicate belongs) {
+  std::vector<Task> taken;
+  const auto first = std::stable_partition(mAgenda.begin(), mAgenda.end(), [&](const Entry& entry) {
+    const Task* task = std::get_if<Task>(&entry.what);
+    return task == nullptr || !belongs(*task);
+  });
+  for (auto entry = first; entry != mAgenda.end(); ++entry) taken.push_back(std::move(std::get<Task>(entry->what)));
+  mAgenda.erase(first, mAgenda.end());
+  return taken;
+}
+
+/// Waits for the end of a run. Nothing begins while a caller is on its way out, so what that run posts is there to be
+/// dropped.
+template <typename IsOver>
+void Conductor::awaitRun(Lock& lock, IsOver isOver) {
+  ++mReturning;
+  mCallerWake.wait(lock, isOver);
+  --mReturning;
+}
+
 void Conductor::cancel(Owner owner) {
-  std::vector<Task> dropped;  // Destroyed after the lock is gone: what a task holds may call back into the conductor.
+  std::vector<Task> dropped;
+  const auto belongs = [owner](const Task& task) { return task.owner == owner; };
   Lock lock(mMutex);
-  if (std::this_thread::get_id() != mThread.get_id()) {
-    // Nothing begins while a caller is on its way out, so what the running task posts is there to be dropped.
-    ++mReturning;
-    mCallerWake.wait(lock, [&] { return !mTaskRuns || mRunning != owner; });
-    --mReturning;
+  if (!isOwnThread()) {
+    awaitRun(lock, [&] { return !mTaskRuns || mRunning != owner; });
   } else if (mRunning == owner) {
     mRunCancelled = true;
   }
-  const auto owned = std::stable_partition(mAgenda.begin(), mAgenda.end(), [&](const Entry& entry) {
-    const Task* task = std::get_if<Task>(&entry.what);
-    return task == nullptr || task->owner != owner;
-  });
-  for (auto entry = owned; entry != mAgenda.end(); ++entry) dropped.push_back(std::move(std::get<Task>(entry->what)));
-  mAgenda.erase(owned, mAgenda.end());
-  if (mayRun()) mConductorWake.notify_one();
+  for (const Triggered& trigger : mTriggers) {
+    if (trigger.owner == owner) trigger.task->fired = trigger.task->isQueued = false;
+  }
+  dropped = takeTasks(belongs);
+  wakeIfItMayRun();
   lock.unlock();
 }
+
+void Conductor::forget(Owner owner) {
+  cancel(owner);
+  const Lock lock(mMutex);
+  std::erase_if(mTriggers, [owner](const Triggered& trigger) { return trigger.owner == owner; });
+}
+
+// ---- triggers
+
+void Conductor::addTrigger(Owner owner, std::shared_ptr<FiredTask> trigger) {
+  const Lock lock(mMutex);
+  mTriggers.push_back({owner, std::move(trigger)});
+}
+
+void Conductor::removeTrigger(const FiredTask& trigger) {
+  std::vector<Task> dropped;
+  Lock lock(mMutex);
+  if (!isOwnThread()) awaitRun(lock, [&] { return mRunningTrigger != &trigger; });
+  std::erase_if(mTriggers, [&](const Triggered& entry) { return entry.task.get() == &trigger; });
+  dropped = takeTasks([&](const Task& task) { return task.trigger == &trigger; });
+  wakeIfItMayRun();
+  lock.unlock();
+}
+
+void Conductor::fire(FiredTask& trigger) {
+  if (!trigger.fire()) return;
+  // Either the thread sees the fire before it falls asleep, or this sees that it is asleep: both sides write first, all
+  // in one total order.
+  mAnyFired = true;
+  wake();
+}
+
+/// Gives every fired trigger a place in the agenda, in the order in which the triggers were made; with the lock.
+void Conductor::queueFired() {
+  if (!mAnyFired.exchange(false)) return;
+  for (const Triggered& trigger : mTriggers) {
+    if (!trigger.task->fired || trigger.task->isQueued.exchange(true)) continue;
+    const auto once = [task = trigger.task]() -> std::optional<HostTime> {
+      task->run();
+      return std::nullopt;
+    };
+    addToAgenda(HostTime::min(), Task{trigger.owner, once, trigger.task.get()});
+  }
+}
+
+// ---- waiting
 
 void Conductor::signal(Signals& signals) {
   const Lock lock(mMutex);
@@ -73,10 +155,7 @@ void Conductor::signal(Signals& signals) {
 }
 
 bool Conductor::wait(Signals& signals, HostTime limit) {
-  if (std::this_thread::get_id() == mThread.get_id()) {
-    std::fputs("orvane: a worker's task waits; at fast pace nothing could ever end that wait\n", stderr);
-    std::abort();
-  }
+  forbidInsideNoWait("a wait");
   Lock lock(mMutex);
   if (signals.untaken > 0) {
     --signals.untaken;
@@ -88,33 +167,56 @@ bool Conductor::wait(Signals& signals, HostTime limit) {
   Place limitPlace{};
   const bool limited = limit < platform::Waiter::forever - now();
   if (limited) limitPlace = addToAgenda(now() + std::max(limit, HostTime::zero()), Limit{&signals, &wait});
-  if (mayRun()) mConductorWake.notify_one();
+  wakeIfItMayRun();
   // Only when the task that signalled is done does the caller see a world that stands still. A signal from elsewhere,
   // the user's Ctrl-C above all, does not wait for a task that may be stuck.
   mCallerWake.wait(lock, [&] { return wait.state != Wait::State::waiting && !(wait.endedByTask && mTaskRuns); });
   if (limited && wait.state == Wait::State::signalled) {
     std::erase_if(mAgenda, [&](const Entry& entry) { return entry.place == limitPlace; });
   }
-  if (--mReturning == 0 && mayRun()) mConductorWake.notify_one();
+  --mReturning;
+  wakeIfItMayRun();
   return wait.state == Wait::State::signalled;
 }
 
 void Conductor::endWait(Signals& signals, Wait& wait, Wait::State state) {
   std::erase(signals.waits, &wait);
   wait.state = state;
-  wait.endedByTask = std::this_thread::get_id() == mThread.get_id();
+  wait.endedByTask = isOwnThread();
   --mWaiting;
   ++mReturning;
   mCallerWake.notify_all();
 }
 
+// ---- the thread
+
+void Conductor::wake() {
+  if (mAsleep.exchange(false)) sem_post(&mWake);
+}
+
+void Conductor::wakeIfItMayRun() {
+  if (mayRun()) wake();
+}
+
 void Conductor::conduct() {
   Lock lock(mMutex);
-  for (;;) {
-    mConductorWake.wait(lock, [this] { return mQuit || mayRun(); });
-    if (mQuit) return;
-    takeFirst(lock);
+  while (!mQuit) {
+    queueFired();
+    if (mayRun()) {
+      takeFirst(lock);
+    } else {
+      sleep(lock);
+    }
   }
+}
+
+void Conductor::sleep(Lock& lock) {
+  mAsleep = true;
+  // If the fire saw the thread asleep, its post ends the wait below; else this is the one that takes it back.
+  if (mAnyFired && mAsleep.exchange(false)) return;
+  lock.unlock();
+  waitForSemaphore(mWake, std::nullopt);
+  lock.lock();
 }
 
 void Conductor::takeFirst(Lock& lock) {
@@ -130,6 +232,7 @@ void Conductor::takeFirst(Lock& lock) {
 
 void Conductor::runTask(Lock& lock, Task task) {
   mRunning = task.owner;
+  mRunningTrigger = task.trigger;
   mTaskRuns = true;
   std::optional<HostTime> next;
   for (;;) {
@@ -138,19 +241,22 @@ void Conductor::runTask(Lock& lock, Task task) {
     lock.lock();
     if (!next) break;
     const HostTime due = std::max(*next, now());
-    if (!mayTimePass() || !comesFirst(due)) break;
+    if (!mayTimePass() || !comesFirst(due) || mAnyFired || mQuit) break;
     // Spares a repetition, a device's slices above all, the way over the agenda.
     mNow.store(due.count(), std::memory_order_relaxed);
   }
   if (next) addToAgenda(*next, std::move(task));
   mTaskRuns = false;
   mRunning = nullptr;
+  mRunningTrigger = nullptr;
   // Only those on their way out wait for the end of a task. Waking others costs a switch of threads at every slice.
   if (mReturning > 0) mCallerWake.notify_all();
 }
 
-/// Gives the time of the task's next run. Behind the last one, what the task holds ends before it counts as done.
+/// Returns the time of the task's next run. After the last run the task's captures are destroyed before it counts as
+/// ended.
 std::optional<Conductor::HostTime> Conductor::runOnce(Task& task) noexcept {
+  const NoWaitSection section(NoWaitSection::Kind::task);
   mRunCancelled = false;
   std::optional<HostTime> next = task.run();
   if (mRunCancelled) next.reset();

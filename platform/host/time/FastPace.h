@@ -18,7 +18,7 @@ class Conductor;
 class FastPace final : public platform::Scheduler {
  public:
   FastPace();
-  /// Workers and waiters are gone by now.
+  /// Ends the conductor. Workers, triggers and waiters may outlive it; nothing runs any more.
   ~FastPace() override;
 
   const platform::Clock& clock() const override;
@@ -26,7 +26,7 @@ class FastPace final : public platform::Scheduler {
   std::unique_ptr<platform::Waiter> makeWaiter() override;
 
  private:
-  std::unique_ptr<Conductor> mConductor;
+  const std::shared_ptr<Conductor> mConductor;
 };
 
 }  // namespace orvane::host

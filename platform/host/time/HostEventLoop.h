@@ -1,36 +1,45 @@
 #pragma once
 
-#include <signal.h>
-
-#include <atomic>
+#include <cstdint>
+#include <deque>
+#include <functional>
 #include <memory>
+#include <mutex>
+#include <optional>
 
 #include "platform/EventLoop.h"
 #include "platform/Scheduler.h"
+#include "platform/host/time/ProcessSignals.h"
 
 namespace orvane::host {
 
-/// The host's event loop: a waiter that a stop, a signal or a closed pipe wakes.
-class HostEventLoop final : public platform::EventLoop {
+/// The host's event loop: a queue of tasks, and a waiter that a task, a stop or a signal wakes.
+class HostEventLoop final : public platform::EventLoop, private SignalReceiver {
  public:
-  explicit HostEventLoop(const std::shared_ptr<platform::Scheduler>& scheduler);
+  explicit HostEventLoop(std::shared_ptr<platform::Scheduler> scheduler);
+  ~HostEventLoop() override;
 
   void watchSignals() override;
   int run() override;
+  void post(std::function<void()> task) override;
   void stop() override;
 
  private:
-  /// Shared with the thread that reads signals, which nothing can end and which so outlives the loop.
-  struct Shared {
-    std::shared_ptr<platform::Scheduler> scheduler;
-    std::unique_ptr<platform::Waiter> waiter;
-    std::atomic<int> signal = 0;
-  };
+  using Task = std::function<void()>;
 
-  /// Passes on what comes of `signals`, without an end.
-  static void readSignals(Shared& shared, const sigset_t& signals);
+  void signalled(int signal) override;
+  bool hasSignal();
+  std::optional<int> takeEnd();
+  Task takeTask();
 
-  std::shared_ptr<Shared> mShared;
+  const std::shared_ptr<platform::Scheduler> mScheduler;
+  const std::unique_ptr<platform::Waiter> mWaiter;
+  std::mutex mMutex;
+  std::deque<Task> mTasks;
+  std::uint64_t mPosted = 0;
+  std::uint64_t mTaken = 0;
+  std::optional<std::uint64_t> mStopAfter;  ///< How many tasks had been posted when the stop came.
+  int mSignal = 0;
   bool mWatchesSignals = false;
 };
 

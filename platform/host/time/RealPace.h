@@ -5,6 +5,7 @@
 
 #include "platform/Log.h"
 #include "platform/Scheduler.h"
+#include "platform/host/time/SteadyClock.h"
 
 namespace orvane::host {
 
@@ -14,14 +15,14 @@ class RealPace final : public platform::Scheduler {
   /// `log` is told, once, when the system refuses real-time scheduling.
   explicit RealPace(std::shared_ptr<platform::Log> log);
 
-  const platform::Clock& clock() const override { return *mClock; }
+  const platform::Clock& clock() const override { return mClock; }
   std::unique_ptr<platform::Worker> makeWorker(const std::string& name, Priority priority) override;
   std::unique_ptr<platform::Waiter> makeWaiter() override;
 
  private:
   void requestRealTime();
 
-  std::unique_ptr<platform::Clock> mClock;
+  const SteadyClock mClock;
   std::shared_ptr<platform::Log> mLog;
   std::atomic<bool> mRefusalLogged = false;
 };

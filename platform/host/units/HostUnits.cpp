@@ -14,6 +14,16 @@ namespace status = platform::status;
 
 namespace {
 
+using Answer = GatedCall::Answer;
+
+const GatedCall findComponentCall("UnitService::findComponent", Answer::object);
+const GatedCall createInstanceCall("UnitService::createInstance");
+const GatedCall wrapCall("UnitService::wrap", Answer::object);
+const GatedCall initializeCall("UnitService::initialize");
+const GatedCall startCall("UnitService::start");
+const GatedCall stopCall("UnitService::stop");
+const GatedCall setPropertyCall("UnitService::setProperty");
+
 constexpr auto ioUnitComponent = static_cast<platform::UnitComponent>(1);
 
 void removeClosures(IoUnit& unit) {
@@ -25,14 +35,17 @@ void removeClosures(IoUnit& unit) {
 
 }  // namespace
 
-HostUnits::HostUnits(std::shared_ptr<AudioHub> hub, FindSession findSession, std::shared_ptr<platform::Log> log)
-    : mHub(std::move(hub)), mFindSession(std::move(findSession)), mLog(std::move(log)) {}
+HostUnits::HostUnits(std::shared_ptr<HostContext> context, std::shared_ptr<AudioHub> hub)
+    : mContext(std::move(context)), mHub(std::move(hub)) {}
 
 HostUnits::~HostUnits() {
+  // The host goes away, possibly in a task of its own; then no unit could be stopped while the device runs.
+  mHub->shutDown();
   for (const auto& [instance, unit] : mUnits) removeClosures(*unit);
 }
 
 platform::UnitComponent HostUnits::findComponent(const platform::UnitDescription& description) {
+  if (!mHub->hasDevice() || mContext->refusalOf(findComponentCall)) return platform::UnitComponent::none;
   const platform::UnitDescription ioUnit;
   const bool fits = description.type == ioUnit.type && description.subType == ioUnit.subType &&
                     description.manufacturer == ioUnit.manufacturer &&
@@ -42,10 +55,11 @@ platform::UnitComponent HostUnits::findComponent(const platform::UnitDescription
 
 Status HostUnits::createInstance(platform::UnitComponent component, UnitInstance& instance) {
   instance = UnitInstance::none;
+  if (const auto refusal = mContext->refusalOf(createInstanceCall)) return *refusal;
   if (component != ioUnitComponent) return status::badParameter;
   const std::lock_guard lock(mMutex);
   instance = static_cast<UnitInstance>(++mLastInstance);
-  mUnits[instance] = std::make_shared<IoUnit>(mHub, mLog);
+  mUnits[instance] = std::make_shared<IoUnit>(mContext, mHub);
   return status::success;
 }
 
@@ -55,26 +69,28 @@ std::shared_ptr<IoUnit> HostUnits::find(UnitInstance instance) const {
   return found == mUnits.end() ? nullptr : found->second;
 }
 
-Status HostUnits::withUnit(UnitInstance instance, Status (IoUnit::*operation)()) {
+Status HostUnits::withUnit(const GatedCall& call, UnitInstance instance, Status (IoUnit::*operation)()) {
+  if (const auto refusal = mContext->refusalOf(call)) return *refusal;
   const std::shared_ptr<IoUnit> unit = find(instance);
   return unit ? (unit.get()->*operation)() : status::badParameter;
 }
 
 std::shared_ptr<platform::UnitWrapper> HostUnits::wrap(UnitInstance instance) {
+  if (mContext->refusalOf(wrapCall)) return nullptr;
   std::shared_ptr<IoUnit> unit = find(instance);
   return unit ? std::make_shared<IoUnitWrapper>(std::move(unit)) : nullptr;
 }
 
 Status HostUnits::initialize(UnitInstance instance) {
-  return withUnit(instance, &IoUnit::initialize);
+  return withUnit(initializeCall, instance, &IoUnit::initialize);
 }
 
 Status HostUnits::start(UnitInstance instance) {
-  return withUnit(instance, &IoUnit::start);
+  return withUnit(startCall, instance, &IoUnit::start);
 }
 
 Status HostUnits::stop(UnitInstance instance) {
-  return withUnit(instance, &IoUnit::stop);
+  return withUnit(stopCall, instance, &IoUnit::stop);
 }
 
 bool HostUnits::isRunning(UnitInstance instance) const {
@@ -84,6 +100,7 @@ bool HostUnits::isRunning(UnitInstance instance) const {
 
 Status HostUnits::setProperty(UnitInstance instance, platform::UnitProperty property, platform::UnitScope scope,
                               std::uint32_t element, const void* data, std::uint32_t byteSize) {
+  if (const auto refusal = mContext->refusalOf(setPropertyCall)) return *refusal;
   const std::shared_ptr<IoUnit> unit = find(instance);
   std::uint32_t identifier = 0;
   if (!unit || property != platform::UnitProperty::sessionIdentifier || scope != platform::UnitScope::global ||
@@ -91,10 +108,7 @@ Status HostUnits::setProperty(UnitInstance instance, platform::UnitProperty prop
     return status::badParameter;
   }
   std::memcpy(&identifier, data, sizeof identifier);
-  std::shared_ptr<platform::PlatformSession> session = mFindSession(identifier);
-  if (!session) return status::unknownSession;
-  unit->bind(std::move(session));
-  return status::success;
+  return unit->bind(identifier);
 }
 
 platform::UnitLatency HostUnits::latency(UnitInstance instance) const {

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -13,9 +12,7 @@ namespace orvane::host {
 /// The host's unit service: hands out I/O units of sub-type 'rioc' on the hub. Any thread.
 class HostUnits final : public platform::UnitService {
  public:
-  using FindSession = std::function<std::shared_ptr<platform::PlatformSession>(std::uint32_t identifier)>;
-
-  HostUnits(std::shared_ptr<AudioHub> hub, FindSession findSession, std::shared_ptr<platform::Log> log);
+  HostUnits(std::shared_ptr<HostContext> context, std::shared_ptr<AudioHub> hub);
   /// Disposes what nobody disposed.
   ~HostUnits() override;
 
@@ -26,21 +23,19 @@ class HostUnits final : public platform::UnitService {
   platform::Status start(platform::UnitInstance instance) override;
   platform::Status stop(platform::UnitInstance instance) override;
   bool isRunning(platform::UnitInstance instance) const override;
+  platform::UnitLatency latency(platform::UnitInstance instance) const override;
   platform::Status setProperty(platform::UnitInstance instance, platform::UnitProperty property,
                                platform::UnitScope scope, std::uint32_t element, const void* data,
                                std::uint32_t byteSize) override;
   void dispose(platform::UnitInstance instance) override;
 
-  /// Zeros where there is no such unit.
-  platform::UnitLatency latency(platform::UnitInstance instance) const;
-
  private:
   std::shared_ptr<IoUnit> find(platform::UnitInstance instance) const;
-  platform::Status withUnit(platform::UnitInstance instance, platform::Status (IoUnit::*operation)());
+  platform::Status withUnit(const GatedCall& call, platform::UnitInstance instance,
+                            platform::Status (IoUnit::*operation)());
 
-  std::shared_ptr<AudioHub> mHub;
-  FindSession mFindSession;
-  std::shared_ptr<platform::Log> mLog;
+  const std::shared_ptr<HostContext> mContext;
+  const std::shared_ptr<AudioHub> mHub;
   mutable std::mutex mMutex;
   std::map<platform::UnitInstance, std::shared_ptr<IoUnit>> mUnits;
   std::uint32_t mLastInstance = 0;

@@ -3,20 +3,26 @@
 #include <algorithm>
 #include <cmath>
 #include <new>
+#include <stdexcept>
 #include <string>
 #include <utility>
 
 #include "platform/NumberText.h"
-#include "platform/host/sessions/SessionPolicy.h"
 
 namespace orvane::host {
 
 namespace {
 
+using platform::Failure;
 using platform::PlatformError;
 using platform::Status;
 using platform::StreamFormat;
 namespace status = platform::status;
+
+constexpr char startCall[] = "UnitService::start";
+
+const GatedCall setFormatCall("UnitBus::setFormat");
+const GatedCall renderCall("UnitWrapper::renderOperation", GatedCall::Answer::hidden);
 
 EdgeFormat edgeFormat(const StreamFormat& format) {
   return {format.channelCount(), format.sampleRate()};
@@ -28,71 +34,90 @@ std::string hertz(double rate) {
 
 }  // namespace
 
-IoUnit::IoUnit(std::shared_ptr<AudioHub> hub, std::shared_ptr<platform::Log> log)
-    : mHub(std::move(hub)), mLog(std::move(log)), mClientInput(hardwareInput()), mClientOutput(hardwareOutput()) {}
+IoUnit::IoUnit(std::shared_ptr<HostContext> context, std::shared_ptr<AudioHub> hub)
+    : mContext(std::move(context)),
+      mHub(std::move(hub)),
+      mSession(mContext),
+      mClientInput(hardwareInput()),
+      mClientOutput(hardwareOutput()) {}
 
 IoUnit::~IoUnit() {
   stop();
 }
 
 StreamFormat IoUnit::hardwareInput() const {
-  const DeviceFormat format = mHub->device().format();
+  const backend::DeviceFormat format = mHub->format();
   return StreamFormat::standard(format.sampleRate, format.inputs);
 }
 
 StreamFormat IoUnit::hardwareOutput() const {
-  const DeviceFormat format = mHub->device().format();
+  const backend::DeviceFormat format = mHub->format();
   return StreamFormat::standard(format.sampleRate, format.outputs);
 }
 
 Status IoUnit::initialize() {
+  auto refusal = mHub->whyUnavailable();
+  if (refusal) refusal->call = "UnitService::initialize";
+  if (!refusal) refusal = mSession.whyNot(mHub->format(), mInputEnabled, mOutputEnabled, "UnitService::initialize");
+  if (refusal) return mContext->refuse(*std::move(refusal));
   mInitialized = true;
   return status::success;
 }
 
 Status IoUnit::start() {
-  if (!mInitialized) return refuse(status::wrongState, "it is not initialised");
   stop();
-  if (const Status refusal = mayStart(); refusal != status::success) return refusal;
-  try {
-    makeEdges();
-  } catch (const std::bad_alloc&) {
-    return refuse(status::ioFailure, "there is not enough memory to convert its formats");
-  }
-  const Status started = mHub->add(*this);
-  mRunning = started == status::success;
-  return started;
+  auto refusal = whyNotStart();
+  if (!refusal) refusal = makeEdges(mHub->format());
+  if (!refusal) refusal = mHub->add(*this);
+  mRunning = !refusal;
+  if (!refusal) return status::success;
+  refusal->call = startCall;
+  return mContext->refuse(*std::move(refusal));
 }
 
-void IoUnit::makeEdges() {
+std::optional<Failure> IoUnit::whyNotStart() const {
+  if (!mInitialized) return Failure{status::wrongState, "the unit is not initialised"};
+  const backend::DeviceFormat hardware = mHub->format();
+  if (hardware.sampleRate <= 0) return Failure{status::noDevice, "the hardware reports no sample rate"};
+  return mSession.whyNot(hardware, mInputEnabled, usesOutput(), startCall);
+}
+
+std::optional<Failure> IoUnit::makeEdges(const backend::DeviceFormat& hardware) {
+  const std::uint64_t inputFrames = mRunning && mInput ? mInput->nextFrame() : 0;
+  const std::uint64_t outputFrames = mRunning && mOutput ? mOutput->nextFrame() : 0;
   mInput.reset();
   mOutput.reset();
-  if (mInputEnabled) mInput = std::make_unique<InputEdge>(edgeFormat(hardwareInput()), edgeFormat(mClientInput));
-  if (mOutputEnabled && mOutputProvider) {
-    mOutput = std::make_unique<OutputEdge>(edgeFormat(mClientOutput), edgeFormat(hardwareOutput()));
+  try {
+    if (mInputEnabled) {
+      mInput = std::make_unique<InputEdge>(EdgeFormat{hardware.inputs, hardware.sampleRate}, edgeFormat(mClientInput),
+                                           inputFrames);
+    }
+    if (usesOutput()) {
+      mOutput = std::make_unique<OutputEdge>(edgeFormat(mClientOutput),
+                                             EdgeFormat{hardware.outputs, hardware.sampleRate}, outputFrames);
+    }
+  } catch (const std::bad_alloc&) {
+    return Failure{status::ioFailure, "there is not enough memory to convert the unit's formats"};
+  } catch (const std::runtime_error& failure) {
+    return Failure{status::unsupportedFormat, failure.what()};
   }
+  mEdgesFormat = hardware;
+  mInputLatency = mInput ? mInput->delayFrames() : 0;
+  mOutputLatency = mOutput ? mOutput->delayFrames() : 0;
+  return std::nullopt;
 }
 
-Status IoUnit::mayStart() const {
-  if (hardwareInput().sampleRate() <= 0) return refuse(status::noDevice, "the hardware reports no sample rate");
-  if (mInputEnabled) {
-    if (hardwareInput().channelCount() == 0) return refuse(status::noDevice, "the hardware has no input");
-    if (mSession && !categoryHasInput(mSession->category())) {
-      return refuse(status::noInput, "the session's category \"" + mSession->category() + "\" has no input");
-    }
+std::optional<Failure> IoUnit::deviceChanged(const backend::DeviceFormat& format) {
+  if (format == mEdgesFormat) return std::nullopt;
+  if (auto refusal = mSession.whyNot(format, mInputEnabled, usesOutput(), startCall)) return refusal;
+  for (const StreamFormat* client : {&mClientInput, &mClientOutput}) {
+    if (format.sampleRate != client->sampleRate() &&
+        !RateConverter::canConvert(format.sampleRate, client->sampleRate()))
+      return Failure{status::unsupportedFormat, "the device changed to " + hertz(format.sampleRate) +
+                                                    ", which a unit does not convert to " +
+                                                    hertz(client->sampleRate())};
   }
-  if (mOutputEnabled && mOutputProvider) {
-    if (hardwareOutput().channelCount() == 0) return refuse(status::noDevice, "the hardware has no output");
-    if (mSession && !categoryHasOutput(mSession->category())) {
-      return refuse(status::noOutput, "the session's category \"" + mSession->category() + "\" has no output");
-    }
-  }
-  return status::success;
-}
-
-Status IoUnit::refuse(Status refusal, const std::string& reason) const {
-  mLog->write(platform::LogLevel::error, "I/O unit does not start: " + reason);
-  return refusal;
+  return makeEdges(format);
 }
 
 Status IoUnit::stop() {
@@ -108,14 +133,8 @@ Status IoUnit::stop() {
   return status::success;
 }
 
-platform::UnitLatency IoUnit::latency() const {
-  return {.input = mInput ? mInput->delayFrames() : 0, .output = mOutput ? mOutput->delayFrames() : 0};
-}
-
-std::optional<PlatformError> IoUnit::checkClientFormat(const StreamFormat& format) const {
-  const auto refusal = [](Status code, const std::string& reason) {
-    return PlatformError(code, "UnitBus::setFormat", reason);
-  };
+std::optional<Failure> IoUnit::whyNotFormat(const StreamFormat& format) const {
+  const auto refusal = [](Status code, const std::string& reason) { return Failure{code, reason}; };
   if (mRunning) return refusal(status::wrongState, "the unit runs; stop it before setting a format");
   const std::uint32_t channels = format.channelCount();
   const double rate = format.sampleRate();
@@ -124,9 +143,9 @@ std::optional<PlatformError> IoUnit::checkClientFormat(const StreamFormat& forma
     return refusal(status::unsupportedFormat,
                    "a unit takes 32-bit float linear PCM in native byte order, packed, one buffer a channel");
   }
-  if (channels < 1 || channels > DeviceFormat::mostChannels) {
+  if (channels < 1 || channels > backend::DeviceFormat::maxChannels) {
     return refusal(status::unsupportedFormat, std::to_string(channels) + " channels; a unit takes 1 to " +
-                                                  std::to_string(DeviceFormat::mostChannels));
+                                                  std::to_string(backend::DeviceFormat::maxChannels));
   }
   const double hardwareRate = hardwareInput().sampleRate();
   if (rate != hardwareRate && !RateConverter::canConvert(rate, hardwareRate)) {
@@ -136,14 +155,25 @@ std::optional<PlatformError> IoUnit::checkClientFormat(const StreamFormat& forma
   return std::nullopt;
 }
 
+/// Asks the gate and the rules; a refusal is kept as the host's last one.
+std::optional<PlatformError> IoUnit::refusalOfFormat(const StreamFormat& format) {
+  if (mContext->refusalOf(setFormatCall)) return PlatformError(*mContext->lastRefusal());
+  auto failure = whyNotFormat(format);
+  if (!failure) return std::nullopt;
+  failure->call = setFormatCall.name();
+  PlatformError error(*failure);
+  mContext->refuse(*std::move(failure));
+  return error;
+}
+
 std::optional<PlatformError> IoUnit::setClientInput(const StreamFormat& format) {
-  if (auto refusal = checkClientFormat(format)) return refusal;
+  if (auto refusal = refusalOfFormat(format)) return refusal;
   mClientInput = format;
   return std::nullopt;
 }
 
 std::optional<PlatformError> IoUnit::setClientOutput(const StreamFormat& format) {
-  if (auto refusal = checkClientFormat(format)) return refusal;
+  if (auto refusal = refusalOfFormat(format)) return refusal;
   mClientOutput = format;
   return std::nullopt;
 }
@@ -155,7 +185,7 @@ void IoUnit::changeWhileNotCalled(Change change) {
   stop();
   change();
   if (wasRunning && start() != status::success) {
-    mLog->write(platform::LogLevel::error, "An I/O unit whose closure was replaced could not start again");
+    mContext->log->write(platform::LogLevel::error, "an I/O unit whose closure was replaced could not start again");
   }
 }
 
@@ -167,7 +197,7 @@ void IoUnit::setOutputProvider(platform::OutputProvider provider) {
   changeWhileNotCalled([&] { mOutputProvider = std::move(provider); });
 }
 
-void IoUnit::deviceSlice(const DeviceSlice& slice, OutputMix& mix) {
+void IoUnit::deviceSlice(const HubSlice& slice, OutputMix& mix) {
   mInsideSlice = true;
   mLastTime = slice.time;
   if (mInput) {
@@ -188,6 +218,7 @@ void IoUnit::handInput(platform::HostTime time) {
 }
 
 Status IoUnit::render(std::uint32_t frames, std::int32_t bus, platform::RenderBufferList& list) {
+  if (const Refusal* refusal = mContext->gate->refusal(renderCall)) return refusal->status;
   if (!mInsideSlice || !mInput) return status::wrongState;
   if (bus != inputBus || list.bufferCount != mInput->planes().size()) return status::badParameter;
   if (!mInputHandler && !mInput->fetch(frames)) return status::badParameter;

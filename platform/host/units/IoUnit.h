@@ -5,13 +5,11 @@
 #include <mutex>
 #include <optional>
 
-#include "platform/Log.h"
-#include "platform/PlatformSession.h"
-#include "platform/Report.h"
 #include "platform/UnitService.h"
 #include "platform/host/audio/AudioHub.h"
 #include "platform/host/convert/InputEdge.h"
 #include "platform/host/convert/OutputEdge.h"
+#include "platform/host/sessions/SessionBinding.h"
 
 namespace orvane::host {
 
@@ -20,7 +18,7 @@ namespace orvane::host {
 /// Control calls come from the caller's thread, one at a time. The closures run on the device callback.
 class IoUnit final : public HubClient {
  public:
-  IoUnit(std::shared_ptr<AudioHub> hub, std::shared_ptr<platform::Log> log);
+  IoUnit(std::shared_ptr<HostContext> context, std::shared_ptr<AudioHub> hub);
   /// Stops.
   ~IoUnit() override;
 
@@ -28,7 +26,7 @@ class IoUnit final : public HubClient {
   platform::Status start();
   platform::Status stop();
   bool isRunning() const { return mRunning; }
-  void bind(std::shared_ptr<platform::PlatformSession> session) { mSession = std::move(session); }
+  platform::Status bind(std::uint32_t session) { return mSession.bind(session); }
 
   platform::StreamFormat hardwareInput() const;
   platform::StreamFormat hardwareOutput() const;
@@ -42,28 +40,30 @@ class IoUnit final : public HubClient {
   void setInputHandler(platform::InputHandler handler);
   void setOutputProvider(platform::OutputProvider provider);
 
-  /// What the client's formats cost; 0 before the first start.
-  platform::UnitLatency latency() const;
+  /// Latency of the last start; 0 before it. Any thread.
+  platform::UnitLatency latency() const { return {.input = mInputLatency, .output = mOutputLatency}; }
 
-  /// What the unit's render operation does. On the device callback, inside a closure of this unit.
+  /// The unit's render operation. On the device callback, inside a closure of this unit.
   platform::Status render(std::uint32_t frames, std::int32_t bus, platform::RenderBufferList& list);
 
  private:
   static constexpr std::int32_t inputBus = 1;
 
-  void deviceSlice(const DeviceSlice& slice, OutputMix& mix) override;
+  void deviceSlice(const HubSlice& slice, OutputMix& mix) override;
   bool takesInput() const override { return mInput != nullptr; }
+  std::optional<platform::Failure> deviceChanged(const backend::DeviceFormat& format) override;
   void handInput(platform::HostTime time);
-  platform::Status mayStart() const;
-  void makeEdges();
-  platform::Status refuse(platform::Status refusal, const std::string& reason) const;
-  std::optional<platform::PlatformError> checkClientFormat(const platform::StreamFormat& format) const;
+  bool usesOutput() const { return mOutputEnabled && mOutputProvider; }
+  std::optional<platform::Failure> whyNotStart() const;
+  std::optional<platform::Failure> makeEdges(const backend::DeviceFormat& hardware);
+  std::optional<platform::Failure> whyNotFormat(const platform::StreamFormat& format) const;
+  std::optional<platform::PlatformError> refusalOfFormat(const platform::StreamFormat& format);
   template <typename Change>
   void changeWhileNotCalled(Change change);
 
-  std::shared_ptr<AudioHub> mHub;
-  std::shared_ptr<platform::Log> mLog;
-  std::shared_ptr<platform::PlatformSession> mSession;
+  const std::shared_ptr<HostContext> mContext;
+  const std::shared_ptr<AudioHub> mHub;
+  SessionBinding mSession;
   platform::StreamFormat mClientInput;
   platform::StreamFormat mClientOutput;
   bool mInitialized = false;
@@ -73,7 +73,11 @@ class IoUnit final : public HubClient {
   platform::InputHandler mInputHandler;
   platform::OutputProvider mOutputProvider;
 
-  // What the callback works with; made at start, before the hub calls.
+  std::atomic<std::uint32_t> mInputLatency = 0;
+  std::atomic<std::uint32_t> mOutputLatency = 0;
+
+  // Used by the callback; made at start, before the hub calls, and anew when the device changes.
+  backend::DeviceFormat mEdgesFormat;
   std::unique_ptr<InputEdge> mInput;
   std::unique_ptr<OutputEdge> mOutput;
   platform::HostTime mLastTime{};  ///< Of the last slice.

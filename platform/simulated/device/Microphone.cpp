@@ -82,7 +82,7 @@ class Noise final : public Microphone {
 class Loop final : public Microphone {
  public:
   void prepare(std::uint32_t, std::uint32_t outputs) override {
-    mPlayed.emplace(outputs, host::DeviceFormat::mostSliceFrames);
+    mPlayed.emplace(outputs, backend::DeviceFormat::maxSliceFrames);
   }
 
   std::uint32_t read(std::span<float* const> planes, std::uint32_t frames) override {
@@ -115,7 +115,7 @@ class SoundFile final : public Microphone {
     mFile.reset(sf_open_fd(std::get<host::FileDescriptor>(opened).release(), SFM_READ, &mInfo, SF_TRUE));
     if (mFile == nullptr)
       refuse(path.where, std::string("no sound file that can be read (") + sf_strerror(nullptr) + ")");
-    if (mInfo.channels < 1 || mInfo.channels > static_cast<int>(host::DeviceFormat::mostChannels)) {
+    if (mInfo.channels < 1 || mInfo.channels > static_cast<int>(backend::DeviceFormat::maxChannels)) {
       refuse(path.where, std::to_string(mInfo.channels) + " channels; a device has 64 at most");
     }
     if (mInfo.samplerate < 1 || mInfo.samplerate > static_cast<int>(DeviceSettings::mostRate)) {

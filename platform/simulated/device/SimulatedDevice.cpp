@@ -13,7 +13,11 @@ namespace orvane::simulated {
 
 namespace {
 
+using namespace std::chrono_literals;
 using platform::DeviceEnd;
+using platform::Failure;
+using platform::HostTime;
+namespace status = platform::status;
 
 constexpr std::uint32_t defaultRate = 48000;
 constexpr std::uint32_t defaultInputs = 1;
@@ -33,8 +37,8 @@ Kind valueOr(const std::optional<Given<Kind>>& setting, Kind otherwise) {
   return setting ? setting->value : otherwise;
 }
 
-host::DeviceFormat deviceFormat(const DeviceSettings& settings, const Microphone& microphone) {
-  host::DeviceFormat format;
+backend::DeviceFormat deviceFormat(const DeviceSettings& settings, const Microphone& microphone) {
+  backend::DeviceFormat format;
   format.outputs = valueOr(settings.outputs, defaultOutputs);
   format.sliceFrames = valueOr(settings.slice, defaultSlice);
   if (const auto fixed = microphone.format()) {
@@ -56,18 +60,20 @@ std::string speakerPath(const DeviceSettings& settings, std::uint32_t outputs) {
   return settings.speaker->value;
 }
 
+/// The discontinuities among the faults, the first one last.
 std::vector<Fault> discontinuities(const std::vector<Fault>& faults) {
   std::vector<Fault> result;
   std::ranges::copy_if(faults, std::back_inserter(result),
                        [](const Fault& fault) { return fault.kind == Fault::Kind::discontinuity; });
+  std::ranges::reverse(result);
   return result;
 }
 
 }  // namespace
 
-SimulatedDevice::SimulatedDevice(const DeviceSettings& settings, host::SoundFileWriter::Services services,
+SimulatedDevice::SimulatedDevice(const DeviceSettings& settings, std::shared_ptr<host::HostContext> context,
                                  std::shared_ptr<FaultPlan> faults)
-    : mServices(std::move(services)),
+    : mContext(std::move(context)),
       mFaults(std::move(faults)),
       mMicrophone(makeMicrophone(settings.microphone.value_or(Given<std::string>{"silence", ""}))),
       mFormat(deviceFormat(settings, *mMicrophone)),
@@ -75,7 +81,7 @@ SimulatedDevice::SimulatedDevice(const DeviceSettings& settings, host::SoundFile
       mInputs(mFormat.inputs, mFormat.sliceFrames),
       mOutputs(mFormat.outputs, mFormat.sliceFrames),
       mDiscontinuities(discontinuities(mFaults->faults())),
-      mWorker(mServices.scheduler->makeWorker("audio device", platform::Scheduler::Priority::realTime)) {
+      mWorker(mContext->scheduler->makeWorker("audio device", platform::Scheduler::Priority::realTime)) {
   mMicrophone->prepare(static_cast<std::uint32_t>(mFormat.sampleRate), mFormat.outputs);
 }
 
@@ -83,38 +89,33 @@ SimulatedDevice::~SimulatedDevice() {
   stop();
 }
 
-platform::RunCount SimulatedDevice::runCount() const {
-  return {.frames = mFrames, .discontinuities = mDiscontinuitiesDone};
-}
-
-platform::Status SimulatedDevice::start(host::DeviceCallback& callback) {
-  if (mRunning) return platform::status::wrongState;
-  if (mFormat.sampleRate <= 0) return platform::status::noDevice;
+std::optional<Failure> SimulatedDevice::start(backend::DeviceCallback& callback) {
+  if (mFormat.sampleRate <= 0) return Failure{status::noDevice, "the hardware reports no sample rate"};
   mFaults->deviceStarts();
   if (auto lost = failure()) {
-    const platform::Status status = lost->status;
-    callback.deviceEnded(DeviceEnd::failed, std::move(lost));
-    return status;
+    callback.deviceEnded(DeviceEnd::failed, lost);
+    return lost;
   }
-  if (const platform::Status opened = openSpeaker(); opened != platform::status::success) return opened;
+  if (auto refusal = openSpeaker()) return refusal;
   mCallback = &callback;
-  mStartTime = mServices.scheduler->clock().now();
-  mPositionAtStart = position();
+  mStartTime = mContext->scheduler->clock().now();
+  mPositionAtStart = mPosition;
+  mInputOver = false;
   mRunning = true;
   scheduleFaults();
   mWorker->repeatAt(nextSliceTime(), [this] { return runSlice(); });
-  return platform::status::success;
+  return std::nullopt;
 }
 
-platform::Status SimulatedDevice::openSpeaker() {
-  if (mSpeakerPath.empty() || mSpeaker) return platform::status::success;
+std::optional<Failure> SimulatedDevice::openSpeaker() {
+  if (mSpeakerPath.empty() || mSpeaker) return std::nullopt;
   const host::SoundFileFormat file{
       .libraryFormat = SF_FORMAT_WAV | SF_FORMAT_FLOAT, .sampleRate = mFormat.sampleRate, .channels = mFormat.outputs};
-  platform::Failure failure;
-  mSpeaker = host::SoundFileWriter::create(mSpeakerPath, file, mFormat.sliceFrames, mServices, failure);
-  if (!mSpeaker)
-    mServices.log->write(platform::LogLevel::error, "The speaker's file cannot be written: " + failure.reason);
-  return failure.status;
+  Failure failure;
+  mSpeaker = host::SoundFileWriter::create(mSpeakerPath, file, mFormat.sliceFrames, mContext, failure);
+  if (mSpeaker) return std::nullopt;
+  failure.reason = "the speaker's file cannot be written: " + failure.reason;
+  return failure;
 }
 
 void SimulatedDevice::stop() {
@@ -123,11 +124,11 @@ void SimulatedDevice::stop() {
   if (mSpeaker) mSpeaker->flush();
 }
 
-platform::HostTime SimulatedDevice::durationOf(std::uint64_t frames) const {
+HostTime SimulatedDevice::durationOf(std::uint64_t frames) const {
   // Whole seconds apart from the rest, so that no run is long enough to overflow or to lose a nanosecond.
   const auto rate = static_cast<std::uint64_t>(mFormat.sampleRate);
   const std::uint64_t nanoseconds = frames % rate * 1'000'000'000 / rate;
-  return std::chrono::seconds(frames / rate) + platform::HostTime(nanoseconds);
+  return std::chrono::seconds(frames / rate) + HostTime(nanoseconds);
 }
 
 /// Faults that end the run do so at their time, not at the end of a slice that may be long.
@@ -139,22 +140,18 @@ void SimulatedDevice::scheduleFaults() {
   }
 }
 
-platform::HostTime SimulatedDevice::nextSliceTime() const {
-  return mStartTime + durationOf(position() - mPositionAtStart + mFormat.sliceFrames);
+HostTime SimulatedDevice::nextSliceTime() const {
+  return mStartTime + durationOf(mPosition - mPositionAtStart + mFormat.sliceFrames);
 }
 
-/// Gives the time of the next slice, or nothing where the run is over.
-std::optional<platform::HostTime> SimulatedDevice::runSlice() {
+/// Returns the time of the next slice, or nothing where the run is over.
+std::optional<HostTime> SimulatedDevice::runSlice() {
   if (!mRunning || endByFault() || mFaults->isInForce(Fault::Kind::stalled)) return std::nullopt;
+  resynchronise();
   if (loseFrames()) return nextSliceTime();
   const std::uint32_t frames = capture();
   if (frames > 0) callBack(frames);
-  const std::uint64_t limit = mFrameLimit;
-  if (limit > 0 && mFrames >= limit) {
-    endBy(DeviceEnd::frameLimit, {});
-    return std::nullopt;
-  }
-  if (limit == 0 && mMicrophone->atEnd()) {
+  if (mInputOver) {
     endBy(DeviceEnd::inputEnded, {});
     return std::nullopt;
   }
@@ -162,17 +159,13 @@ std::optional<platform::HostTime> SimulatedDevice::runSlice() {
 }
 
 /// Why the device can neither start nor go on: by the first fault of those in force.
-std::optional<platform::Failure> SimulatedDevice::failure() const {
+std::optional<Failure> SimulatedDevice::failure() const {
   for (const Fault& fault : mFaults->faults()) {
     if (!mFaults->isInForce(fault)) continue;
-    if (fault.kind == Fault::Kind::deviceLost) {
-      return platform::Failure{platform::status::deviceLost, "the device was lost"};
-    }
-    if (fault.kind == Fault::Kind::serverLost) {
-      return platform::Failure{platform::status::serverLost, "the sound server was lost"};
-    }
+    if (fault.kind == Fault::Kind::deviceLost) return Failure{status::deviceLost, "the device was lost"};
+    if (fault.kind == Fault::Kind::serverLost) return Failure{status::serverLost, "the sound server was lost"};
     if (fault.kind == Fault::Kind::microphoneUnplugged && mInputTaken) {
-      return platform::Failure{platform::status::deviceLost, "the microphone was unplugged"};
+      return Failure{status::deviceLost, "the microphone was unplugged"};
     }
   }
   return std::nullopt;
@@ -186,37 +179,51 @@ bool SimulatedDevice::endByFault() {
     return true;
   }
   if (mFaults->isInForce(Fault::Kind::microphoneUnplugged) && !std::exchange(mSilenceSaid, true)) {
-    mServices.log->write(platform::LogLevel::warning, "The microphone was unplugged: the input is silent");
+    mContext->log->write(platform::LogLevel::warning, "the microphone was unplugged: the input is silent");
   }
   return false;
 }
 
 /// Lets the frames of the discontinuity that is due pass by; false where none is.
 bool SimulatedDevice::loseFrames() {
-  const std::size_t done = mDiscontinuitiesDone;
-  if (done == mDiscontinuities.size() || !mFaults->isInForce(mDiscontinuities[done])) return false;
-  const std::uint32_t missing = mDiscontinuities[done].frames;
-  // Said first: to hear so many frames pass may take long by itself.
-  mCallback->deviceInterrupted(mStartTime + durationOf(position() + missing - mPositionAtStart));
-  for (std::uint32_t passed = 0; passed < missing && mRunning;) {
-    const std::uint32_t wanted = std::min(missing - passed, mFormat.sliceFrames);
-    if (mMicrophone->read(mInputs.planes(), wanted) < wanted) break;
-    passed += wanted;
-  }
-  mMissing += missing;
-  ++mDiscontinuitiesDone;
-  mServices.log->write(platform::LogLevel::warning,
-                       "The device was interrupted: " + std::to_string(missing) + " frames are missing");
+  if (mDiscontinuities.empty() || !mFaults->isInForce(mDiscontinuities.back())) return false;
+  passUnheard(mDiscontinuities.back().frames, "the device was interrupted");
+  mDiscontinuities.pop_back();
   return true;
 }
 
-/// Reads one slice's input and returns its length: shorter or zero where the microphone is at its end. A run that is
-/// bounded by a number of frames goes on with silence instead, and so does one without a microphone.
+/// Drops the frames of the time that the device is late. A little is made up for, as hardware with a buffer does.
+void SimulatedDevice::resynchronise() {
+  const HostTime late = mContext->scheduler->clock().now() - nextSliceTime();
+  if (late < std::max<HostTime>(500ms, durationOf(std::uint64_t{10} * mFormat.sliceFrames))) return;
+  const std::chrono::duration<double> seconds = late;
+  passUnheard(static_cast<std::uint64_t>(seconds.count() * mFormat.sampleRate),
+              "the device ran " + std::to_string(std::chrono::duration_cast<std::chrono::milliseconds>(late).count()) +
+                  " ms late");
+}
+
+void SimulatedDevice::passUnheard(std::uint64_t frames, const std::string& why) {
+  // Said first: to read so many frames may take long by itself.
+  mCallback->deviceInterrupted(mStartTime + durationOf(mPosition + frames - mPositionAtStart));
+  for (std::uint64_t passed = 0; passed < frames && mRunning;) {
+    const auto wanted = static_cast<std::uint32_t>(std::min<std::uint64_t>(frames - passed, mFormat.sliceFrames));
+    if (mMicrophone->read(mInputs.planes(), wanted) < wanted) break;
+    passed += wanted;
+  }
+  mMissing += frames;
+  mPosition += frames;
+  mContext->log->write(platform::LogLevel::warning, why + ": " + std::to_string(frames) + " frames are missing");
+}
+
+/// Reads one slice's input and returns its length: shorter or zero where the microphone is at its end and the run ends
+/// with it. Otherwise silence follows, and so it does without a microphone.
 std::uint32_t SimulatedDevice::capture() {
-  if (mFrameLimit > 0 && mFrames >= mFrameLimit) return 0;
   const bool unplugged = mFaults->isInForce(Fault::Kind::microphoneUnplugged);
   const std::uint32_t captured = unplugged ? 0 : mMicrophone->read(mInputs.planes(), mFormat.sliceFrames);
-  if (captured == mFormat.sliceFrames || (mFrameLimit == 0 && !unplugged)) return captured;
+  if (!unplugged && mMicrophone->atEnd() && !mCallback->inputEnded()) {
+    mInputOver = true;
+    return captured;
+  }
   for (float* plane : mInputs.planes()) std::fill(plane + captured, plane + mFormat.sliceFrames, 0.0F);
   return mFormat.sliceFrames;
 }
@@ -224,17 +231,17 @@ std::uint32_t SimulatedDevice::capture() {
 void SimulatedDevice::callBack(std::uint32_t frames) {
   const host::AlignedSamples& inputs = mInputs;
   const host::AlignedSamples& outputs = mOutputs;
-  mCallback->deviceSlice({.time = mStartTime + durationOf(position() - mPositionAtStart),
-                          .firstFrame = position(),
-                          .frames = frames,
-                          .inputs = inputs.planes(),
-                          .outputs = mOutputs.planes()});
-  mFrames = mFrames + frames;  // Written here only, so nothing has to be locked for it.
+  const std::uint32_t taken = mCallback->deviceSlice({.time = mStartTime + durationOf(mPosition - mPositionAtStart),
+                                                      .missingFrames = std::exchange(mMissing, 0),
+                                                      .frames = frames,
+                                                      .inputs = inputs.planes(),
+                                                      .outputs = mOutputs.planes()});
+  mPosition += frames;
   mMicrophone->hear(outputs.planes(), frames);
-  if (mSpeaker) mSpeaker->push(outputs.planes(), frames);
+  if (mSpeaker && taken > 0) mSpeaker->push(outputs.planes(), taken);
 }
 
-void SimulatedDevice::endBy(DeviceEnd end, std::optional<platform::Failure> failure) {
+void SimulatedDevice::endBy(DeviceEnd end, std::optional<Failure> failure) {
   // Told before it shows, so that the end of this run cannot be taken for that of one that is started meanwhile.
   mCallback->deviceEnded(end, std::move(failure));
   mRunning = false;

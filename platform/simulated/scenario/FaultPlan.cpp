@@ -7,8 +7,18 @@ namespace orvane::simulated {
 
 using platform::HostTime;
 
+namespace {
+
+std::vector<host::Refusal> refusalsOf(const std::vector<Fault>& faults) {
+  std::vector<host::Refusal> refusals;
+  for (const Fault& fault : faults) refusals.push_back({fault.status, fault.reason});
+  return refusals;
+}
+
+}  // namespace
+
 FaultPlan::FaultPlan(std::vector<Fault> faults, std::shared_ptr<platform::Scheduler> scheduler)
-    : mFaults(std::move(faults)), mScheduler(std::move(scheduler)) {}
+    : mFaults(std::move(faults)), mRefusals(refusalsOf(mFaults)), mScheduler(std::move(scheduler)) {}
 
 void FaultPlan::deviceStarts() {
   HostTime never = HostTime::max();
@@ -24,22 +34,16 @@ bool FaultPlan::isInForce(const Fault& fault) const {
   return mFirstStart.load() != HostTime::max() && mScheduler->clock().now() >= dueTime(fault);
 }
 
-const Fault* FaultPlan::latest(Fault::Kind kind, std::string_view call) const {
-  const auto found = std::find_if(mFaults.rbegin(), mFaults.rend(), [&](const Fault& fault) {
-    return fault.kind == kind && fault.call == call && isInForce(fault);
-  });
-  return found == mFaults.rend() ? nullptr : &*found;
+bool FaultPlan::isInForce(Fault::Kind kind) const {
+  return std::ranges::any_of(mFaults, [&](const Fault& fault) { return fault.kind == kind && isInForce(fault); });
 }
 
-platform::Status FaultPlan::renderStatus() const {
-  const Fault* fault = latest(Fault::Kind::renderStatus);
-  return fault == nullptr ? platform::status::success : fault->status;
-}
-
-std::optional<platform::Status> FaultPlan::refusal(std::string_view call) const {
-  const Fault* fault = latest(Fault::Kind::refuse, call);
-  if (fault == nullptr) return std::nullopt;
-  return fault->status;
+const host::Refusal* FaultPlan::refusal(std::string_view call) const {
+  for (std::size_t index = mFaults.size(); index-- > 0;) {
+    const Fault& fault = mFaults[index];
+    if (fault.kind == Fault::Kind::refuse && fault.call == call && isInForce(fault)) return &mRefusals[index];
+  }
+  return nullptr;
 }
 
 }  // namespace orvane::simulated

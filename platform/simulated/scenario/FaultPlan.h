@@ -2,11 +2,11 @@
 
 #include <atomic>
 #include <memory>
-#include <optional>
 #include <string_view>
 #include <vector>
 
 #include "platform/Scheduler.h"
+#include "platform/host/CallGate.h"
 #include "platform/simulated/scenario/Scenario.h"
 
 namespace orvane::simulated {
@@ -25,17 +25,14 @@ class FaultPlan {
   /// When a fault comes into force, once the device has started.
   platform::HostTime dueTime(const Fault& fault) const;
   bool isInForce(const Fault& fault) const;
-  bool isInForce(Fault::Kind kind) const { return !mFaults.empty() && latest(kind) != nullptr; }
+  bool isInForce(Fault::Kind kind) const;
 
-  /// What render operations return: success where no fault says otherwise.
-  platform::Status renderStatus() const;
-  /// The status with which a call is refused; nothing where it is not.
-  std::optional<platform::Status> refusal(std::string_view call) const;
+  /// The refusal of a call, the latest of those in force; null where it is not refused. Lives as long as the plan.
+  const host::Refusal* refusal(std::string_view call) const;
 
  private:
-  const Fault* latest(Fault::Kind kind, std::string_view call = {}) const;
-
   const std::vector<Fault> mFaults;
+  const std::vector<host::Refusal> mRefusals;  ///< One for each fault.
   std::shared_ptr<platform::Scheduler> mScheduler;
   std::atomic<platform::HostTime> mFirstStart = platform::HostTime::max();
 };

@@ -6,16 +6,17 @@
 #include <array>
 #include <cerrno>
 #include <cmath>
+#include <functional>
 #include <limits>
 #include <variant>
 
 #include "platform/PlatformException.h"
 #include "platform/backend/AudioDevice.h"
+#include "platform/host/CallGate.h"
 #include "platform/host/HostJson.h"
 #include "platform/host/files/RegularFile.h"
 #include "platform/simulated/device/Microphone.h"
 #include "platform/simulated/device/SpeakerFile.h"
-#include "platform/simulated/scenario/RefusableCalls.h"
 #include "platform/simulated/scenario/Refuse.h"
 #include "platform/simulated/scenario/ScenarioNode.h"
 
@@ -23,7 +24,7 @@ namespace orvane::simulated {
 
 namespace {
 
-using host::DeviceFormat;
+using backend::DeviceFormat;
 using Key = std::string_view;
 namespace fs = std::filesystem;
 
@@ -51,9 +52,9 @@ Given<std::string> readPath(const ScenarioNode& node, const char* wanted) {
 
 constexpr std::array<ScenarioKey<DeviceSettings>, 7> audioKeys{{
     {"rate", [](auto& device, auto& node) { device.rate = readCount(node, 0, DeviceSettings::mostRate); }},
-    {"inputs", [](auto& device, auto& node) { device.inputs = readCount(node, 0, DeviceFormat::mostChannels); }},
-    {"outputs", [](auto& device, auto& node) { device.outputs = readCount(node, 0, DeviceFormat::mostChannels); }},
-    {"slice", [](auto& device, auto& node) { device.slice = readCount(node, 1, DeviceFormat::mostSliceFrames); }},
+    {"inputs", [](auto& device, auto& node) { device.inputs = readCount(node, 0, DeviceFormat::maxChannels); }},
+    {"outputs", [](auto& device, auto& node) { device.outputs = readCount(node, 0, DeviceFormat::maxChannels); }},
+    {"slice", [](auto& device, auto& node) { device.slice = readCount(node, 1, DeviceFormat::maxSliceFrames); }},
     {"pace", [](auto& device, auto& node) { device.fastPace = readPace(node); }},
     {"microphone",
      [](auto& device, auto& node) {
@@ -81,16 +82,22 @@ void resolvePaths(DeviceSettings& device, const fs::path& folder) {
 
 // ---- session
 
-constexpr std::array<ScenarioKey<SessionRefusals>, 5> refusalKeys{{
-    {"activate", [](auto& refusals, auto& node) { refusals.activate = node.text(); }},
-    {"deactivate", [](auto& refusals, auto& node) { refusals.deactivate = node.text(); }},
-    {"category", [](auto& refusals, auto& node) { refusals.category = node.text(); }},
-    {"mode", [](auto& refusals, auto& node) { refusals.mode = node.text(); }},
-    {"options", [](auto& refusals, auto& node) { refusals.options = node.text(); }},
+/// Refuses a change of sessions from the beginning on.
+void refuseSession(Scenario& scenario, const char* call, const ScenarioNode& node) {
+  scenario.faults.push_back(
+      {.kind = Fault::Kind::refuse, .status = platform::status::noPermission, .call = call, .reason = node.text()});
+}
+
+constexpr std::array<ScenarioKey<Scenario>, 5> refusalKeys{{
+    {"activate", [](auto& scenario, auto& node) { refuseSession(scenario, "PlatformSession::activate", node); }},
+    {"deactivate", [](auto& scenario, auto& node) { refuseSession(scenario, "PlatformSession::deactivate", node); }},
+    {"category", [](auto& scenario, auto& node) { refuseSession(scenario, "PlatformSession::setCategory", node); }},
+    {"mode", [](auto& scenario, auto& node) { refuseSession(scenario, "PlatformSession::setMode", node); }},
+    {"options", [](auto& scenario, auto& node) { refuseSession(scenario, "PlatformSession::setOptions", node); }},
 }};
 
-constexpr std::array<ScenarioKey<SessionRefusals>, 1> sessionKeys{{
-    {"refuse", [](auto& refusals, auto& node) { readMembers(node, refusalKeys, refusals); }},
+constexpr std::array<ScenarioKey<Scenario>, 1> sessionKeys{{
+    {"refuse", [](auto& scenario, auto& node) { readMembers(node, refusalKeys, scenario); }},
 }};
 
 // ---- faults
@@ -110,27 +117,36 @@ constexpr std::array<FaultForm, 8> faultForms{{
     {"server-lost", Fault::Kind::serverLost},
     {"stalled", Fault::Kind::stalled},
     {"discontinuity", Fault::Kind::discontinuity, {"frames"}},
-    {"render-status", Fault::Kind::renderStatus, {"status"}},
+    {"render-status", Fault::Kind::refuse, {"status"}},
     {"refuse", Fault::Kind::refuse, {"call", "status"}},
     {"disk-full", Fault::Kind::diskFull},
 }};
 
-std::string listOf(const auto& entries) {
+/// The names, "a, b, c".
+std::string listOf(const auto& entries, auto name) {
   std::string list;
-  for (const auto& entry : entries) list += (list.empty() ? "" : ", ") + std::string(entry.name);
+  for (const auto& entry : entries) list += (list.empty() ? "" : ", ") + std::string(std::invoke(name, entry));
   return list;
 }
 
+std::string listOfFaults() {
+  return listOf(faultForms, &FaultForm::name);
+}
+
+std::string listOfCalls() {
+  return listOf(host::GatedCall::all(), &host::GatedCall::name);
+}
+
 const FaultForm& formOf(const ScenarioNode& fault) {
-  const ScenarioNode name = fault.member("fault", "it is one of " + listOf(faultForms));
+  const ScenarioNode name = fault.member("fault", "it is one of " + listOfFaults());
   const auto form = std::ranges::find(faultForms, name.text(), &FaultForm::name);
-  if (form == faultForms.end()) name.need("one of " + listOf(faultForms));
+  if (form == faultForms.end()) name.need("one of " + listOfFaults());
   return *form;
 }
 
 platform::HostTime readTime(const ScenarioNode& node) {
-  constexpr double mostSeconds = 1e9;
-  const double seconds = node.number(0, mostSeconds, "seconds");
+  constexpr double maxSeconds = 1e9;
+  const double seconds = node.number(0, maxSeconds, "seconds");
   return platform::HostTime(static_cast<std::int64_t>(std::round(seconds * 1e9)));
 }
 
@@ -141,10 +157,11 @@ platform::Status readStatus(const ScenarioNode& node) {
   return static_cast<platform::Status>(status);
 }
 
-const RefusableCall& readCall(const ScenarioNode& node) {
-  const auto call = std::ranges::find(refusableCalls, node.text(), &RefusableCall::name);
-  if (call == refusableCalls.end()) node.need("one of " + listOf(refusableCalls));
-  return *call;
+const host::GatedCall& readCall(const ScenarioNode& node) {
+  const auto& calls = host::GatedCall::all();
+  const auto call = std::ranges::find(calls, node.text(), &host::GatedCall::name);
+  if (call == calls.end()) node.need("one of " + listOfCalls());
+  return **call;
 }
 
 Fault readFault(const ScenarioNode& node) {
@@ -158,40 +175,42 @@ Fault readFault(const ScenarioNode& node) {
   }
   Fault fault{.kind = form.kind, .at = readTime(node.member("at", "seconds after the device's first start"))};
   bool needsStatus = form.takes("status");
+  if (form.kind == Fault::Kind::refuse) fault.call = "UnitWrapper::renderOperation";
   if (form.takes("call")) {
-    const RefusableCall& call = readCall(node.member("call", "it is one of " + listOf(refusableCalls)));
-    fault.call = call.name;
-    needsStatus = call.answersStatus;
+    const host::GatedCall& call = readCall(node.member("call", "it is one of " + listOfCalls()));
+    fault.call = call.name();
+    needsStatus = call.answersStatus();
   }
   if (needsStatus || hasStatus) fault.status = readStatus(node.member("status", "the whole number to answer with"));
+  fault.reason =
+      "refused by the scenario" + (fault.status == 0 ? std::string() : " with status " + std::to_string(fault.status));
   if (form.takes("frames")) {
     const ScenarioNode frames = node.member("frames", "how many frames are missing");
-    fault.frames = static_cast<std::uint32_t>(frames.wholeNumber(1, Fault::mostMissingFrames));
+    fault.frames = static_cast<std::uint32_t>(frames.wholeNumber(1, Fault::maxMissingFrames));
   }
   return fault;
 }
 
 void readFaults(std::vector<Fault>& faults, const ScenarioNode& node) {
   const std::vector<ScenarioNode> items = node.items();
-  if (items.size() > Scenario::mostFaults) {
-    node.refuse("a scenario has " + std::to_string(Scenario::mostFaults) + " faults at most");
+  if (items.size() > Scenario::maxFaults) {
+    node.refuse("a scenario has " + std::to_string(Scenario::maxFaults) + " faults at most");
   }
   for (const ScenarioNode& item : items) faults.push_back(readFault(item));
-  std::ranges::stable_sort(faults, {}, &Fault::at);
 }
 
 // ---- the whole
 
 constexpr std::array<ScenarioKey<Scenario>, 3> scenarioKeys{{
     {"audio", [](auto& scenario, auto& node) { readMembers(node, audioKeys, scenario.device); }},
-    {"session", [](auto& scenario, auto& node) { readMembers(node, sessionKeys, scenario.session); }},
+    {"session", [](auto& scenario, auto& node) { readMembers(node, sessionKeys, scenario); }},
     {"faults", [](auto& scenario, auto& node) { readFaults(scenario.faults, node); }},
 }};
 
 std::string readText(const std::string& path) {
   auto opened = host::openToRead(path);
   if (const auto* failure = std::get_if<platform::Failure>(&opened)) refuse(sourceOf(path), failure->reason);
-  std::string text(Scenario::mostBytes + 1, '\0');
+  std::string text(Scenario::maxBytes + 1, '\0');
   std::size_t size = 0;
   while (size < text.size()) {
     const ssize_t count = read(std::get<host::FileDescriptor>(opened).get(), text.data() + size, text.size() - size);
@@ -207,8 +226,8 @@ std::string readText(const std::string& path) {
 
 Scenario parseScenario(std::string_view text, const fs::path& file) {
   const std::string source = sourceOf(file);
-  if (text.size() > Scenario::mostBytes) {
-    refuse(source, "a scenario has " + std::to_string(Scenario::mostBytes) + " bytes at most");
+  if (text.size() > Scenario::maxBytes) {
+    refuse(source, "a scenario has " + std::to_string(Scenario::maxBytes) + " bytes at most");
   }
   platform::Value value;
   try {
@@ -222,6 +241,7 @@ Scenario parseScenario(std::string_view text, const fs::path& file) {
   }
   Scenario scenario;
   readMembers(root, scenarioKeys, scenario);
+  std::ranges::stable_sort(scenario.faults, {}, &Fault::at);
   resolvePaths(scenario.device, file.parent_path());
   return scenario;
 }

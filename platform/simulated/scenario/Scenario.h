@@ -21,39 +21,27 @@ struct Fault {
     serverLost,           ///< The same with another status and reason.
     stalled,              ///< The device no longer calls back and says nothing.
     discontinuity,        ///< `frames` frames are missing, once.
-    renderStatus,         ///< Render operations return `status`.
-    refuse,               ///< The host call `call` is refused with `status`.
+    refuse,               ///< The host call `call` is refused with `status`; render operations too.
     diskFull,             ///< Files cannot be written.
   };
 
   Kind kind{};
   platform::HostTime at{};      ///< After the device's first start; what is at 0 holds before it as well.
   platform::Status status = 0;  ///< Not 0, except for calls that answer without a status.
-  std::string call = {};        ///< One of `refusableCalls`.
-  std::uint32_t frames = 0;     ///< 1 to `mostMissingFrames`.
+  std::string call = {};        ///< The name of a `host::GatedCall`.
+  std::string reason = {};      ///< With which the call is refused.
+  std::uint32_t frames = 0;     ///< 1 to `maxMissingFrames`.
 
-  static constexpr std::uint32_t mostMissingFrames = 10'000'000;
+  static constexpr std::uint32_t maxMissingFrames = 10'000'000;
 };
 
-/// The reasons with which a session refuses what it is asked; nothing where it does not.
-struct SessionRefusals {
-  std::optional<std::string> activate{};
-  std::optional<std::string> deactivate{};
-  std::optional<std::string> category{};
-  std::optional<std::string> mode{};
-  std::optional<std::string> options{};
-
-  bool operator==(const SessionRefusals&) const = default;
-};
-
-/// What a scenario file says.
+/// The content of a scenario file.
 struct Scenario {
   DeviceSettings device;
-  SessionRefusals session;
-  std::vector<Fault> faults;  ///< By time; those of one time in the order of the file.
+  std::vector<Fault> faults;  ///< By time; those of one time in the order of the file. Refusals of sessions among them.
 
-  static constexpr std::size_t mostBytes = std::size_t{1} << 20;
-  static constexpr std::size_t mostFaults = 1000;
+  static constexpr std::size_t maxBytes = std::size_t{1} << 20;
+  static constexpr std::size_t maxFaults = 1000;
 };
 
 /// Reads the text of a scenario; opens no file. `file` is where the text stands: messages name it, and relative paths

@@ -54,7 +54,7 @@ struct Key {
   void (*set)(SimulatedOptions&, const Pair&);
 };
 
-constexpr std::uint32_t mostChannels = host::DeviceFormat::mostChannels;
+constexpr std::uint32_t mostChannels = backend::DeviceFormat::maxChannels;
 
 constexpr std::array<Key, 8> keys{{
     {"mic",
@@ -73,7 +73,7 @@ constexpr std::array<Key, 8> keys{{
      [](SimulatedOptions& options, const Pair& pair) { options.device.outputs = parseNumber(pair, 0, mostChannels); }},
     {"slice",
      [](SimulatedOptions& options, const Pair& pair) {
-       options.device.slice = parseNumber(pair, 1, host::DeviceFormat::mostSliceFrames);
+       options.device.slice = parseNumber(pair, 1, backend::DeviceFormat::maxSliceFrames);
      }},
     {"pace", [](SimulatedOptions& options, const Pair& pair) { options.device.fastPace = parsePace(pair); }},
     {"scenario", [](SimulatedOptions& options,

@@ -11,7 +11,7 @@ TEST(Commands, EndWithTheStatusAndTheReason) {
   const std::string old = folder.file("old.wav");
   writeSound(old, {.samples = {0, 0}});
   const std::string tone = "tone --seconds 0.1 --simulate pace=fast,speaker=" + file;
-  const std::string notStarted = "orvane: UnitService::start failed: ";
+  const std::string notStarted = "orvane: UnitService::";
   const std::tuple<int, std::string, std::vector<std::string>> cases[] = {
       {2, "", {"a command is needed", "session, device, tone, meter, record and playthru", "'orvane --help'"}},
       {2, "tune", {"\"tune\" is no command", "session, device, tone, meter, record and playthru"}},
@@ -40,13 +40,15 @@ TEST(Commands, EndWithTheStatusAndTheReason) {
       {1, "session --category playandrecord", {"setCategory failed: no category is named \"playandrecord\""}},
       {1, "tone --category Record --option allowA2DP=on", {"change categoryOption 0x20 1 failed: "}},
       {2, "meter --simulate speaker=/none/a.wav", {"--simulate: speaker=/none/a.wav: \"/none/a.wav\": there is no"}},
-      {1, "meter --session auxiliary --category Playback", {notStarted + "-15"}},
-      {1, "tone --session primary --category Record", {notStarted + "-16"}},
+      {1, "meter --session auxiliary --category Playback", {notStarted + "initialize failed: -15"}},
+      {1, "tone --session primary --category Record", {notStarted + "initialize failed: -16"}},
       {1, "tone --seconds 1 --simulate rate=0", {"Hardware sample rate is 0.0 after activating session and init"}},
-      {1, "meter --simulate rate=0", {notStarted + "-12"}},
+      {1, "meter --simulate rate=0", {notStarted + "start failed: -12"}},
       {1, "record " + old + " --unit xyzw", {"log error: Failure: I/O unit subtype 'xyzw' not found\norvane: I/O"}},
       {1, "record " + old + " --simulate mic=" + old, {"create failed: -3", "old.wav\" is the microphone's own file"}},
-      {1, "record " + file + " --simulate speaker=" + file, {notStarted + "-3", "being written as another file of"}}};
+      {1,
+       "record " + file + " --simulate speaker=" + file,
+       {notStarted + "start failed: -3", "being written as another file of"}}};
   for (const auto& [status, arguments, said] : cases) {
     const Ended ended = runTool(arguments);
     EXPECT_EQ(ended, (Ended{status, "", ended.errors})) << arguments;
@@ -97,7 +99,7 @@ TEST(Commands, DoWithoutAUsableStandardOutput) {
   const TemporaryFolder folder;
   const std::string file = folder.file("silence.wav");
   EXPECT_EQ(runFast("speaker=" + file, "meter --seconds 0.1 >&- 2>&-").status, 0);
-  EXPECT_EQ(readSound(file).samples, std::vector<float>(2 * 4864));
+  EXPECT_EQ(readSound(file).samples, std::vector<float>(2 * 4800));
 }
 
 TEST(Commands, TellTheirUseWithAnExample) {

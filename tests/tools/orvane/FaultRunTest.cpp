@@ -1,4 +1,3 @@
-#include "platform/simulated/scenario/RefusableCalls.h"
 #include "tests/tools/orvane/Program.h"
 
 namespace orvane::test {
@@ -68,7 +67,6 @@ TEST_F(FaultRun, ADiskThatIsFullEndsARunWithWhatFitted) {
 }
 
 TEST_F(FaultRun, ShowsWhatTheScenarioSays) {
-  using namespace simulated;
   const auto refusing = [](std::string_view call, const std::string& time = "0") {
     return faulty(time, R"("refuse","status":-77,"call":")" + std::string(call) + '"');
   };
@@ -84,23 +82,25 @@ TEST_F(FaultRun, ShowsWhatTheScenarioSays) {
     std::string error = {};
     std::string output = {};
   } cases[] = {
-      {refusing(call::findComponent), record, 1, "orvane: I/O unit subtype 'rioc' not found\n"},
-      {refusing(call::createInstance), record, 1, "orvane: Failed to instantiate I/O unit: -77\n",
+      {refusing("UnitService::findComponent"), record, 1, "orvane: I/O unit subtype 'rioc' not found\n"},
+      {refusing("UnitService::createInstance"), record, 1, "orvane: Failed to instantiate I/O unit: -77\n",
        R"("ended":"failed","error":"Failed to instantiate I/O unit: -77","seconds":0.0,"frames":0,)"},
       {faulty("0", R"("refuse","call":"UnitService::wrap")"), record, 1,
        "Failed to wrap UnitInstance 1 in UnitWrapper\n"},
-      {refusing(call::initialize), record, 1, "orvane: UnitService::initialize failed: -77\n"},
-      {refusing(call::start), record, 1, "orvane: UnitService::start failed: -77\n"},
-      {refusing(call::stop), record, 1, "orvane: UnitService::stop failed: -77\n"},
-      {refusing(call::setProperty), record, 1, "setProperty(UnitProperty::sessionIdentifier) sessionID: 1\n"},
-      {refusing(call::setFormat), record, 1, "setInputClientFormat failed: refused by the scenario with status -77\n"},
-      {refusing(call::createFile), record, 1, "orvane: ConvertingFile::create failed: -77\n"},
-      {refusing(call::setClientDataFormat), record, 1, "orvane: ConvertingFile setting client format failed: -77\n"},
-      {refusing(call::writeAsync), record, 0},
-      {refusing(call::disposeFile), record, 134, "log error: Failure: ConvertingFile::dispose failed: -77\n"},
+      {refusing("UnitService::initialize"), record, 1, "orvane: UnitService::initialize failed: -77\n"},
+      {refusing("UnitService::start"), record, 1, "orvane: UnitService::start failed: -77\n"},
+      {refusing("UnitService::stop"), record, 1, "orvane: UnitService::stop failed: -77\n"},
+      {refusing("UnitService::setProperty"), record, 1, "setProperty(UnitProperty::sessionIdentifier) sessionID: 1\n"},
+      {refusing("UnitBus::setFormat"), record, 1,
+       "setInputClientFormat failed: refused by the scenario with status -77\n"},
+      {refusing("ConvertingFile::create"), record, 1, "orvane: ConvertingFile::create failed: -77\n"},
+      {refusing("ConvertingFile::setClientDataFormat"), record, 1,
+       "orvane: ConvertingFile setting client format failed: -77\n"},
+      {refusing("ConvertingFile::writeAsync"), record, 0},
+      {refusing("ConvertingFile::dispose"), record, 134, "log error: Failure: ConvertingFile::dispose failed: -77\n"},
       // A time later than the start leaves what comes before it alone; the unit is stopped when it is released.
-      {refusing(call::start, "0.05"), "tone --seconds 0.1", 0, "", R"("frames":4864,)"},
-      {refusing(call::stop, "0.05"), "tone --seconds 0.1", 1, "orvane: UnitService::stop failed: -77\n"},
+      {refusing("UnitService::start", "0.05"), "tone --seconds 0.1", 0, "", R"("frames":4800,)"},
+      {refusing("UnitService::stop", "0.05"), "tone --seconds 0.1", 1, "orvane: UnitService::stop failed: -77\n"},
       {R"("faults":[{"at":0,"fault":"refuse","call":"UnitService::stop","status":-77},{"at":0.05,"fault":"device-lost"}])",
        "tone", 1, "orvane: the device was lost; then UnitService::stop failed: -77\n", R"("frames":2304,)"},
       {denying("activate"), "session --activate", 1, "orvane: activate failed: out of hours\n"},
@@ -110,12 +110,13 @@ TEST_F(FaultRun, ShowsWhatTheScenarioSays) {
       {denying("options"), "session --option duckOthers=on", 1, "out of hours (status -3, no permission)\n"},
       {denying("mode"), "session --primary --mode Raw", 1, "orvane: setMode failed: out of hours\n"},
       // Units are bound to the sessions behind.
-      {denying("mode"), "meter --session auxiliary --category Playback", 1, "orvane: UnitService::start failed: -15\n"},
+      {denying("mode"), "meter --session auxiliary --category Playback", 1,
+       "orvane: UnitService::initialize failed: -15\n"},
       {render, "meter", 134, "Error -10 while rendering in Meter\n"},
-      {render, "tone --seconds 1", 0, "", R"("frames":48128,"discontinuities":0,)"},
-      {faulty("0.5", R"("microphone-unplugged")"), "tone --seconds 1", 0, "", R"("frames":48128,)"},
+      {render, "tone --seconds 1", 0, "", R"("frames":48000,"discontinuities":0,)"},
+      {faulty("0.5", R"("microphone-unplugged")"), "tone --seconds 1", 0, "", R"("frames":48000,)"},
       {faulty("0.5", R"("discontinuity","frames":4800)"), "tone --seconds 1", 0,
-       "orvane: frames are missing in 1 place: the device was interrupted\n", R"("frames":48128,"discontinuities":1,)"},
+       "orvane: frames are missing in 1 place: the device was interrupted\n", R"("frames":48000,"discontinuities":1,)"},
       {faulty("0", R"("stalled","status":-1)"), "tone --seconds 0.1", 2, "faults[0].status: unknown key; the keys"}};
   for (const auto& [content, arguments, status, error, output] : cases) {
     SCOPED_TRACE(content + ": " + arguments);

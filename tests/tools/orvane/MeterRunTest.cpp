@@ -61,9 +61,9 @@ TEST_F(MeterRun, ReportsTheEndOfTheInputOrGoesOnInSilenceForTheSeconds) {
            R"(,"discontinuities":0,"overruns":0,"hardware":)" + format + ",\"client\":" + format + "}\n";
   };
   EXPECT_EQ(runFast(device, "meter --json").errors, report(R"("input-ended","seconds":0.375,"frames":3000)"));
-  sound.samples.resize(3 * 4096, 0.0F);
+  sound.samples.resize(3 * 4000, 0.0F);
   EXPECT_EQ(runFast(device, "meter --json --seconds 0.5"),
-            (Ended{0, expectedBars(sound, 512), report(R"("seconds","seconds":0.512,"frames":4096)")}));
+            (Ended{0, expectedBars(sound, 512), report(R"("seconds","seconds":0.5,"frames":4000)")}));
 }
 
 }  // namespace

@@ -14,14 +14,15 @@ TEST(Tone, WritesTheOscillatorsSamplesToTheBit) {
       {"--frequency 12000 --monotone --client-rate 24000", 24000, 12000, 12000, 0.25F}};
   for (const auto& [options, rate, left, right, amplitude] : cases) {
     for (const std::uint32_t slice : {1U, 100U, 256U, 441U, 8192U}) {
-      const std::uint32_t frames = (rate / 4 + slice - 1) / slice * slice;
+      const std::uint32_t frames = rate / 4;
       std::vector<float> expected(2 * frames);
       for (const std::size_t channel : {0U, 1U}) {
         SineWaveGenerator generator;
         generator.mFrequency = channel == 0 ? left : right;
         generator.mAmplitude = amplitude;
         generator.SetSampleRate(static_cast<float>(rate));
-        for (std::size_t at = 0; at < frames; at += slice) generator.Render(&expected[2 * at + channel], slice, 1, 2);
+        for (std::uint32_t at = 0; at < frames; at += slice)
+          generator.Render(&expected[2 * std::size_t{at} + channel], std::min(slice, frames - at), 1, 2);
       }
       const std::string device =
           "speaker=" + file + ",rate=" + std::to_string(rate) + ",slice=" + std::to_string(slice);
@@ -31,13 +32,13 @@ TEST(Tone, WritesTheOscillatorsSamplesToTheBit) {
   }
 }
 
-TEST(Tone, ReportsTheWholeSlicesThatFillTheSecondsAndItsRate) {
+TEST(Tone, LastsExactlyTheFramesOfTheSeconds) {
   const std::array<std::string, 3> cases[] = {
-      {"0.000001", "rate=48000,slice=480", "480"},
+      {"0.000001", "rate=48000,slice=480", "1"},
       // 1.1 is no binary fraction, and 1.1 * 44100 is a little above 48510 in double precision.
       {"1.1", "rate=44100,slice=10", "48510"},
-      {"1.1000001", "rate=44100,slice=10", "48520"},
-      {"2.5e-1", "rate=8000,slice=64", "2048"}};
+      {"1.1000001", "rate=44100,slice=10", "48511"},
+      {"2.5e-1", "rate=8000,slice=64", "2000"}};
   for (const auto& [seconds, device, frames] : cases) {
     EXPECT_THAT(runFast(device, "tone --monotone --json --seconds " + seconds).output,
                 testing::HasSubstr("\"frames\":" + frames + ","));

@@ -36,9 +36,9 @@ struct Rig : UnitRig {
     }
   }
   platform::UnitLatency run(double frames) {
-    report.endAfterFrames(static_cast<std::uint64_t>(frames));
+    control.endAfterFrames(static_cast<std::uint64_t>(frames));
     EXPECT_EQ(UnitRig::run(), 0);
-    return report.unitLatency(unit);
+    return host.units->latency(unit);
   }
 };
 
@@ -92,7 +92,7 @@ TEST(ClientRate, FetchesOfAnyLengthStayInsideTheStore) {
   host::InputEdge input({1, 48000}, {1, 96000});
   for (const std::uint32_t frames : {1U, 4096U, 0U, 512U}) {
     for (int slice = 0; slice < 200; ++slice) {
-      input.accept({{}, 0, 256, captured.planes(), {}});
+      input.accept({{}, 0, 256, captured.planes()});
       ASSERT_TRUE(input.fetch(frames));
       ASSERT_EQ(input.frames(), frames);
     }

@@ -104,10 +104,10 @@ TEST_F(ConvertingFilesTest, WhatCannotBeMadeIsRefusedAndHarmsNothing) {
     log.clear();
     EXPECT_EQ(create(wanted, file), refusal) << log;
     EXPECT_EQ(file, Handle::none);
-    EXPECT_THAT(log, HasSubstr("A recording cannot be made: \"" + wanted.path + "\""));
+    EXPECT_THAT(log, HasSubstr("ConvertingFile::create failed: \"" + wanted.path + "\""));
     EXPECT_EQ(readSound(old).samples, Samples{0.25F});
   }
-  EXPECT_FALSE(report.writtenFile().has_value());
+  EXPECT_THAT(host.fileReport->writtenFiles(), testing::IsEmpty());
 
   // Locked as by another process that writes it.
   const int other = open(old.c_str(), O_RDONLY | O_CLOEXEC);
@@ -198,7 +198,7 @@ TEST_F(RunningConvertingFilesTest, ANoticeOfAFailedWriteMayDisposeTheFile) {
   getrlimit(RLIMIT_FSIZE, &before);
   const rlimit small{.rlim_cur = 100, .rlim_max = before.rlim_max};
   setrlimit(RLIMIT_FSIZE, &small);
-  report.onWriteFailure([&] {
+  const auto notice = control.onWriteFailure([&] {
     EXPECT_EQ(files.dispose(file), 0);
     waiter->signal();
   });

@@ -21,7 +21,7 @@ using testing::HasSubstr;
 
 TEST(SimulatedDevice, TheLoopHearsTheSpeakerOneSliceLater) {
   UnitRig rig("pace=fast,mic=loop,inputs=2,slice=100");
-  rig.report.endAfterFrames(1000);
+  rig.control.endAfterFrames(1000);
   const auto ramp = [](double frame, auto channel) { return static_cast<float>(frame / 4096 + channel * 100); };
   rig.play(ramp);
   rig.takeInput();
@@ -84,7 +84,7 @@ TEST(Fault, AnUnpluggedMicrophoneEndsTheRunOnceSomebodyTakesTheInput) {
   FaultyRig rig(R"({"at":0.105,"fault":"microphone-unplugged"})");
   rig.playSilence();
   rig.run(1s);
-  EXPECT_THAT(rig.log, HasSubstr("The microphone was unplugged: the input is silent"));
+  EXPECT_THAT(rig.log, HasSubstr("the microphone was unplugged: the input is silent"));
   const UnitInstance listener = rig.makeUnit();
   rig.host.units->wrap(listener)->setInputEnabled(true);
   rig.host.units->start(listener);
@@ -98,8 +98,8 @@ TEST(Fault, AFullDiskIsToldHoweverLateSomebodyAsks) {
   FaultyRig rig(R"({"at":0.1,"fault":"disk-full"})", "pace=fast,speaker=" + folder.file("heard.wav"));
   rig.playSilence();
   rig.run(1s);
-  EXPECT_EQ(rig.report.writeFailure()->status, status::diskFull);
-  rig.report.onWriteFailure([&] { rig.waiter->signal(); });
+  EXPECT_EQ(rig.host.fileReport->writeFailure()->status, status::diskFull);
+  const auto notice = rig.control.onWriteFailure([&] { rig.waiter->signal(); });
   EXPECT_TRUE(rig.waiter->wait(1s));
 }
 
@@ -123,7 +123,7 @@ TEST(Fault, FramesThatAreMissingShowInStampsSamplesAndCount) {
     ASSERT_EQ(rig.captured[slice * 480], rig.times[slice].sampleTime);
     ASSERT_EQ(rig.times[slice].hostTime, 1'000'000'000U + std::floor(rig.times[slice].sampleTime * 1e9 / 48000));
   }
-  EXPECT_THAT(rig.log, HasSubstr("The device was interrupted: 1000 frames are missing"));
+  EXPECT_THAT(rig.log, HasSubstr("the device was interrupted: 1000 frames are missing"));
 }
 
 TEST(StallAtRealPace, IsNoticedAndIsNoCallbackThatBlocks) {
@@ -152,6 +152,7 @@ struct HandWound final : Clock, Worker {
   HostTime now() const override { return time; }
   void repeatAt(HostTime when, Repetition next) override { std::tie(due, task) = std::tie(when, next); }
   void cancel() override {}
+  std::unique_ptr<Trigger> makeTrigger(Task) override { return nullptr; }
 
   HostTime time = 1s;
   HostTime due{};
@@ -264,7 +265,7 @@ TEST(IoUnit, RenderWorksInsideItsOwnSliceOnly) {
     renderInto(frames, 1, list, {1, 4, tooSmall});
     renderInto(frames, 1, list, {2, 4, nullptr});
   });
-  rig.report.endAfterFrames(1);
+  rig.control.endAfterFrames(256);
   rig.run();
   EXPECT_EQ(seen, std::vector<Status>(5, status::badParameter));
   rig.host.units->dispose(rig.unit);

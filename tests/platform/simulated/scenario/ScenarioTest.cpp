@@ -4,8 +4,8 @@
 
 #include <fstream>
 
+#include "platform/DeviceReport.h"
 #include "platform/Hosts.h"
-#include "platform/Report.h"
 #include "tests/support/ReasonOf.h"
 #include "tests/support/SoundFiles.h"
 #include "tests/support/TemporaryFolder.h"
@@ -64,7 +64,7 @@ TEST(Scenario, WhatIsWrongIsRefusedByItsPlace) {
       {"{\"audio\":\n{\"rate\":}}", "JSON is wrong at line 2, column 9: "},
       {R"({"audio":{"rate":1,"rate":2}})", "the key \"rate\" stands twice here"},
       {std::string(65, '['), "nested deeper than 64 levels"},
-      {std::string(Scenario::mostBytes + 1, ' '), "a scenario has 1048576 bytes at most"},
+      {std::string(Scenario::maxBytes + 1, ' '), "a scenario has 1048576 bytes at most"},
       {"[]", "an object is needed, not []"},
       {R"({"sound":{}})", "sound: unknown key; the keys here are audio, session, faults"},
       {R"({")" + longKey + R"(":0})", ".json: " + longKey.substr(0, 80) + "…: unknown key"},
@@ -95,7 +95,7 @@ TEST(Scenario, WhatIsWrongIsRefusedByItsPlace) {
       {R"({"faults":[{"at":0,"fault":"discontinuity","frames":0}]})", "frames: a whole number from 1 to 10000000"},
       {R"({"faults":[{"at":0,"fault":"render-status","status":0}]})", "faults[0].status: 0 is success"},
       {R"({"faults":[{"at":0,"fault":"refuse","call":"none","status":-1}]})",
-       "call: one of UnitService::findComponent, "},
+       "call: one of ConvertingFile::create, ConvertingFile::dispose, "},
       {R"({"faults":[{"at":0,"fault":"refuse","call":"UnitService::start"}]})", "the key \"status\" is missing"}};
   for (const auto& [text, reason] : cases) {
     std::ofstream(file) << text;
@@ -109,7 +109,7 @@ TEST(Scenario, SetsUpTheDeviceWhereNoOptionDoes) {
   const test::TemporaryFolder folder;
   const std::string file = folder.file("scenario.json");
   std::ofstream(file) << R"({"audio":{"rate":44100.0,"inputs":3,"outputs":0,"slice":64,"microphone":"noise"}})";
-  const auto report = platform::makeSimulatedHost("inputs=2,scenario=" + file).report;
+  const auto report = platform::makeSimulatedHost("inputs=2,scenario=" + file).deviceReport;
   EXPECT_EQ(report->hardwareInput(), platform::StreamFormat::standard(44100, 2));
   EXPECT_EQ(report->hardwareOutput().channelCount(), 0U);
   EXPECT_EQ(report->sliceFrames(), 64U);

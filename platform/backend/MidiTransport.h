@@ -1,0 +1,11 @@
+#pragma once
+
+namespace orvane::backend {
+
+/// A MIDI connection: implemented by a back end that has one.
+class MidiTransport {
+ public:
+  virtual ~MidiTransport() = default;
+};
+
+}  // namespace orvane::backend

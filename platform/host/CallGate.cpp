@@ -1,0 +1,27 @@
+#include "platform/host/CallGate.h"
+
+#include <algorithm>
+
+namespace orvane::host {
+
+namespace {
+
+/// Never destroyed; filled while static objects are made, in whatever order.
+std::vector<const GatedCall*>& listedCalls() {
+  static std::vector<const GatedCall*>& calls = *new std::vector<const GatedCall*>();
+  return calls;
+}
+
+}  // namespace
+
+GatedCall::GatedCall(std::string_view name, Answer answer) : mName(name), mAnswer(answer) {
+  if (answer == Answer::hidden) return;
+  auto& calls = listedCalls();
+  calls.insert(std::ranges::lower_bound(calls, name, {}, &GatedCall::name), this);
+}
+
+const std::vector<const GatedCall*>& GatedCall::all() {
+  return listedCalls();
+}
+
+}  // namespace orvane::host

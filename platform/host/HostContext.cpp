@@ -1,0 +1,51 @@
+#include "platform/host/HostContext.h"
+
+#include <utility>
+
+#include "platform/host/HostLog.h"
+#include "platform/host/time/FastPace.h"
+#include "platform/host/time/RealPace.h"
+
+namespace orvane::host {
+
+namespace {
+
+std::shared_ptr<platform::Scheduler> makeScheduler(HostContext::Pace pace, const std::shared_ptr<platform::Log>& log) {
+  if (pace == HostContext::Pace::fast) return std::make_shared<FastPace>();
+  return std::make_shared<RealPace>(log);
+}
+
+}  // namespace
+
+HostContext::HostContext(Pace pace)
+    : log(std::make_shared<HostLog>()),
+      scheduler(makeScheduler(pace, log)),
+      gate(std::make_shared<CallGate>()),
+      mNotices(*scheduler),
+      runEnd(mNotices),
+      writeFailures(mNotices),
+      sessions(std::make_shared<HostSessions>(gate)) {}
+
+platform::Status HostContext::refuse(platform::Failure failure) {
+  const platform::Status status = failure.status;
+  const std::string line = failure.call + " failed: " + failure.reason;
+  {
+    const std::lock_guard lock(mMutex);
+    mLastRefusal = std::move(failure);
+  }
+  log->write(platform::LogLevel::error, line);
+  return status;
+}
+
+std::optional<platform::Status> HostContext::refusalOf(const GatedCall& call) {
+  const Refusal* refusal = gate->refusal(call);
+  if (refusal == nullptr) return std::nullopt;
+  return refuse({refusal->status, refusal->reason, std::string(call.name())});
+}
+
+std::optional<platform::Failure> HostContext::lastRefusal() const {
+  const std::lock_guard lock(mMutex);
+  return mLastRefusal;
+}
+
+}  // namespace orvane::host

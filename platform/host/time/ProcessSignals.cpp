@@ -1,0 +1,141 @@
+#include "platform/host/time/ProcessSignals.h"
+
+#include <poll.h>
+#include <pthread.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <mutex>
+#include <optional>
+#include <system_error>
+#include <vector>
+
+#include "platform/host/time/HostThread.h"
+
+namespace orvane::host {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::chrono::milliseconds copyTime(300);
+
+struct State {
+  std::mutex mutex;
+  std::vector<SignalReceiver*> receivers;
+  std::optional<Clock::time_point> asked;  ///< When the signal came that receivers were told of last.
+  bool isAnswered = false;                 ///< What it asked for has been done.
+  bool isReading = false;
+};
+
+/// Never destroyed: the thread that reads signals has no end.
+State& state() {
+  static State& instance = *new State();
+  return instance;
+}
+
+std::atomic<bool> outputClosed = false;
+
+/// Runs on whatever thread wrote, the device's included, so it only passes the news on to the thread that reads
+/// signals. A standard error that is closed is none: a run goes on without its words.
+void onClosedPipe(int) {
+  const int savedErrno = errno;
+  pollfd output{.fd = STDOUT_FILENO, .events = 0, .revents = 0};
+  const bool isOutput = poll(&output, 1, 0) == 1 && (output.revents & POLLERR) != 0;
+  if (isOutput && !outputClosed.exchange(true)) kill(getpid(), SIGTERM);
+  errno = savedErrno;
+}
+
+sigset_t stopSignals() {
+  sigset_t signals;
+  sigemptyset(&signals);
+  sigaddset(&signals, SIGINT);
+  sigaddset(&signals, SIGTERM);
+  struct sigaction hangUp {};
+  sigaction(SIGHUP, nullptr, &hangUp);
+  if (hangUp.sa_handler != SIG_IGN) sigaddset(&signals, SIGHUP);
+  return signals;
+}
+
+/// Does to the process what the signal does to one that does not watch it.
+void endProcess(int signal) {
+  std::signal(signal, SIG_DFL);
+  sigset_t only;
+  sigemptyset(&only);
+  sigaddset(&only, signal);
+  pthread_sigmask(SIG_UNBLOCK, &only, nullptr);
+  raise(signal);
+}
+
+void passOn(int signal, bool isFromProcess) {
+  State& shared = state();
+  const std::lock_guard lock(shared.mutex);
+  if (!isFromProcess) {
+    const Clock::time_point now = Clock::now();
+    if (shared.asked && now - *shared.asked <= copyTime) return;
+    if (shared.asked && !shared.isAnswered) endProcess(signal);
+    shared.asked = now;
+    shared.isAnswered = false;
+  }
+  for (SignalReceiver* receiver : shared.receivers) receiver->signalled(signal);
+}
+
+void readSignals(const sigset_t& signals) {
+  for (;;) {
+    siginfo_t information;
+    const int signal = sigwaitinfo(&signals, &information);
+    if (signal == -1) continue;
+    // The process itself tells of its closed output; that may follow the signal that ended the pipe's other side.
+    const bool isFromProcess = information.si_pid == getpid();
+    passOn(isFromProcess && outputClosed ? SIGPIPE : signal, isFromProcess);
+  }
+}
+
+void startReading() {
+  const sigset_t signals = stopSignals();
+  sigset_t before;
+  pthread_sigmask(SIG_BLOCK, &signals, &before);
+  try {
+    startThread("signals", [signals] { readSignals(signals); }).detach();
+  } catch (const std::system_error&) {
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    throw;
+  }
+  struct sigaction action {};
+  action.sa_handler = onClosedPipe;
+  action.sa_flags = SA_RESTART;
+  sigaction(SIGPIPE, &action, nullptr);
+  // A file that reaches the limit set for this process is a failed write like others, not the end of the process.
+  signal(SIGXFSZ, SIG_IGN);
+}
+
+}  // namespace
+
+void ProcessSignals::add(SignalReceiver& receiver) {
+  State& shared = state();
+  const std::lock_guard lock(shared.mutex);
+  if (!shared.isReading) {
+    startReading();
+    shared.isReading = true;
+  }
+  shared.receivers.push_back(&receiver);
+}
+
+void ProcessSignals::remove(SignalReceiver& receiver) {
+  State& shared = state();
+  const std::lock_guard lock(shared.mutex);
+  std::erase(shared.receivers, &receiver);
+}
+
+void ProcessSignals::expectFirst() {
+  State& shared = state();
+  const std::lock_guard lock(shared.mutex);
+  shared.isAnswered = true;
+}
+
+}  // namespace orvane::host

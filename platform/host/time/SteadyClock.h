@@ -1,0 +1,22 @@
+#pragma once
+
+#include <chrono>
+
+#include "platform/Clock.h"
+
+namespace orvane::host {
+
+/// The system's monotonic clock, set to one second when it is made, as the clock at fast pace is. Copies agree.
+class SteadyClock final : public platform::Clock {
+ public:
+  platform::HostTime now() const override { return systemNow() - mZero; }
+  /// The time on CLOCK_MONOTONIC.
+  platform::HostTime systemTime(platform::HostTime time) const { return time + mZero; }
+
+ private:
+  static platform::HostTime systemNow() { return std::chrono::steady_clock::now().time_since_epoch(); }
+
+  platform::HostTime mZero = systemNow() - std::chrono::seconds(1);
+};
+
+}  // namespace orvane::host

@@ -1,0 +1,82 @@
+#pragma once
+
+#include <semaphore.h>
+
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "platform/Worker.h"
+#include "platform/host/time/FiredTask.h"
+#include "platform/host/time/SteadyClock.h"
+
+namespace orvane::host {
+
+/// The thread of a worker at real pace, with its tasks. The thread and the worker's triggers share it, so that the
+/// worker may be destroyed by its own task.
+class TaskThread {
+ public:
+  using Repetition = platform::Worker::Repetition;
+
+  /// Starts the thread, which runs `prologue` first. Throws `std::system_error` where the system has no thread left.
+  static std::shared_ptr<TaskThread> start(const SteadyClock& clock, const std::string& name,
+                                           std::function<void()> prologue);
+  ~TaskThread();
+  TaskThread(const TaskThread&) = delete;
+  TaskThread& operator=(const TaskThread&) = delete;
+
+  /// See `platform::Worker`.
+  void repeatAt(platform::HostTime first, Repetition task);
+  void cancel();
+  /// Cancels and ends the thread; waits for its end except on that thread itself.
+  void quit();
+
+  void addTrigger(std::shared_ptr<FiredTask> trigger);
+  /// Drops the trigger's queued run and waits for one that is under way, except on the thread itself.
+  void removeTrigger(const FiredTask& trigger);
+  /// Makes the thread look for fired triggers. Real-time safe.
+  void wake() { sem_post(&mWake); }
+
+ private:
+  struct Task {
+    Repetition run;
+    const FiredTask* trigger = nullptr;  ///< The trigger that this is a run of.
+  };
+  /// By due time, then by order of posting.
+  using Place = std::pair<platform::HostTime, std::uint64_t>;
+  using Tasks = std::map<Place, Task>;
+
+  explicit TaskThread(const SteadyClock& clock);
+
+  bool isOwnThread() const { return std::this_thread::get_id() == mThread.get_id(); }
+  Place nextPlace(platform::HostTime due);
+  void work();
+  void queueFired();
+  void runFirst(std::unique_lock<std::mutex>& lock);
+  std::optional<platform::HostTime> runOnce(Task& task) noexcept;
+  void sleepUntil(std::optional<platform::HostTime> due);
+
+  const SteadyClock mClock;
+  sem_t mWake{};
+  std::mutex mMutex;
+  std::condition_variable mRunEnded;
+  Tasks mTasks;
+  std::vector<std::shared_ptr<FiredTask>> mTriggers;
+  std::uint64_t mPosted = 0;
+  int mCancelling = 0;  ///< Callers inside `cancel` or `removeTrigger`; no task begins meanwhile.
+  bool mTaskRuns = false;
+  const FiredTask* mRunningTrigger = nullptr;
+  bool mRunCancelled = false;  ///< By the task that runs; used on this thread alone.
+  bool mQuit = false;
+  std::thread mThread;
+};
+
+}  // namespace orvane::host
