@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <iterator>
-#include <limits>
 #include <nlohmann/json.hpp>
 #include <unordered_set>
 #include <utility>
@@ -22,6 +21,7 @@ using platform::Value;
 std::optional<ordered_json> toJson(const Value& value) {
   if (const bool* flag = value.as<bool>()) return ordered_json(*flag);
   if (const std::int64_t* integer = value.as<std::int64_t>()) return ordered_json(*integer);
+  if (const std::uint64_t* large = value.as<std::uint64_t>()) return ordered_json(*large);
   if (const double* number = value.as<double>()) return ordered_json(*number);
   if (const std::string* text = value.as<std::string>()) return ordered_json(*text);
   if (const Value::Array* items = value.as<Value::Array>()) {
@@ -89,10 +89,7 @@ class ValueBuilder final : public nlohmann::json_sax<ordered_json> {
   bool null() override { return add(Value()); }
   bool boolean(bool flag) override { return add(flag); }
   bool number_integer(std::int64_t integer) override { return add(integer); }
-  bool number_unsigned(std::uint64_t integer) override {
-    constexpr auto largest = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
-    return integer <= largest ? add(integer) : add(static_cast<double>(integer));
-  }
+  bool number_unsigned(std::uint64_t integer) override { return add(integer); }
   bool number_float(double number, const std::string&) override { return add(number); }
   bool string(std::string& text) override { return add(std::move(text)); }
   bool binary(ordered_json::binary_t&) override { return false; }  // no text has binary values
