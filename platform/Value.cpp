@@ -4,8 +4,10 @@
 #include <cstddef>
 #include <cstdio>
 #include <limits>
+#include <type_traits>
 #include <unordered_map>
 #include <utility>
+#include <vector>
 
 #include "platform/NumberText.h"
 #include "platform/PlatformException.h"
@@ -46,12 +48,105 @@ std::string dataText(const Value::Data& data) {
   return result + ">";
 }
 
+/// Calls `use` with each value right below this one.
+template <typename AnyValue, typename Use>
+void forEachChild(AnyValue& value, const Use& use) {
+  if (auto* array = value.template as<Value::Array>()) {
+    for (auto& item : *array) use(item);
+  } else if (auto* members = value.template as<Value::Dictionary>()) {
+    for (auto& member : *members) use(member.value);
+  }
+}
+
+bool hasChildren(const Value& value) {
+  const auto* array = value.as<Value::Array>();
+  const auto* members = value.as<Value::Dictionary>();
+  return (array && !array->empty()) || (members && !members->empty());
+}
+
+template <typename First, typename Second>
+using PairsToVisit = std::vector<std::pair<First*, Second*>>;
+
+/// Whether two arrays or dictionaries have the same length and keys; notes what is below them in `pending`.
+template <typename Container>
+bool compareOuter(const Container& one, const Container& other, PairsToVisit<const Value, const Value>& pending) {
+  if (one.size() != other.size()) return false;
+  for (std::size_t i = 0; i < one.size(); ++i) {
+    if constexpr (std::is_same_v<Container, Value::Dictionary>) {
+      if (one[i].key != other[i].key) return false;
+      pending.emplace_back(&one[i].value, &other[i].value);
+    } else {
+      pending.emplace_back(&one[i], &other[i]);
+    }
+  }
+  return true;
+}
+
+std::string described(const Value& value, int levelsLeft);
+
+template <typename Items, typename Text>
+std::string describedList(char open, const Items& items, const Text& text, char close) {
+  std::string result(1, open);
+  for (const auto& item : items) {
+    if (result.size() > 1) result += ", ";
+    result += text(item);
+  }
+  return result + close;
+}
+
+std::string describedContainer(const Value& value, int levelsLeft) {
+  if (levelsLeft == 0) return "…";
+  const auto inner = [levelsLeft](const Value& item) { return described(item, levelsLeft - 1); };
+  if (const auto* array = value.as<Value::Array>()) return describedList('[', *array, inner, ']');
+  const auto text = [&inner](const Value::Member& member) { return member.key + ": " + inner(member.value); };
+  return describedList('{', *value.as<Value::Dictionary>(), text, '}');
+}
+
+std::string described(const Value& value, int levelsLeft) {
+  if (const auto* flag = value.as<bool>()) return *flag ? "true" : "false";
+  if (const auto* integer = value.as<std::int64_t>()) return std::to_string(*integer);
+  if (const auto* large = value.as<std::uint64_t>()) return std::to_string(*large);
+  if (const auto* number = value.as<double>()) return numberText(*number);
+  if (const auto* text = value.as<std::string>()) return *text;
+  if (const auto* data = value.as<Value::Data>()) return dataText(*data);
+  return value.isNull() ? "(null)" : describedContainer(value, levelsLeft);
+}
+
 }  // namespace
 
 Value::Value() = default;
-Value::Value(const Value& other) = default;
+Value::Value(const Value& other) {
+  PairsToVisit<const Value, Value> pending{{&other, this}};
+  while (!pending.empty()) {
+    const auto [from, to] = pending.back();
+    pending.pop_back();
+    if (const Array* array = from->as<Array>()) {
+      Array& copies = to->mContent.emplace<Array>(array->size());
+      for (std::size_t i = 0; i < copies.size(); ++i) pending.emplace_back(&(*array)[i], &copies[i]);
+    } else if (const Dictionary* members = from->as<Dictionary>()) {
+      Dictionary& copies = to->mContent.emplace<Dictionary>();
+      copies.reserve(members->size());
+      for (const Member& member : *members) {
+        pending.emplace_back(&member.value, &copies.emplace_back(Member{member.key, {}}).value);
+      }
+    } else {
+      to->mContent = from->mContent;
+    }
+  }
+}
 Value::Value(Value&& other) noexcept = default;
-Value::~Value() = default;
+Value::~Value() {
+  Array pending;
+  const auto take = [&pending](Value& child) {
+    if (hasChildren(child)) pending.push_back(std::move(child));
+  };
+  forEachChild(*this, take);
+  while (!pending.empty()) {
+    Value last = std::move(pending.back());
+    pending.pop_back();
+    forEachChild(last, take);
+  }
+}
 
 // By way of another value: what is assigned may stand inside what goes.
 Value& Value::operator=(const Value& other) {
@@ -91,7 +186,19 @@ bool Value::operator==(const Value& other) const {
     const auto* large = another.as<std::uint64_t>();
     return integer != nullptr && large != nullptr && std::cmp_equal(*integer, *large);
   };
-  return mContent == other.mContent || equalIntegers(*this, other) || equalIntegers(other, *this);
+  PairsToVisit<const Value, const Value> pending{{this, &other}};
+  while (!pending.empty()) {
+    const auto [left, right] = pending.back();
+    pending.pop_back();
+    if (left->as<Array>() && right->as<Array>()) {
+      if (!compareOuter(*left->as<Array>(), *right->as<Array>(), pending)) return false;
+    } else if (left->as<Dictionary>() && right->as<Dictionary>()) {
+      if (!compareOuter(*left->as<Dictionary>(), *right->as<Dictionary>(), pending)) return false;
+    } else if (left->mContent != right->mContent && !equalIntegers(*left, *right) && !equalIntegers(*right, *left)) {
+      return false;
+    }
+  }
+  return true;
 }
 
 Value Value::dictionary(std::initializer_list<std::pair<std::string_view, Value>> members) {
@@ -126,28 +233,7 @@ Value& Value::set(std::string_view key, Value value) {
 }
 
 std::string Value::description() const {
-  const auto list = [](char open, const auto& items, const auto& text, char close) {
-    std::string result(1, open);
-    for (const auto& item : items) {
-      if (result.size() > 1) result += ", ";
-      result += text(item);
-    }
-    return result + close;
-  };
-  if (const bool* flag = as<bool>()) return *flag ? "true" : "false";
-  if (const auto* integer = as<std::int64_t>()) return std::to_string(*integer);
-  if (const auto* large = as<std::uint64_t>()) return std::to_string(*large);
-  if (const double* number = as<double>()) return numberText(*number);
-  if (const std::string* text = as<std::string>()) return *text;
-  if (const Data* data = as<Data>()) return dataText(*data);
-  if (const Array* array = as<Array>())
-    return list(
-        '[', *array, [](const Value& item) { return item.description(); }, ']');
-  if (const Dictionary* members = as<Dictionary>()) {
-    return list(
-        '{', *members, [](const Member& item) { return item.key + ": " + item.value.description(); }, '}');
-  }
-  return "(null)";
+  return described(*this, maxLevels);
 }
 
 }  // namespace orvane::platform

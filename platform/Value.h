@@ -23,14 +23,17 @@ concept PlainInteger = std::integral<Number> && sizeof(Number) <= sizeof(std::in
 
 /// The host's generic value: what JSON objects, loosely typed numbers and property dictionaries are made of.
 ///
-/// A plain value: copying copies everything below it. A dictionary keeps the order in which its keys were set. Not
-/// real-time safe.
+/// A plain value: copying copies everything below it. A dictionary keeps the order in which its keys were set. Values
+/// may be nested to any depth: copying, comparing and destroying them do not recurse. Not real-time safe.
 class ORVANE_EXPORT Value {
  public:
   struct Member;
   using Data = std::vector<std::uint8_t>;
   using Array = std::vector<Value>;
   using Dictionary = std::vector<Member>;
+
+  /// How many arrays and dictionaries may stand inside each other for JSON, and for `description` to show them.
+  static constexpr int maxLevels = 64;
 
   Value(const Value& other);
   Value(Value&& other) noexcept;
@@ -77,7 +80,8 @@ class ORVANE_EXPORT Value {
   /// empty dictionary first. Throws `PlatformException` for any other kind.
   Value& set(std::string_view key, Value value);
 
-  /// A readable text, close to JSON; data as "<00 11 FF>", null as "(null)".
+  /// A readable text, close to JSON; data as "<00 11 FF>", null as "(null)", an array or dictionary inside
+  /// `maxLevels` others as "…".
   std::string description() const;
 
   /// Integers are equal where their values are; an integer never equals a float.

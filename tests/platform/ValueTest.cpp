@@ -88,5 +88,50 @@ TEST(Value, TakesTheFormOfAValueInsideItself) {
   EXPECT_EQ(value.description(), "[deep]");
 }
 
+/// `innermost` inside `levels` arrays and dictionaries in turn.
+Value nested(int levels, Value innermost = 1) {
+  for (int level = 0; level < levels; ++level) {
+    if (level % 2 == 0) {
+      Value::Array array;
+      array.push_back(std::move(innermost));
+      innermost = std::move(array);
+    } else {
+      Value::Dictionary dictionary;
+      dictionary.push_back({"k", std::move(innermost)});
+      innermost = std::move(dictionary);
+    }
+  }
+  return innermost;
+}
+
+TEST(Value, IsWrittenAndDescribedDownToSixtyFourLevels) {
+  EXPECT_EQ(current().json->read(written(nested(64))), nested(64));
+  EXPECT_EQ(written(nested(65)), "rejected");
+  EXPECT_THAT(nested(64).description(), testing::HasSubstr("[1]"));
+  EXPECT_THAT(nested(65).description(), testing::HasSubstr("{k: [{k: …}]}"));
+}
+
+TEST(Value, AnyDepthIsCopiedComparedAndDestroyed) {
+  const Value deep = nested(100'000);
+  EXPECT_EQ(written(deep), "rejected");
+  EXPECT_LT(deep.description().size(), 1000U);
+  Value copy = deep;
+  EXPECT_TRUE(copy == deep);
+  EXPECT_FALSE(copy == nested(100'000, 2));
+  EXPECT_FALSE(copy == nested(100'002));
+  copy = 1;
+  EXPECT_EQ(copy, Value(1));
+}
+
+TEST(Value, EqualityLooksAtKeysOrderAndLength) {
+  const Value value = Value::dictionary({{"a", Value::Array{UINT64_MAX, 2}}, {"b", {}}});
+  EXPECT_EQ(value, Value(value));
+  for (const Value& other : {Value::dictionary({{"b", {}}, {"a", Value::Array{UINT64_MAX, 2}}}),
+                             Value::dictionary({{"a", Value::Array{UINT64_MAX, 3}}, {"b", {}}}),
+                             Value::dictionary({{"a", Value::Array{UINT64_MAX}}, {"b", {}}}),
+                             Value::dictionary({{"a", Value::Array{UINT64_MAX, 2}}}), Value()})
+    EXPECT_NE(value, other);
+}
+
 }  // namespace
 }  // namespace orvane::platform
