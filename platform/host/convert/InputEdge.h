@@ -42,6 +42,9 @@ class InputEdge {
   /// Client frames before this part, those that are missing included.
   std::uint64_t firstFrame() const { return mHandedOut - mFrames + mGaps.missing(mHardware, mClient); }
 
+  /// Whether the rate conversion has failed. Silence of the right length comes from then on. Any thread.
+  bool failed() const { return mConverter && mConverter->failed(); }
+
   /// How late input comes for the sake of its rate, in hardware frames.
   std::uint32_t delayFrames() const { return mConverter ? mConverter->delayFrames() : 0; }
 
@@ -50,8 +53,11 @@ class InputEdge {
 
   void map(const DeviceSlice& slice);
   std::uint32_t convert(AlignedSamples& target, std::uint32_t firstFrame, std::uint32_t mostFrames);
+  std::uint32_t convertSlice(AlignedSamples& target, std::uint32_t firstFrame, std::uint32_t mostFrames);
+  std::uint32_t convertRest(AlignedSamples& target, std::uint32_t firstFrame, std::uint32_t wanted);
   void handOut(const AlignedSamples& samples, std::uint32_t frames);
   std::uint64_t framesDue() const;
+  std::uint32_t framesLeft(std::uint32_t mostFrames) const;
 
   EdgeFormat mHardware;
   EdgeFormat mClient;

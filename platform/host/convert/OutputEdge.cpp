@@ -70,7 +70,8 @@ std::uint32_t OutputEdge::framesToAsk(const DeviceSlice& slice) const {
 
 void OutputEdge::convert(const platform::OutputProvider& provider, const DeviceSlice& slice) {
   const AlignedSamples& provided = mProvided;
-  for (std::uint32_t done = 0; done < slice.frames;) {
+  std::uint32_t done = 0;
+  while (done < slice.frames && !failed()) {
     if (mProvidedTaken == mProvidedFrames) {
       mProvidedFrames = framesToAsk(slice);
       mProvidedTaken = 0;
@@ -84,6 +85,7 @@ void OutputEdge::convert(const platform::OutputProvider& provider, const DeviceS
     mProvidedTaken += taken;
     done += made;
   }
+  for (float* plane : mConverted.planes()) std::fill_n(plane + done, slice.frames - done, 0.0F);
   mPlayed += slice.frames;
 }
 

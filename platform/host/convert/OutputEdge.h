@@ -28,6 +28,9 @@ class OutputEdge {
   /// Plays one slice. A provider that gives another status than 0 is silent for what it was asked for.
   void play(const platform::OutputProvider& provider, const DeviceSlice& slice, OutputMix& mix);
 
+  /// Whether the rate conversion has failed. The provider is not asked and silence is played from then on. Any thread.
+  bool failed() const { return mConverter && mConverter->failed(); }
+
   /// How far the provider is ahead for the sake of its rate, in hardware frames.
   std::uint32_t delayFrames() const;
 
