@@ -19,6 +19,8 @@ class ORVANE_EXPORT AORecord : public OVIOUnit {
  public:
   /// Remembers the path, and makes nothing yet. A plain file-system path, not one of a folder.
   static std::shared_ptr<AORecord> initWithFilePath(std::string filePath);
+  /// The inherited one would make no recorder.
+  static std::shared_ptr<AORecord> init() = delete;
   ~AORecord() override;
 
   const std::string& filePath() const { return _filePath; }

@@ -10,6 +10,8 @@ class ORVANE_EXPORT OVPrimarySession : public OVSession {
  public:
   /// Null where the implementation type is 0.
   static std::shared_ptr<OVPrimarySession> init();
+  /// The inherited one would make no primary session.
+  static std::shared_ptr<OVPrimarySession> initWithAuxillarySession(bool auxiliary) = delete;
 
  protected:
   OVPrimarySession() : OVSession(false) {}

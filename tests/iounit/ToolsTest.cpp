@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <stdio_ext.h>
 
+#include <concepts>
 #include <stdexcept>
 #include <typeinfo>
 
@@ -8,6 +9,7 @@
 #include "iounit/AOPlaythru.h"
 #include "iounit/AORecord.h"
 #include "iounit/OVTestTone.h"
+#include "session/OVPrimarySession.h"
 #include "session/OVSession.h"
 #include "tests/support/ScriptedHost.h"
 
@@ -16,6 +18,23 @@ namespace {
 
 using namespace platform;
 using testing::ElementsAre, testing::EndsWith, testing::HasSubstr, testing::MatchesRegex, testing::StartsWith;
+
+// An inherited factory would make an object of the base class.
+template <typename Class>
+concept HasInit = requires {
+  { Class::init() } -> std::same_as<std::shared_ptr<Class>>;
+};
+template <typename Class>
+concept HasAnyInit = requires {
+  Class::init();
+};
+template <typename Class>
+concept HasAuxiliaryInit = requires {
+  Class::initWithAuxillarySession(true);
+};
+static_assert(HasInit<OVIOUnit> && HasInit<AOMeter> && HasInit<AOPlaythru> && HasInit<OVTestTone>);
+static_assert(HasInit<OVSession> && HasInit<OVPrimarySession>);
+static_assert(!HasAnyInit<AORecord> && HasAuxiliaryInit<OVSession> && !HasAuxiliaryInit<OVPrimarySession>);
 
 /// A session on an object that is no session of the platform's.
 struct ForeignSession : OVSession {
