@@ -36,9 +36,9 @@ class ORVANE_EXPORT AORecord : public OVIOUnit {
   /// Starts recording to a new file. A recorder that runs is stopped first; its file so far is completed, and erased
   /// where it is at the same path.
   ///
-  /// Raises "ConvertingFile::create failed: <status>" and "ConvertingFile setting client format failed: <status>", and
-  /// what `stop`, `initializeAU`, the formats and `OVIOUnit::start` raise. The unit then does not run, unless it was
-  /// `stop` that failed: then nothing has changed.
+  /// Raises "ConvertingFile is not available on this host", "ConvertingFile::create failed: <status>" and
+  /// "ConvertingFile setting client format failed: <status>", and what `stop`, `initializeAU`, the formats and
+  /// `OVIOUnit::start` raise. The unit then does not run, unless it was `stop` that failed: then nothing has changed.
   void start() override;
 
  protected:

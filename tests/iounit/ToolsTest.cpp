@@ -3,12 +3,15 @@
 
 #include <concepts>
 #include <stdexcept>
+#include <tuple>
 #include <typeinfo>
+#include <utility>
 
 #include "iounit/AOMeter.h"
 #include "iounit/AOPlaythru.h"
 #include "iounit/AORecord.h"
 #include "iounit/OVTestTone.h"
+#include "session/OVJSON.h"
 #include "session/OVPrimarySession.h"
 #include "session/OVSession.h"
 #include "tests/support/ScriptedHost.h"
@@ -134,6 +137,62 @@ TEST_F(OVIOUnitTest, EndsOnTheHostThatMadeItAndGoesOnAfterAFailure) {
   unit.reset();
   EXPECT_THAT(host.takeCalls(), EndsWith("initialize > UnitWrapper::invalidate > UnitService::dispose"));
   EXPECT_THAT(host.logged, ElementsAre("UnitWrapper::invalidate failed: gone", "UnitService::dispose failed: lost"));
+}
+
+TEST(Tools, StayOnTheHostTheyWereMadeOn) {
+  ScriptedHost first;
+  const auto session = OVSession::init();
+  const std::pair<std::shared_ptr<OVIOUnit>, std::string> tools[] = {{AOMeter::init(), "setInputHandler"},
+                                                                     {AORecord::initWithFilePath("take.wav"), "create"},
+                                                                     {AOPlaythru::init(), "setOutputProvider"},
+                                                                     {OVTestTone::init(), "setOutputProvider"}};
+  ScriptedHost second;
+  first.answers["UnitService::start"] = [] { return -10; };
+  for (const auto& [tool, call] : tools) {
+    tool->setComponentSubType("too long");
+    EXPECT_EQ(reasonOf([&, &tool = tool] { tool->start(); }), "UnitService::start failed: -10");
+    EXPECT_THAT(first.takeCalls(), testing::AllOf(HasSubstr(call), EndsWith("UnitService::start")));
+    EXPECT_THAT(std::exchange(first.logged, {}),
+                ElementsAre("invalid I/O unit subtype string: too long", "Failure: UnitService::start failed: -10"));
+  }
+  EXPECT_NE(reasonOf([&] { session->setCategory("none"); }), "");
+  EXPECT_EQ(first.logged.size(), 1U);
+  EXPECT_EQ(second.takeCalls(), "");
+  EXPECT_THAT(second.logged, testing::IsEmpty());
+}
+
+TEST(Tools, NameTheRoleThatAHostDoesNotHave) {
+  using Step = std::function<void()>;
+  const std::tuple<const char*, std::function<void(Platform&)>, Step> cases[] = {
+      {"SessionService", [](auto& host) { host.sessions = {}; }, [] { OVSession::init(); }},
+      {"SessionService", [](auto& host) { host.sessions = {}; }, [] { OVPrimarySession::init(); }},
+      {"Json", [](auto& host) { host.json = {}; }, [] { OVPrintJSON(1, true); }},
+      {"UnitService", [](auto& host) { host.units = {}; }, [] { OVIOUnit::init()->audioUnit(); }},
+      {"UnitService", [](auto& host) { host.units = {}; }, [] { AOMeter::init()->start(); }},
+      {"ConvertingFile", [](auto& host) { host.convertingFiles = {}; },
+       [] { AORecord::initWithFilePath("take.wav")->start(); }}};
+  for (const auto& [role, remove, step] : cases) {
+    ScriptedHost scripted;
+    const std::string reason = std::string(role) + " is not available on this host";
+    Platform host = current();
+    remove(host);
+    use(host);
+    EXPECT_EQ(reasonOf(step), reason);
+    EXPECT_THAT(scripted.logged, ElementsAre("Failure: " + reason));
+    if (std::string(role) == "ConvertingFile") continue;
+    use({});
+    EXPECT_EQ(reasonOf(step), reason) << "without a log";
+  }
+  ScriptedHost host;
+  Platform services = current();
+  services.log = {};
+  use(services);
+  const auto unit = OVIOUnit::init();
+  unit->setComponentSubType("too long");
+  unit->audioUnit();
+  unit->setComponentSubType("rioc");
+  host.answers["UnitService::dispose"] = []() -> Status { throw std::runtime_error("gone"); };
+  EXPECT_EQ(host.takeCalls(), "find rioc > create > wrap");
 }
 
 TEST(Tools, StartInOrderGoNoFurtherThanWhatIsRefusedAndEndInOrder) {
