@@ -1,8 +1,7 @@
 # What is installed, and how clients find it.
 include(CMakePackageConfigHelpers)
 
-# The headers of the exported classes, of the services beside them, and of the roles that a harness may script; and, though
-# it is not exported, of a class that an exported one holds by value.
+# The headers of the exported classes, of the services beside them, and of the roles that a harness may script.
 set(ORVANE_PUBLIC_HEADERS
   Pexutil/Source/Utility/PXX4CCString.h
   iounit/AOMeter.h

@@ -33,7 +33,7 @@ void AORecord::start() {
   setInputClientFormat(client);
   RenderOperation render = wrapper().renderOperation();
 
-  auto handler = std::make_unique<RecordInputHandler>(_filePath, client);
+  auto handler = std::make_unique<RecordInputHandler>(services(), _filePath, client);
   // The closure of an earlier start holds the handler that goes away now.
   if (mInputHandler) wrapper().setInputHandler(nullptr);
   mInputHandler = std::move(handler);

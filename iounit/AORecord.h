@@ -11,14 +11,19 @@ class RecordInputHandler;
 
 /// Records the audio input to a file of 16-bit samples in the platform's native container.
 ///
+/// At another rate than the hardware's, `stop`, and a `start` that stops first, write the last frames, those that the
+/// rate conversion still holds, on the caller's thread. A recorder that is released while it runs loses them.
+///
 /// The file is made by `start`, at the hardware input's channel count; what is at the path before is erased then, not
 /// earlier. It is complete once the recorder is released or a later `start` has made its successor; `stop` leaves it
-/// open. A render failure on the device callback prints "Error <status> while rendering in IORecord" on standard error
+/// open. A render failure in the input handler prints "Error <status> while rendering in IORecord" on standard error
 /// and ends the process abnormally. A write that fails later is swallowed here; the host's report tells of it.
 class ORVANE_EXPORT AORecord : public OVIOUnit {
  public:
   /// Remembers the path, and makes nothing yet. A plain file-system path, not one of a folder.
   static std::shared_ptr<AORecord> initWithFilePath(std::string filePath);
+  /// The inherited one would make no recorder.
+  static std::shared_ptr<AORecord> init() = delete;
   ~AORecord() override;
 
   const std::string& filePath() const { return _filePath; }
@@ -34,9 +39,9 @@ class ORVANE_EXPORT AORecord : public OVIOUnit {
   /// Starts recording to a new file. A recorder that runs is stopped first; its file so far is completed, and erased
   /// where it is at the same path.
   ///
-  /// Raises "ConvertingFile::create failed: <status>" and "ConvertingFile setting client format failed: <status>", and
-  /// what `stop`, `initializeAU`, the formats and `OVIOUnit::start` raise. The unit then does not run, unless it was
-  /// `stop` that failed: then nothing has changed.
+  /// Raises "ConvertingFile is not available on this host", "ConvertingFile::create failed: <status>" and
+  /// "ConvertingFile setting client format failed: <status>", and what `stop`, `initializeAU`, the formats and
+  /// `OVIOUnit::start` raise. The unit then does not run, unless it was `stop` that failed: then nothing has changed.
   void start() override;
 
  protected:

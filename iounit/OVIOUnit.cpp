@@ -10,7 +10,8 @@
 #include "platform/PlatformSession.h"
 #include "platform/UnitService.h"
 #include "session/OVSession.h"
-#include "session/OVThrow.h"
+#include "session/RaiseOn.h"
+#include "session/RequiredRole.h"
 
 using namespace orvane::platform;
 
@@ -20,16 +21,11 @@ constexpr std::uint32_t kOutputElement = 0;
 constexpr std::uint32_t kInputElement = 1;
 constexpr std::uint32_t kGlobalElement = 0;
 
-/// A set of services without a log must not turn a remark into a crash.
-void writeToLog(LogLevel level, const std::string& line) {
-  if (const auto log = current().log) log->write(level, line);
-}
-
 /// The code of a sub-type text, 'rioc' where there is none that can be used.
-std::uint32_t subTypeCode(const std::optional<std::string>& subType) {
+std::uint32_t subTypeCode(const Platform& services, const std::optional<std::string>& subType) {
   if (!subType) return UnitDescription::defaultSubType;
   if (subType->size() != sizeof(std::uint32_t)) {
-    writeToLog(LogLevel::warning, "invalid I/O unit subtype string: " + *subType);
+    orvane::logOn(services, LogLevel::warning, "invalid I/O unit subtype string: " + *subType);
     return UnitDescription::defaultSubType;
   }
   std::uint32_t code = 0;
@@ -44,11 +40,11 @@ std::string nameOf(UnitInstance unit) {
 
 /// Runs one step of a teardown. An exception must neither leave a destructor nor keep the next step from being taken.
 template <typename Step>
-void attempt(std::string_view name, const Step& step) noexcept {
+void attempt(const Platform& services, std::string_view name, const Step& step) noexcept {
   try {
     step();
   } catch (const std::exception& failure) {
-    writeToLog(LogLevel::error, std::string(name) + " failed: " + failure.what());
+    orvane::logOn(services, LogLevel::error, std::string(name) + " failed: " + failure.what());
   }
 }
 
@@ -58,25 +54,26 @@ std::shared_ptr<OVIOUnit> OVIOUnit::init() {
   return std::shared_ptr<OVIOUnit>(new OVIOUnit);
 }
 
-OVIOUnit::OVIOUnit() = default;
+OVIOUnit::OVIOUnit() : _services(current()) {}
 
 OVIOUnit::~OVIOUnit() {
   tearDown();
 }
 
 void OVIOUnit::tearDown() noexcept {
-  if (_wrapperUnit) attempt("UnitWrapper::invalidate", [this] { _wrapperUnit->invalidate(); });
-  if (_audioUnit != UnitInstance::none) attempt("UnitService::dispose", [this] { _unitService->dispose(_audioUnit); });
+  if (_wrapperUnit) attempt(_services, "UnitWrapper::invalidate", [this] { _wrapperUnit->invalidate(); });
+  if (_audioUnit != UnitInstance::none)
+    attempt(_services, "UnitService::dispose", [this] { _services.units->dispose(_audioUnit); });
   _audioUnit = UnitInstance::none;
   _componentSubType.reset();
   _wrapperUnit.reset();
   _lastSessionSet.reset();
-  _unitService.reset();
 }
 
 void OVIOUnit::setComponentSubType(std::optional<std::string> componentSubType) {
   if (_audioUnit != UnitInstance::none) {
-    writeToLog(LogLevel::warning, "Warning: ignoring attempt to set I/O unit sub-type after initialization");
+    orvane::logOn(_services, LogLevel::warning,
+                  "Warning: ignoring attempt to set I/O unit sub-type after initialization");
     return;
   }
   _componentSubType = std::move(componentSubType);
@@ -86,22 +83,22 @@ void OVIOUnit::lazyInit() {
   if (_audioUnit != UnitInstance::none) return;
 
   UnitDescription description;
-  description.subType = subTypeCode(_componentSubType);
-  const auto service = current().units;
-  const UnitComponent component = service->findComponent(description);
+  description.subType = subTypeCode(_services, _componentSubType);
+  auto& service = orvane::requiredRole(_services, _services.units, "UnitService");
+  const UnitComponent component = service.findComponent(description);
   if (component == UnitComponent::none) {
     const PXX4CCString code(static_cast<std::int32_t>(description.subType));
-    _OVThrowMsg(std::string("I/O unit subtype ") + code.c_str() + " not found");
+    orvane::raiseOn(_services, std::string("I/O unit subtype ") + code.c_str() + " not found");
   }
 
   UnitInstance unit = UnitInstance::none;
-  const Status status = service->createInstance(component, unit);
-  if (status != status::success || unit == UnitInstance::none) OVThrow("Failed to instantiate I/O unit", status);
-  _unitService = service;
+  const Status status = service.createInstance(component, unit);
+  if (status != status::success || unit == UnitInstance::none)
+    orvane::raiseOn(_services, "Failed to instantiate I/O unit", status);
   _audioUnit = unit;
 
-  auto wrapper = _unitService->wrap(_audioUnit);
-  if (!wrapper) _OVThrowMsg("Failed to wrap " + nameOf(_audioUnit) + " in " + UnitWrapper::className);
+  auto wrapper = service.wrap(_audioUnit);
+  if (!wrapper) orvane::raiseOn(_services, "Failed to wrap " + nameOf(_audioUnit) + " in " + UnitWrapper::className);
   _wrapperUnit = std::move(wrapper);
 }
 
@@ -116,7 +113,7 @@ std::shared_ptr<UnitWrapper> OVIOUnit::wrapperUnit() {
 }
 
 UnitWrapper& OVIOUnit::wrapper() {
-  if (!wrapperUnit()) _OVThrowMsg(nameOf(_audioUnit) + " has no " + UnitWrapper::className);
+  if (!wrapperUnit()) orvane::raiseOn(_services, nameOf(_audioUnit) + " has no " + UnitWrapper::className);
   return *_wrapperUnit;
 }
 
@@ -129,21 +126,23 @@ void OVIOUnit::setDirections(bool inputEnabled, bool outputEnabled) {
 
 void OVIOUnit::initializeAU() {
   const UnitInstance unit = audioUnit();
-  if (const Status status = _unitService->initialize(unit)) OVThrow("UnitService::initialize failed", status);
+  if (const Status status = _services.units->initialize(unit))
+    orvane::raiseOn(_services, "UnitService::initialize failed", status);
 }
 
 void OVIOUnit::start() {
   const UnitInstance unit = audioUnit();
-  if (const Status status = _unitService->start(unit)) OVThrow("UnitService::start failed", status);
+  if (const Status status = _services.units->start(unit))
+    orvane::raiseOn(_services, "UnitService::start failed", status);
 }
 
 void OVIOUnit::stop() {
   const UnitInstance unit = audioUnit();
-  if (const Status status = _unitService->stop(unit)) OVThrow("UnitService::stop failed", status);
+  if (const Status status = _services.units->stop(unit)) orvane::raiseOn(_services, "UnitService::stop failed", status);
 }
 
 void OVIOUnit::stopIfRunning() {
-  if (_audioUnit != UnitInstance::none && _unitService->isRunning(_audioUnit)) stop();
+  if (_audioUnit != UnitInstance::none && _services.units->isRunning(_audioUnit)) stop();
 }
 
 std::shared_ptr<OVSession> OVIOUnit::session() const {
@@ -154,16 +153,17 @@ void OVIOUnit::setSession(std::shared_ptr<OVSession> session) {
   const std::shared_ptr<Object> implementation = session ? session->session() : nullptr;
   const auto* platformSession = dynamic_cast<const PlatformSession*>(implementation.get());
   if (!platformSession) {
-    _OVThrowMsg("setSession failed -- unsupported session implementation type " +
-                (implementation ? implementation->description() : "(null)"));
+    orvane::raiseOn(_services, "setSession failed -- unsupported session implementation type " +
+                                   (implementation ? implementation->description() : "(null)"));
   }
   const std::uint32_t identifier = platformSession->identifier();
   const UnitInstance unit = audioUnit();
-  const Status status = _unitService->setProperty(unit, UnitProperty::sessionIdentifier, UnitScope::global,
-                                                  kGlobalElement, &identifier, sizeof identifier);
+  const Status status = _services.units->setProperty(unit, UnitProperty::sessionIdentifier, UnitScope::global,
+                                                     kGlobalElement, &identifier, sizeof identifier);
   if (status != status::success) {
-    _OVThrowMsg("setSession failed -- UnitService::setProperty(UnitProperty::sessionIdentifier) sessionID: " +
-                std::to_string(identifier));
+    orvane::raiseOn(_services,
+                    "setSession failed -- UnitService::setProperty(UnitProperty::sessionIdentifier) sessionID: " +
+                        std::to_string(identifier));
   }
   _lastSessionSet = std::move(session);
 }
@@ -186,10 +186,10 @@ StreamFormat OVIOUnit::outputClientFormat() {
 
 void OVIOUnit::setInputClientFormat(const StreamFormat& inputClientFormat) {
   const auto error = wrapper().outputBus(kInputElement).setFormat(inputClientFormat);
-  if (error) OVThrow("setInputClientFormat failed", *error);
+  if (error) orvane::raiseOn(_services, "setInputClientFormat failed", *error);
 }
 
 void OVIOUnit::setOutputClientFormat(const StreamFormat& outputClientFormat) {
   const auto error = wrapper().inputBus(kOutputElement).setFormat(outputClientFormat);
-  if (error) OVThrow("setOutputClientFormat failed", *error);
+  if (error) orvane::raiseOn(_services, "setOutputClientFormat failed", *error);
 }

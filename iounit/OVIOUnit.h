@@ -6,12 +6,12 @@
 #include <string>
 
 #include "platform/Export.h"
+#include "platform/Platform.h"
 #include "platform/StreamFormat.h"
 #include "session/OVSessionAssignable.h"
 
 namespace orvane::platform {
 enum class UnitInstance : std::uint32_t;
-class UnitService;
 class UnitWrapper;
 }  // namespace orvane::platform
 
@@ -34,7 +34,7 @@ class UnitWrapper;
 ///   reads in a subclass is gone before the base's destructor begins.
 class ORVANE_EXPORT OVIOUnit : public OVSessionAssignable {
  public:
-  /// A unit of which nothing has been made yet.
+  /// A unit of which nothing has been made yet; it will be made on the host that is in use now.
   static std::shared_ptr<OVIOUnit> init();
 
   OVIOUnit(const OVIOUnit&) = delete;
@@ -46,9 +46,10 @@ class ORVANE_EXPORT OVIOUnit : public OVSessionAssignable {
   const std::optional<std::string>& componentSubType() const { return _componentSubType; }
   void setComponentSubType(std::optional<std::string> componentSubType);
 
-  /// Makes the unit and its wrapper where there is no unit yet. Raises "I/O unit subtype 'xyzw' not found", "Failed to
-  /// instantiate I/O unit: <status>" or "Failed to wrap UnitInstance <number> in UnitWrapper". After the last one the
-  /// unit stays without a wrapper, and nothing that needs the wrapper works.
+  /// Makes the unit and its wrapper where there is no unit yet. Raises "UnitService is not available on this host",
+  /// "I/O unit subtype 'xyzw' not found", "Failed to instantiate I/O unit: <status>" or "Failed to wrap UnitInstance
+  /// <number> in UnitWrapper". After the last one the unit stays without a wrapper, and nothing that needs the wrapper
+  /// works.
   virtual void lazyInit();
 
   /// The unit, made on the first call.
@@ -92,6 +93,9 @@ class ORVANE_EXPORT OVIOUnit : public OVSessionAssignable {
  protected:
   OVIOUnit();
 
+  /// The services that were in use when this object was made. It uses no others, whichever host is in use later.
+  const orvane::platform::Platform& services() const { return _services; }
+
   /// Sets the wrapper's two switches; does nothing for a unit without a wrapper.
   void setDirections(bool inputEnabled, bool outputEnabled);
   /// Stops a unit that is running; the failure of that is raised as that of `stop`. Never makes a unit.
@@ -108,6 +112,5 @@ class ORVANE_EXPORT OVIOUnit : public OVSessionAssignable {
   orvane::platform::UnitInstance _audioUnit{};
   std::shared_ptr<orvane::platform::UnitWrapper> _wrapperUnit;
   std::optional<std::string> _componentSubType;
-  /// The service that made the unit: the only one that knows the handle, whichever host is in use by now.
-  std::shared_ptr<orvane::platform::UnitService> _unitService;
+  const orvane::platform::Platform _services;
 };

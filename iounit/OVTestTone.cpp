@@ -1,7 +1,7 @@
 #include "iounit/OVTestTone.h"
 
 #include "platform/UnitService.h"
-#include "session/OVThrow.h"
+#include "session/RaiseOn.h"
 
 using namespace orvane;
 using namespace orvane::platform;
@@ -35,7 +35,7 @@ void OVTestTone::start() {
   initializeAU();
   const double hardwareRate = outputHardwareFormat().sampleRate();
   if (hardwareRate == 0.0) {
-    _OVThrowMsg("Hardware sample rate is 0.0 after activating session and initializing AU");
+    raiseOn(services(), "Hardware sample rate is 0.0 after activating session and initializing AU");
   }
   const double sampleRate = _clientSampleRate == 0.0 ? hardwareRate : _clientSampleRate;
 

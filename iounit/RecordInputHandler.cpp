@@ -1,37 +1,40 @@
 #include "iounit/RecordInputHandler.h"
 
-#include "platform/Platform.h"
-#include "session/OVThrow.h"
+#include "session/RaiseOn.h"
+#include "session/RequiredRole.h"
 
 namespace orvane {
 
 using namespace platform;
 
-RecordInputHandler::RecordInputHandler(std::uint32_t channelCount)
-    : mChannelCount(channelCount), mBufferList(channelCount), mService(current().convertingFiles) {}
+RecordInputHandler::RecordInputHandler(const Platform& services, std::uint32_t channelCount)
+    : mChannelCount(channelCount), mBufferList(channelCount), mServices(services) {}
 
 // Once the other constructor is done the object counts as made, so its destructor closes the file where this one fails.
-RecordInputHandler::RecordInputHandler(const std::string& filePath, const StreamFormat& clientFormat)
-    : RecordInputHandler(clientFormat.channelCount()) {
+RecordInputHandler::RecordInputHandler(const Platform& services, const std::string& filePath,
+                                       const StreamFormat& clientFormat)
+    : RecordInputHandler(services, clientFormat.channelCount()) {
+  auto& files = requiredRole(mServices, mServices.convertingFiles, "ConvertingFile");
   const StreamFormat fileFormat =
       StreamFormat::linearPcm(clientFormat.sampleRate(), mChannelCount, 16, format_flag::signedInteger, true);
-  const Status created = mService->create(filePath, ConvertingFile::nativeContainer, fileFormat.description(), nullptr,
-                                          ConvertingFile::ExistingFile::erase, mFile);
-  if (created != status::success) OVThrow("ConvertingFile::create failed", created);
-  const Status set = mService->setClientDataFormat(mFile, clientFormat.description());
-  if (set != status::success) OVThrow("ConvertingFile setting client format failed", set);
+  const Status created = files.create(filePath, ConvertingFile::nativeContainer, fileFormat.description(), nullptr,
+                                      ConvertingFile::ExistingFile::erase, mFile);
+  if (created != status::success) raiseOn(mServices, "ConvertingFile::create failed", created);
+  const Status set = files.setClientDataFormat(mFile, clientFormat.description());
+  if (set != status::success) raiseOn(mServices, "ConvertingFile setting client format failed", set);
   // Has the service make ready whatever the first write would otherwise make on the device callback.
-  mService->writeAsync(mFile, 0, nullptr);
+  files.writeAsync(mFile, 0, nullptr);
 }
 
 RecordInputHandler::~RecordInputHandler() {
   if (mFile == ConvertingFile::Handle::none) return;
   // Nothing may be raised from here, so raising is what ends the process, behind a line in the log.
-  if (const Status disposed = mService->dispose(mFile)) OVThrow("ConvertingFile::dispose failed", disposed);
+  if (const Status disposed = mServices.convertingFiles->dispose(mFile))
+    raiseOn(mServices, "ConvertingFile::dispose failed", disposed);
 }
 
 void RecordInputHandler::write(std::uint32_t frames) {
-  mService->writeAsync(mFile, frames, &mBufferList.GetAudioBufferList());
+  mServices.convertingFiles->writeAsync(mFile, frames, &mBufferList.GetAudioBufferList());
 }
 
 }  // namespace orvane

@@ -15,8 +15,9 @@ class ORVANE_EXPORT Json {
   virtual ~Json() = default;
 
   /// The value as UTF-8 JSON text without a newline at its end: compact, or indented over several lines when `pretty`.
-  /// Dictionaries keep their order. Nothing where the value holds data, or text that is no UTF-8. A float that is
-  /// infinite or not a number is written as null.
+  /// Dictionaries keep their order. Nothing where the value holds data or text that is not UTF-8, or where more than 64
+  /// (`Value::maxLevels`) arrays and dictionaries stand inside each other. A float that is infinite or not a number is
+  /// written as null.
   virtual std::optional<std::string> write(const Value& value, bool pretty) const = 0;
 
   /// Reads one JSON text, at most 64 levels deep. Throws `PlatformException` that says where the text is wrong.

@@ -20,7 +20,8 @@ class ORVANE_EXPORT Log {
   virtual void write(LogLevel level, std::string_view line) = 0;
 
   /// Sends all lines to `sink` instead of the system's log; an empty sink restores the system's log. Lines reach the
-  /// sink one at a time, on the thread that writes them.
+  /// sink one at a time, on the thread that writes them. What a sink throws is dropped, and the line goes to the
+  /// system's log instead.
   virtual void setSink(Sink sink) = 0;
 };
 

@@ -17,8 +17,9 @@ class Scheduler;
 class SessionService;
 class UnitService;
 
-/// The set of host services, one role each. A plain value: a test copies the set, replaces a role, and hands it to
-/// `use`.
+/// The set of host services, one role each. A role that is null is not available on this host: what needs it raises an
+/// `OVTException` that names it, and nothing is logged where there is no log. A plain value: a test copies the set,
+/// replaces a role, and hands it to `use`.
 struct Platform {
   std::shared_ptr<Log> log;
   std::shared_ptr<Json> json;

@@ -9,6 +9,7 @@
 #include "platform/Json.h"
 #include "platform/Platform.h"
 #include "platform/StreamFormat.h"
+#include "session/RequiredRole.h"
 
 namespace orvane {
 
@@ -68,8 +69,10 @@ platform::Value jsonACL(const platform::ChannelLayout& layout) {
 }  // namespace orvane
 
 void OVPrintJSON(const orvane::platform::Value& object, bool pretty) {
+  const orvane::platform::Platform services = orvane::platform::current();
+  const auto& json = orvane::requiredRole(services, services.json, "Json");
   // One write, so that lines of several threads stay whole as far as the output stream allows.
-  const std::string text = orvane::platform::current().json->write(object, pretty).value_or("") + "\n";
+  const std::string text = json.write(object, pretty).value_or("") + "\n";
   std::fwrite(text.data(), 1, text.size(), stdout);
   std::fflush(stdout);
 }

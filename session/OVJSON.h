@@ -26,4 +26,5 @@ ORVANE_EXPORT platform::Value jsonACL(const platform::ChannelLayout& layout);
 
 /// Writes the object to standard output as the host's JSON writer spells it, indented over several lines when `pretty`
 /// and in one line otherwise, then a newline, and flushes. An object that the writer rejects leaves only the newline.
+/// Raises "Json is not available on this host".
 ORVANE_EXPORT void OVPrintJSON(const orvane::platform::Value& object, bool pretty);

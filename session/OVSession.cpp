@@ -11,6 +11,8 @@
 #include "platform/PlatformSession.h"
 #include "platform/SessionIdentifiers.h"
 #include "session/OVThrow.h"
+#include "session/RaiseOn.h"
+#include "session/RequiredRole.h"
 
 namespace platform = orvane::platform;
 namespace option = orvane::platform::session_option;
@@ -108,10 +110,10 @@ std::shared_ptr<OVSession> OVSession::initWithAuxillarySession(bool auxiliary) {
   return std::shared_ptr<OVSession>(new OVSession(auxiliary));
 }
 
-OVSession::OVSession(bool auxiliary) {
+OVSession::OVSession(bool auxiliary) : _services(platform::current()) {
   if (implementationType() != 1) return;
-  const auto sessions = platform::current().sessions;
-  _session = auxiliary ? sessions->makeAuxiliary() : sessions->primary();
+  auto& sessions = orvane::requiredRole(_services, _services.sessions, "SessionService");
+  _session = auxiliary ? sessions.makeAuxiliary() : sessions.primary();
 }
 
 OVSession::~OVSession() = default;
@@ -121,7 +123,7 @@ std::shared_ptr<platform::Object> OVSession::session() const {
 }
 
 std::uint64_t OVSession::sessionToken() const {
-  _OVThrowMsg("OVSession: sessionToken not implemented");
+  orvane::raiseOn(_services, "OVSession: sessionToken not implemented");
 }
 
 std::string OVSession::description() const {
@@ -136,14 +138,14 @@ const char* OVSession::className() const {
 
 std::shared_ptr<platform::Object> OVSession::activate() {
   if (_session) {
-    if (const auto error = _session->setActive(true)) OVThrow("activate failed", *error);
+    if (const auto error = _session->setActive(true)) orvane::raiseOn(_services, "activate failed", *error);
   }
   return nullptr;
 }
 
 void OVSession::deactivate() {
   if (!_session) return;
-  if (const auto error = _session->setActive(false)) OVThrow("deactivate failed", *error);
+  if (const auto error = _session->setActive(false)) orvane::raiseOn(_services, "deactivate failed", *error);
 }
 
 std::string OVSession::category() const {
@@ -153,7 +155,7 @@ std::string OVSession::category() const {
 void OVSession::setCategory(const std::string& name) {
   if (!_session) return;
   const std::string category = translateString(categoryTable(), name);
-  if (const auto error = _session->setCategory(category)) OVThrow("setCategory failed", *error);
+  if (const auto error = _session->setCategory(category)) orvane::raiseOn(_services, "setCategory failed", *error);
 }
 
 std::string OVSession::mode() const {
@@ -163,7 +165,7 @@ std::string OVSession::mode() const {
 void OVSession::setMode(const std::string& name) {
   if (!_session) return;
   const std::string mode = translateString(modeTable(), name);
-  if (const auto error = _session->setMode(mode)) OVThrow("setMode failed", *error);
+  if (const auto error = _session->setMode(mode)) orvane::raiseOn(_services, "setMode failed", *error);
 }
 
 void OVSession::changeCategoryOption(std::uint64_t option, bool state) {
@@ -174,7 +176,7 @@ void OVSession::changeCategoryOption(std::uint64_t option, bool state) {
   if (!error) return;
   char step[64];
   std::snprintf(step, sizeof step, "change categoryOption 0x%" PRIx64 " %d failed: ", option, state ? 1 : 0);
-  _OVThrowMsg(step + error->description());
+  orvane::raiseOn(_services, step + error->description());
 }
 
 std::uint64_t OVSession::categoryOptions() const {

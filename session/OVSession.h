@@ -5,6 +5,7 @@
 #include <string>
 
 #include "platform/Export.h"
+#include "platform/Platform.h"
 #include "session/OVTextEmitting.h"
 
 namespace orvane::platform {
@@ -27,6 +28,7 @@ class ORVANE_EXPORT OVSession : public OVTextEmitting {
   /// A session on an auxiliary platform session of its own.
   static std::shared_ptr<OVSession> init();
   /// The same for true; for false, a session on the process's primary platform session.
+  /// Both raise "SessionService is not available on this host" where the host in use has none.
   static std::shared_ptr<OVSession> initWithAuxillarySession(bool auxiliary);
 
   OVSession(const OVSession&) = delete;
@@ -121,6 +123,7 @@ class ORVANE_EXPORT OVSession : public OVTextEmitting {
  private:
   std::uint64_t categoryOptions() const;
 
+  orvane::platform::Platform _services;  ///< Those in use when this object was made.
   bool _jsonOutput = false;
   bool _pauseOnDisconnect = false;
   std::shared_ptr<orvane::platform::PlatformSession> _session;

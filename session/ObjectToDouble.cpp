@@ -38,6 +38,7 @@ double textToDouble(const std::string& text) {
 double objectToDouble(const platform::Value& object) {
   if (const bool* flag = object.as<bool>()) return *flag ? 1 : 0;
   if (const std::int64_t* integer = object.as<std::int64_t>()) return static_cast<double>(*integer);
+  if (const std::uint64_t* large = object.as<std::uint64_t>()) return static_cast<double>(*large);
   if (const double* number = object.as<double>()) return *number;
   if (const std::string* text = object.as<std::string>()) return textToDouble(*text);
   _OVThrowMsg("Can't convert " + object.description() + " to double");

@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+#include "platform/Export.h"
+
 namespace orvane {
 
 /// A sine oscillator with two renderers: `Render` computes the sine of each sample, correctly rounded, so that its
@@ -13,7 +15,7 @@ namespace orvane {
 ///
 /// One thread at a time. Nothing here allocates, locks, throws or fails: all of it may be called on the device
 /// callback.
-class SineWaveGenerator {
+class ORVANE_EXPORT SineWaveGenerator {
  public:
   SineWaveGenerator() { SetInitialValues(); }
   virtual ~SineWaveGenerator() = default;

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <iterator>
-#include <limits>
 #include <nlohmann/json.hpp>
 #include <unordered_set>
 #include <utility>
@@ -18,16 +17,19 @@ namespace {
 using nlohmann::ordered_json;
 using platform::Value;
 
-/// Nothing where the value holds data somewhere, which JSON has no form for.
-std::optional<ordered_json> toJson(const Value& value) {
+/// Nothing where the value holds data somewhere, which JSON has no form for, or is nested too deeply.
+std::optional<ordered_json> toJson(const Value& value, int levelsLeft) {
+  const bool isContainer = value.as<Value::Array>() != nullptr || value.as<Value::Dictionary>() != nullptr;
+  if (isContainer && levelsLeft == 0) return std::nullopt;
   if (const bool* flag = value.as<bool>()) return ordered_json(*flag);
   if (const std::int64_t* integer = value.as<std::int64_t>()) return ordered_json(*integer);
+  if (const std::uint64_t* large = value.as<std::uint64_t>()) return ordered_json(*large);
   if (const double* number = value.as<double>()) return ordered_json(*number);
   if (const std::string* text = value.as<std::string>()) return ordered_json(*text);
   if (const Value::Array* items = value.as<Value::Array>()) {
     ordered_json array = ordered_json::array();
     for (const Value& item : *items) {
-      std::optional<ordered_json> element = toJson(item);
+      std::optional<ordered_json> element = toJson(item, levelsLeft - 1);
       if (!element) return std::nullopt;
       array.push_back(*std::move(element));
     }
@@ -36,7 +38,7 @@ std::optional<ordered_json> toJson(const Value& value) {
   if (const Value::Dictionary* members = value.as<Value::Dictionary>()) {
     ordered_json object = ordered_json::object();
     for (const Value::Member& member : *members) {
-      std::optional<ordered_json> element = toJson(member.value);
+      std::optional<ordered_json> element = toJson(member.value, levelsLeft - 1);
       if (!element) return std::nullopt;
       object.emplace(member.key, *std::move(element));
     }
@@ -89,10 +91,7 @@ class ValueBuilder final : public nlohmann::json_sax<ordered_json> {
   bool null() override { return add(Value()); }
   bool boolean(bool flag) override { return add(flag); }
   bool number_integer(std::int64_t integer) override { return add(integer); }
-  bool number_unsigned(std::uint64_t integer) override {
-    constexpr auto largest = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
-    return integer <= largest ? add(integer) : add(static_cast<double>(integer));
-  }
+  bool number_unsigned(std::uint64_t integer) override { return add(integer); }
   bool number_float(double number, const std::string&) override { return add(number); }
   bool string(std::string& text) override { return add(std::move(text)); }
   bool binary(ordered_json::binary_t&) override { return false; }  // no text has binary values
@@ -139,8 +138,9 @@ class ValueBuilder final : public nlohmann::json_sax<ordered_json> {
   }
 
   bool open(Value container) {
-    constexpr std::size_t deepest = 64;
-    if (mLevels.size() == deepest) throwAt(mText, consumed(), "nested deeper than 64 levels");
+    if (mLevels.size() == Value::maxLevels) {
+      throwAt(mText, consumed(), "nested deeper than " + std::to_string(Value::maxLevels) + " levels");
+    }
     mLevels.push_back({std::move(container), {}, {}});
     return true;
   }
@@ -160,7 +160,7 @@ class ValueBuilder final : public nlohmann::json_sax<ordered_json> {
 }  // namespace
 
 std::optional<std::string> HostJson::write(const Value& value, bool pretty) const {
-  const std::optional<ordered_json> json = toJson(value);
+  const std::optional<ordered_json> json = toJson(value, Value::maxLevels);
   if (!json) return std::nullopt;
   try {
     return json->dump(pretty ? 2 : -1);

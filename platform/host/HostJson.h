@@ -10,7 +10,7 @@ namespace orvane::host {
 /// (48000.0). The indented form is by two blanks.
 ///
 /// Reading: a key that stands twice in one object is refused, as is text that is no UTF-8. A whole number that no
-/// 64-bit signed integer holds becomes a float; one that no float holds is refused.
+/// 64-bit integer holds, signed or unsigned, becomes a float; one that no float holds is refused.
 class HostJson final : public platform::Json {
  public:
   std::optional<std::string> write(const platform::Value& value, bool pretty) const override;

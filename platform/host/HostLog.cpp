@@ -32,12 +32,16 @@ void writeToSystem(platform::LogLevel level, std::string_view line) {
 
 void HostLog::write(platform::LogLevel level, std::string_view line) {
   const std::lock_guard lock(mMutex);
-  if (mSink) {
-    const Sink sink = mSink;  // The sink may replace itself while it runs.
-    sink(level, line);
-  } else {
-    writeToSystem(level, line);
-  }
+  if (!mSink || !writeToSink(level, line)) writeToSystem(level, line);
+}
+
+/// False where the sink throws: a line about a failure must not replace that failure.
+bool HostLog::writeToSink(platform::LogLevel level, std::string_view line) try {
+  const Sink sink = mSink;  // The sink may replace itself while it runs.
+  sink(level, line);
+  return true;
+} catch (...) {
+  return false;
 }
 
 void HostLog::setSink(Sink sink) {

@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "iounit/OVIOUnit.h"
+#include "iounit/dsp/SineWaveGenerator.h"
 #include "platform/Platform.h"
 #include "platform/PlatformException.h"
 #include "platform/PlatformSession.h"
@@ -46,6 +47,15 @@ bool raises(const char* ending, Step step) try {
   return dynamic_cast<const OVTException*>(&exception) != nullptr && exception.reason().ends_with(ending);
 }
 
+/// Whether a tone of its own sounds: a client may use the oscillator that a tool holds.
+bool makesATone() {
+  orvane::SineWaveGenerator generator;
+  generator.SetSampleRate(48000);
+  float samples[64] = {};
+  generator.Render(samples, 64, 1, 1);
+  return samples[0] == 0 && samples[20] != 0;
+}
+
 }  // namespace
 
 int main() {
@@ -55,5 +65,5 @@ int main() {
   // The library casts the session's object to a platform session before it asks for the identifier, which is unknown.
   const bool right = raises("activate failed: the harness says no", [] { OVSession::init()->activate(); }) &&
                      raises("sessionID: 7654321", [] { OVIOUnit::init()->setSession(OVSession::init()); });
-  return right ? 0 : 1;
+  return right && makesATone() ? 0 : 1;
 }

@@ -1,13 +1,18 @@
 #include <gmock/gmock.h>
 #include <stdio_ext.h>
 
+#include <concepts>
 #include <stdexcept>
+#include <tuple>
 #include <typeinfo>
+#include <utility>
 
 #include "iounit/AOMeter.h"
 #include "iounit/AOPlaythru.h"
 #include "iounit/AORecord.h"
 #include "iounit/OVTestTone.h"
+#include "session/OVJSON.h"
+#include "session/OVPrimarySession.h"
 #include "session/OVSession.h"
 #include "tests/support/ScriptedHost.h"
 
@@ -16,6 +21,23 @@ namespace {
 
 using namespace platform;
 using testing::ElementsAre, testing::EndsWith, testing::HasSubstr, testing::MatchesRegex, testing::StartsWith;
+
+// An inherited factory would make an object of the base class.
+template <typename Class>
+concept HasInit = requires {
+  { Class::init() } -> std::same_as<std::shared_ptr<Class>>;
+};
+template <typename Class>
+concept HasAnyInit = requires {
+  Class::init();
+};
+template <typename Class>
+concept HasAuxiliaryInit = requires {
+  Class::initWithAuxillarySession(true);
+};
+static_assert(HasInit<OVIOUnit> && HasInit<AOMeter> && HasInit<AOPlaythru> && HasInit<OVTestTone>);
+static_assert(HasInit<OVSession> && HasInit<OVPrimarySession>);
+static_assert(!HasAnyInit<AORecord> && HasAuxiliaryInit<OVSession> && !HasAuxiliaryInit<OVPrimarySession>);
 
 /// A session on an object that is no session of the platform's.
 struct ForeignSession : OVSession {
@@ -115,6 +137,62 @@ TEST_F(OVIOUnitTest, EndsOnTheHostThatMadeItAndGoesOnAfterAFailure) {
   unit.reset();
   EXPECT_THAT(host.takeCalls(), EndsWith("initialize > UnitWrapper::invalidate > UnitService::dispose"));
   EXPECT_THAT(host.logged, ElementsAre("UnitWrapper::invalidate failed: gone", "UnitService::dispose failed: lost"));
+}
+
+TEST(Tools, StayOnTheHostTheyWereMadeOn) {
+  ScriptedHost first;
+  const auto session = OVSession::init();
+  const std::pair<std::shared_ptr<OVIOUnit>, std::string> tools[] = {{AOMeter::init(), "setInputHandler"},
+                                                                     {AORecord::initWithFilePath("take.wav"), "create"},
+                                                                     {AOPlaythru::init(), "setOutputProvider"},
+                                                                     {OVTestTone::init(), "setOutputProvider"}};
+  ScriptedHost second;
+  first.answers["UnitService::start"] = [] { return -10; };
+  for (const auto& [tool, call] : tools) {
+    tool->setComponentSubType("too long");
+    EXPECT_EQ(reasonOf([&, &tool = tool] { tool->start(); }), "UnitService::start failed: -10");
+    EXPECT_THAT(first.takeCalls(), testing::AllOf(HasSubstr(call), EndsWith("UnitService::start")));
+    EXPECT_THAT(std::exchange(first.logged, {}),
+                ElementsAre("invalid I/O unit subtype string: too long", "Failure: UnitService::start failed: -10"));
+  }
+  EXPECT_NE(reasonOf([&] { session->setCategory("none"); }), "");
+  EXPECT_EQ(first.logged.size(), 1U);
+  EXPECT_EQ(second.takeCalls(), "");
+  EXPECT_THAT(second.logged, testing::IsEmpty());
+}
+
+TEST(Tools, NameTheRoleThatAHostDoesNotHave) {
+  using Step = std::function<void()>;
+  const std::tuple<const char*, std::function<void(Platform&)>, Step> cases[] = {
+      {"SessionService", [](auto& host) { host.sessions = {}; }, [] { OVSession::init(); }},
+      {"SessionService", [](auto& host) { host.sessions = {}; }, [] { OVPrimarySession::init(); }},
+      {"Json", [](auto& host) { host.json = {}; }, [] { OVPrintJSON(1, true); }},
+      {"UnitService", [](auto& host) { host.units = {}; }, [] { OVIOUnit::init()->audioUnit(); }},
+      {"UnitService", [](auto& host) { host.units = {}; }, [] { AOMeter::init()->start(); }},
+      {"ConvertingFile", [](auto& host) { host.convertingFiles = {}; },
+       [] { AORecord::initWithFilePath("take.wav")->start(); }}};
+  for (const auto& [role, remove, step] : cases) {
+    ScriptedHost scripted;
+    const std::string reason = std::string(role) + " is not available on this host";
+    Platform host = current();
+    remove(host);
+    use(host);
+    EXPECT_EQ(reasonOf(step), reason);
+    EXPECT_THAT(scripted.logged, ElementsAre("Failure: " + reason));
+    if (std::string(role) == "ConvertingFile") continue;
+    use({});
+    EXPECT_EQ(reasonOf(step), reason) << "without a log";
+  }
+  ScriptedHost host;
+  Platform services = current();
+  services.log = {};
+  use(services);
+  const auto unit = OVIOUnit::init();
+  unit->setComponentSubType("too long");
+  unit->audioUnit();
+  unit->setComponentSubType("rioc");
+  host.answers["UnitService::dispose"] = []() -> Status { throw std::runtime_error("gone"); };
+  EXPECT_EQ(host.takeCalls(), "find rioc > create > wrap");
 }
 
 TEST(Tools, StartInOrderGoNoFurtherThanWhatIsRefusedAndEndInOrder) {

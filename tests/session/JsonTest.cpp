@@ -104,7 +104,7 @@ TEST(Numbers, AreReadFromTextAsTheStandardConversionDoesAndWrittenAsJsonWhatever
   for (const Value& value : {Value(0.1), Value(-0.0), Value(5e-324), Value(1.7976931348623157e308), Value(INT64_MIN)})
     EXPECT_EQ(current().json->read(written(value)), value);
   EXPECT_EQ(written(Value::Array{48000.0, INFINITY, NAN}), "[48000.0,null,null]");
-  EXPECT_EQ(current().json->read("18446744073709551615"), Value(0x1p64));
+  EXPECT_EQ(current().json->read("18446744073709551616"), Value(0x1p64));
   std::setlocale(LC_NUMERIC, "C");
 }
 

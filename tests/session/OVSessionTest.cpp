@@ -2,11 +2,17 @@
 
 #include <gmock/gmock.h>
 
+#include <syslog.h>
+
 #include <barrier>
+#include <cstdarg>
+#include <cstdio>
 #include <functional>
 #include <set>
 #include <sstream>
+#include <stdexcept>
 #include <thread>
+#include <utility>
 
 #include "platform/PlatformSession.h"
 #include "platform/SessionIdentifiers.h"
@@ -14,6 +20,17 @@
 #include "session/OVPrimarySession.h"
 #include "session/OVThrow.h"
 #include "tests/support/ScriptedHost.h"
+
+/// The last line for the system's log. This program has a `syslog` of its own, so that nothing reaches the system.
+static std::string lastSystemLine;
+extern "C" void syslog(int priority, const char* format, ...) {
+  char line[256];
+  va_list arguments;
+  va_start(arguments, format);
+  std::vsnprintf(line, sizeof line, format, arguments);
+  va_end(arguments);
+  lastSystemLine = std::to_string(priority) + " " + line;
+}
 
 namespace {
 
@@ -42,6 +59,21 @@ TEST(OVSession, LogsEachFailureThenRaisesIt) {
     EXPECT_THAT(host.logged, testing::ElementsAre("Failure: " + reason));
     EXPECT_EQ(OVSession::implementationType(), 1);
   }
+}
+
+TEST(OVSession, RaisesItsOwnFailureWhateverTheLogsSinkThrows) {
+  const auto log = current().log;
+  const std::function<void()> throwers[] = {[] { throw std::runtime_error("the sink is full"); },
+                                            [] { OVThrow("a failure inside the sink", -1); }, [] { throw 1; }};
+  for (const auto& thrower : throwers) {
+    bool hasThrown = false;
+    log->setSink([&](LogLevel, std::string_view) {
+      if (!std::exchange(hasThrown, true)) thrower();
+    });
+    EXPECT_EQ(orvane::test::reasonOf([] { OVThrow("start failed", -10); }), "start failed: -10");
+    EXPECT_EQ(lastSystemLine, std::to_string(LOG_ERR) + " Failure: start failed: -10");
+  }
+  log->setSink({});
 }
 
 TEST(OVSession, EveryShortNameGivesTheIdentifierOfItsName) {

@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <string_view>
 
+#include "platform/RealTime.h"
+
 constinit std::atomic<std::int32_t> gPXVectorUnitType{-1};
 
 std::int32_t PXVectorUnit_Examine() {
@@ -12,6 +14,7 @@ std::int32_t PXVectorUnit_Examine() {
   constexpr std::string_view kNotice = "PX_NoVector set; Vector unit optimized routines will be bypassed\n";
 
   if (std::getenv("PX_NoVector") != nullptr) {
+    const orvane::platform::RealTimeExemption exemption;
     // Straight to the descriptor: a stream could lock or allocate. A notice that cannot be written is no failure.
     [[maybe_unused]] const auto written = ::write(STDERR_FILENO, kNotice.data(), kNotice.size());
     return 0;

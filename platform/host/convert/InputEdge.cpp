@@ -76,20 +76,36 @@ std::uint64_t InputEdge::framesDue() const {
   return static_cast<std::uint64_t>(std::ceil(exact - rounding));
 }
 
-std::uint32_t InputEdge::convert(AlignedSamples& target, std::uint32_t firstFrame, std::uint32_t mostFrames) {
-  if (!mFinishing) {
-    const auto [taken, made] = mConverter->process({mSource, mSourceTaken, mSourceFrames - mSourceTaken},
-                                                   {target.planes(), firstFrame, mostFrames});
-    mSourceTaken += taken;
-    return made;
-  }
+/// How many of them have not been handed out, `mostFrames` at most.
+std::uint32_t InputEdge::framesLeft(std::uint32_t mostFrames) const {
   const std::uint64_t left = framesDue() - std::min(framesDue(), mHandedOut);
-  const auto wanted = static_cast<std::uint32_t>(std::min<std::uint64_t>(left, mostFrames));
+  return static_cast<std::uint32_t>(std::min<std::uint64_t>(left, mostFrames));
+}
+
+std::uint32_t InputEdge::convert(AlignedSamples& target, std::uint32_t firstFrame, std::uint32_t mostFrames) {
+  const std::uint32_t made = mFinishing ? convertRest(target, firstFrame, framesLeft(mostFrames))
+                                        : convertSlice(target, firstFrame, mostFrames);
+  if (!failed()) return made;
+  mSourceTaken = mSourceFrames;
+  const std::uint32_t wanted = std::max(made, framesLeft(mostFrames));
+  for (float* plane : target.planes()) std::fill_n(plane + firstFrame + made, wanted - made, 0.0F);
+  return wanted;
+}
+
+std::uint32_t InputEdge::convertSlice(AlignedSamples& target, std::uint32_t firstFrame, std::uint32_t mostFrames) {
+  const auto [taken, made] = mConverter->process({mSource, mSourceTaken, mSourceFrames - mSourceTaken},
+                                                 {target.planes(), firstFrame, mostFrames});
+  mSourceTaken += taken;
+  return made;
+}
+
+/// Pushes out what the converter holds, by silence.
+std::uint32_t InputEdge::convertRest(AlignedSamples& target, std::uint32_t firstFrame, std::uint32_t wanted) {
   constexpr std::uint32_t silenceFrames = 64;
   static constexpr float silence[silenceFrames] = {};
   std::ranges::fill(mSource, silence);
   std::uint32_t made = 0;
-  while (made < wanted) {
+  while (made < wanted && !failed()) {
     made += mConverter->process({mSource, 0, silenceFrames}, {target.planes(), firstFrame + made, wanted - made}).made;
   }
   return made;

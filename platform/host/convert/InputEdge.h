@@ -45,6 +45,9 @@ class InputEdge {
   /// The same for the next part.
   std::uint64_t nextFrame() const { return mFirstFrame + mHandedOut + mGaps.missing(mHardware, mClient); }
 
+  /// Whether the rate conversion has failed. Silence of the right length comes from then on. Any thread.
+  bool failed() const { return mConverter && mConverter->failed(); }
+
   /// How late input comes for the sake of its rate, in hardware frames.
   std::uint32_t delayFrames() const { return mConverter ? mConverter->delayFrames() : 0; }
 
@@ -53,8 +56,11 @@ class InputEdge {
 
   void map(const HubSlice& slice);
   std::uint32_t convert(AlignedSamples& target, std::uint32_t firstFrame, std::uint32_t mostFrames);
+  std::uint32_t convertSlice(AlignedSamples& target, std::uint32_t firstFrame, std::uint32_t mostFrames);
+  std::uint32_t convertRest(AlignedSamples& target, std::uint32_t firstFrame, std::uint32_t wanted);
   void handOut(const AlignedSamples& samples, std::uint32_t frames);
   std::uint64_t framesDue() const;
+  std::uint32_t framesLeft(std::uint32_t mostFrames) const;
 
   EdgeFormat mHardware;
   EdgeFormat mClient;

@@ -71,7 +71,8 @@ std::uint32_t OutputEdge::framesToAsk(const HubSlice& slice) const {
 
 void OutputEdge::convert(const platform::OutputProvider& provider, const HubSlice& slice) {
   const AlignedSamples& provided = mProvided;
-  for (std::uint32_t done = 0; done < slice.frames;) {
+  std::uint32_t done = 0;
+  while (done < slice.frames && !failed()) {
     if (mProvidedTaken == mProvidedFrames) {
       mProvidedFrames = framesToAsk(slice);
       mProvidedTaken = 0;
@@ -85,6 +86,7 @@ void OutputEdge::convert(const platform::OutputProvider& provider, const HubSlic
     mProvidedTaken += taken;
     done += made;
   }
+  for (float* plane : mConverted.planes()) std::fill_n(plane + done, slice.frames - done, 0.0F);
   mPlayed += slice.frames;
 }
 

@@ -31,6 +31,9 @@ class OutputEdge {
 
   /// Client frames that the provider was asked for so far, those that are missing included.
   std::uint64_t nextFrame() const { return mFirstFrame + mAsked + mGaps.missing(mHardware, mClient); }
+  /// Whether the rate conversion has failed. The provider is not asked and silence is played from then on. Any thread.
+  bool failed() const { return mConverter && mConverter->failed(); }
+
   /// How far the provider is ahead for the sake of its rate, in hardware frames.
   std::uint32_t delayFrames() const;
 

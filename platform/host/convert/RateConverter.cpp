@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <new>
+#include <stdexcept>
+#include <string>
 
 #include "platform/host/convert/Interleaving.h"
 
@@ -42,21 +44,23 @@ RateConverter::RateConverter(std::uint32_t channels, double inputRate, double ou
       mInput(static_cast<std::size_t>(blockFrames) * channels),
       mOutput(static_cast<std::size_t>(blockFrames) * channels),
       mDelayFrames(measureDelay()) {
-  src_reset(mLibrary->state);
+  if (!failed()) mError = src_reset(mLibrary->state);
+  if (failed()) throw std::runtime_error(std::string("no rate conversion: ") + src_strerror(mError));
 }
 
 RateConverter::~RateConverter() = default;
 
 RateConverter::Progress RateConverter::process(const Part<const float>& input, const Part<float>& output, bool end) {
   Progress total;
-  for (;;) {
+  while (!failed()) {
     const Part<const float> source{input.planes, input.firstFrame + total.taken, input.frames - total.taken};
     const Part<float> target{output.planes, output.firstFrame + total.made, output.frames - total.made};
     const Progress step = processBlock(source, target, end);
     total.taken += step.taken;
     total.made += step.made;
-    if (step.taken == 0 && step.made == 0) return total;
+    if (step.taken == 0 && step.made == 0) break;
   }
+  return total;
 }
 
 RateConverter::Progress RateConverter::processBlock(const Part<const float>& input, const Part<float>& output,
@@ -70,7 +74,10 @@ RateConverter::Progress RateConverter::processBlock(const Part<const float>& inp
   data.output_frames = std::min(output.frames, blockFrames);
   data.src_ratio = mRatio;
   data.end_of_input = end && offered == input.frames ? 1 : 0;
-  src_process(mLibrary->state, &data);
+  if (const int error = src_process(mLibrary->state, &data)) {
+    mError = error;
+    return {};
+  }
   const auto made = static_cast<std::uint32_t>(data.output_frames_gen);
   if (made > 0) deinterleave(mOutput.data(), output.planes, output.firstFrame, made);
   return {static_cast<std::uint32_t>(data.input_frames_used), made};
@@ -83,7 +90,7 @@ std::uint32_t RateConverter::measureDelay() {
   const std::vector<const float*> inputs(mChannels, silence.data());
   const std::vector<float*> outputs(mChannels, heard.data());
   std::uint32_t fed = 0;
-  while (process({inputs, 0, 1}, {outputs, 0, 1}).made == 0) ++fed;
+  while (process({inputs, 0, 1}, {outputs, 0, 1}).made == 0 && !failed()) ++fed;
   return fed;
 }
 

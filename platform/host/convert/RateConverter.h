@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <span>
@@ -17,6 +18,7 @@ class RateConverter {
   /// Whether the two rates can be converted: both above 0, and neither more than 256 times the other.
   static bool canConvert(double inputRate, double outputRate);
 
+  /// Throws `std::runtime_error` where the library cannot convert between the rates.
   RateConverter(std::uint32_t channels, double inputRate, double outputRate);
   ~RateConverter();
 
@@ -32,11 +34,14 @@ class RateConverter {
     std::uint32_t made = 0;
   };
   /// Takes from `input` and fills `output`, as far as both go. With `end` the input is the last there is, and what the
-  /// filter still holds comes out.
+  /// filter still holds comes out. Takes and makes nothing once it has failed.
   Progress process(const Part<const float>& input, const Part<float>& output, bool end = false);
 
   /// How many input frames go in before the first output frame comes out.
   std::uint32_t delayFrames() const { return mDelayFrames; }
+
+  /// Whether the library has ever reported an error. Any thread.
+  bool failed() const { return mError != 0; }
 
  private:
   struct Library;
@@ -47,8 +52,9 @@ class RateConverter {
   std::uint32_t mChannels;
   double mRatio;
   std::unique_ptr<Library> mLibrary;
-  std::vector<float> mInput;   ///< Interleaved, as the library wants it.
-  std::vector<float> mOutput;  ///< Interleaved.
+  std::vector<float> mInput;    ///< Interleaved, as the library wants it.
+  std::vector<float> mOutput;   ///< Interleaved.
+  std::atomic<int> mError = 0;  ///< The library's; 0 for none.
   std::uint32_t mDelayFrames = 0;
 };
 

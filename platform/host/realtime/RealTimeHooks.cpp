@@ -1,6 +1,6 @@
-// Replaces the C library's allocation, mutex, file and throw entry points in builds with ORVANE_REAL_TIME_CHECKS, so
-// that breaking a rule on the device callback ends the process at once instead of glitching one day on somebody's
-// device.
+// Replaces the C library's entry points for allocation, locks, waits, files, streams and throwing in builds with
+// ORVANE_REAL_TIME_CHECKS, so that breaking a rule on the device callback ends the process at once instead of glitching
+// one day on somebody's device. `sem_post` is allowed there.
 
 #include "platform/host/realtime/RealTimeDepth.h"
 
@@ -8,9 +8,13 @@
 
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <poll.h>
 #include <pthread.h>
+#include <semaphore.h>
+#include <time.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdarg>
 #include <cstddef>
@@ -36,17 +40,37 @@ void check(const char* call) {
   std::abort();
 }
 
+/// The C library's own function of a name, looked up at the first call.
+///
+/// Made at compile time and looked up again where two threads come at once: a guarded static would lock inside hooks.
 template <typename Function>
-Function next(const char* name) {
-  return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
-}
+class Original {
+ public:
+  /// `version` for a function of which the C library keeps an older form under the same name.
+  constexpr explicit Original(const char* name, const char* version = nullptr) : mName(name), mVersion(version) {}
+
+  Function* get() {
+    void* found = mFound.load(std::memory_order_relaxed);
+    if (found == nullptr) {
+      if (mVersion != nullptr) found = dlvsym(RTLD_NEXT, mName, mVersion);
+      if (found == nullptr) found = dlsym(RTLD_NEXT, mName);
+      mFound.store(found, std::memory_order_relaxed);
+    }
+    return reinterpret_cast<Function*>(found);
+  }
+
+ private:
+  const char* mName;
+  const char* mVersion;
+  std::atomic<void*> mFound = nullptr;
+};
 
 }  // namespace
 
 }  // namespace orvane::host
 
 using orvane::host::check;
-using orvane::host::next;
+using orvane::host::Original;
 
 // The C library's own allocator under the names that it keeps for replacements like these.
 extern "C" {
@@ -93,33 +117,92 @@ ORVANE_HOOK void free(void* memory) {
   __libc_free(memory);
 }
 
-ORVANE_HOOK int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept {
-  check("pthread_mutex_lock");
-  static const auto original = next<int (*)(pthread_mutex_t*)>("pthread_mutex_lock");
-  return original(mutex);
-}
+/// A hook with these parameters that hands on these arguments.
+#define ORVANE_FORWARD_VERSION(version, Result, name, parameters, ...)     \
+  ORVANE_HOOK Result name parameters {                                     \
+    check(#name);                                                          \
+    static constinit Original<Result parameters> original(#name, version); \
+    return original.get()(__VA_ARGS__);                                    \
+  }
+#define ORVANE_FORWARD(...) ORVANE_FORWARD_VERSION(nullptr, __VA_ARGS__)
 
-ORVANE_HOOK int open(const char* path, int flags, ...) {
-  check("open");
-  static const auto original = next<int (*)(const char*, int, ...)>("open");
-  va_list arguments;
-  va_start(arguments, flags);
-  const unsigned int mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(arguments, unsigned int) : 0;
-  va_end(arguments);
-  return original(path, flags, mode);
-}
+// Locks.
+ORVANE_FORWARD(int, pthread_mutex_lock, (pthread_mutex_t * mutex) noexcept, mutex)
+ORVANE_FORWARD(int, pthread_rwlock_rdlock, (pthread_rwlock_t * lock) noexcept, lock)
+ORVANE_FORWARD(int, pthread_rwlock_wrlock, (pthread_rwlock_t * lock) noexcept, lock)
 
-ORVANE_HOOK FILE* fopen(const char* path, const char* mode) {
-  check("fopen");
-  static const auto original = next<FILE* (*)(const char*, const char*)>("fopen");
-  return original(path, mode);
-}
+// Waits.
+#define ORVANE_FORWARD_CONDITION(...) ORVANE_FORWARD_VERSION("GLIBC_2.3.2", int, __VA_ARGS__)
+ORVANE_FORWARD_CONDITION(pthread_cond_wait, (pthread_cond_t * condition, pthread_mutex_t* mutex), condition, mutex)
+ORVANE_FORWARD_CONDITION(pthread_cond_timedwait,
+                         (pthread_cond_t * condition, pthread_mutex_t* mutex, const timespec* due), condition, mutex,
+                         due)
+ORVANE_FORWARD(int, pthread_cond_clockwait,
+               (pthread_cond_t * condition, pthread_mutex_t* mutex, clockid_t clock, const timespec* due), condition,
+               mutex, clock, due)
+ORVANE_FORWARD(int, pthread_join, (pthread_t thread, void** result), thread, result)
+ORVANE_FORWARD(int, sem_wait, (sem_t * semaphore), semaphore)
+ORVANE_FORWARD(int, sem_timedwait, (sem_t * semaphore, const timespec* due), semaphore, due)
+ORVANE_FORWARD(int, sem_clockwait, (sem_t * semaphore, clockid_t clock, const timespec* due), semaphore, clock, due)
+ORVANE_FORWARD(int, nanosleep, (const timespec* duration, timespec* left), duration, left)
+ORVANE_FORWARD(int, clock_nanosleep, (clockid_t clock, int flags, const timespec* duration, timespec* left), clock,
+               flags, duration, left)
+ORVANE_FORWARD(int, usleep, (useconds_t duration), duration)
+ORVANE_FORWARD(int, poll, (pollfd * descriptors, nfds_t count, int limit), descriptors, count, limit)
+
+// Files.
+ORVANE_FORWARD(ssize_t, read, (int file, void* bytes, std::size_t size), file, bytes, size)
+ORVANE_FORWARD(ssize_t, write, (int file, const void* bytes, std::size_t size), file, bytes, size)
+ORVANE_FORWARD(ssize_t, pread, (int file, void* bytes, std::size_t size, off_t place), file, bytes, size, place)
+ORVANE_FORWARD(ssize_t, pwrite, (int file, const void* bytes, std::size_t size, off_t place), file, bytes, size, place)
+ORVANE_FORWARD(int, close, (int file), file)
+
+/// The third argument of `open` and the fourth of `openat`, which is there only where a file may be made.
+#define ORVANE_FORWARD_OPEN(name, parameters, ...)                                                   \
+  ORVANE_HOOK int name parameters {                                                                  \
+    check(#name);                                                                                    \
+    static constinit Original<int parameters> original(#name);                                       \
+    va_list rest;                                                                                    \
+    va_start(rest, flags);                                                                           \
+    const unsigned int mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(rest, unsigned int) : 0; \
+    va_end(rest);                                                                                    \
+    return original.get()(__VA_ARGS__, mode);                                                        \
+  }
+ORVANE_FORWARD_OPEN(open, (const char* path, int flags, ...), path, flags)
+ORVANE_FORWARD_OPEN(open64, (const char* path, int flags, ...), path, flags)
+ORVANE_FORWARD_OPEN(openat, (int folder, const char* path, int flags, ...), folder, path, flags)
+
+// Streams.
+ORVANE_FORWARD(FILE*, fopen, (const char* path, const char* mode), path, mode)
+ORVANE_FORWARD(int, fclose, (FILE * stream), stream)
+ORVANE_FORWARD(std::size_t, fread, (void* items, std::size_t size, std::size_t count, FILE* stream), items, size, count,
+               stream)
+ORVANE_FORWARD(std::size_t, fwrite, (const void* items, std::size_t size, std::size_t count, FILE* stream), items, size,
+               count, stream)
+ORVANE_FORWARD(int, fputs, (const char* text, FILE* stream), text, stream)
+ORVANE_FORWARD(int, puts, (const char* text), text)
+ORVANE_FORWARD(int, fputc, (int character, FILE* stream), character, stream)
+ORVANE_FORWARD(int, fflush, (FILE * stream), stream)
+ORVANE_FORWARD(int, vfprintf, (FILE * stream, const char* format, va_list arguments), stream, format, arguments)
+
+/// `printf` and `fprintf`, which call the other functions of the C library without passing by here.
+#define ORVANE_FORWARD_PRINT(name, parameters, stream)      \
+  ORVANE_HOOK int name parameters {                         \
+    check(#name);                                           \
+    va_list arguments;                                      \
+    va_start(arguments, format);                            \
+    const int result = vfprintf(stream, format, arguments); \
+    va_end(arguments);                                      \
+    return result;                                          \
+  }
+ORVANE_FORWARD_PRINT(printf, (const char* format, ...), stdout)
+ORVANE_FORWARD_PRINT(fprintf, (FILE * stream, const char* format, ...), stream)
 
 /// The first thing that a throw does.
 ORVANE_HOOK void* __cxa_allocate_exception(std::size_t size) noexcept {
   check("throw");
-  static const auto original = next<void* (*)(std::size_t)>("__cxa_allocate_exception");
-  return original(size);
+  static constinit Original<void*(std::size_t)> original("__cxa_allocate_exception");
+  return original.get()(size);
 }
 
 #endif

@@ -7,21 +7,35 @@
 
 namespace orvane::host {
 
+namespace {
+
+/// Blocks the signals that end a run on the calling thread for its own span.
+class BlockedStopSignals {
+ public:
+  BlockedStopSignals() {
+    sigset_t stopSignals;
+    sigemptyset(&stopSignals);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&stopSignals, signal);
+    pthread_sigmask(SIG_BLOCK, &stopSignals, &mBefore);
+  }
+  ~BlockedStopSignals() { pthread_sigmask(SIG_SETMASK, &mBefore, nullptr); }
+  BlockedStopSignals(const BlockedStopSignals&) = delete;
+  BlockedStopSignals& operator=(const BlockedStopSignals&) = delete;
+
+ private:
+  sigset_t mBefore;
+};
+
+}  // namespace
+
 std::thread startThread(const std::string& name, std::function<void()> body) {
   // A thread inherits the mask of its maker, so the signals are blocked around the start: there is no moment in which
   // the new thread could take one.
-  sigset_t stopSignals;
-  sigset_t before;
-  sigemptyset(&stopSignals);
-  sigaddset(&stopSignals, SIGINT);
-  sigaddset(&stopSignals, SIGTERM);
-  pthread_sigmask(SIG_BLOCK, &stopSignals, &before);
-  std::thread thread([body = std::move(body), shownName = name.substr(0, 15)] {
+  const BlockedStopSignals blocked;
+  return std::thread([body = std::move(body), shownName = name.substr(0, 15)] {
     pthread_setname_np(pthread_self(), shownName.c_str());
     body();
   });
-  pthread_sigmask(SIG_SETMASK, &before, nullptr);
-  return thread;
 }
 
 }  // namespace orvane::host

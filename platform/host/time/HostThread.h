@@ -6,8 +6,9 @@
 
 namespace orvane::host {
 
-/// Starts a thread of the host: named (fifteen characters at most), and deaf to SIGINT and SIGTERM, which belong to the
-/// program's own threads and the event loop.
+/// Starts a thread of the host: named (fifteen characters at most), with SIGINT, SIGTERM and SIGHUP blocked, which
+/// belong to the program's own threads and the event loop. Throws `std::system_error` where no thread can be made. The
+/// caller's signal mask stays as it was in either case.
 std::thread startThread(const std::string& name, std::function<void()> body);
 
 }  // namespace orvane::host

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <string>
+
+#include "platform/Log.h"
+#include "platform/Platform.h"
+#include "platform/PlatformError.h"
+#include "platform/Status.h"
+
+// The raisers of OVThrow.h for an object that keeps the services it was made with: they write to the log of those
+// services, where there is one, instead of the log in use.
+
+namespace orvane {
+
+[[noreturn]] void raiseOn(const platform::Platform& services, const std::string& message);
+[[noreturn]] void raiseOn(const platform::Platform& services, const std::string& message,
+                          const platform::PlatformError& error);
+[[noreturn]] void raiseOn(const platform::Platform& services, const std::string& message, platform::Status status);
+
+/// Writes a line to the log of the services, where there is one.
+void logOn(const platform::Platform& services, platform::LogLevel level, const std::string& line);
+
+}  // namespace orvane

@@ -1,0 +1,102 @@
+#include "platform/host/convert/RateConverter.h"
+
+#include <dlfcn.h>
+#include <gmock/gmock.h>
+#include <samplerate.h>
+
+#include <stdexcept>
+#include <vector>
+
+#include "platform/host/convert/InputEdge.h"
+#include "platform/host/convert/OutputEdge.h"
+
+/// How many calls of `src_process` still succeed. This program has one of its own in front of the library's.
+static int callsLeft = 0;
+int src_process(SRC_STATE* state, SRC_DATA* data) {
+  static const auto original = reinterpret_cast<int (*)(SRC_STATE*, SRC_DATA*)>(dlsym(RTLD_NEXT, "src_process"));
+  constexpr int badState = 2;
+  return callsLeft-- > 0 ? original(state, data) : badState;
+}
+
+namespace orvane::host {
+namespace {
+
+using testing::Each;
+
+constexpr int always = 1 << 30;
+
+class FailingConverter : public testing::Test {
+ protected:
+  FailingConverter() {
+    callsLeft = always;
+    for (float* plane : ones.planes()) std::fill_n(plane, sliceFrames, 1.0F);
+  }
+
+  static constexpr std::uint32_t sliceFrames = 256;
+  AlignedSamples ones{1, sliceFrames};
+  AlignedSamples played{1, sliceFrames};
+  const AlignedSamples& constOnes = ones;
+};
+
+TEST_F(FailingConverter, CannotBeMade) {
+  EXPECT_THROW(RateConverter(1, 1, 1000), std::runtime_error) << "a ratio that the library refuses";
+  for (const int calls : {0, 3}) {
+    callsLeft = calls;
+    EXPECT_THROW(RateConverter(1, 48000, 44100), std::runtime_error);
+  }
+}
+
+TEST_F(FailingConverter, MakesTheInputSilentForTheRestAndKeepsItsLength) {
+  for (const int goodCalls : {0, 7, 15, always}) {
+    callsLeft = always;
+    InputEdge input({1, 48000}, {1, 44100});
+    EXPECT_FALSE(input.failed());
+    callsLeft = goodCalls;
+    std::vector<float> heard;
+    const auto take = [&] {
+      while (input.next()) heard.insert(heard.end(), input.planes()[0], input.planes()[0] + input.frames());
+    };
+    for (int slice = 0; slice < 10; ++slice) {
+      input.accept({{}, 0, sliceFrames, constOnes.planes(), {}});
+      take();
+    }
+    input.finish();
+    take();
+    EXPECT_EQ(heard.size(), 2352U) << "2560 hardware frames amount to that many";
+    EXPECT_EQ(input.failed(), goodCalls != always);
+    const bool endsSilent = std::all_of(heard.end() - 300, heard.end(), [](float sample) { return sample == 0; });
+    EXPECT_EQ(endsSilent, input.failed());
+  }
+}
+
+TEST_F(FailingConverter, LeavesSilenceToBeFetched) {
+  InputEdge input({1, 48000}, {1, 44100});
+  callsLeft = 5;
+  for (int slice = 0; slice < 100; ++slice) {
+    input.accept({{}, 0, sliceFrames, constOnes.planes(), {}});
+    ASSERT_TRUE(input.fetch(235));
+  }
+  EXPECT_TRUE(input.failed());
+  EXPECT_THAT(std::vector(input.planes()[0], input.planes()[0] + 235), Each(0.0F));
+}
+
+TEST_F(FailingConverter, MakesTheOutputSilentForTheRest) {
+  OutputEdge output({1, 44100}, {1, 48000});
+  callsLeft = 9;
+  const platform::OutputProvider provider = [](auto&, auto&, auto frames, auto, auto& list) {
+    std::fill_n(static_cast<float*>(list.buffers()[0].data), frames, 1.0F);
+    return platform::status::success;
+  };
+  bool wasHeard = false;
+  for (int slice = 0; slice < 10; ++slice) {
+    EXPECT_TRUE(slice != 0 || !output.failed());
+    OutputMix mix(played.planes(), sliceFrames);
+    output.play(provider, {{}, 0, sliceFrames, {}, played.planes()}, mix);
+    wasHeard = wasHeard || played.plane(0)[sliceFrames - 1] != 0;
+  }
+  EXPECT_TRUE(wasHeard && output.failed());
+  EXPECT_THAT(std::vector(played.plane(0), played.plane(0) + sliceFrames), Each(0.0F));
+}
+
+}  // namespace
+}  // namespace orvane::host
