@@ -14,10 +14,10 @@ std::vector<const GatedCall*>& listedCalls() {
 
 }  // namespace
 
-GatedCall::GatedCall(std::string_view name, Answer answer) : mName(name), mAnswer(answer) {
+GatedCall::GatedCall(const char* name, Answer answer) : mName(name), mAnswer(answer) {
   if (answer == Answer::hidden) return;
   auto& calls = listedCalls();
-  calls.insert(std::ranges::lower_bound(calls, name, {}, &GatedCall::name), this);
+  calls.insert(std::ranges::lower_bound(calls, mName, {}, &GatedCall::name), this);
 }
 
 const std::vector<const GatedCall*>& GatedCall::all() {

@@ -21,10 +21,11 @@ class GatedCall {
     hidden,  ///< As `status`; refused by other means than its name, so it is not listed.
   };
 
-  explicit GatedCall(std::string_view name, Answer answer = Answer::status);
+  explicit GatedCall(const char* name, Answer answer = Answer::status);
   GatedCall(const GatedCall&) = delete;
   GatedCall& operator=(const GatedCall&) = delete;
 
+  /// Terminated by a zero character.
   std::string_view name() const { return mName; }
   bool answersStatus() const { return mAnswer != Answer::object; }
 

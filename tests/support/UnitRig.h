@@ -20,10 +20,11 @@
 
 namespace orvane::test {
 
-/// One unit on a simulated host of its own, as a tool would set it up, and what its runs gave.
+/// One unit on a host of its own, simulated unless given, as a tool would set it up, and the results of its runs.
 class UnitRig {
  public:
-  explicit UnitRig(const std::string& options) : host(platform::makeSimulatedHost(options)) {
+  explicit UnitRig(const std::string& options) : UnitRig(platform::makeSimulatedHost(options)) {}
+  explicit UnitRig(platform::Platform services) : host(std::move(services)) {
     host.log->setSink([this](platform::LogLevel, std::string_view line) { log += std::string(line) + "\n"; });
     wrapper = host.units->wrap(unit = makeUnit());
   }

@@ -136,6 +136,7 @@ void AudioHub::withControlSoon(std::function<void()> work) {
 std::optional<Failure> AudioHub::startDevice() {
   mContext->runEnd.clear();
   mEndOnCallback = DeviceEnd::none;
+  mClientFailure = nullptr;
   return startInFormat();
 }
 
@@ -254,7 +255,12 @@ void AudioHub::callClients(const HubSlice& slice, OutputMix& mix) {
     clients = mPublished.load();
     mRead.store(clients);
   } while (clients != mPublished.load());
-  for (HubClient* client : *clients) client->deviceSlice(slice, mix);
+  for (HubClient* client : *clients) {
+    if (const char* failure = client->deviceSlice(slice, mix)) {
+      mClientFailure = failure;
+      endOnCallback(DeviceEnd::failed);
+    }
+  }
   mRead.store(nullptr);
   if (mReleaseWanted.load() && mReleaseWanted.exchange(false)) mReleaseTrigger->fire();
 }
@@ -272,7 +278,9 @@ void AudioHub::finishRun() {
   if (end == DeviceEnd::none) return;
   stopDevice();
   std::optional<Failure> failure;
-  if (end == DeviceEnd::failed) {
+  if (const char* why = mClientFailure; end == DeviceEnd::failed && why != nullptr) {
+    failure = {status::ioFailure, why};
+  } else if (end == DeviceEnd::failed) {
     failure = {status::badSlice, "the device delivered a slice that does not fit the format it was started in (" +
                                      std::to_string(mFormat.inputs) + " inputs, " + std::to_string(mFormat.outputs) +
                                      " outputs, at most " + std::to_string(DeviceFormat::maxSliceFrames) + " frames)"};

@@ -23,8 +23,9 @@ struct HubSlice {
 class HubClient {
  public:
   virtual ~HubClient() = default;
-  /// Takes the slice's input and adds output. On the device callback; real-time safe.
-  virtual void deviceSlice(const HubSlice& slice, OutputMix& mix) = 0;
+  /// Takes the slice's input and adds output. Returns why the run cannot go on, in a text that is never freed; null
+  /// otherwise. On the device callback; real-time safe.
+  virtual const char* deviceSlice(const HubSlice& slice, OutputMix& mix) = 0;
   /// Whether the client needs the slice's input. Asked when clients come and go.
   virtual bool takesInput() const { return true; }
   /// The device runs in another format from the next slice on: makes what depends on it anew. Called while no slice is,

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "platform/PlatformException.h"
+#include "platform/host/time/NoWait.h"
 #include "platform/host/units/IoUnitWrapper.h"
 
 namespace orvane::host {
@@ -70,6 +71,7 @@ std::shared_ptr<IoUnit> HostUnits::find(UnitInstance instance) const {
 }
 
 Status HostUnits::withUnit(const GatedCall& call, UnitInstance instance, Status (IoUnit::*operation)()) {
+  forbidInsideCallback(call.name().data());
   if (const auto refusal = mContext->refusalOf(call)) return *refusal;
   const std::shared_ptr<IoUnit> unit = find(instance);
   return unit ? (unit.get()->*operation)() : status::badParameter;

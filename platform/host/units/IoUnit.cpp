@@ -197,7 +197,7 @@ void IoUnit::setOutputProvider(platform::OutputProvider provider) {
   changeWhileNotCalled([&] { mOutputProvider = std::move(provider); });
 }
 
-void IoUnit::deviceSlice(const HubSlice& slice, OutputMix& mix) {
+const char* IoUnit::deviceSlice(const HubSlice& slice, OutputMix& mix) {
   mInsideSlice = true;
   mLastTime = slice.time;
   if (mInput) {
@@ -206,6 +206,8 @@ void IoUnit::deviceSlice(const HubSlice& slice, OutputMix& mix) {
   }
   if (mOutput) mOutput->play(mOutputProvider, slice, mix);
   mInsideSlice = false;
+  const bool failed = (mInput && mInput->failed()) || (mOutput && mOutput->failed());
+  return failed ? "the rate conversion of an I/O unit failed" : nullptr;
 }
 
 void IoUnit::handInput(platform::HostTime time) {

@@ -49,7 +49,7 @@ class IoUnit final : public HubClient {
  private:
   static constexpr std::int32_t inputBus = 1;
 
-  void deviceSlice(const HubSlice& slice, OutputMix& mix) override;
+  const char* deviceSlice(const HubSlice& slice, OutputMix& mix) override;
   bool takesInput() const override { return mInput != nullptr; }
   std::optional<platform::Failure> deviceChanged(const backend::DeviceFormat& format) override;
   void handInput(platform::HostTime time);

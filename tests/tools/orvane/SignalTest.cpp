@@ -45,7 +45,8 @@ class Signal : public testing::Test {
 TEST_F(Signal, EndsARunCleanly) {
   const std::string meter = mMeter + "mic=noise";
   const std::string record = ORVANE_TOOL " record " + mFile + " --json --simulate mic=noise,inputs=2 >&2";
-  for (const auto& [command, signal] : {std::pair{meter, SIGINT}, {meter, SIGTERM}, {record, SIGINT}}) {
+  for (const auto& [command, signal] :
+       {std::pair{meter, SIGINT}, {meter, SIGTERM}, {record, SIGINT}, {record, SIGHUP}}) {
     std::filesystem::remove(mFile);
     Program program(command);
     await([&] { return readFile(mFile).size() > 30'000; });
@@ -80,6 +81,36 @@ TEST_F(Signal, AClosedPipeEndsARunCleanly) {
   await([&] { return heldByPipe() >= 41; });
   close(std::exchange(mReader, -1));
   expectCleanEnd(metering.finish());
+}
+
+TEST_F(Signal, AClosedStandardErrorChangesNothing) {
+  const std::string scenario = mFolder.file("scenario.json");
+  std::ofstream(scenario) << R"({"faults":[{"at":0.1,"fault":"discontinuity","frames":100}]})";
+  close(std::exchange(mReader, open("/dev/null", O_RDONLY | O_CLOEXEC)));
+  const std::string tool = ORVANE_TOOL " --verbose --json --simulate mic=noise,scenario=" + scenario;
+  // The shell opens the pipe to read and to write, and then lets go of its reading end.
+  Program recording("sh -c 'exec 3<>" + mPipe + "; exec 2>" + mPipe + "; exec 3<&-; exec " + tool + " record " + mFile +
+                    " --seconds 0.5'");
+  const Ended ended = recording.finish();
+  EXPECT_EQ(ended.status, 0) << ended;
+  EXPECT_THAT(ended.output,
+              testing::HasSubstr(R"("ended":"seconds","seconds":0.5,"frames":24000,"discontinuities":1)"));
+  EXPECT_EQ(framesOfWholeFile(mFile), "24000");
+}
+
+TEST_F(Signal, AStoppedProcessLosesFramesAndSaysSo) {
+  Program recording(ORVANE_TOOL " --json --simulate mic=noise record " + mFile);
+  await([&] { return readFile(mFile).size() > 30'000; });
+  recording.send(SIGSTOP);
+  std::this_thread::sleep_for(std::chrono::milliseconds(3000));
+  recording.send(SIGCONT);
+  const auto before = readFile(mFile).size();
+  await([&] { return readFile(mFile).size() > before + 30'000; });
+  recording.send(SIGINT);
+  const Ended ended = recording.finish();
+  expectCleanEnd(ended);
+  EXPECT_THAT(ended.output, testing::HasSubstr(R"("discontinuities":1,"overruns":0)"));
+  EXPECT_THAT(ended.errors, testing::HasSubstr("frames are missing in 1 place"));
 }
 
 TEST_F(Signal, EndsARunWhoseOutputNobodyReads) {

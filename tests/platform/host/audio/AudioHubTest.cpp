@@ -1,12 +1,18 @@
 #include <atomic>
+#include <stdexcept>
 #include <thread>
 
+#include "platform/host/audio/AudioHub.h"
+#include "tests/support/ScriptedDevice.h"
 #include "tests/support/UnitRig.h"
 
 namespace orvane::test {
 namespace {
 
 using namespace std::chrono_literals;
+
+using platform::DeviceEnd;
+namespace status = platform::status;
 
 /// A unit that plays one constant, and must not be called before a start or after a stop.
 struct Player {
@@ -81,6 +87,182 @@ TEST(AudioHub, NoUnitIsCalledOnceItHasStopped) {
     Player player(rig, 1);
     ASSERT_EQ(player.start(), 0);
     while (round % 16 == 0 && player.slices == 0) std::this_thread::yield();
+  }
+}
+
+/// A rig on a device that the test drives.
+struct ScriptedRig : ScriptedDevice, UnitRig {
+  explicit ScriptedRig(host::HostContext::Pace pace = host::HostContext::Pace::fast)
+      : ScriptedDevice(pace), UnitRig(services) {
+    services = {};
+  }
+};
+
+TEST(AudioHub, EndsTheRunAtTheExactFrameAndCountsWhatItHandedOut) {
+  ScriptedRig rig;
+  Player player(rig, 1);
+  rig.control.endAfterFrames(1000);
+  int ends = 0;
+  const auto end = rig.control.onDeviceEnd([&] { ++ends; });
+  ASSERT_EQ(player.start(), 0);
+  EXPECT_EQ(rig.slice(512), 512U);
+  EXPECT_EQ(rig.slice(300, 44), 300U);
+  EXPECT_EQ(rig.slice(256), 188U);
+  EXPECT_EQ(std::count(rig.state->played.begin(), rig.state->played.end(), 1.0F), 188);
+  EXPECT_EQ(rig.slice(256), 0U);
+  EXPECT_EQ(std::count(rig.state->played.begin(), rig.state->played.end(), 0.0F), 256);
+  EXPECT_EQ(rig.report.deviceEnd(), DeviceEnd::none) << "known when the hub's worker has stopped the device";
+  rig.waiter->wait(1ms);
+  EXPECT_EQ(ends, 1);
+  EXPECT_EQ(rig.report.deviceEnd(), DeviceEnd::frameLimit);
+  EXPECT_EQ(rig.state->callback, nullptr);
+  const platform::RunCount count = rig.report.runCount();
+  EXPECT_EQ(count.frames, 1000U);
+  EXPECT_EQ(count.discontinuities, 1U);
+  EXPECT_EQ(count.maxSliceFrames, 512U);
+}
+
+TEST(AudioHub, ADeviceThatBreaksItsContractEndsTheRunWithAFailure) {
+  const std::array<std::uint32_t, 3> slices[] = {{0, 1, 0}, {8193, 1, 0}, {256, 2, 0}, {256, 0, 0}, {256, 1, 1}};
+  for (const auto& [frames, inputs, offset] : slices) {
+    ScriptedRig rig;
+    Player player(rig, 1);
+    ASSERT_EQ(player.start(), 0);
+    EXPECT_EQ(rig.slice(frames, 0, inputs, offset), 0U);
+    rig.waiter->wait(1ms);
+    EXPECT_EQ(rig.report.deviceFailure().value_or(platform::Failure{}).status, status::badSlice);
+    EXPECT_EQ(player.slices, 0);
+  }
+}
+
+TEST(AudioHub, RebuildsItsClientsWhenTheDeviceChangesAndGoesOn) {
+  ScriptedRig rig;
+  rig.missesFrames = true;
+  rig.wrapper->outputBus(1).setFormat(platform::StreamFormat::standard(48000, 2));
+  rig.takeInput();
+  ASSERT_EQ(rig.host.units->start(rig.unit), 0);
+  rig.slice(480);
+  const auto change = [&](backend::DeviceFormat format) {
+    backend::DeviceCallback* const callback = std::exchange(rig.state->callback, nullptr);
+    rig.state->format = format;
+    callback->deviceChanged();
+    EXPECT_EQ(rig.slice(480), 0U);
+    rig.waiter->wait(1ms);
+  };
+  change({24000, 2, 1, 128});
+  EXPECT_EQ(rig.report.deviceEnd(), DeviceEnd::none);
+  EXPECT_EQ(rig.report.hardwareInput(), platform::StreamFormat::standard(24000, 2));
+  for (int slice = 0; slice < 10; ++slice) EXPECT_EQ(rig.slice(480, 0, 2), 480U);
+  EXPECT_EQ(rig.report.runCount().discontinuities, 1U);
+  EXPECT_GT(rig.host.units->latency(rig.unit).input, 0U) << "the rate is converted now";
+  ASSERT_GT(rig.times.size(), 2U);
+  EXPECT_EQ(rig.times[1].sampleTime, 480) << "time stamps go on";
+  // Where a client cannot go on, the run ends and says why.
+  change({24000, 0, 1, 128});
+  EXPECT_EQ(rig.report.deviceFailure().value_or(platform::Failure{}).status, status::noDevice);
+  EXPECT_EQ(rig.state->callback, nullptr);
+}
+
+TEST(AudioHub, ADeviceThatTakesLongToStartHasNotStalled) {
+  ScriptedRig rig(host::HostContext::Pace::real);
+  Player player(rig, 1);
+  rig.state->onStart = [] {
+    std::this_thread::sleep_for(700ms);
+    return std::nullopt;
+  };
+  ASSERT_EQ(player.start(), 0);
+  rig.waiter->wait(100ms);
+  EXPECT_EQ(rig.slice(256), 256U);
+  EXPECT_EQ(player.slices, 1);
+  EXPECT_EQ(rig.report.deviceEnd(), DeviceEnd::none);
+  rig.waiter->wait(1s);
+  EXPECT_EQ(rig.report.deviceFailure().value_or(platform::Failure{}).status, status::stalled) << "it is watched since";
+}
+
+TEST(AudioHub, AClientThatComesAtTheEndOfARunBeginsAnotherOrLearnsWhy) {
+  for (const bool fails : {false, true}) {
+    ScriptedRig rig;
+    Player first(rig, 1);
+    Player second(rig, 1);
+    ASSERT_EQ(first.start(), 0);
+    // The device ends, and has not been stopped yet.
+    const platform::Failure lost{status::deviceLost, "gone"};
+    rig.state->callback->deviceEnded(fails ? DeviceEnd::failed : DeviceEnd::inputEnded,
+                                     fails ? std::optional(lost) : std::nullopt);
+    EXPECT_EQ(second.start(), fails ? status::deviceLost : status::success);
+    EXPECT_EQ(rig.state->starts, fails ? 1 : 2);
+    rig.slice(256);
+    EXPECT_EQ(second.slices, fails ? 0 : 1);
+  }
+}
+
+/// A client of the hub that is none of the host's own.
+struct CountingClient final : host::HubClient {
+  const char* deviceSlice(const host::HubSlice&, host::OutputMix&) override { return ++slices, nullptr; }
+  bool takesInput() const override { return false; }
+  std::optional<platform::Failure> deviceChanged(const backend::DeviceFormat&) override { return std::nullopt; }
+  std::atomic<int> slices = 0;
+};
+
+TEST(AudioHub, AClientLeavesFromATaskWithoutWaiting) {
+  for (const auto pace : {host::HostContext::Pace::fast, host::HostContext::Pace::real}) {
+    const auto context = std::make_shared<host::HostContext>(pace);
+    const auto state = std::make_shared<ScriptedDevice::State>();
+    host::AudioHub hub(context, std::make_unique<ScriptedDevice::Device>(state));
+    const auto waiter = context->scheduler->makeWaiter();
+    const auto worker = context->scheduler->makeWorker("client");
+    CountingClient stays;
+    CountingClient leaves;
+    ASSERT_FALSE(hub.add(stays) || hub.add(leaves));
+    EXPECT_FALSE(state->inputTaken);
+    for (CountingClient* client : {&leaves, &stays}) {
+      worker->post([&, client] { hub.removeSoon(*client, [&] { waiter->signal(); }); });
+      ASSERT_TRUE(waiter->wait(10s));
+      EXPECT_EQ(state->callback == nullptr, client == &stays) << "the last one stops the device";
+    }
+  }
+}
+
+TEST(AudioHub, NoTwoCallersMakeTheCallbackLock) {
+  // In debug builds the callback may not lock. One caller waits, so the device runs, while the other comes and goes.
+  UnitRig rig("pace=fast,slice=64");
+  Player anchor(rig, 1);
+  ASSERT_EQ(anchor.start(), 0);
+  std::thread other([&] {
+    for (int round = 0; round < 300; ++round) {
+      Player player(rig, 1);
+      ASSERT_EQ(player.start(), 0);
+      if (round % 8 == 0) rig.host.units->latency(player.unit);
+    }
+  });
+  std::atomic<bool> done = false;
+  std::thread timekeeper([&] {
+    while (!done) rig.waiter->wait(10ms);
+  });
+  other.join();
+  done = true;
+  timekeeper.join();
+}
+
+TEST(AudioHubDeathTest, AStopWhereItWouldWaitForItselfEndsTheProcess) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  for (const std::string pace : {"pace=fast", "pace=real"}) {
+    const auto stopInClosure = [&] {
+      UnitRig rig(pace);
+      rig.wrapper->setInputEnabled(true);
+      rig.wrapper->setInputHandler([&](auto&, auto&, auto, auto) { rig.host.units->stop(rig.unit); });
+      rig.run(10s);
+    };
+    EXPECT_DEATH(stopInClosure(), "orvane: UnitService::stop inside the device callback");
+    const auto stopInTask = [&] {
+      UnitRig rig(pace);
+      const auto worker = rig.host.scheduler->makeWorker("stops");
+      rig.playSilence();
+      rig.host.units->start(rig.unit);
+      worker->post([&] { rig.host.units->stop(rig.unit); });
+      rig.waiter->wait(10s);
+    };
+    EXPECT_DEATH(stopInTask(), "orvane: a stop of an audio client inside a worker's task");
   }
 }
 

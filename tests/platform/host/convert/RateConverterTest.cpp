@@ -9,6 +9,7 @@
 
 #include "platform/host/convert/InputEdge.h"
 #include "platform/host/convert/OutputEdge.h"
+#include "tests/support/UnitRig.h"
 
 /// How many calls of `src_process` still succeed. This program has one of its own in front of the library's.
 static int callsLeft = 0;
@@ -57,7 +58,7 @@ TEST_F(FailingConverter, MakesTheInputSilentForTheRestAndKeepsItsLength) {
       while (input.next()) heard.insert(heard.end(), input.planes()[0], input.planes()[0] + input.frames());
     };
     for (int slice = 0; slice < 10; ++slice) {
-      input.accept({{}, 0, sliceFrames, constOnes.planes(), {}});
+      input.accept({{}, 0, sliceFrames, constOnes.planes()});
       take();
     }
     input.finish();
@@ -73,7 +74,7 @@ TEST_F(FailingConverter, LeavesSilenceToBeFetched) {
   InputEdge input({1, 48000}, {1, 44100});
   callsLeft = 5;
   for (int slice = 0; slice < 100; ++slice) {
-    input.accept({{}, 0, sliceFrames, constOnes.planes(), {}});
+    input.accept({{}, 0, sliceFrames, constOnes.planes()});
     ASSERT_TRUE(input.fetch(235));
   }
   EXPECT_TRUE(input.failed());
@@ -91,11 +92,28 @@ TEST_F(FailingConverter, MakesTheOutputSilentForTheRest) {
   for (int slice = 0; slice < 10; ++slice) {
     EXPECT_TRUE(slice != 0 || !output.failed());
     OutputMix mix(played.planes(), sliceFrames);
-    output.play(provider, {{}, 0, sliceFrames, {}, played.planes()}, mix);
+    output.play(provider, {{}, 0, sliceFrames, {}}, mix);
     wasHeard = wasHeard || played.plane(0)[sliceFrames - 1] != 0;
   }
   EXPECT_TRUE(wasHeard && output.failed());
   EXPECT_THAT(std::vector(played.plane(0), played.plane(0) + sliceFrames), Each(0.0F));
+}
+
+TEST_F(FailingConverter, EndsTheRunWithAFailure) {
+  for (const bool input : {true, false}) {
+    callsLeft = always;
+    test::UnitRig rig("pace=fast");
+    const auto format = platform::StreamFormat::standard(44100, 1);
+    (input ? rig.wrapper->outputBus(1) : rig.wrapper->inputBus(0)).setFormat(format);
+    input ? rig.takeInput() : rig.playSilence();
+    rig.control.endAfterFrames(48000);
+    const auto breaks = rig.host.scheduler->makeWorker("breaks");
+    breaks->postAt(std::chrono::milliseconds(1500), [] { callsLeft = 0; });
+    EXPECT_EQ(rig.run(), platform::status::success);
+    EXPECT_EQ(rig.report.deviceFailure().value_or(platform::Failure{}).status, platform::status::ioFailure);
+    EXPECT_LT(rig.report.runCount().frames, 25000U);
+    callsLeft = always;
+  }
 }
 
 }  // namespace

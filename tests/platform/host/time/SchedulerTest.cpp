@@ -5,6 +5,7 @@
 #include <functional>
 #include <thread>
 
+#include "platform/RealTime.h"
 #include "platform/host/HostLog.h"
 #include "platform/host/time/FastPace.h"
 #include "platform/host/time/RealPace.h"
@@ -169,6 +170,75 @@ TEST_P(BothPaces, CancelReturnsWhenTheRunningTaskHasEndedAndNothingFollows) {
     chain->post([&] { waiter->signal(); });
     EXPECT_TRUE(waiter->wait(10s)) << "a cancelled worker takes new tasks";
   }
+}
+
+TEST_P(BothPaces, ATriggerRunsItsTaskOnceForManyFiresAndNeverAfterItsEnd) {
+  const auto worker = scheduler->makeWorker("triggered");
+  std::atomic<int> runs = 0;
+  std::unique_ptr<Trigger> trigger;
+  trigger = worker->makeTrigger([&] {
+    if (++runs == 2) trigger->fire();  // One that comes during the run leads to another.
+    waiter->signal();
+  });
+  worker->post([&] {
+    const RealTimeSection callback;
+    for (int fire = 0; fire < 10; ++fire) trigger->fire();
+  });
+  ASSERT_TRUE(waiter->wait(10s));
+  EXPECT_FALSE(waiter->wait(1ms)) << "ten fires count as one";
+  trigger->fire();  // From a caller, while nothing waits.
+  ASSERT_TRUE(waiter->wait(10s));
+  ASSERT_TRUE(waiter->wait(10s));
+  EXPECT_EQ(runs, 3);
+
+  // At real pace a run may come before the cancel, or before the trigger's end; none comes after.
+  const auto expectNoMoreRuns = [&] {
+    const int before = runs;
+    while (waiter->wait(1ms)) continue;
+    EXPECT_EQ(runs, before);
+  };
+  trigger->fire();
+  worker->cancel();
+  expectNoMoreRuns();
+  trigger->fire();
+  trigger.reset();
+  expectNoMoreRuns();
+
+  auto ownEnd = std::make_shared<std::unique_ptr<Trigger>>();
+  *ownEnd = worker->makeTrigger([&, ownEnd] {
+    ownEnd->reset();
+    waiter->signal();
+  });
+  (*ownEnd)->fire();
+  EXPECT_TRUE(waiter->wait(10s)) << "a trigger may be destroyed by its own task";
+}
+
+TEST_P(BothPaces, AWorkerMayBeDestroyedByItsOwnTaskWithTheScheduler) {
+  auto other = GetParam() ? std::shared_ptr<Scheduler>(std::make_shared<RealPace>(std::make_shared<HostLog>()))
+                          : std::make_shared<FastPace>();
+  std::shared_ptr<Waiter> done = other->makeWaiter();
+  auto worker = std::shared_ptr<Worker>(other->makeWorker("own end"));
+  Worker& own = *worker;
+  auto trigger = own.makeTrigger([] { FAIL(); });
+  own.postAt(other->clock().now() + 1h, [] { FAIL(); });
+  own.post([worker = std::move(worker), other = std::move(other), done]() mutable {
+    worker.reset();
+    other.reset();
+    done->signal();
+  });
+  EXPECT_TRUE(done->wait(10s));
+  trigger->fire();  // Does nothing any more.
+}
+
+TEST_P(BothPaces, AWaitInsideATaskEndsTheProcessWithALine) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_DEATH(
+      {
+        const auto worker = scheduler->makeWorker("waits");
+        worker->post([&] { scheduler->makeWaiter()->wait(1ms); });
+        waiter->wait(10s);
+      },
+      "orvane: a wait inside a worker's task");
 }
 
 TEST_P(BothPaces, SignalsAreCountedAndLimitsKept) {

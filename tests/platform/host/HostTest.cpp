@@ -1,0 +1,100 @@
+#include <gmock/gmock.h>
+
+#include "iounit/AOMeter.h"
+#include "platform/host/CallGate.h"
+#include "platform/host/Host.h"
+#include "tests/support/ReasonOf.h"
+#include "tests/support/ScriptedDevice.h"
+#include "tests/support/UnitRig.h"
+
+namespace orvane::test {
+namespace {
+
+using namespace platform;
+using namespace std::chrono_literals;
+
+/// At real pace and at fast pace.
+struct HostAt : testing::TestWithParam<const char*> {};
+
+TEST_P(HostAt, MayLoseItsLastReferenceInItsOwnNotice) {
+  auto rig = std::make_unique<UnitRig>(std::string(GetParam()) + ",rate=8000");
+  const std::shared_ptr<Waiter> waiter = rig->host.scheduler->makeWaiter();
+  rig->playSilence();
+  Subscription subscription = rig->control.onDeviceEnd([&] {
+    subscription.reset();
+    rig.reset();
+    waiter->signal();
+  });
+  rig->control.endAfterFrames(800);
+  ASSERT_EQ(rig->host.units->start(rig->unit), 0);
+  EXPECT_TRUE(waiter->wait(10s));
+  EXPECT_EQ(rig, nullptr);
+}
+
+TEST_P(HostAt, MayBeDroppedWhileItsDeviceRunsInATask) {
+  auto host = makeSimulatedHost(GetParam());
+  UnitInstance unit{};
+  ASSERT_EQ(host.units->createInstance(host.units->findComponent({}), unit), 0);
+  host.units->wrap(unit)->setOutputProvider([](auto&, auto&, auto, auto, auto&) { return status::success; });
+  ASSERT_EQ(host.units->initialize(unit), 0);
+  ASSERT_EQ(host.units->start(unit), 0);
+  const std::shared_ptr<Scheduler> scheduler = host.scheduler;
+  const auto waiter = scheduler->makeWaiter();
+  const auto worker = scheduler->makeWorker("drops");
+  worker->postAt(scheduler->clock().now() + 20ms, [&] {
+    host = {};
+    waiter->signal();
+  });
+  EXPECT_TRUE(waiter->wait(10s));
+}
+
+TEST_P(HostAt, TellsEverySubscriberAndNobodyWhoHasLeft) {
+  UnitRig rig(std::string(GetParam()) + ",rate=8000");
+  rig.playSilence();
+  rig.control.endAfterFrames(80);
+  std::atomic<int> told = 0;
+  const auto tell = [&] {
+    ++told;
+    rig.waiter->signal();
+  };
+  const auto first = rig.control.onDeviceEnd(tell);
+  auto left = rig.control.onDeviceEnd([] { FAIL(); });
+  const auto second = rig.control.onDeviceEnd(tell);
+  left.reset();
+  ASSERT_EQ(rig.host.units->start(rig.unit), 0);
+  for (int notice = 0; notice < 2; ++notice) EXPECT_TRUE(rig.waiter->wait(10s));
+  const auto late = rig.control.onDeviceEnd(tell);
+  EXPECT_TRUE(rig.waiter->wait(10s)) << "immediately, as it has already ended";
+  EXPECT_EQ(told, 3);
+  EXPECT_FALSE(rig.waiter->wait(10ms));
+}
+
+INSTANTIATE_TEST_SUITE_P(Pace, HostAt, testing::Values("pace=real", "pace=fast"),
+                         [](const auto& each) { return std::string(each.param).substr(5); });
+
+TEST(Host, WithoutAnAudioDeviceHasNoUnits) {
+  const auto context = std::make_shared<host::HostContext>(host::HostContext::Pace::fast);
+  const Platform before = current();
+  use(host::makeHost(context, {"silent", nullptr, nullptr}));
+  EXPECT_EQ(current().deviceReport->hostName(), "silent");
+  EXPECT_EQ(current().deviceReport->hardwareOutput().channelCount(), 0U);
+  EXPECT_EQ(current().deviceReport->sliceFrames(), 0U);
+  EXPECT_EQ(reasonOf([] { AOMeter::init()->start(); }), "I/O unit subtype 'rioc' not found");
+  use(before);
+}
+
+/// A service of a host that is written without touching the gate.
+const host::GatedCall kettleBoil("KettleService::boil");
+
+TEST(CallGate, KnowsTheCallsOfEveryServiceAndRefusesByName) {
+  EXPECT_THAT(host::GatedCall::all(), testing::Contains(&kettleBoil));
+  host::HostContext context(host::HostContext::Pace::fast);
+  EXPECT_EQ(context.refusalOf(kettleBoil), std::nullopt);
+  const host::Refusal dry{-7, "no water"};
+  context.gate->setDecision([&](std::string_view call) { return call == kettleBoil.name() ? &dry : nullptr; });
+  EXPECT_EQ(context.refusalOf(kettleBoil), -7);
+  EXPECT_EQ(context.lastRefusal(), (Failure{-7, "no water", "KettleService::boil"}));
+}
+
+}  // namespace
+}  // namespace orvane::test

@@ -1,0 +1,87 @@
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <stdexcept>
+#include <thread>
+
+#include "platform/EventLoop.h"
+#include "platform/Hosts.h"
+#include "platform/Scheduler.h"
+
+namespace orvane::test {
+namespace {
+
+using namespace platform;
+using namespace std::chrono_literals;
+
+/// At real pace and at fast pace.
+class EventLoopAt : public testing::TestWithParam<const char*> {
+ protected:
+  const Platform host = makeSimulatedHost(GetParam());
+  EventLoop& loop = *host.eventLoop;
+};
+
+TEST_P(EventLoopAt, RunsWhatIsPostedOnTheThreadOfTheRunUntilAStop) {
+  const auto worker = host.scheduler->makeWorker("posts");
+  const auto self = std::this_thread::get_id();
+  std::string ran;
+  loop.post([&] { ran += "a"; });
+  worker->post([&] {
+    loop.post([&] {
+      EXPECT_EQ(std::this_thread::get_id(), self);
+      ran += "b";
+      loop.post([&] {
+        ran += "c";
+        loop.post([&] { ran += "d"; });
+        loop.stop();
+        loop.post([&] { ran += "e"; });
+      });
+    });
+  });
+  EXPECT_EQ(loop.run(), 0);
+  EXPECT_EQ(ran, "abcd") << "what was posted before the stop still runs, what came after stays";
+  loop.stop();
+  EXPECT_EQ(loop.run(), 0);
+  EXPECT_EQ(ran, "abcde");
+  loop.post([] { throw std::runtime_error("from a task"); });
+  EXPECT_THROW(loop.run(), std::runtime_error);
+}
+
+TEST_P(EventLoopAt, AStopIsAStateThatTheNextRunClears) {
+  loop.stop();
+  loop.stop();
+  EXPECT_EQ(loop.run(), 0);
+  const auto worker = host.scheduler->makeWorker("stops");
+  bool stopped = false;
+  worker->postAt(host.scheduler->clock().now() + 20ms, [&] {
+    stopped = true;
+    loop.stop();
+  });
+  EXPECT_EQ(loop.run(), 0);
+  EXPECT_TRUE(stopped) << "the second of two stops must not end a later run";
+}
+
+INSTANTIATE_TEST_SUITE_P(Pace, EventLoopAt, testing::Values("pace=real", "pace=fast"),
+                         [](const auto& each) { return std::string(each.param).substr(5); });
+
+TEST(EventLoopSignals, ReachEveryHostOnceAndAreForgotten) {
+  const Platform first = makeSimulatedHost();
+  const Platform second = makeSimulatedHost();
+  for (const Platform* host : {&first, &second}) host->eventLoop->watchSignals();
+  for (const int signal : {SIGTERM, SIGHUP}) {
+    kill(getpid(), signal);
+    EXPECT_EQ(first.eventLoop->run(), signal);
+    EXPECT_EQ(second.eventLoop->run(), signal);
+    for (const Platform* host : {&first, &second}) {
+      host->eventLoop->stop();
+      EXPECT_EQ(host->eventLoop->run(), 0);
+    }
+  }
+  // A host that has gone is not told any more.
+  { makeSimulatedHost().eventLoop->watchSignals(); }
+  kill(getpid(), SIGINT);
+  EXPECT_EQ(first.eventLoop->run(), SIGINT);
+}
+
+}  // namespace
+}  // namespace orvane::test

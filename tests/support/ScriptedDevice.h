@@ -1,0 +1,64 @@
+#pragma once
+
+#include <array>
+#include <functional>
+#include <memory>
+#include <utility>
+
+#include "platform/backend/Backend.h"
+#include "platform/host/Host.h"
+#include "platform/host/audio/AlignedSamples.h"
+
+namespace orvane::test {
+
+/// A device that a test drives slice by slice, on a host of its own. The host owns the device: `state` outlives it.
+struct ScriptedDevice {
+  struct State {
+    backend::DeviceFormat format{48000, 1, 1, 256};
+    backend::DeviceCallback* callback = nullptr;  ///< While the device runs.
+    std::function<std::optional<platform::Failure>()> onStart = [] { return std::nullopt; };
+    std::atomic<int> starts = 0;
+    bool inputTaken = false;
+    std::vector<float> played;  ///< What the callback filled the first output with.
+  };
+
+  class Device final : public backend::AudioDevice {
+   public:
+    explicit Device(std::shared_ptr<State> state) : mState(std::move(state)) {}
+    backend::DeviceFormat format() const override { return mState->format; }
+    std::optional<platform::Failure> whyUnavailable() const override { return std::nullopt; }
+    std::optional<platform::Failure> start(backend::DeviceCallback& callback) override {
+      mState->callback = &callback;
+      ++mState->starts;
+      auto failure = mState->onStart();
+      if (failure) mState->callback = nullptr;
+      return failure;
+    }
+    void stop() override { mState->callback = nullptr; }
+    void useInput(bool taken) override { mState->inputTaken = taken; }
+
+   private:
+    const std::shared_ptr<State> mState;
+  };
+
+  explicit ScriptedDevice(host::HostContext::Pace pace = host::HostContext::Pace::fast)
+      : context(std::make_shared<host::HostContext>(pace)),
+        services(host::makeHost(context, {"scripted", std::make_unique<Device>(state), nullptr})) {}
+
+  /// Calls back once, with planes of `inputs` channels; returns the frames that took part.
+  std::uint32_t slice(std::uint32_t frames, std::uint64_t missing = 0, std::size_t inputs = 1, std::size_t offset = 0) {
+    if (state->callback == nullptr) return 0;
+    host::AlignedSamples samples(2, 8200);
+    const std::vector<const float*> planes(inputs, samples.plane(0) + offset);
+    float* const output[] = {samples.plane(1)};
+    const std::uint32_t taken = state->callback->deviceSlice({{}, missing, frames, planes, output});
+    state->played.assign(output[0], output[0] + std::min(frames, 8192U));
+    return taken;
+  }
+
+  const std::shared_ptr<State> state = std::make_shared<State>();
+  const std::shared_ptr<host::HostContext> context;
+  platform::Platform services;
+};
+
+}  // namespace orvane::test
