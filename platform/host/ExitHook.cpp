@@ -1,8 +1,10 @@
 #include "platform/host/ExitHook.h"
 
+#include <condition_variable>
 #include <cstdlib>
 #include <deque>
 #include <mutex>
+#include <thread>
 #include <utility>
 
 namespace orvane::host {
@@ -10,22 +12,33 @@ namespace orvane::host {
 namespace {
 
 struct Hooks {
-  /// Held while a work runs, so that its owner cannot go away meanwhile; recursive, as a work may remove itself.
-  std::recursive_mutex mutex;
+  std::mutex mutex;
+  std::condition_variable workEnded;
   std::deque<std::pair<const void*, std::function<void()>>> works;
+  const void* running = nullptr;  ///< The owner of the work that runs.
+  std::thread::id exiting;        ///< The thread that ends the process.
 };
+
+void runAtExit(Hooks& hooks) {
+  std::unique_lock lock(hooks.mutex);
+  hooks.exiting = std::this_thread::get_id();
+  while (!hooks.works.empty()) {
+    const auto [owner, work] = std::move(hooks.works.front());
+    hooks.works.pop_front();
+    hooks.running = owner;
+    // Without the lock: a work takes locks under which others add and remove theirs.
+    lock.unlock();
+    work();
+    lock.lock();
+    hooks.running = nullptr;
+    hooks.workEnded.notify_all();
+  }
+}
 
 /// Never destroyed: the exit runs it, whatever else is gone by then.
 Hooks& hooks() {
   static Hooks& instance = *[] {
-    std::atexit([] {
-      const std::lock_guard lock(hooks().mutex);
-      while (!hooks().works.empty()) {
-        const std::function<void()> work = std::move(hooks().works.front().second);
-        hooks().works.pop_front();
-        work();
-      }
-    });
+    std::atexit([] { runAtExit(hooks()); });
     return new Hooks();
   }();
   return instance;
@@ -39,8 +52,10 @@ void ExitHook::add(const void* owner, std::function<void()> work) {
 }
 
 void ExitHook::remove(const void* owner) {
-  const std::lock_guard lock(hooks().mutex);
+  std::unique_lock lock(hooks().mutex);
   std::erase_if(hooks().works, [owner](const auto& entry) { return entry.first == owner; });
+  if (hooks().exiting == std::this_thread::get_id()) return;
+  hooks().workEnded.wait(lock, [owner] { return hooks().running != owner; });
 }
 
 }  // namespace orvane::host

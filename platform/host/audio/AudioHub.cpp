@@ -28,10 +28,7 @@ AudioHub::AudioHub(std::shared_ptr<HostContext> context, std::unique_ptr<backend
       mFinishTrigger(mWorker->makeTrigger([this] { withControlSoon([this] { finishRun(); }); })),
       mClients(std::make_unique<const Clients>()),
       mPublished(mClients.get()) {
-  ExitHook::add(this, [this] {
-    const std::unique_lock lock(mControl, 2s);
-    stopDevice();
-  });
+  ExitHook::add(this, [this] { stopAtExit(); });
 }
 
 AudioHub::~AudioHub() {
@@ -43,6 +40,13 @@ AudioHub::~AudioHub() {
 void AudioHub::shutDown() {
   const std::lock_guard lock(mControl);
   mIsShutDown = true;
+  stopDevice();
+}
+
+/// Whoever has control may wait for the very task that ends the process, so a task stops the device without it.
+void AudioHub::stopAtExit() {
+  std::unique_lock lock(mControl, std::defer_lock);
+  NoWaitSection::isInTask() || NoWaitSection::isInCallback() ? void(lock.try_lock()) : lock.lock();
   stopDevice();
 }
 

@@ -54,15 +54,13 @@ class AudioHub final : private backend::DeviceCallback {
 
  private:
   using Clients = std::vector<HubClient*>;
-  /// Timed only for the exit of the process, which must not hang on a thread that has control.
-  using Control = std::timed_mutex;
-
   std::uint32_t deviceSlice(const backend::DeviceSlice& slice) override;
   void deviceInterrupted(platform::HostTime until) override { mStallWatch.expectSilence(until); }
   bool inputEnded() override { return mFrameLimit > 0; }
   void deviceEnded(platform::DeviceEnd end, std::optional<platform::Failure> failure) override;
   void deviceChanged() override;
 
+  void stopAtExit();
   std::uint32_t takePart(const backend::DeviceSlice& slice);
   bool fits(const backend::DeviceSlice& slice) const;
   void callClients(const HubSlice& slice, OutputMix& mix);
@@ -91,7 +89,7 @@ class AudioHub final : private backend::DeviceCallback {
   std::unique_ptr<platform::Trigger> mReleaseTrigger;
   std::unique_ptr<platform::Trigger> mFinishTrigger;
 
-  Control mControl;  ///< Serialises control calls; never taken on the callback.
+  std::mutex mControl;  ///< Serialises control calls; never taken on the callback.
   std::atomic<bool> mStarted = false;
   bool mIsShutDown = false;
   backend::DeviceFormat mFormat;  ///< Of the last start; the callback reads it while the device runs.
