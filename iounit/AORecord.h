@@ -11,9 +11,12 @@ class RecordInputHandler;
 
 /// Records the audio input to a file of 16-bit samples in the platform's native container.
 ///
+/// At another rate than the hardware's, whatever stops the recorder (`stop`, `start`, its release) writes the last
+/// frames, those that the rate conversion still holds, on the caller's thread.
+///
 /// The file is made by `start`, at the hardware input's channel count; what is at the path before is erased then, not
 /// earlier. It is complete once the recorder is released or a later `start` has made its successor; `stop` leaves it
-/// open. A render failure on the device callback prints "Error <status> while rendering in IORecord" on standard error
+/// open. A render failure in the input handler prints "Error <status> while rendering in IORecord" on standard error
 /// and ends the process abnormally. A write that fails later is swallowed here; the host's report tells of it.
 class ORVANE_EXPORT AORecord : public OVIOUnit {
  public:

@@ -23,7 +23,8 @@ std::span<char> append(std::span<char> room, std::string_view text) {
   return room.subspan(size);
 }
 
-/// Straight to the descriptor, from memory on the stack: streams lock and allocate, and this is the device callback.
+/// Straight to the descriptor, from memory on the stack: streams lock and allocate, and this may be the device
+/// callback.
 [[noreturn]] void endOnRenderFailure(Status status, std::string_view place) {
   const RealTimeExemption exemption;
   std::array<char, 12> digits{};

@@ -20,7 +20,7 @@ struct CapturedSlice {
 /// memory, valid until the input handler returns. Called inside an input handler only; real-time safe.
 ///
 /// Where the render fails, writes "Error <status> while rendering in <place>" to standard error and ends the process
-/// abnormally: there is nobody on the device callback to report to, and what a meter or a recording showed from then on
+/// abnormally: an input handler has nobody to report to, and what a meter or a recording showed from then on
 /// would be wrong.
 void renderCapturedInput(const platform::RenderOperation& render, const CapturedSlice& slice, PX::BufferList& list,
                          std::string_view place);

@@ -11,7 +11,8 @@ namespace orvane {
 /// Meters captured input, one `PowerMeter` a channel, and draws the average levels on standard output as bars that
 /// redraw in place.
 ///
-/// Made and destroyed on the caller's thread; in between only the device callback touches it.
+/// Made and destroyed on the caller's thread; in between only the unit's input handler touches it. `AOMeter` keeps the
+/// hardware's rate, so the device callback alone calls it; nothing here depends on that.
 class MeterInputHandler {
  public:
   /// Characters of a bar.
@@ -26,8 +27,9 @@ class MeterInputHandler {
   /// samples each. On the first call and every eighth after it, prints a line: for each channel the stars of its bar,
   /// filled up with blanks to 40 characters; two blanks between bars, a carriage return after the last.
   ///
-  /// Called on the device callback. Metering allocates nothing. Printing takes the lock of standard output and waits
-  /// where its reader is slow; a write that fails is ignored. Flushes standard output on every call.
+  /// Called inside the input handler, one call at a time. Metering allocates nothing. Printing takes the lock of
+  /// standard output and waits where its reader is slow; a write that fails is ignored. Flushes standard output on
+  /// every call.
   void process(std::uint32_t frames);
 
   const std::int32_t mChannelCount;

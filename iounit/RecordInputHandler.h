@@ -12,7 +12,8 @@ namespace orvane {
 
 /// Owns the file of a recording and the list that its slices are captured through.
 ///
-/// Made and destroyed on the caller's thread; in between only the device callback touches it.
+/// Made and destroyed on the caller's thread. In between only the unit's input handler touches it: on the device
+/// callback, and on the caller's thread while the unit stops, for what a rate conversion still holds.
 class RecordInputHandler {
  public:
   /// Makes a file of 16-bit samples at `filePath`, in place of one that is there, at the rate and with the channels of
@@ -27,7 +28,8 @@ class RecordInputHandler {
   ~RecordInputHandler();
 
   /// Writes the `frames` frames that the entries of `mBufferList` refer to, later and on a thread of the service's own.
-  /// Frames that it does not take are lost: there is nobody to tell. Called on the device callback; real-time safe.
+  /// Frames that it does not take are lost: there is nobody to tell. Called inside the input handler, one call at a
+  /// time, on either of its threads; real-time safe.
   void write(std::uint32_t frames);
 
   const std::uint32_t mChannelCount;

@@ -32,12 +32,16 @@ using RenderOperation =
     std::function<Status(RenderActionFlags& flags, const RenderTimeStamp& time, std::uint32_t frames, std::int32_t bus,
                          RenderBufferList& list, const PullInput* pullInput)>;
 
-/// Called on the device callback for each slice of captured input. Must be real-time safe.
+/// Called on the device callback for each slice of captured input, in one part or more. Must be real-time safe.
+///
+/// Where the client's rate differs from the hardware's, `UnitService::stop`, and whatever else stops the unit, also
+/// calls it on the caller's thread, before it returns and after the last call on the device callback: for what the rate
+/// conversion still holds. Calls never overlap, and each sees what the one before it wrote.
 using InputHandler =
     std::function<void(RenderActionFlags& flags, const RenderTimeStamp& time, std::uint32_t frames, std::int32_t bus)>;
 
 /// Called on the device callback, once or more a slice and for any number of frames from 1 on, to fill `list` with
-/// output; on another status than 0 the slice is silent. Must be real-time safe.
+/// output; on another status than 0 the slice is silent. Never called on another thread. Must be real-time safe.
 using OutputProvider = std::function<Status(RenderActionFlags& flags, const RenderTimeStamp& time, std::uint32_t frames,
                                             std::int32_t bus, RenderBufferList& list)>;
 
@@ -109,7 +113,8 @@ enum class UnitScope : std::uint32_t { global = 0, input = 1, output = 2 };
 /// The host's I/O units: one duplex stream to the audio device each. Caller's thread; none of it is real-time safe.
 ///
 /// States: created, initialised, running. A second `initialize` succeeds. `start` on a running unit stops it first. No
-/// closure is called once `stop` or `dispose` has returned. `dispose` stops.
+/// closure is called once `stop` or `dispose` has returned. `dispose` stops. Stopping may call the input handler on the
+/// caller's thread; see `InputHandler`.
 class ORVANE_EXPORT UnitService {
  public:
   virtual ~UnitService() = default;
