@@ -11,8 +11,8 @@ class RecordInputHandler;
 
 /// Records the audio input to a file of 16-bit samples in the platform's native container.
 ///
-/// At another rate than the hardware's, `stop`, and a `start` that stops first, write the last frames, those that the
-/// rate conversion still holds, on the caller's thread. A recorder that is released while it runs loses them.
+/// At another rate than the hardware's, whatever stops the recorder (`stop`, `start`, its release) writes the last
+/// frames, those that the rate conversion still holds, on the caller's thread.
 ///
 /// The file is made by `start`, at the hardware input's channel count; what is at the path before is erased then, not
 /// earlier. It is complete once the recorder is released or a later `start` has made its successor; `stop` leaves it
