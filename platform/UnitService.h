@@ -124,7 +124,7 @@ struct UnitLatency {
 /// `noOutput`), a device that is gone (`deviceLost`, `serverLost`). `start` on a running unit stops it first. No
 /// closure is called once `stop` or `dispose` has returned. `dispose` stops. Starting and stopping inside one of the
 /// unit's closures, or inside a worker's task while the device runs, ends the process with a line that says so.
-/// Stopping may call the input handler on the caller\'s thread; see `InputHandler`.
+/// Stopping may call the input handler on the caller's thread; see `InputHandler`.
 class ORVANE_EXPORT UnitService {
  public:
   virtual ~UnitService() = default;

@@ -1,8 +1,11 @@
 #include <gmock/gmock.h>
 
 #include "iounit/AOMeter.h"
+#include "platform/Hosts.h"
+#include "platform/PlatformException.h"
 #include "platform/host/CallGate.h"
 #include "platform/host/Host.h"
+#include "platform/root/HostRegistry.h"
 #include "tests/support/ReasonOf.h"
 #include "tests/support/ScriptedDevice.h"
 #include "tests/support/UnitRig.h"
@@ -81,6 +84,26 @@ TEST(Host, WithoutAnAudioDeviceHasNoUnits) {
   EXPECT_EQ(current().deviceReport->sliceFrames(), 0U);
   EXPECT_EQ(reasonOf([] { AOMeter::init()->start(); }), "I/O unit subtype 'rioc' not found");
   use(before);
+}
+
+TEST(HostRegistry, KnowsMoreHostsThanAreAvailableAndMakesThoseByName) {
+  root::HostRegistry hosts;
+  bool isPluggedIn = false;
+  hosts.add({"optional", [&] { return isPluggedIn; }, [](auto) { return Platform(); }});
+  hosts.add({"other", [] { return true; },
+             [](std::string_view options) {
+               throw PlatformException("Name", "made with " + std::string(options));
+               return Platform();
+             }});
+  EXPECT_EQ(hosts.known(), (std::vector<std::string>{"optional", "other"}));
+  EXPECT_EQ(hosts.available(), std::vector<std::string>{"other"});
+  EXPECT_EQ(reasonOf([&] { hosts.make("other", "salt"); }), "made with salt");
+  EXPECT_EQ(reasonOf([&] { hosts.make("optional", ""); }),
+            "the host \"optional\" is not available here; available: other");
+  EXPECT_EQ(reasonOf([&] { hosts.make("none", ""); }), "unknown host \"none\"; the hosts are optional, other");
+  isPluggedIn = true;
+  EXPECT_EQ(hosts.available().front(), "optional");
+  EXPECT_EQ(reasonOf([] { makeHost("simulated", "rate=x"); }).substr(0, 7), "rate=x:");
 }
 
 /// A service of a host that is written without touching the gate.

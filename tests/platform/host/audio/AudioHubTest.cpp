@@ -223,6 +223,20 @@ TEST(AudioHub, AClientLeavesFromATaskWithoutWaiting) {
   }
 }
 
+TEST(AudioHub, LatencyMayBeAskedForWhileAUnitStarts) {
+  UnitRig rig("pace=fast");
+  rig.wrapper->outputBus(1).setFormat(platform::StreamFormat::standard(44100, 1));
+  rig.wrapper->setInputEnabled(true);
+  std::atomic<bool> done = false;
+  std::thread asking([&] {
+    while (!done) EXPECT_LT(rig.host.units->latency(rig.unit).input, 1000U);
+  });
+  for (int round = 0; round < 50; ++round) ASSERT_EQ(rig.host.units->start(rig.unit), 0);
+  done = true;
+  asking.join();
+  EXPECT_GT(rig.host.units->latency(rig.unit).input, 0U);
+}
+
 TEST(AudioHub, NoTwoCallersMakeTheCallbackLock) {
   // In debug builds the callback may not lock. One caller waits, so the device runs, while the other comes and goes.
   UnitRig rig("pace=fast,slice=64");
