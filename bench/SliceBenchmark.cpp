@@ -1,15 +1,15 @@
-// What the hub and a unit cost for a slice of 256 frames and two channels, beside the same work without them.
+// Cost of the hub and a unit for a slice of 256 frames and two channels, beside the same work without them.
 
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
 #include <atomic>
 #include <memory>
+#include <optional>
 #include <utility>
 
-#include "platform/host/HostLog.h"
+#include "platform/host/HostContext.h"
 #include "platform/host/audio/AudioHub.h"
-#include "platform/host/time/FastPace.h"
 #include "platform/host/units/IoUnit.h"
 
 namespace orvane::host {
@@ -19,46 +19,48 @@ constexpr std::uint32_t kFrames = 256;
 constexpr std::uint32_t kChannels = 2;
 
 /// A device whose slices the benchmark hands out.
-class HandDevice final : public AudioDevice {
+class HandDevice final : public backend::AudioDevice {
  public:
-  std::string hostName() const override { return "hand"; }
-  DeviceFormat format() const override { return {48000, kChannels, kChannels, kFrames}; }
-  platform::Status start(DeviceCallback& callback) override {
+  backend::DeviceFormat format() const override { return {48000, kChannels, kChannels, kFrames}; }
+  std::optional<platform::Failure> whyUnavailable() const override { return std::nullopt; }
+  std::optional<platform::Failure> start(backend::DeviceCallback& callback) override {
     mCallback = &callback;
-    return platform::status::success;
+    return std::nullopt;
   }
   void stop() override { mCallback = nullptr; }
-  bool isRunning() const override { return mCallback != nullptr; }
   void useInput(bool) override {}
-  platform::RunCount runCount() const override { return {}; }
-  void endAfterFrames(std::uint64_t) override {}
 
-  void slice(const DeviceSlice& slice) { mCallback.load()->deviceSlice(slice); }
+  void slice(const backend::DeviceSlice& slice) { mCallback.load()->deviceSlice(slice); }
 
  private:
-  std::atomic<DeviceCallback*> mCallback = nullptr;
+  std::atomic<backend::DeviceCallback*> mCallback = nullptr;
 };
 
 class IdleClient final : public HubClient {
-  void deviceSlice(const DeviceSlice&, OutputMix&) override {}
+  const char* deviceSlice(const HubSlice&, OutputMix&) override { return nullptr; }
+  std::optional<platform::Failure> deviceChanged(const backend::DeviceFormat&) override { return std::nullopt; }
 };
 
 struct Rig {
-  Rig() : hub(std::make_shared<AudioHub>(std::make_unique<HandDevice>(), std::make_shared<FastPace>())) {}
+  Rig() {
+    auto made = std::make_unique<HandDevice>();
+    device = made.get();
+    hub = std::make_shared<AudioHub>(context, std::move(made));
+  }
 
   void slice() {
-    auto& device = static_cast<HandDevice&>(hub->device());
-    device.slice({{}, 0, kFrames, std::as_const(captured).planes(), played.planes()});
+    device->slice({{}, 0, kFrames, std::as_const(captured).planes(), played.planes()});
     benchmark::ClobberMemory();
   }
 
+  std::shared_ptr<HostContext> context = std::make_shared<HostContext>(HostContext::Pace::fast);
+  HandDevice* device = nullptr;
   std::shared_ptr<AudioHub> hub;
-  std::shared_ptr<HostLog> log = std::make_shared<HostLog>();
   AlignedSamples captured{kChannels, kFrames};
   AlignedSamples played{kChannels, kFrames};
 };
 
-/// What a slice needs to which nobody adds output: silence in every channel.
+/// The work of a slice without output: silence in every channel.
 void plainSilence(benchmark::State& state) {
   Rig rig;
   for ([[maybe_unused]] auto _ : state) {
@@ -78,7 +80,7 @@ void hubAlone(benchmark::State& state) {
 /// An input handler that fetches what was captured.
 void unitWithInput(benchmark::State& state) {
   Rig rig;
-  IoUnit unit(rig.hub, rig.log);
+  IoUnit unit(rig.context, rig.hub);
   struct List {
     platform::RenderBufferList header{kChannels};
     platform::RenderBuffer entries[kChannels] = {};
@@ -94,7 +96,7 @@ void unitWithInput(benchmark::State& state) {
   for ([[maybe_unused]] auto _ : state) rig.slice();
 }
 
-/// What a slice needs with the output of one client: each channel's samples in the device's memory.
+/// The work of a slice with the output of one client: a copy of each channel into the device's memory.
 void plainCopy(benchmark::State& state) {
   Rig rig;
   for ([[maybe_unused]] auto _ : state) {
@@ -107,7 +109,7 @@ void plainCopy(benchmark::State& state) {
 
 void unitWithOutput(benchmark::State& state) {
   Rig rig;
-  IoUnit unit(rig.hub, rig.log);
+  IoUnit unit(rig.context, rig.hub);
   unit.setOutputProvider([](platform::RenderActionFlags&, const platform::RenderTimeStamp&, std::uint32_t, std::int32_t,
                             platform::RenderBufferList&) { return platform::status::success; });
   unit.initialize();

@@ -21,18 +21,16 @@ HostContext::HostContext(Pace pace)
     : log(std::make_shared<HostLog>()),
       scheduler(makeScheduler(pace, log)),
       gate(std::make_shared<CallGate>()),
+      mRefusals(std::make_shared<RefusalRecord>()),
       mNotices(*scheduler),
       runEnd(mNotices),
       writeFailures(mNotices),
-      sessions(std::make_shared<HostSessions>(gate)) {}
+      sessions(std::make_shared<HostSessions>(gate, mRefusals)) {}
 
 platform::Status HostContext::refuse(platform::Failure failure) {
   const platform::Status status = failure.status;
   const std::string line = failure.call + " failed: " + failure.reason;
-  {
-    const std::lock_guard lock(mMutex);
-    mLastRefusal = std::move(failure);
-  }
+  mRefusals->record(std::move(failure));
   log->write(platform::LogLevel::error, line);
   return status;
 }
@@ -41,11 +39,6 @@ std::optional<platform::Status> HostContext::refusalOf(const GatedCall& call) {
   const Refusal* refusal = gate->refusal(call);
   if (refusal == nullptr) return std::nullopt;
   return refuse({refusal->status, refusal->reason, std::string(call.name())});
-}
-
-std::optional<platform::Failure> HostContext::lastRefusal() const {
-  const std::lock_guard lock(mMutex);
-  return mLastRefusal;
 }
 
 }  // namespace orvane::host

@@ -2,7 +2,6 @@
 
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 
@@ -13,6 +12,7 @@
 #include "platform/host/audio/RunEnd.h"
 #include "platform/host/report/FileRecord.h"
 #include "platform/host/report/Notices.h"
+#include "platform/host/report/RefusalRecord.h"
 #include "platform/host/report/WriteFailures.h"
 #include "platform/host/sessions/HostSessions.h"
 
@@ -32,7 +32,7 @@ class HostContext {
   platform::Status refuse(platform::Failure failure);
   /// Asks the gate about a call that is not made on the device callback; a refusal is logged and kept.
   std::optional<platform::Status> refusalOf(const GatedCall& call);
-  std::optional<platform::Failure> lastRefusal() const;
+  std::optional<platform::Failure> lastRefusal() const { return mRefusals->last(); }
 
   /// True while files cannot be written, as on a full disk: asked before each write.
   std::function<bool()> diskIsFull = [] { return false; };
@@ -42,6 +42,7 @@ class HostContext {
   const std::shared_ptr<CallGate> gate;
 
  private:
+  const std::shared_ptr<RefusalRecord> mRefusals;  ///< Sessions share it, which may outlive the host.
   NoticeWorker mNotices;
 
  public:
@@ -49,10 +50,6 @@ class HostContext {
   WriteFailures writeFailures;
   FileRecord files;
   const std::shared_ptr<HostSessions> sessions;
-
- private:
-  mutable std::mutex mMutex;
-  std::optional<platform::Failure> mLastRefusal;
 };
 
 }  // namespace orvane::host

@@ -42,7 +42,8 @@ TEST(OVSession, LogsEachFailureThenRaisesIt) {
   const auto gate = std::make_shared<orvane::host::CallGate>();
   const orvane::host::Refusal refusal{status::noPermission, "no %d"};
   gate->setDecision([&](std::string_view call) { return call == "PlatformSession::setOptions" ? &refusal : nullptr; });
-  services.sessions = std::make_shared<orvane::host::HostSessions>(gate);
+  services.sessions =
+      std::make_shared<orvane::host::HostSessions>(gate, std::make_shared<orvane::host::RefusalRecord>());
   use(services);
   const auto session = OVSession::init();
   const std::pair<std::function<void()>, std::string> cases[] = {

@@ -236,8 +236,9 @@ std::uint32_t AudioHub::takePart(const DeviceSlice& slice) {
     callClients({slice.time, mPosition, taken, slice.inputs}, mix);
     mix.finish();
     mPosition += taken;
-    mFrames += taken;
-    mMaxSliceFrames = std::max(mMaxSliceFrames.load(), taken);
+    // Written here only, so the counts need no locked instruction.
+    mFrames.store(mFrames.load(std::memory_order_relaxed) + taken, std::memory_order_relaxed);
+    if (taken > mMaxSliceFrames.load(std::memory_order_relaxed)) mMaxSliceFrames = taken;
   }
   for (float* output : slice.outputs) std::fill(output + taken, output + slice.frames, 0.0F);
   if (const std::uint64_t limit = mFrameLimit; limit > 0 && mFrames >= limit) endOnCallback(DeviceEnd::frameLimit);

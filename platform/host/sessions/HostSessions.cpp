@@ -14,23 +14,10 @@ constexpr std::uint32_t primaryIdentifier = 1;
 
 using platform::PlatformError;
 
-/// What the gate says about a call.
-std::optional<PlatformError> refusal(const CallGate& gate, const GatedCall& call, const char* operation) {
-  const Refusal* refusal = gate.refusal(call);
-  if (refusal == nullptr) return std::nullopt;
-  return PlatformError(refusal->status, operation, refusal->reason);
-}
-
-/// A refusal for a reason, or none without one.
-std::optional<PlatformError> refusal(const char* operation, std::optional<std::string> reason) {
-  if (!reason) return std::nullopt;
-  return PlatformError(platform::status::badParameter, operation, *std::move(reason));
-}
-
 class HostSession final : public platform::PlatformSession {
  public:
-  HostSession(std::uint32_t identifier, std::shared_ptr<const CallGate> gate)
-      : mIdentifier(identifier), mGate(std::move(gate)) {}
+  HostSession(std::uint32_t identifier, std::shared_ptr<const CallGate> gate, std::shared_ptr<RefusalRecord> refusals)
+      : mIdentifier(identifier), mGate(std::move(gate)), mRefusals(std::move(refusals)) {}
 
   std::string category() const override {
     const std::lock_guard lock(mMutex);
@@ -38,8 +25,7 @@ class HostSession final : public platform::PlatformSession {
   }
 
   std::optional<PlatformError> setCategory(const std::string& category) override {
-    auto error = refusal(*mGate, session_call::setCategory, setCategoryName);
-    if (!error) error = refusal(setCategoryName, whyNotCategory(category));
+    auto error = refusalOf(session_call::setCategory, setCategoryName, [&] { return whyNotCategory(category); });
     if (error) return error;
     const std::lock_guard lock(mMutex);
     mCategory = category;
@@ -48,9 +34,10 @@ class HostSession final : public platform::PlatformSession {
   }
 
   std::optional<PlatformError> setCategory(const std::string& category, std::uint64_t options) override {
-    auto error = refusal(*mGate, session_call::setOptions, setCategoryName);
-    if (!error) error = refusal(setCategoryName, whyNotCategory(category));
-    if (!error) error = refusal(setCategoryName, whyNotOptions(category, options));
+    auto error = refusalOf(session_call::setOptions, setCategoryName, [&] {
+      auto reason = whyNotCategory(category);
+      return reason ? reason : whyNotOptions(category, options);
+    });
     if (error) return error;
     const std::lock_guard lock(mMutex);
     mCategory = category;
@@ -64,9 +51,7 @@ class HostSession final : public platform::PlatformSession {
   }
 
   std::optional<PlatformError> setMode(const std::string& mode) override {
-    auto error = refusal(*mGate, session_call::setMode, setModeName);
-    if (!error) error = refusal(setModeName, whyNotMode(mode));
-    if (error) return error;
+    if (auto error = refusalOf(session_call::setMode, setModeName, [&] { return whyNotMode(mode); })) return error;
     const std::lock_guard lock(mMutex);
     mMode = mode;
     return std::nullopt;
@@ -84,7 +69,8 @@ class HostSession final : public platform::PlatformSession {
 
   std::optional<PlatformError> setActive(bool active) override {
     const GatedCall& call = active ? session_call::activate : session_call::deactivate;
-    if (auto error = refusal(*mGate, call, "PlatformSession::setActive")) return error;
+    const auto always = [] { return std::optional<std::string>(); };
+    if (auto error = refusalOf(call, "PlatformSession::setActive", always)) return error;
     const std::lock_guard lock(mMutex);
     mActive = active;
     return std::nullopt;
@@ -96,8 +82,23 @@ class HostSession final : public platform::PlatformSession {
   static constexpr char setCategoryName[] = "PlatformSession::setCategory";
   static constexpr char setModeName[] = "PlatformSession::setMode";
 
+  /// Asks the gate, then the rule, which returns why not. A refusal is kept as the host's last one.
+  template <typename Rule>
+  std::optional<PlatformError> refusalOf(const GatedCall& call, const char* operation, Rule whyNot) const {
+    std::optional<platform::Failure> failure;
+    if (const Refusal* refusal = mGate->refusal(call)) {
+      failure = {refusal->status, refusal->reason, operation};
+    } else if (auto reason = whyNot()) {
+      failure = {platform::status::badParameter, *std::move(reason), operation};
+    }
+    if (!failure) return std::nullopt;
+    mRefusals->record(*failure);
+    return PlatformError(*std::move(failure));
+  }
+
   const std::uint32_t mIdentifier;
   const std::shared_ptr<const CallGate> mGate;
+  const std::shared_ptr<RefusalRecord> mRefusals;
   mutable std::mutex mMutex;
   std::string mCategory = platform::category::playAndRecord;
   std::string mMode = platform::mode::defaultMode;
@@ -119,16 +120,17 @@ const GatedCall setOptions("PlatformSession::setOptions", Answer::hidden);
 
 }  // namespace session_call
 
-HostSessions::HostSessions(std::shared_ptr<const CallGate> gate)
+HostSessions::HostSessions(std::shared_ptr<const CallGate> gate, std::shared_ptr<RefusalRecord> refusals)
     : mGate(std::move(gate)),
-      mPrimary(std::make_shared<HostSession>(primaryIdentifier, mGate)),
+      mRefusals(std::move(refusals)),
+      mPrimary(std::make_shared<HostSession>(primaryIdentifier, mGate, mRefusals)),
       mNextIdentifier(primaryIdentifier + 1) {}
 
 std::shared_ptr<platform::PlatformSession> HostSessions::makeAuxiliary() {
   const std::lock_guard lock(mMutex);
   std::erase_if(mAuxiliary, [](const auto& entry) { return entry.second.expired(); });
   const std::uint32_t identifier = mNextIdentifier++;
-  const auto session = std::make_shared<HostSession>(identifier, mGate);
+  const auto session = std::make_shared<HostSession>(identifier, mGate, mRefusals);
   mAuxiliary.emplace(identifier, session);
   return session;
 }

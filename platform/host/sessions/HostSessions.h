@@ -7,6 +7,7 @@
 
 #include "platform/PlatformSession.h"
 #include "platform/host/CallGate.h"
+#include "platform/host/report/RefusalRecord.h"
 
 namespace orvane::host {
 
@@ -28,7 +29,7 @@ extern const GatedCall setOptions;
 class HostSessions final : public platform::SessionService {
  public:
   /// `gate` may refuse what sessions are asked, with a reason: those of `session_call`.
-  explicit HostSessions(std::shared_ptr<const CallGate> gate);
+  HostSessions(std::shared_ptr<const CallGate> gate, std::shared_ptr<RefusalRecord> refusals);
 
   std::shared_ptr<platform::PlatformSession> primary() override { return mPrimary; }
   std::shared_ptr<platform::PlatformSession> makeAuxiliary() override;
@@ -38,6 +39,7 @@ class HostSessions final : public platform::SessionService {
 
  private:
   const std::shared_ptr<const CallGate> mGate;
+  const std::shared_ptr<RefusalRecord> mRefusals;
   const std::shared_ptr<platform::PlatformSession> mPrimary;
   mutable std::mutex mMutex;
   std::map<std::uint32_t, std::weak_ptr<platform::PlatformSession>> mAuxiliary;
