@@ -35,10 +35,10 @@ Lanes lanesAt(const float* samples) {
 LaneBits encode(Lanes samples) {
   const auto bits = std::bit_cast<LaneBits>(samples * fullScale);
   const Lanes number = std::bit_cast<Lanes>(bits & ((bits & magnitudeBits) <= infinityBits));
-  const Lanes least = Lanes{} - fullScale;
-  const Lanes most = Lanes{} + (fullScale - 1);
-  const Lanes raised = number > least ? number : least;
-  const Lanes held = raised < most ? raised : most;
+  const Lanes min = Lanes{} - fullScale;
+  const Lanes max = Lanes{} + (fullScale - 1);
+  const Lanes raised = number > min ? number : min;
+  const Lanes held = raised < max ? raised : max;
   return std::bit_cast<LaneBits>(held + rounding);
 }
 
@@ -71,7 +71,7 @@ void encodeChannels(std::span<const float* const> planes, std::uint32_t frames, 
   }
 }
 
-/// Two channels, by far the most frequent case: a lane takes a whole frame. Gives the number of frames that were done.
+/// Two channels, by far the most frequent case: a lane takes a whole frame. Returns the number of frames done.
 std::uint32_t encodePairs(const float* left, const float* right, std::uint32_t frames, std::int16_t* samples) {
   std::uint32_t frame = 0;
   for (; frame + laneCount <= frames; frame += laneCount) {
@@ -83,7 +83,7 @@ std::uint32_t encodePairs(const float* left, const float* right, std::uint32_t f
   return frame;
 }
 
-/// Takes pairs apart, four a step. Gives the number of frames that were done.
+/// Deinterleaves pairs, four frames a step. Returns the number of frames done.
 std::uint32_t separatePairs(const float* samples, std::uint32_t frames, float* left, float* right) {
   const std::uint32_t whole = frames / laneCount * laneCount;
   for (std::size_t frame = 0; frame < whole; frame += laneCount) {
@@ -93,6 +93,49 @@ std::uint32_t separatePairs(const float* samples, std::uint32_t frames, float* l
     const Lanes rights = __builtin_shufflevector(first, second, 1, 3, 5, 7);
     std::memcpy(left + frame, &lefts, sizeof lefts);
     std::memcpy(right + frame, &rights, sizeof rights);
+  }
+  return whole;
+}
+
+/// Transposes four frames of four channels: row f holds frame f, and column c is stored to plane c.
+void transpose(const std::array<Lanes, laneCount>& rows, const std::array<float*, laneCount>& planes,
+               std::uint32_t stored) {
+  const Lanes low01 = __builtin_shufflevector(rows[0], rows[1], 0, 4, 1, 5);
+  const Lanes low23 = __builtin_shufflevector(rows[2], rows[3], 0, 4, 1, 5);
+  const Lanes high01 = __builtin_shufflevector(rows[0], rows[1], 2, 6, 3, 7);
+  const Lanes high23 = __builtin_shufflevector(rows[2], rows[3], 2, 6, 3, 7);
+  const std::array<Lanes, laneCount> columns{
+      __builtin_shufflevector(low01, low23, 0, 1, 4, 5), __builtin_shufflevector(low01, low23, 2, 3, 6, 7),
+      __builtin_shufflevector(high01, high23, 0, 1, 4, 5), __builtin_shufflevector(high01, high23, 2, 3, 6, 7)};
+  for (std::uint32_t column = 0; column < stored; ++column) {
+    std::memcpy(planes[column], &columns[column], sizeof(Lanes));
+  }
+}
+
+/// Deinterleaves three channels or more, four frames and four channels a step, in blocks of frames that stay in the
+/// nearest cache. Returns the number of frames done.
+std::uint32_t separateGroups(const float* samples, std::span<float* const> planes, std::uint32_t first,
+                             std::uint32_t frames) {
+  const std::size_t channels = planes.size();
+  // Four lanes of three channels reach into the next frame, which the last frame does not have.
+  const std::uint32_t readable = channels < laneCount && frames > 0 ? frames - 1 : frames;
+  const std::uint32_t whole = readable / laneCount * laneCount;
+  constexpr std::uint32_t blockFrames = 64;
+  for (std::uint32_t block = 0; block < whole; block += blockFrames) {
+    const std::uint32_t blockEnd = std::min(whole, block + blockFrames);
+    for (std::size_t group = 0; group < channels; group += laneCount) {
+      // The last group overlaps the one before it, so that it is whole as well.
+      const std::size_t channel = channels < laneCount ? 0 : std::min(group, channels - laneCount);
+      const auto stored = static_cast<std::uint32_t>(std::min<std::size_t>(channels, laneCount));
+      for (std::uint32_t frame = block; frame < blockEnd; frame += laneCount) {
+        const float* const source = samples + frame * channels + channel;
+        std::array<float*, laneCount> targets{};
+        for (std::uint32_t lane = 0; lane < stored; ++lane) targets[lane] = planes[channel + lane] + first + frame;
+        transpose({lanesAt(source), lanesAt(source + channels), lanesAt(source + 2 * channels),
+                   lanesAt(source + 3 * channels)},
+                  targets, stored);
+      }
+    }
   }
   return whole;
 }
@@ -109,6 +152,7 @@ void deinterleave(const float* samples, std::span<float* const> planes, std::uin
   const std::size_t channels = planes.size();
   std::uint32_t done = 0;
   if (channels == 2) done = separatePairs(samples, frames, planes[0] + first, planes[1] + first);
+  if (channels > 2) done = separateGroups(samples, planes, first, frames);
   for (std::size_t channel = 0; channel < channels; ++channel) {
     float* const plane = planes[channel] + first;
     for (std::uint32_t frame = done; frame < frames; ++frame) plane[frame] = samples[frame * channels + channel];
