@@ -11,7 +11,7 @@ add_library(orvane_compile INTERFACE)
 target_compile_features(orvane_compile INTERFACE cxx_std_20)
 target_compile_options(orvane_compile INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor -Woverloaded-virtual
-  -Wold-style-cast -Werror
+  -Wold-style-cast
   # Clang's form of it warns of a defaulted destructor too.
   $<$<CXX_COMPILER_ID:GNU>:-Wdeprecated-copy-dtor>
   # Level and tone arithmetic is defined to the bit: a fused multiply-add would round differently.
@@ -29,9 +29,4 @@ if(ORVANE_BUILD_FUZZERS)
   # Coverage counters for the fuzzer; a program without the fuzzer's driver ignores them.
   target_compile_options(orvane_compile INTERFACE -fsanitize=fuzzer-no-link)
   target_link_options(orvane_compile INTERFACE -fsanitize=fuzzer-no-link)
-endif()
-
-find_program(ORVANE_CCACHE ccache)
-if(ORVANE_CCACHE)
-  set(CMAKE_CXX_COMPILER_LAUNCHER "${ORVANE_CCACHE}")
 endif()
