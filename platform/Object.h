@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstdio>
 #include <string>
 
 #include "platform/Export.h"
@@ -16,11 +15,7 @@ class ORVANE_EXPORT Object {
   virtual ~Object() = default;
 
   /// The text shown for this object in messages. The default tells objects apart by address only.
-  virtual std::string description() const {
-    char text[32];
-    std::snprintf(text, sizeof text, "<Object: %p>", static_cast<const void*>(this));
-    return text;
-  }
+  virtual std::string description() const;
 };
 
 }  // namespace orvane::platform

@@ -1,9 +1,9 @@
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <string_view>
-#include <utility>
+
+#include "platform/Export.h"
 
 namespace orvane::platform {
 
@@ -36,34 +36,8 @@ inline constexpr Status badSlice = -19;        ///< The device delivered a slice
 
 }  // namespace status
 
-/// What a status means, in words for people; "unknown status" for a value that is not in the table. Real-time safe.
-constexpr std::string_view statusMeaning(Status value) {
-  constexpr std::array<std::pair<Status, std::string_view>, 20> table{{
-      {status::success, "success"},
-      {status::badParameter, "bad parameter"},
-      {status::notFound, "not found"},
-      {status::noPermission, "no permission"},
-      {status::diskFull, "disk full"},
-      {status::notRegularFile, "not a regular file"},
-      {status::invalidFile, "invalid file"},
-      {status::unsupportedType, "unsupported file type"},
-      {status::unsupportedFormat, "unsupported format"},
-      {status::deviceLost, "device lost"},
-      {status::serverLost, "server lost"},
-      {status::overrun, "overrun"},
-      {status::noDevice, "no such device"},
-      {status::wrongState, "not possible in this state"},
-      {status::unknownSession, "no session has this identifier"},
-      {status::noInput, "the session's category has no input"},
-      {status::noOutput, "the session's category has no output"},
-      {status::ioFailure, "input or output failed"},
-      {status::stalled, "the device stalled"},
-      {status::badSlice, "the device delivered a bad slice"},
-  }};
-  for (const auto& [status, meaning] : table) {
-    if (status == value) return meaning;
-  }
-  return "unknown status";
-}
+/// The meaning of a status, in words for people: "disk full"; "unknown status" for a value that is not in the table.
+/// Any thread; real-time safe.
+ORVANE_EXPORT std::string_view statusMeaning(Status value);
 
 }  // namespace orvane::platform
