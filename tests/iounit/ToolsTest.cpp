@@ -86,6 +86,7 @@ TEST_F(OVIOUnitTest, SubTypeIsFourBytesAndFrozenOnceTheUnitExists) {
     EXPECT_EQ(unit->componentSubType(), text);
     EXPECT_EQ(host.logged.back(), "Warning: ignoring attempt to set I/O unit sub-type after initialization");
   }
+  EXPECT_THAT(host.levels, testing::Each(LogLevel::warning));
 }
 
 TEST_F(OVIOUnitTest, UnitThatWasNotMadeCanBeAskedForAgain) {
@@ -239,6 +240,64 @@ TEST(Tools, StartInOrderGoNoFurtherThanWhatIsRefusedAndEndInOrder) {
                   MatchesRegex("UnitWrapper::invalidate > UnitService::dispose( > ConvertingFile::dispose [12])?"));
     }
 }
+
+/// A tool and how it is made.
+struct ToolCase {
+  const char* name;
+  std::shared_ptr<OVIOUnit> (*make)();
+  friend std::ostream& operator<<(std::ostream& stream, const ToolCase& each) { return stream << each.name; }
+};
+
+struct EachTool : testing::TestWithParam<ToolCase> {
+  ScriptedHost host;
+  const std::shared_ptr<OVIOUnit> tool = GetParam().make();
+};
+
+TEST_P(EachTool, AsksForTheStandardFormatWhateverTheHardwareHas) {
+  const auto odd = StreamFormat::linearPcm(48000, 2, 16, format_flag::signedInteger, true);
+  host.inputHardware.told = host.outputHardware.told = odd;
+  tool->start();
+  const std::string calls = host.takeCalls();
+  EXPECT_THAT(calls, testing::ContainsRegex("set(In|Out)putClientFormat 48000 Hz, 2"));
+  EXPECT_THAT(calls, testing::Not(testing::ContainsRegex("ClientFormat 16 bits")));
+}
+
+TEST_P(EachTool, TakesEveryOtherStatusThanZeroForAFailure) {
+  for (const std::string call : {"UnitService::initialize", "UnitService::start"}) {
+    for (const Status status : {7, -7}) {
+      host.answers = {{call, [status] { return status; }}};
+      EXPECT_EQ(reasonOf([&] { tool->start(); }), call + " failed: " + std::to_string(status));
+    }
+  }
+  EXPECT_THAT(host.levels, testing::Each(LogLevel::error));
+}
+
+TEST_P(EachTool, StopsOnlyAUnitThatRuns) {
+  tool->audioUnit();
+  tool->start();
+  EXPECT_THAT(host.takeCalls(), testing::Not(HasSubstr("UnitService::stop")));
+  host.isUnitRunning = true;
+  tool->start();
+  EXPECT_THAT(host.takeCalls(), StartsWith("UnitService::stop"));
+}
+
+TEST_P(EachTool, LeavesTheMemoryOfEachSliceToTheHost) {
+  tool->start();
+  host.captured = {std::vector(256, 0.0F), std::vector(256, 0.0F)};
+  testing::internal::CaptureStdout();
+  for (int slice = 0; slice < 2 && host.inputHandler; ++slice) host.deliver(256);
+  testing::internal::GetCapturedStdout();
+  EXPECT_EQ(host.lent, host.inputHandler ? 2 : 0) << "a buffer that keeps an old address shows old samples";
+}
+
+constexpr ToolCase toolCases[] = {
+    {"AOMeter", []() -> std::shared_ptr<OVIOUnit> { return AOMeter::init(); }},
+    {"AORecord", []() -> std::shared_ptr<OVIOUnit> { return AORecord::initWithFilePath("take.wav"); }},
+    {"AOPlaythru", []() -> std::shared_ptr<OVIOUnit> { return AOPlaythru::init(); }},
+    {"OVTestTone", []() -> std::shared_ptr<OVIOUnit> { return OVTestTone::init(); }}};
+
+INSTANTIATE_TEST_SUITE_P(Tools, EachTool, testing::ValuesIn(toolCases),
+                         [](const auto& each) { return each.param.name; });
 
 TEST(AOMeter, FlushesAtEverySliceAndBeginsAnewAtEachStart) {
   ScriptedHost host;

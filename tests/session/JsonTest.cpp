@@ -1,6 +1,7 @@
 #include "session/OVJSON.h"
 
 #include <gmock/gmock.h>
+#include <stdio_ext.h>
 
 #include <bit>
 #include <clocale>
@@ -54,6 +55,7 @@ TEST(Json, IsPrintedWithOneNewlineAlsoWhereItCannotBeWritten) {
   for (const auto& [value, pretty, printed] : cases) {
     testing::internal::CaptureStdout();
     OVPrintJSON(value, pretty);
+    EXPECT_EQ(__fpending(stdout), 0U) << "flushed";
     EXPECT_EQ(testing::internal::GetCapturedStdout(), printed + "\n");
   }
 }

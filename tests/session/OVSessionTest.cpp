@@ -127,6 +127,10 @@ struct AnyTypeSession : OVSession {
   using OVSession::setImplementationType;
 };
 
+TEST(OVSession, HasOneImplementationType) {
+  for (const std::int64_t type : {-1, 0, 1, 2, 7}) EXPECT_EQ(OVSession::isImplementationTypeAvailable(type), type == 1);
+}
+
 TEST(OVSession, HasNoPlatformSessionOfAnotherImplementationType) {
   EXPECT_THAT(OVPrimarySession::init()->description(), testing::MatchesRegex("<OVPrimarySession: 0x[0-9a-f]+>"));
   for (const std::int64_t type : {7, 0}) {

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 #include <map>
 
@@ -69,6 +70,7 @@ class ScriptedHost : Log, UnitService, UnitWrapper, ConvertingFile {
   std::string takeCalls() { return std::exchange(mCalls, {}); }
 
   std::vector<std::string> logged;
+  std::vector<LogLevel> levels;                            ///< Of every line so far.
   std::map<std::string, std::function<Status()>> answers;  ///< By the name of the call.
   Bus inputHardware{*this, "InputHardwareFormat", 48000, 2};
   Bus outputHardware{*this, "OutputHardwareFormat", 44100, 1};
@@ -77,6 +79,7 @@ class ScriptedHost : Log, UnitService, UnitWrapper, ConvertingFile {
   OutputProvider outputProvider;  ///< As the tool installed it.
   std::vector<std::vector<float>> captured = {{1, 2, 3}, {-1, -2, -3}};
   Status renderStatus = status::success;
+  int lent = 0;  ///< Renders that left the memory of every buffer to the host.
 
  private:
   Status note(const std::string& call, const std::string& details = {}) {
@@ -91,7 +94,10 @@ class ScriptedHost : Log, UnitService, UnitWrapper, ConvertingFile {
            std::to_string(static_cast<int>(format.sampleRate)) + " Hz, " + std::to_string(format.channelsPerFrame);
   }
 
-  void write(LogLevel, std::string_view line) override { logged.emplace_back(line); }
+  void write(LogLevel level, std::string_view line) override {
+    logged.emplace_back(line);
+    levels.push_back(level);
+  }
   void setSink(Sink) override {}
 
   UnitComponent findComponent(const UnitDescription& description) override {
@@ -140,6 +146,8 @@ class ScriptedHost : Log, UnitService, UnitWrapper, ConvertingFile {
       const RealTimeExemption exemption;
       EXPECT_TRUE(&flags == &mFlags && &time == &mTime && bus == 1 && pull == nullptr);
       EXPECT_EQ(list.bufferCount, captured.size());
+      if (std::ranges::all_of(list.buffers(), [](const RenderBuffer& buffer) { return buffer.data == nullptr; }))
+        ++lent;
       for (std::size_t i = 0; i < captured.size(); ++i) {
         auto& [channels, byteSize, data] = list.buffers()[i];
         EXPECT_TRUE(channels == 1 && byteSize == frames * 4);

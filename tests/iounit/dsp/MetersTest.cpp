@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <array>
+#include <cmath>
 #include <thread>
 
 #include "Pexutil/Source/Utility/PXVectorUnit.h"
@@ -54,6 +56,40 @@ TEST_F(Meters, AgreeWithTheSlowMeterInEveryField) {
       format < 4 ? slow.floats(taken, start % 4 == 0 && stride == 1) : slow.integers(scaled);
       ASSERT_EQ(fieldsOf(meter), fieldsOf(slow))
           << "run " << run << ": " << testing::PrintToString(std::tie(block, format, frames, stride, start, kind));
+    }
+  }
+}
+
+/// Levels as they are defined, without a meter to compare with: a full-scale sine reads 1, a level falls by 60 dB in
+/// 1.24 s, and a peak is held for 0.907 s.
+TEST_F(Meters, ReadOneForAFullScaleSineAndFallInTheStatedTimes) {
+  for (const int rate : {8000, 44100, 48000, 96000}) {
+    for (const int frames : {rate / 1000 * 4, 512}) {
+      SCOPED_TRACE(testing::PrintToString(std::pair(rate, frames)));
+      host::AlignedSamples sine(1, 512);
+      const host::AlignedSamples silence(1, 512);
+      PowerMeter meter;
+      meter.SetSampleRate(rate);
+      // A quarter of the rate, so that the samples meet the peaks.
+      for (int i = 0; i < 512; ++i)
+        sine.plane(0)[i] = std::array{0.0F, 1.0F, 0.0F, -1.0F}[static_cast<unsigned>(i) % 4];
+      for (int fed = 0; fed < rate; fed += frames) meter.Process(sine.plane(0), 1, frames);
+      EXPECT_NEAR(meter.mAverageLevel, 1.0, 0.03);
+      EXPECT_EQ(meter.mPeakLevel, 1.0);
+
+      meter.Reset();
+      meter.Process(sine.plane(0), 1, frames);
+      const double level = meter.mPeakLevel;
+      int fallen = 0;
+      while (fallen + frames < 0.907 * rate) {
+        meter.Process(silence.plane(0), 1, frames);
+        fallen += frames;
+        ASSERT_EQ(meter.mPeakHold, 1.0) << fallen;
+      }
+      for (; fallen < 1.24 * rate; fallen += frames) meter.Process(silence.plane(0), 1, frames);
+      EXPECT_LT(meter.mPeakHold, 1.0);
+      const double decibels = 20 * std::log10(meter.mPeakLevel / level);
+      EXPECT_NEAR(decibels, -60 * fallen / (1.24 * rate), 0.01);
     }
   }
 }

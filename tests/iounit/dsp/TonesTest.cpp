@@ -128,6 +128,8 @@ TEST_F(Tones, ResonatorIsExact) {
     }
     EXPECT_EQ(rendered, expected) << frequency << " Hz";
     EXPECT_EQ(std::tie(tone.mState1, tone.mState2), std::tie(latest, before));
+    tone.SetInitialValues();
+    EXPECT_EQ(std::tie(tone.mCoefficient, tone.mState1, tone.mState2), std::tuple(coefficient, 0, state2));
   }
 }
 

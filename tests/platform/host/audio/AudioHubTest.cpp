@@ -1,3 +1,5 @@
+#include <gmock/gmock.h>
+
 #include <atomic>
 #include <stdexcept>
 #include <thread>
@@ -221,6 +223,17 @@ TEST(AudioHub, AClientLeavesFromATaskWithoutWaiting) {
       EXPECT_EQ(state->callback == nullptr, client == &stays) << "the last one stops the device";
     }
   }
+}
+
+TEST(AudioHub, AUnitThatCannotStartAgainAfterItsClosureWasReplacedSaysSo) {
+  ScriptedRig rig;
+  rig.playSilence();
+  ASSERT_EQ(rig.host.units->start(rig.unit), 0);
+  rig.state->onStart = [] { return platform::Failure{status::deviceLost, "gone"}; };
+  rig.playSilence();
+  EXPECT_FALSE(rig.host.units->isRunning(rig.unit));
+  EXPECT_THAT(rig.log, testing::HasSubstr("UnitService::start failed: gone\n"
+                                          "an I/O unit whose closure was replaced could not start again\n"));
 }
 
 TEST(AudioHub, LatencyMayBeAskedForWhileAUnitStarts) {

@@ -87,6 +87,22 @@ TEST(ClientRate, ARenderInsideAnOutputProviderNeverRunsDry) {
   }
 }
 
+TEST(ClientRate, AProviderThatRefusesIsSilentAndIsAskedAgain) {
+  const TemporaryFolder folder;
+  Rig rig(48000, 44100, "slice=64,speaker=" + folder.file("out.wav"));
+  int asked = 0;
+  rig.wrapper->setOutputProvider([&](auto&, auto&, std::uint32_t frames, int, auto& list) {
+    for (auto& buffer : list.buffers()) std::fill_n(static_cast<float*>(buffer.data), frames, 1.0F);
+    return ++asked < 100 ? platform::status::wrongState : platform::status::success;
+  });
+  rig.run(48000);
+  const std::vector<float> heard = readSound(folder.file("out.wav")).samples;
+  const auto channels = static_cast<std::size_t>(rig.report.hardwareOutput().channelCount());
+  EXPECT_TRUE(std::all_of(heard.begin(), heard.begin() + static_cast<std::ptrdiff_t>(4000 * channels),
+                          [](float sample) { return std::abs(sample) < 1e-3F; }));
+  EXPECT_NEAR(heard.back(), 1.0F, 1e-3F);
+}
+
 TEST(ClientRate, FetchesOfAnyLengthStayInsideTheStore) {
   const host::AlignedSamples captured(1, 256);
   host::InputEdge input({1, 48000}, {1, 96000});
