@@ -16,7 +16,7 @@ namespace {
 
 constexpr std::uint32_t sliceFrames = 512;
 /// Files of a few bytes may claim any number of frames that some form of compression could hold.
-constexpr int mostSlices = 256;
+constexpr int maxSlices = 256;
 
 /// How files of some kinds begin, so that inputs get past the first bytes. The first byte of the input chooses.
 constexpr std::array<std::string_view, 6> beginnings = {
@@ -31,10 +31,10 @@ constexpr std::array<std::string_view, 6> beginnings = {
 void readToTheEnd(simulated::Microphone& microphone) {
   const auto format = microphone.format().value();
   fuzz::require(format.rate >= 1 && format.rate <= simulated::DeviceSettings::mostRate);
-  fuzz::require(format.channels >= 1 && format.channels <= host::DeviceFormat::mostChannels);
+  fuzz::require(format.channels >= 1 && format.channels <= backend::DeviceFormat::maxChannels);
   microphone.prepare(format.rate, 0);
   host::AlignedSamples samples(format.channels, sliceFrames);
-  for (int slice = 0; slice < mostSlices && !microphone.atEnd(); ++slice) {
+  for (int slice = 0; slice < maxSlices && !microphone.atEnd(); ++slice) {
     const std::uint32_t read = microphone.read(samples.planes(), sliceFrames);
     fuzz::require(read == sliceFrames || (read < sliceFrames && microphone.atEnd()));
   }
