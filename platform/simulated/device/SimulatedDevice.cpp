@@ -1,11 +1,10 @@
 #include "platform/simulated/device/SimulatedDevice.h"
 
-#include <sndfile.h>
-
 #include <algorithm>
 #include <iterator>
 #include <utility>
 
+#include "platform/host/files/WaveFile.h"
 #include "platform/simulated/device/SpeakerFile.h"
 #include "platform/simulated/scenario/Refuse.h"
 
@@ -56,7 +55,6 @@ std::string speakerPath(const DeviceSettings& settings, std::uint32_t outputs) {
   if (!settings.speaker || !isSpeakerFile(settings.speaker->value)) return {};
   if (outputs == 0) refuse(settings.speaker->where, "a device with outputs=0 has no speaker");
   checkSpeakerFile(*settings.speaker);
-  if (settings.microphone) keepFromSpeaker(settings.microphone->value, "the microphone's file", *settings.speaker);
   return settings.speaker->value;
 }
 
@@ -109,13 +107,18 @@ std::optional<Failure> SimulatedDevice::start(backend::DeviceCallback& callback)
 
 std::optional<Failure> SimulatedDevice::openSpeaker() {
   if (mSpeakerPath.empty() || mSpeaker) return std::nullopt;
-  const host::SoundFileFormat file{
-      .libraryFormat = SF_FORMAT_WAV | SF_FORMAT_FLOAT, .sampleRate = mFormat.sampleRate, .channels = mFormat.outputs};
-  Failure failure;
-  mSpeaker = host::SoundFileWriter::create(mSpeakerPath, file, mFormat.sliceFrames, mContext, failure);
-  if (mSpeaker) return std::nullopt;
-  failure.reason = "the speaker's file cannot be written: " + failure.reason;
-  return failure;
+  const auto failed = [](Failure failure) {
+    failure.reason = "the speaker's file cannot be written: " + failure.reason;
+    return failure;
+  };
+  auto container =
+      host::WaveFile::make(mSpeakerPath, host::WaveFile::Encoding::float32, {mFormat.sampleRate, mFormat.outputs});
+  if (!container) return failed(container.failure());
+  auto speaker = host::SoundFileWriter::create({.path = mSpeakerPath, .maxFrames = mFormat.sliceFrames},
+                                               std::move(*container), mContext);
+  if (!speaker) return failed(speaker.failure());
+  mSpeaker = std::move(*speaker);
+  return std::nullopt;
 }
 
 void SimulatedDevice::stop() {
