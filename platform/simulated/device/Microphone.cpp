@@ -28,9 +28,17 @@ class Silence final : public Microphone {
 
 class Tone final : public Microphone {
  public:
-  Tone(double frequency, double amplitude) : mFrequency(frequency), mAmplitude(amplitude) {}
+  Tone(std::string where, double frequency, double amplitude)
+      : mWhere(std::move(where)), mFrequency(frequency), mAmplitude(amplitude) {}
 
-  void prepare(std::uint32_t rate, std::uint32_t) override { mRate = rate; }
+  void prepare(std::uint32_t rate, std::uint32_t) override {
+    // Hardware that reports no rate cannot be started.
+    if (rate > 0 && mFrequency > rate / 2.0) {
+      refuse(mWhere, "at a rate of " + std::to_string(rate) + " Hz a tone has at most " +
+                         platform::numberText(rate / 2.0) + " Hz, not " + platform::numberText(mFrequency));
+    }
+    mRate = rate;
+  }
 
   std::uint32_t read(std::span<float* const> planes, std::uint32_t frames) override {
     for (std::uint32_t frame = 0; frame < frames; ++frame) {
@@ -42,6 +50,7 @@ class Tone final : public Microphone {
   }
 
  private:
+  std::string mWhere;
   double mFrequency;
   double mAmplitude;
   double mRate = 1;
@@ -119,7 +128,7 @@ std::unique_ptr<Microphone> makeTone(const std::string& where, std::string_view 
   const double amplitude = colon == std::string_view::npos
                                ? defaultAmplitude
                                : parseNumber(where, arguments.substr(colon + 1), "amplitude", 0, 1);
-  return std::make_unique<Tone>(frequency, amplitude);
+  return std::make_unique<Tone>(where, frequency, amplitude);
 }
 
 std::unique_ptr<Microphone> makeNoise(const std::string& where, std::string_view arguments) {

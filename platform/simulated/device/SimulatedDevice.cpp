@@ -155,7 +155,8 @@ std::optional<HostTime> SimulatedDevice::runSlice() {
   const std::uint32_t frames = capture();
   if (frames > 0) callBack(frames);
   if (mInputOver) {
-    endBy(DeviceEnd::inputEnded, {});
+    auto lost = failure();
+    endBy(lost ? DeviceEnd::failed : DeviceEnd::inputEnded, std::move(lost));
     return std::nullopt;
   }
   return nextSliceTime();
@@ -171,7 +172,8 @@ std::optional<Failure> SimulatedDevice::failure() const {
       return Failure{status::deviceLost, "the microphone was unplugged"};
     }
   }
-  return std::nullopt;
+  const std::lock_guard lock(mMutex);
+  return mInputTaken ? mMicrophoneFailure : std::nullopt;
 }
 
 /// Ends the run where a fault does; false where the device goes on.
@@ -223,12 +225,24 @@ void SimulatedDevice::passUnheard(std::uint64_t frames, const std::string& why) 
 std::uint32_t SimulatedDevice::capture() {
   const bool unplugged = mFaults->isInForce(Fault::Kind::microphoneUnplugged);
   const std::uint32_t captured = unplugged ? 0 : mMicrophone->read(mInputs.planes(), mFormat.sliceFrames);
-  if (!unplugged && mMicrophone->atEnd() && !mCallback->inputEnded()) {
+  if (!unplugged && mMicrophone->atEnd() && endsWithInput()) {
     mInputOver = true;
     return captured;
   }
   for (float* plane : mInputs.planes()) std::fill(plane + captured, plane + mFormat.sliceFrames, 0.0F);
   return mFormat.sliceFrames;
+}
+
+/// Whether the run is over now that the microphone is at its end.
+bool SimulatedDevice::endsWithInput() {
+  auto failed = mMicrophone->failure();
+  if (!failed) return !mCallback->inputEnded();
+  const std::lock_guard lock(mMutex);
+  if (!mMicrophoneFailure && !mInputTaken) {
+    mContext->log->write(platform::LogLevel::warning, failed->reason + ": the input is silent");
+  }
+  mMicrophoneFailure = std::move(failed);
+  return mInputTaken;
 }
 
 void SimulatedDevice::callBack(std::uint32_t frames) {
