@@ -24,6 +24,7 @@ TEST(SimulatedOptions, WhatIsWrongIsRefusedByItsKey) {
   const test::TemporaryFolder folder;
   const std::string file = folder.file("mic.wav");
   test::writeSound(file, {.rate = 44100, .channels = 1, .samples = {0, 0}});
+  test::writeSound(folder.file("a,b.wav"), {.rate = 8000, .channels = 1, .samples = {0}});
   test::writeSound(folder.file("wide.wav"), {.rate = 48000, .channels = 65, .samples = std::vector<float>(65)});
   test::writeSound(folder.file("quick.wav"), {.rate = 768001, .channels = 1, .samples = {0}});
   const Cases cases{
@@ -36,6 +37,12 @@ TEST(SimulatedOptions, WhatIsWrongIsRefusedByItsKey) {
       {"slice=0", "slice=0: a whole number from 1 to 8192"},
       {"pace=slow", "pace=slow: the pace is real or fast"},
       {"rate=1,rate=2", "\"rate\" is given twice"},
+      {"mic=a,b.wav",
+       "unknown key \"b.wav\"; the keys are mic, speaker, rate, inputs, outputs, slice, pace, scenario; a "
+       "comma inside a value is written \\,"},
+      {R"(mic=/no\,such\\file\x.wav)", R"("/no,such\file\x.wav": No such file)"},
+      {R"(mic=/no\\,rate=x)", "rate=x: a whole number"},
+      {"mic=/no\\", R"("/no\": No such file)"},
       {"rate=1,", "nothing behind the last comma"},
       {",rate=1", "unknown key \"\""},
       {"mic=", "mic= has no value"},
@@ -56,7 +63,8 @@ TEST(SimulatedOptions, WhatIsWrongIsRefusedByItsKey) {
   for (const auto& [options, reason] : cases) EXPECT_THAT(refusalOf(options), HasSubstr(reason)) << options;
   EXPECT_THAT(refusalOf(std::string(65536, ',')), HasSubstr("unknown key"));
   for (const std::string& options :
-       {"rate=44100,inputs=1,mic=" + file, std::string("mic=tone:24000"), std::string("mic=tone:24001,rate=0")})
+       {"rate=44100,inputs=1,mic=" + file, "mic=" + folder.file("a\\,b.wav") + ",rate=8000",
+        std::string("mic=tone:24000"), std::string("mic=tone:24001,rate=0")})
     EXPECT_EQ(refusalOf(options), "");
 }
 
