@@ -18,10 +18,10 @@ inline void require(bool promise) {
 /// made or refused.
 inline void checkSettings(const simulated::DeviceSettings& device) {
   using backend::DeviceFormat;
-  const auto inRange = [](const auto& given, std::uint32_t least, std::uint32_t most) {
-    require(!given || (given->value >= least && given->value <= most && !given->where.empty()));
+  const auto inRange = [](const auto& given, std::uint32_t min, std::uint32_t max) {
+    require(!given || (given->value >= min && given->value <= max && !given->where.empty()));
   };
-  inRange(device.rate, 0, simulated::DeviceSettings::mostRate);
+  inRange(device.rate, 0, simulated::DeviceSettings::maxRate);
   inRange(device.inputs, 0, DeviceFormat::maxChannels);
   inRange(device.outputs, 0, DeviceFormat::maxChannels);
   inRange(device.slice, 1, DeviceFormat::maxSliceFrames);

@@ -113,7 +113,7 @@ void MicrophoneFile::checkFormat(const std::string& where) const {
   if (mInfo.channels < 1 || mInfo.channels > static_cast<int>(backend::DeviceFormat::maxChannels)) {
     refuse(where, std::to_string(mInfo.channels) + " channels; a device has 64 at most");
   }
-  if (mInfo.samplerate < 1 || mInfo.samplerate > static_cast<int>(DeviceSettings::mostRate)) {
+  if (mInfo.samplerate < 1 || mInfo.samplerate > static_cast<int>(DeviceSettings::maxRate)) {
     refuse(where, std::to_string(mInfo.samplerate) + " Hz; a device runs at 1 to 768000 Hz");
   }
 }

@@ -34,8 +34,8 @@ std::string sourceOf(const fs::path& file) {
 
 // ---- audio
 
-Given<std::uint32_t> readCount(const ScenarioNode& node, std::uint32_t least, std::uint32_t most) {
-  return {static_cast<std::uint32_t>(node.wholeNumber(least, most)), node.where()};
+Given<std::uint32_t> readCount(const ScenarioNode& node, std::uint32_t min, std::uint32_t max) {
+  return {static_cast<std::uint32_t>(node.wholeNumber(min, max)), node.where()};
 }
 
 Given<bool> readPace(const ScenarioNode& node) {
@@ -51,7 +51,7 @@ Given<std::string> readPath(const ScenarioNode& node, const char* wanted) {
 }
 
 constexpr std::array<ScenarioKey<DeviceSettings>, 7> audioKeys{{
-    {"rate", [](auto& device, auto& node) { device.rate = readCount(node, 0, DeviceSettings::mostRate); }},
+    {"rate", [](auto& device, auto& node) { device.rate = readCount(node, 0, DeviceSettings::maxRate); }},
     {"inputs", [](auto& device, auto& node) { device.inputs = readCount(node, 0, DeviceFormat::maxChannels); }},
     {"outputs", [](auto& device, auto& node) { device.outputs = readCount(node, 0, DeviceFormat::maxChannels); }},
     {"slice", [](auto& device, auto& node) { device.slice = readCount(node, 1, DeviceFormat::maxSliceFrames); }},

@@ -85,7 +85,7 @@ constexpr std::array<Key, 8> keys{{
        options.device.speaker = parseText(pair, "null or the path of a file to write");
      }},
     {"rate", [](SimulatedOptions& options,
-                const Pair& pair) { options.device.rate = parseNumber(pair, 0, DeviceSettings::mostRate); }},
+                const Pair& pair) { options.device.rate = parseNumber(pair, 0, DeviceSettings::maxRate); }},
     {"inputs",
      [](SimulatedOptions& options, const Pair& pair) { options.device.inputs = parseNumber(pair, 0, maxChannels); }},
     {"outputs",

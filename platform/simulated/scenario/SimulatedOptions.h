@@ -15,8 +15,8 @@ struct SimulatedOptions {
 };
 
 /// Reads `KEY=VALUE[,KEY=VALUE…]`; an empty text gives the defaults. In the values of `mic`, `speaker` and `scenario`
-/// `\,` stands for a comma and `\\` for a backslash. Opens no file. Throws `platform::PlatformException` that names the key and says what
-/// would be right.
+/// `\,` stands for a comma and `\\` for a backslash. Opens no file. Throws `platform::PlatformException` that names the
+/// key and says what would be right.
 SimulatedOptions parseSimulatedOptions(std::string_view text);
 
 }  // namespace orvane::simulated
