@@ -15,9 +15,10 @@ class RecordInputHandler;
 /// rate conversion still holds, on the caller's thread. A recorder that is released while it runs loses them.
 ///
 /// The file is made by `start`, at the hardware input's channel count; what was at the path before is replaced when
-/// the first sound is written. It is complete once the recorder is released or a later `start` has made its successor; `stop` leaves it
-/// open. A render failure in the input handler prints "Error <status> while rendering in IORecord" on standard error
-/// and ends the process abnormally. A write that fails later is swallowed here; the host's report tells of it.
+/// the first sound is written. It is complete once the recorder is released or a later `start` has made its successor;
+/// `stop` leaves it open. A render failure in the input handler prints "Error <status> while rendering in IORecord" on
+/// standard error and ends the process abnormally. A write that fails later is swallowed here; the host's report tells
+/// of it.
 class ORVANE_EXPORT AORecord : public OVIOUnit {
  public:
   /// Remembers the path, and makes nothing yet. A plain file-system path, not one of a folder.

@@ -71,8 +71,8 @@ class ORVANE_EXPORT ConvertingFile {
   /// `overrun` where the writer is so far behind that these frames were dropped, all of them.
   virtual Status writeAsync(Handle file, std::uint32_t frames, RenderBufferList* list) = 0;
 
-  /// Writes what is pending and closes the file; the handle is gone then. A file without sound is removed as told above.
-  /// `badParameter` where there is no such handle. Not real-time safe.
+  /// Writes what is pending and closes the file; the handle is gone then. A file without sound is removed as told
+  /// above. `badParameter` where there is no such handle. Not real-time safe.
   virtual Status dispose(Handle file) = 0;
 };
 
