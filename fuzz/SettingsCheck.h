@@ -17,14 +17,14 @@ inline void require(bool promise) {
 /// Whatever reads settings gives values in range, each with the place where it stood; a microphone that is no file is
 /// made or refused.
 inline void checkSettings(const simulated::DeviceSettings& device) {
-  using host::DeviceFormat;
-  const auto inRange = [](const auto& given, std::uint32_t least, std::uint32_t most) {
-    require(!given || (given->value >= least && given->value <= most && !given->where.empty()));
+  using backend::DeviceFormat;
+  const auto inRange = [](const auto& given, std::uint32_t min, std::uint32_t max) {
+    require(!given || (given->value >= min && given->value <= max && !given->where.empty()));
   };
-  inRange(device.rate, 0, simulated::DeviceSettings::mostRate);
-  inRange(device.inputs, 0, DeviceFormat::mostChannels);
-  inRange(device.outputs, 0, DeviceFormat::mostChannels);
-  inRange(device.slice, 1, DeviceFormat::mostSliceFrames);
+  inRange(device.rate, 0, simulated::DeviceSettings::maxRate);
+  inRange(device.inputs, 0, DeviceFormat::maxChannels);
+  inRange(device.outputs, 0, DeviceFormat::maxChannels);
+  inRange(device.slice, 1, DeviceFormat::maxSliceFrames);
   require(!device.speaker || !device.speaker->value.empty());
   require(!device.microphone || !device.microphone->value.empty());
   if (!device.microphone || simulated::isMicrophoneFile(device.microphone->value)) return;

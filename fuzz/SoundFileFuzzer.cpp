@@ -16,27 +16,32 @@ namespace {
 
 constexpr std::uint32_t sliceFrames = 512;
 /// Files of a few bytes may claim any number of frames that some form of compression could hold.
-constexpr int mostSlices = 256;
+constexpr int maxSlices = 256;
 
 /// How files of some kinds begin, so that inputs get past the first bytes. The first byte of the input chooses.
-constexpr std::array<std::string_view, 6> beginnings = {
+constexpr std::array<std::string_view, 9> beginnings = {
     "",
     std::string_view("RIFF\xFF\xFF\xFF\x7FWAVEfmt \x10\0\0\0", 20),
     std::string_view("RF64\xFF\xFF\xFF\xFFWAVEds64\x1C\0\0\0", 20),
     std::string_view("FORM\x7F\xFF\xFF\xFF\x41IFFCOMM\0\0\0\x12", 20),
     std::string_view("caff\0\1\0\0desc\0\0\0\0\0\0\0\x20", 20),
     std::string_view("fLaC\0\0\0\x22", 8),
+    std::string_view(".snd\0\0\0\x18\xFF\xFF\xFF\xFF\0\0\0\x03", 16),
+    std::string_view("riff\x2E\x91\xCF\x11\xA5\xD6\x28\xDB\x04\xC1\0\0", 16),
+    std::string_view("RIFF\xFF\xFF\xFF\xFFWAVEfmt \x10\0\0\0\1\0\1\0\x40\x1F\0\0\x80\x3E\0\0\2\0\x10\0data", 40),
 };
 
 void readToTheEnd(simulated::Microphone& microphone) {
   const auto format = microphone.format().value();
-  fuzz::require(format.rate >= 1 && format.rate <= simulated::DeviceSettings::mostRate);
-  fuzz::require(format.channels >= 1 && format.channels <= host::DeviceFormat::mostChannels);
+  fuzz::require(format.rate >= 1 && format.rate <= simulated::DeviceSettings::maxRate);
+  fuzz::require(format.channels >= 1 && format.channels <= backend::DeviceFormat::maxChannels);
   microphone.prepare(format.rate, 0);
   host::AlignedSamples samples(format.channels, sliceFrames);
-  for (int slice = 0; slice < mostSlices && !microphone.atEnd(); ++slice) {
+  for (int slice = 0; slice < maxSlices && !microphone.atEnd(); ++slice) {
     const std::uint32_t read = microphone.read(samples.planes(), sliceFrames);
     fuzz::require(read == sliceFrames || (read < sliceFrames && microphone.atEnd()));
+    const auto failure = microphone.failure();
+    fuzz::require(!failure || (microphone.atEnd() && failure->status != 0 && !failure->reason.empty()));
   }
 }
 

@@ -14,10 +14,11 @@ class RecordInputHandler;
 /// At another rate than the hardware's, whatever stops the recorder (`stop`, `start`, its release) writes the last
 /// frames, those that the rate conversion still holds, on the caller's thread.
 ///
-/// The file is made by `start`, at the hardware input's channel count; what is at the path before is erased then, not
-/// earlier. It is complete once the recorder is released or a later `start` has made its successor; `stop` leaves it
-/// open. A render failure in the input handler prints "Error <status> while rendering in IORecord" on standard error
-/// and ends the process abnormally. A write that fails later is swallowed here; the host's report tells of it.
+/// The file is made by `start`, at the hardware input's channel count; what was at the path before is replaced when
+/// the first sound is written. It is complete once the recorder is released or a later `start` has made its successor;
+/// `stop` leaves it open. A render failure in the input handler prints "Error <status> while rendering in IORecord" on
+/// standard error and ends the process abnormally. A write that fails later is swallowed here; the host's report tells
+/// of it.
 class ORVANE_EXPORT AORecord : public OVIOUnit {
  public:
   /// Remembers the path, and makes nothing yet. A plain file-system path, not one of a folder.
@@ -36,8 +37,8 @@ class ORVANE_EXPORT AORecord : public OVIOUnit {
   /// Makes the unit with input enabled and output disabled.
   void lazyInit() override;
 
-  /// Starts recording to a new file. A recorder that runs is stopped first; its file so far is completed, and erased
-  /// where it is at the same path.
+  /// Starts recording to a new file. A recorder that runs is stopped first; its file so far is completed, and
+  /// replaced if it is at the same path.
   ///
   /// Raises "ConvertingFile is not available on this host", "ConvertingFile::create failed: <status>" and
   /// "ConvertingFile setting client format failed: <status>", and what `stop`, `initializeAU`, the formats and

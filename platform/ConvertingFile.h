@@ -21,6 +21,17 @@ namespace orvane::platform {
 ///
 /// While a file is being written, other programs find in it all but the last half second, also after the process was
 /// killed.
+///
+/// A file that exists keeps its content until the first frames are written, on the service's own thread. A new file, or
+/// one that was empty, becomes a valid file without sound in `create`. A recording that got no frames leaves:
+///
+/// - the old content, where there was any;
+/// - what was there before `create` (no file, or an empty one) if the audio device was not started between `create` and
+///   `dispose`, so that a run that never began leaves no trace, and if the first frames could not be written;
+/// - otherwise a valid file without sound.
+///
+/// `FileReport::writtenFiles` lists a file only if its content was written by the recording. A process that exits
+/// without `dispose` leaves a valid file without sound in place of no or an empty file.
 class ORVANE_EXPORT ConvertingFile {
  public:
   /// A file that the service has open; 0 is none.
@@ -33,17 +44,19 @@ class ORVANE_EXPORT ConvertingFile {
   /// What becomes of a file that is already at the path.
   enum class ExistingFile {
     refuse,
-    erase,  ///< A handle that this process still has on it is completed first; its later writes go nowhere.
+    erase,  ///< Replace its content. A handle that this process has on it is completed first; its later writes go
+            ///< nowhere.
   };
 
   virtual ~ConvertingFile() = default;
 
   /// Makes a file of sound in `dataFormat`: the native container takes 16-bit signed integers, interleaved, packed, in
   /// the machine's byte order, 1 to 256 channels at a whole number of hertz, and no channel layout. `path` is a
-  /// file-system path. A file that is there is erased last, when nothing speaks against the new one any more.
+  /// file-system path. After a refusal the file system is as it was before the call.
   ///
   /// Statuses: `unsupportedType`, `unsupportedFormat`, and what the file system says: `notFound`, `noPermission` (also
-  /// for a file that must not be erased), `notRegularFile`, `diskFull`, `ioFailure`. Not real-time safe.
+  /// for a file that must not be replaced, that the host reads, or that another program of this kind uses),
+  /// `notRegularFile`, `diskFull`, `ioFailure`. Not real-time safe.
   virtual Status create(const std::string& path, std::uint32_t fileType, const StreamDescription& dataFormat,
                         const ChannelLayout* layout, ExistingFile existing, Handle& file) = 0;
 
@@ -58,8 +71,8 @@ class ORVANE_EXPORT ConvertingFile {
   /// `overrun` where the writer is so far behind that these frames were dropped, all of them.
   virtual Status writeAsync(Handle file, std::uint32_t frames, RenderBufferList* list) = 0;
 
-  /// Writes what is pending and closes the file; the handle is gone then. `badParameter` where there is no such handle.
-  /// Not real-time safe.
+  /// Writes what is pending and closes the file; the handle is gone then. A file without sound is removed as told
+  /// above. `badParameter` where there is no such handle. Not real-time safe.
   virtual Status dispose(Handle file) = 0;
 };
 

@@ -10,10 +10,10 @@
 
 namespace orvane::platform {
 
-/// A recording that was completed.
+/// A recording that was written and completed.
 struct WrittenFile {
   std::string path;
-  std::uint32_t type = 0;    ///< The container as written, a four-character code: 'WAVE', 'RF64', ...
+  std::uint32_t type = 0;    ///< The container as it is in the file, a four-character code: 'WAVE', 'RF64', ...
   std::uint64_t frames = 0;  ///< In the file.
 };
 

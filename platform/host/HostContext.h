@@ -4,12 +4,14 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "platform/Failure.h"
 #include "platform/Log.h"
 #include "platform/Scheduler.h"
 #include "platform/host/CallGate.h"
 #include "platform/host/audio/RunEnd.h"
+#include "platform/host/files/FileRegistry.h"
 #include "platform/host/report/FileRecord.h"
 #include "platform/host/report/Notices.h"
 #include "platform/host/report/RefusalRecord.h"
@@ -36,6 +38,9 @@ class HostContext {
 
   /// True while files cannot be written, as on a full disk: asked before each write.
   std::function<bool()> diskIsFull = [] { return false; };
+
+  /// Files that nobody may overwrite while the host lives. Set before the host is used.
+  std::vector<std::shared_ptr<const ReadClaim>> inputFiles;
 
   const std::shared_ptr<platform::Log> log;
   const std::shared_ptr<platform::Scheduler> scheduler;

@@ -5,7 +5,6 @@
 
 #include "platform/host/Host.h"
 #include "platform/simulated/device/SimulatedDevice.h"
-#include "platform/simulated/device/SpeakerFile.h"
 #include "platform/simulated/scenario/FaultPlan.h"
 #include "platform/simulated/scenario/Scenario.h"
 #include "platform/simulated/scenario/SimulatedOptions.h"
@@ -18,12 +17,11 @@ platform::Platform makeSimulatedHost(std::string_view options) {
   if (parsed.scenario) scenario = readScenario(*parsed.scenario);
   DeviceSettings& settings = parsed.device;
   settings.fillFrom(scenario.device);
-  if (parsed.scenario && settings.speaker && isSpeakerFile(settings.speaker->value))
-    keepFromSpeaker(*parsed.scenario, "the scenario", *settings.speaker);
 
   using Pace = host::HostContext::Pace;
   const bool isFast = settings.fastPace && settings.fastPace->value;
   const auto context = std::make_shared<host::HostContext>(isFast ? Pace::fast : Pace::real);
+  if (scenario.file) context->inputFiles.push_back(std::move(scenario.file));
   const auto faults = std::make_shared<FaultPlan>(std::move(scenario.faults), context->scheduler);
   // A gate that refuses nothing costs nothing.
   if (!faults->faults().empty()) {

@@ -1,12 +1,19 @@
 #pragma once
 
 #include <cstddef>
+#include <fstream>
 #include <sndfile.hh>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 namespace orvane::test {
+
+/// The bytes of a file.
+inline std::string readFile(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
 
 /// A sound in memory: interleaved samples.
 struct Sound {

@@ -11,7 +11,7 @@ namespace orvane::tool {
 
 RecordCommand::RecordCommand(CLI::App& parent) : Command(parent, "record", "Record the audio input to a file") {
   options()
-      .add_option("PATH", mPath, "File to write; one that is there is erased when recording starts")
+      .add_option("PATH", mPath, "File to write; an existing one is replaced when the first sound is written")
       ->required()
       ->type_name("");
   addNumber(options(), "--client-rate", mClientRate, {1, 768000, "whole hertz, from 1 to 768000", true},

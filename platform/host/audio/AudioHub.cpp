@@ -158,11 +158,12 @@ std::optional<Failure> AudioHub::startInFormat() {
   auto failure = mDevice->start(*this);
   if (failure) {
     stopDevice();
-  } else if (!isOver()) {
-    // Not before: a start may take longer than a stall.
-    mStallWatch.begin(mFormat);
+    return failure;
   }
-  return failure;
+  ++mDeviceStarts;
+  // Not before: a start may take longer than a stall.
+  if (!isOver()) mStallWatch.begin(mFormat);
+  return std::nullopt;
 }
 
 void AudioHub::stopDevice() {

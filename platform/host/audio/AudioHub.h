@@ -51,6 +51,8 @@ class AudioHub final : private backend::DeviceCallback {
   void endAfterFrames(std::uint64_t frames) { mFrameLimit = frames; }
   /// Counts of the run; overruns are not the hub's to count.
   platform::RunCount runCount() const;
+  /// Successful starts of the device so far. Real-time safe.
+  std::uint64_t deviceStarts() const { return mDeviceStarts; }
 
  private:
   using Clients = std::vector<HubClient*>;
@@ -101,6 +103,7 @@ class AudioHub final : private backend::DeviceCallback {
   std::atomic<const Clients*> mRead = nullptr;  ///< The list that a running callback reads.
   std::atomic<bool> mReleaseWanted = false;
 
+  std::atomic<std::uint64_t> mDeviceStarts = 0;
   std::atomic<std::uint64_t> mFrameLimit = 0;
   std::atomic<std::uint64_t> mFrames = 0;
   std::atomic<std::uint64_t> mDiscontinuities = 0;

@@ -1,7 +1,5 @@
 #include "platform/host/files/HostConvertingFiles.h"
 
-#include <sndfile.h>
-
 #include <algorithm>
 #include <cmath>
 #include <new>
@@ -11,6 +9,7 @@
 #include <vector>
 
 #include "platform/StreamFormat.h"
+#include "platform/host/files/WaveFile.h"
 
 namespace orvane::host {
 
@@ -28,11 +27,12 @@ const GatedCall disposeCall("ConvertingFile::dispose");
 }  // namespace
 
 struct HostConvertingFiles::OpenFile {
-  OpenFile(Handle itsHandle, std::string itsPath, StreamFormat itsFormat, std::unique_ptr<SoundFileWriter> itsWriter)
+  OpenFile(Handle itsHandle, StreamFormat itsFormat, std::unique_ptr<SoundFileWriter> itsWriter,
+           std::uint64_t itsDeviceStarts)
       : handle(itsHandle),
-        path(std::move(itsPath)),
         format(std::move(itsFormat)),
         writer(std::move(itsWriter)),
+        deviceStarts(itsDeviceStarts),
         planes(format.channelCount()) {}
 
   /// Finds the samples in a list; false where it is not one of this file's client format.
@@ -47,9 +47,9 @@ struct HostConvertingFiles::OpenFile {
   }
 
   const Handle handle;
-  const std::string path;
   const StreamFormat format;
   const std::unique_ptr<SoundFileWriter> writer;
+  const std::uint64_t deviceStarts;  ///< Before this file.
   std::atomic<bool> hasClientFormat = false;
   std::vector<const float*> planes;  ///< Of the slice that is being written.
 };
@@ -89,26 +89,31 @@ Status HostConvertingFiles::open(const std::string& path, const StreamFormat& fo
   const std::lock_guard lock(mMutex);
   const Handle handle = freeHandle();
   if (handle == Handle::none) return refuse(status::ioFailure, "\"" + path + "\": too many recordings are open");
-  const SoundFileFormat soundFile{.libraryFormat = SF_FORMAT_RF64 | SF_FORMAT_PCM_16,
-                                  .sampleRate = format.sampleRate(),
-                                  .channels = format.channelCount()};
-  platform::Failure failure;
-  auto writer = SoundFileWriter::create(path, soundFile, mostFramesAt(format.sampleRate()), mContext, failure,
-                                        existing == ExistingFile::erase ? IfThere::open : IfThere::refuse,
-                                        SoundFileWriter::Handover::allowed);
-  if (!writer) return refuse(failure.status, failure.reason);
-  auto open = std::make_unique<OpenFile>(handle, path, format, std::move(writer));
+  auto container = WaveFile::make(path, WaveFile::Encoding::int16, {format.sampleRate(), format.channelCount()});
+  if (!container) return refuse(container.failure());
+  const SoundFileWriter::Target target{.path = path,
+                                       .maxFrames = maxFramesAt(format.sampleRate()),
+                                       .ifThere = existing == ExistingFile::erase ? IfThere::open : IfThere::refuse,
+                                       .handover = WriteClaim::Handover::allowed};
+  auto writer = SoundFileWriter::create(target, std::move(*container), mContext);
+  if (!writer) return refuse(writer.failure());
+  auto open = std::make_unique<OpenFile>(handle, format, std::move(*writer), mHub->deviceStarts());
   file = handle;
   slotOf(handle).store(open.release(), std::memory_order_release);
   return status::success;
 }
 
 Status HostConvertingFiles::refuse(Status refusal, std::string reason) const {
-  return mContext->refuse({refusal, std::move(reason), std::string(createCall.name())});
+  return refuse({refusal, std::move(reason)});
+}
+
+Status HostConvertingFiles::refuse(platform::Failure failure) const {
+  failure.call = createCall.name();
+  return mContext->refuse(std::move(failure));
 }
 
 /// The longest slice that a unit hands over at a client's rate, and some frames for its converter to catch up.
-std::uint32_t HostConvertingFiles::mostFramesAt(double sampleRate) const {
+std::uint32_t HostConvertingFiles::maxFramesAt(double sampleRate) const {
   constexpr double margin = 1024;
   const backend::DeviceFormat device = mHub->format();
   const double ratio = device.sampleRate > 0 ? std::max(sampleRate / device.sampleRate, 1.0) : 1.0;
@@ -158,8 +163,9 @@ Status HostConvertingFiles::dispose(Handle file) {
     if (!open) return status::badParameter;
     slotOf(file).store(nullptr);
   }
-  open->writer->close();
-  mContext->files.completed({open->path, nativeContainer, open->writer->frames()});
+  using IfSilent = SoundFileWriter::IfSilent;
+  open->writer->close(mHub->deviceStarts() != open->deviceStarts ? IfSilent::keep : IfSilent::discard);
+  if (auto written = open->writer->written()) mContext->files.completed(*std::move(written));
   return status::success;
 }
 

@@ -37,7 +37,8 @@ class HostConvertingFiles final : public platform::ConvertingFile {
   OpenFile* find(Handle file);
   Handle freeHandle();
   platform::Status refuse(platform::Status refusal, std::string reason) const;
-  std::uint32_t mostFramesAt(double sampleRate) const;
+  platform::Status refuse(platform::Failure failure) const;
+  std::uint32_t maxFramesAt(double sampleRate) const;
 
   const std::shared_ptr<HostContext> mContext;
   const std::shared_ptr<const AudioHub> mHub;

@@ -35,7 +35,7 @@ platform::Status statusOfError(int error) {
   }
 }
 
-std::variant<FileDescriptor, platform::Failure> openRegular(const std::string& path, int flags) {
+Result<FileDescriptor> openRegular(const std::string& path, int flags) {
   // Without O_NONBLOCK the open of a pipe would wait for its other end.
   FileDescriptor file(::open(path.c_str(), flags | O_CLOEXEC | O_NONBLOCK, 0666));
   if (file.get() < 0) return systemFailure(path, errno);
@@ -61,12 +61,20 @@ platform::Failure systemFailure(const std::string& path, int error) {
   return {statusOfError(error), "\"" + path + "\": " + std::generic_category().message(error)};
 }
 
-std::variant<FileDescriptor, platform::Failure> openToRead(const std::string& path) {
+Result<FileDescriptor> openToRead(const std::string& path) {
   return openRegular(path, O_RDONLY);
 }
 
-std::variant<FileDescriptor, platform::Failure> openToWrite(const std::string& path, IfThere ifThere) {
-  return openRegular(path, O_RDWR | O_CREAT | (ifThere == IfThere::refuse ? O_EXCL : 0));
+Result<WritableFile> openToWrite(const std::string& path, IfThere ifThere) {
+  if (ifThere == IfThere::open) {
+    auto existing = openRegular(path, O_RDWR);
+    if (existing) return WritableFile{std::move(*existing), false};
+    if (existing.failure().status != status::notFound) return existing.failure();
+  }
+  // Not O_EXCL where it may exist: the path may be a symbolic link to the file to create.
+  auto created = openRegular(path, O_RDWR | O_CREAT | (ifThere == IfThere::refuse ? O_EXCL : 0));
+  if (!created) return created.failure();
+  return WritableFile{std::move(*created), true};
 }
 
 }  // namespace orvane::host

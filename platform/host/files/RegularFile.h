@@ -1,9 +1,9 @@
 #pragma once
 
 #include <string>
-#include <variant>
 
 #include "platform/Failure.h"
+#include "platform/host/Result.h"
 
 namespace orvane::host {
 
@@ -24,18 +24,24 @@ class FileDescriptor {
 };
 
 /// Opens a file to read. A folder, a device or a pipe is refused, and never waited for.
-std::variant<FileDescriptor, platform::Failure> openToRead(const std::string& path);
+Result<FileDescriptor> openToRead(const std::string& path);
 
-/// What to do about a file that is already there.
+/// What to do about a file that already exists.
 enum class IfThere {
-  open,  ///< What it holds is kept until the caller truncates it.
+  open,  ///< Its content is kept until the caller truncates it.
   refuse,
 };
 
-/// Opens a file to write, making it where it does not exist.
-std::variant<FileDescriptor, platform::Failure> openToWrite(const std::string& path, IfThere ifThere = IfThere::open);
+/// A file that is open to be written.
+struct WritableFile {
+  FileDescriptor descriptor;
+  bool isNew = false;  ///< Created by the call.
+};
 
-/// What an `errno` value of a call on `path` means in the host's terms.
+/// Opens a file to write, creating it if it does not exist.
+Result<WritableFile> openToWrite(const std::string& path, IfThere ifThere);
+
+/// The failure of a system call on `path` that set `errno` to `error`.
 platform::Failure systemFailure(const std::string& path, int error);
 
 }  // namespace orvane::host

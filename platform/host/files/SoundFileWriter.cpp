@@ -1,12 +1,12 @@
 #include "platform/host/files/SoundFileWriter.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <chrono>
 #include <cmath>
-#include <map>
 #include <utility>
 
 #include "platform/host/ExitHook.h"
-#include "platform/host/files/ReadFile.h"
 
 namespace orvane::host {
 
@@ -18,91 +18,66 @@ constexpr platform::HostTime drainPeriod = 200ms;
 /// How much sound the queue holds: far more than a period, for disks that pause.
 constexpr double queueSeconds = 2;
 /// What a queue takes at most, but for the room of two slices: 48 kHz in 64 channels takes a fifth of it.
-constexpr double mostQueueBytes = 128 << 20;
+constexpr double maxQueueBytes = 128 << 20;
 
 /// Room for two seconds, and for one slice to be pushed while another waits, however long they are.
-std::uint32_t queueFrames(const SoundFileFormat& format, std::uint32_t mostFrames) {
-  constexpr double most = 1 << 30;
-  const double bounded = std::min(std::ceil(format.sampleRate * queueSeconds),
-                                  std::floor(mostQueueBytes / (sizeof(float) * format.channels)));
-  return static_cast<std::uint32_t>(std::min(std::max(bounded, 2.0 * mostFrames), most));
-}
-
-/// Which writer has a file open. Never destroyed: writers may live until the process has ended.
-struct WritersOfFiles {
-  std::mutex mutex;
-  std::map<OutputSoundFile::Identity, SoundFileWriter*> writers;
-};
-
-WritersOfFiles& writersOfFiles() {
-  static WritersOfFiles& instance = *new WritersOfFiles();
-  return instance;
+std::uint32_t queueFrames(const SoundShape& shape, std::uint32_t maxFrames) {
+  constexpr double max = 1 << 30;
+  const double bounded = std::min(std::ceil(shape.sampleRate * queueSeconds),
+                                  std::floor(maxQueueBytes / (sizeof(float) * shape.channels)));
+  return static_cast<std::uint32_t>(std::min(std::max(bounded, 2.0 * maxFrames), max));
 }
 
 }  // namespace
 
-std::unique_ptr<SoundFileWriter> SoundFileWriter::create(const std::string& path, const SoundFileFormat& format,
-                                                         std::uint32_t mostFrames, std::shared_ptr<HostContext> context,
-                                                         platform::Failure& failure, IfThere ifThere,
-                                                         Handover handover) {
-  if (auto refusal = checkFormat(path, format)) {
-    failure = std::move(*refusal);
-    return nullptr;
-  }
-  auto opened = openToWrite(path, ifThere);
-  if (auto* refusal = std::get_if<platform::Failure>(&opened)) {
-    failure = std::move(*refusal);
-    return nullptr;
-  }
-  auto file =
-      std::make_unique<OutputSoundFile>(path, std::move(std::get<FileDescriptor>(opened)), format, context->diskIsFull);
-  auto queue = std::make_unique<SliceQueue>(format.channels, queueFrames(format, mostFrames));
+Result<std::unique_ptr<SoundFileWriter>> SoundFileWriter::create(const Target& target,
+                                                                 std::unique_ptr<OutputContainer> container,
+                                                                 std::shared_ptr<HostContext> context) {
+  // What may throw comes before the file.
+  const SoundShape shape = container->shape();
+  auto queue = std::make_unique<SliceQueue>(shape.channels, queueFrames(shape, target.maxFrames));
   auto worker = context->scheduler->makeWorker("file writer");
-  std::unique_ptr<SoundFileWriter> writer;  // Outlives the lock: the end of a writer takes it.
-
-  const OutputSoundFile::Identity identity = file->identity();
-  WritersOfFiles& files = writersOfFiles();
-  const std::lock_guard lock(files.mutex);
-  if (ReadFile::isRead(identity)) {
-    failure = {platform::status::noPermission, "\"" + path + "\" is the microphone's own file"};
-    return nullptr;
-  }
-  if (const auto earlier = files.writers.find(identity); earlier != files.writers.end()) {
-    if (handover == Handover::refused || earlier->second->mHandover == Handover::refused) {
-      failure = {platform::status::noPermission, "\"" + path + "\" is being written as another file of this run"};
-      return nullptr;
-    }
-    earlier->second->complete();
-  }
-  if (auto refusal = file->begin()) {
-    failure = std::move(*refusal);
-    return nullptr;
-  }
-  writer.reset(new SoundFileWriter(std::move(file), std::move(queue), std::move(worker), std::move(context), handover));
-  files.writers[identity] = writer.get();
-  return writer;
+  if (context->diskIsFull()) return systemFailure(target.path, ENOSPC);
+  auto claim = WriteClaim::make(target.path, target.ifThere, target.handover);
+  if (!claim) return claim.failure();
+  std::unique_ptr<SoundFileWriter> writer(new SoundFileWriter(target.path, std::move(*claim), std::move(container),
+                                                              std::move(queue), std::move(worker), std::move(context)));
+  auto failure = writer->begin();
+  if (!failure) return writer;
+  writer->close(IfSilent::discard);
+  return *std::move(failure);
 }
 
-SoundFileWriter::SoundFileWriter(std::unique_ptr<OutputSoundFile> file, std::unique_ptr<SliceQueue> queue,
-                                 std::unique_ptr<platform::Worker> worker, std::shared_ptr<HostContext> context,
-                                 Handover handover)
+SoundFileWriter::SoundFileWriter(std::string path, std::unique_ptr<WriteClaim> claim,
+                                 std::unique_ptr<OutputContainer> container, std::unique_ptr<SliceQueue> queue,
+                                 std::unique_ptr<platform::Worker> worker, std::shared_ptr<HostContext> context)
     : mContext(std::move(context)),
-      mFile(std::move(file)),
-      mHandover(handover),
+      mPath(std::move(path)),
+      mClaim(std::move(claim)),
+      mContainer(std::move(container)),
       mQueue(std::move(queue)),
-      mWorker(std::move(worker)) {
-  // Without the list of writers, whose lock is held while a writer is made and its hook added.
-  ExitHook::add(this, [this] { complete(); });
+      mWorker(std::move(worker)) {}
+
+/// Writes the headers of a file without content, and begins to serve the queue.
+std::optional<platform::Failure> SoundFileWriter::begin() {
+  if (!mClaim->hasContent()) {
+    if (auto failure = mContainer->begin(mClaim->descriptor())) return failure;
+    mBegun = true;
+  }
+  ExitHook::add(this, [this] { complete(IfSilent::keep); });
+  mClaim->onHandover([this] { handOver(); });
   const platform::Clock& clock = mContext->scheduler->clock();
   mWorker->repeatAt(clock.now() + drainPeriod, [this, &clock] {
     flush();
     return clock.now() + drainPeriod;
   });
+  return std::nullopt;
 }
 
 SoundFileWriter::~SoundFileWriter() {
   ExitHook::remove(this);
-  close();
+  complete(IfSilent::keep);
+  mClaim->withdraw();
 }
 
 void SoundFileWriter::flush() {
@@ -110,48 +85,84 @@ void SoundFileWriter::flush() {
   drain();
 }
 
-void SoundFileWriter::close() {
-  complete();
-  WritersOfFiles& files = writersOfFiles();
-  const std::lock_guard lock(files.mutex);
-  std::erase_if(files.writers, [this](const auto& entry) { return entry.second == this; });
+void SoundFileWriter::close(IfSilent ifSilent) {
+  complete(ifSilent);
 }
 
-std::uint64_t SoundFileWriter::frames() {
+std::optional<platform::WrittenFile> SoundFileWriter::written() {
   const std::lock_guard lock(mMutex);
-  return mFile ? mFile->frames() : mFramesAtEnd;
+  return mWritten;
 }
 
-/// Does what `close` does but for the list of writers.
-void SoundFileWriter::complete() {
+void SoundFileWriter::complete(IfSilent ifSilent) {
   mWorker->cancel();
   const std::lock_guard lock(mMutex);
+  if (!mClaim->isOpen()) return;
+  finish();
+  if (mContainer->frames() == 0 && (mFailed || ifSilent == IfSilent::discard)) {
+    mClaim->discard();
+  } else if (mBegun) {
+    mWritten = {mPath, mContainer->type(), mContainer->frames()};
+  }
+  if (auto failure = mClaim->close(); failure && !mFailed) fail(*std::move(failure));
+}
+
+/// Completes the file for another writer, which goes on with it if there is no sound in it yet.
+void SoundFileWriter::handOver() {
+  mWorker->cancel();
+  const std::lock_guard lock(mMutex);
+  if (!mClaim->isOpen()) return;
+  finish();
+  if (mContainer->frames() > 0) mWritten = {mPath, mContainer->type(), mContainer->frames()};
+  if (auto failure = mClaim->close(); failure && !mFailed) fail(*std::move(failure));
+}
+
+/// With the mutex.
+void SoundFileWriter::finish() {
   drain();
   mOpen = false;
-  if (mFile == nullptr) return;
-  mFramesAtEnd = mFile->frames();
-  if (auto failure = mFile->finish(); failure && !mFailed) fail(std::move(*failure));
-  mFile.reset();
+  if (!mBegun) return;
+  if (auto failure = mContainer->finish(); failure && !mFailed) fail(*std::move(failure));
 }
 
 /// Writes what is in the queue; with the mutex.
 void SoundFileWriter::drain() {
-  if (mFile == nullptr) return;
+  if (!mClaim->isOpen()) return;
   bool wrote = false;
   mQueue->takeAll([&](const SliceQueue::Block& block) {
     if (mFailed) return;
     wrote = true;
-    if (auto failure = mFile->write(block)) fail(std::move(*failure));
+    if (auto failure = write(block)) fail(*std::move(failure));
   });
   if (wrote && !mFailed) {
-    if (auto failure = mFile->refreshHeader()) fail(std::move(*failure));
+    if (auto failure = refreshHeader()) fail(*std::move(failure));
   }
-  if (const std::uint64_t lost = overruns(); lost != mOverrunsLogged) {
+  if (const std::uint64_t lost = mQueue->overruns(); lost != mOverrunsLogged) {
     mContext->log->write(platform::LogLevel::warning,
                          std::to_string(lost - mOverrunsLogged) + " slices were lost: the disk is too slow");
     mContext->files.addOverruns(lost - mOverrunsLogged);
     mOverrunsLogged = lost;
   }
+}
+
+std::optional<platform::Failure> SoundFileWriter::write(const SliceQueue::Block& block) {
+  if (auto failure = whyNoRoom()) return failure;
+  if (!mBegun) {
+    mBegun = true;
+    if (auto failure = mContainer->begin(mClaim->descriptor())) return failure;
+  }
+  auto failure = mContainer->write(block);
+  if (mContainer->frames() > 0) mClaim->keep();
+  return failure;
+}
+
+std::optional<platform::Failure> SoundFileWriter::refreshHeader() {
+  if (auto failure = whyNoRoom()) return failure;
+  return mContainer->refreshHeader();
+}
+
+std::optional<platform::Failure> SoundFileWriter::whyNoRoom() const {
+  return mContext->diskIsFull() ? std::optional(systemFailure(mPath, ENOSPC)) : std::nullopt;
 }
 
 void SoundFileWriter::fail(platform::Failure failure) {

@@ -2,7 +2,6 @@
 
 #include <atomic>
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -10,10 +9,13 @@
 #include <string>
 
 #include "platform/Failure.h"
+#include "platform/FileReport.h"
 #include "platform/Worker.h"
 #include "platform/host/HostContext.h"
+#include "platform/host/Result.h"
 #include "platform/host/audio/SliceQueue.h"
-#include "platform/host/files/OutputSoundFile.h"
+#include "platform/host/files/FileRegistry.h"
+#include "platform/host/files/OutputContainer.h"
 
 namespace orvane::host {
 
@@ -24,22 +26,23 @@ namespace orvane::host {
 /// without its last 400 ms at most. The first failure is kept in the record and logged; later writes go nowhere. A file
 /// that is still open when the process exits is completed then.
 ///
-/// A file has one writer at a time. Where both writers agree to it, making another one, by whatever path, completes
-/// what the first one wrote and detaches that writer, whose later writes go nowhere; else the second one is refused,
-/// and so is a writer for a file that is read (`ReadFile`).
+/// A file that had content keeps it until the first frames are written; a new or empty one gets its headers at once. A
+/// file has one writer at a time (see `WriteClaim`); one that hands its file over is completed, and its later writes go
+/// nowhere.
 class SoundFileWriter {
  public:
-  /// Whether a writer takes part in handing a file from one writer to the next.
-  enum class Handover { refused, allowed };
+  struct Target {
+    std::string path;
+    std::uint32_t maxFrames = 0;  ///< Of a slice.
+    IfThere ifThere = IfThere::open;
+    WriteClaim::Handover handover = WriteClaim::Handover::refused;
+  };
 
-  /// Opens `path`, erases what it held and writes a header. Slices of at most `mostFrames` frames may be pushed. On a
-  /// failure returns nothing and says why in `failure`; where the format is wrong, or the file could not be opened, was
-  /// there and must not be, or is being written by another process of this kind, it stays as it was.
-  static std::unique_ptr<SoundFileWriter> create(const std::string& path, const SoundFileFormat& format,
-                                                 std::uint32_t mostFrames, std::shared_ptr<HostContext> context,
-                                                 platform::Failure& failure, IfThere ifThere = IfThere::open,
-                                                 Handover handover = Handover::refused);
-  /// Completes and closes the file.
+  /// Opens and claims the file. If that fails, the file is as it was before, or does not exist if it did not.
+  static Result<std::unique_ptr<SoundFileWriter>> create(const Target& target,
+                                                         std::unique_ptr<OutputContainer> container,
+                                                         std::shared_ptr<HostContext> context);
+  /// Completes and closes the file, and keeps it if it is without sound.
   ~SoundFileWriter();
 
   /// Real-time safe; one thread. False where the queue was full and the slice was dropped.
@@ -49,30 +52,45 @@ class SoundFileWriter {
 
   /// Brings all that was pushed until now into the file, which stays open.
   void flush();
-  /// As `flush`, then completes and closes the file; what is pushed later goes nowhere.
-  void close();
 
-  /// Frames in the file.
-  std::uint64_t frames();
-  std::uint64_t overruns() const { return mQueue->overruns(); }
+  /// What to do with a file that got no sound.
+  enum class IfSilent {
+    keep,     ///< A valid file of no frames, unless the file had content before.
+    discard,  ///< Restore what was there before.
+  };
+  /// As `flush`, then completes and closes the file; what is pushed later goes nowhere. A failed write that left the
+  /// file without sound counts as `IfSilent::discard`.
+  void close(IfSilent ifSilent);
+
+  /// The file as it was completed; nothing before, and nothing if this writer never wrote into it or discarded it.
+  std::optional<platform::WrittenFile> written();
 
  private:
-  SoundFileWriter(std::unique_ptr<OutputSoundFile> file, std::unique_ptr<SliceQueue> queue,
-                  std::unique_ptr<platform::Worker> worker, std::shared_ptr<HostContext> context, Handover handover);
-  void complete();
+  SoundFileWriter(std::string path, std::unique_ptr<WriteClaim> claim, std::unique_ptr<OutputContainer> container,
+                  std::unique_ptr<SliceQueue> queue, std::unique_ptr<platform::Worker> worker,
+                  std::shared_ptr<HostContext> context);
+  std::optional<platform::Failure> begin();
+  std::optional<platform::Failure> write(const SliceQueue::Block& block);
+  std::optional<platform::Failure> refreshHeader();
+  std::optional<platform::Failure> whyNoRoom() const;
+  void handOver();
+  void complete(IfSilent ifSilent);
+  void finish();
   void drain();
   void fail(platform::Failure failure);
 
   const std::shared_ptr<HostContext> mContext;
+  const std::string mPath;
   std::mutex mMutex;  ///< Between the worker and callers.
-  std::unique_ptr<OutputSoundFile> mFile;
-  Handover mHandover;
-  std::uint64_t mFramesAtEnd = 0;
+  const std::unique_ptr<WriteClaim> mClaim;
+  const std::unique_ptr<OutputContainer> mContainer;
+  bool mBegun = false;  ///< The container's headers are in the file.
   bool mFailed = false;
+  std::optional<platform::WrittenFile> mWritten;
   std::atomic<bool> mOpen = true;
-  std::unique_ptr<SliceQueue> mQueue;
+  const std::unique_ptr<SliceQueue> mQueue;
   std::uint64_t mOverrunsLogged = 0;
-  std::unique_ptr<platform::Worker> mWorker;
+  const std::unique_ptr<platform::Worker> mWorker;
 };
 
 }  // namespace orvane::host

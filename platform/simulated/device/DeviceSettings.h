@@ -18,7 +18,7 @@ struct DeviceSettings {
   template <typename Kind>
   using MaybeGiven = std::optional<Given<Kind>>;
 
-  static constexpr std::uint32_t mostRate = 768000;
+  static constexpr std::uint32_t maxRate = 768000;
 
   MaybeGiven<std::uint32_t> rate;    ///< Hertz, 0 (hardware that reports none) to 768000; default 48000, or the file's.
   MaybeGiven<std::uint32_t> inputs;  ///< 0 to 64; default 1, or the file's.

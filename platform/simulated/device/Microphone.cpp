@@ -1,23 +1,17 @@
 #include "platform/simulated/device/Microphone.h"
 
-#include <sndfile.h>
-
 #include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <numbers>
 #include <string_view>
 #include <utility>
-#include <variant>
-#include <vector>
 
 #include "platform/NumberText.h"
 #include "platform/backend/AudioDevice.h"
 #include "platform/host/audio/AlignedSamples.h"
 #include "platform/host/convert/ChannelRule.h"
-#include "platform/host/convert/Interleaving.h"
-#include "platform/host/files/ReadFile.h"
-#include "platform/host/files/RegularFile.h"
+#include "platform/simulated/device/MicrophoneFile.h"
 #include "platform/simulated/scenario/Refuse.h"
 
 namespace orvane::simulated {
@@ -34,9 +28,17 @@ class Silence final : public Microphone {
 
 class Tone final : public Microphone {
  public:
-  Tone(double frequency, double amplitude) : mFrequency(frequency), mAmplitude(amplitude) {}
+  Tone(std::string where, double frequency, double amplitude)
+      : mWhere(std::move(where)), mFrequency(frequency), mAmplitude(amplitude) {}
 
-  void prepare(std::uint32_t rate, std::uint32_t) override { mRate = rate; }
+  void prepare(std::uint32_t rate, std::uint32_t) override {
+    // Hardware that reports no rate cannot be started.
+    if (rate > 0 && mFrequency > rate / 2.0) {
+      refuse(mWhere, "at a rate of " + std::to_string(rate) + " Hz a tone has at most " +
+                         platform::numberText(rate / 2.0) + " Hz, not " + platform::numberText(mFrequency));
+    }
+    mRate = rate;
+  }
 
   std::uint32_t read(std::span<float* const> planes, std::uint32_t frames) override {
     for (std::uint32_t frame = 0; frame < frames; ++frame) {
@@ -48,6 +50,7 @@ class Tone final : public Microphone {
   }
 
  private:
+  std::string mWhere;
   double mFrequency;
   double mAmplitude;
   double mRate = 1;
@@ -104,84 +107,16 @@ class Loop final : public Microphone {
   std::optional<host::AlignedSamples> mPlayed;  ///< The last slice, silent before the first.
 };
 
-class SoundFile final : public Microphone {
- public:
-  explicit SoundFile(const Given<std::string>& path) {
-    auto opened = host::openToRead(path.value);
-    if (const auto* failure = std::get_if<platform::Failure>(&opened)) {
-      refuse(path.where, failure->reason + "; a file, tone:HZ[:AMPLITUDE], noise[:SEED], silence or loop is needed");
-    }
-    mRead.emplace(std::get<host::FileDescriptor>(opened).get());
-    mFile.reset(sf_open_fd(std::get<host::FileDescriptor>(opened).release(), SFM_READ, &mInfo, SF_TRUE));
-    if (mFile == nullptr)
-      refuse(path.where, std::string("no sound file that can be read (") + sf_strerror(nullptr) + ")");
-    if (mInfo.channels < 1 || mInfo.channels > static_cast<int>(backend::DeviceFormat::maxChannels)) {
-      refuse(path.where, std::to_string(mInfo.channels) + " channels; a device has 64 at most");
-    }
-    if (mInfo.samplerate < 1 || mInfo.samplerate > static_cast<int>(DeviceSettings::mostRate)) {
-      refuse(path.where, std::to_string(mInfo.samplerate) + " Hz; a device runs at 1 to 768000 Hz");
-    }
-    mBlockFrames = blockSamples / mInfo.channels;
-    mInterleaved.resize(blockSamples);
-  }
-
-  std::optional<Format> format() const override {
-    return Format{static_cast<std::uint32_t>(mInfo.samplerate), static_cast<std::uint32_t>(mInfo.channels)};
-  }
-
-  std::uint32_t read(std::span<float* const> planes, std::uint32_t frames) override {
-    std::uint32_t done = 0;
-    while (done < frames && fillBlock()) {
-      const auto part = std::min(frames - done, mBlockEnd - mBlockNext);
-      const std::size_t blockStart = std::size_t{mBlockNext} * planes.size();
-      host::deinterleave(mInterleaved.data() + blockStart, planes, done, part);
-      mBlockNext += part;
-      done += part;
-    }
-    fillBlock();  // So that the end is known with the last frame, not one slice later.
-    return done;
-  }
-
-  bool atEnd() const override { return mEnded && mBlockNext == mBlockEnd; }
-
- private:
-  /// 128 KiB: with less the calls of the system show, with more the block leaves the cache.
-  static constexpr int blockSamples = 32768;
-
-  struct Close {
-    void operator()(SNDFILE* file) const { sf_close(file); }
-  };
-
-  /// Makes sure that the block holds a frame; false at the end of the file.
-  bool fillBlock() {
-    if (mBlockNext < mBlockEnd) return true;
-    mBlockNext = 0;
-    mBlockEnd = static_cast<std::uint32_t>(
-        std::max<sf_count_t>(0, sf_readf_float(mFile.get(), mInterleaved.data(), mBlockFrames)));
-    mEnded = mBlockEnd == 0;
-    return !mEnded;
-  }
-
-  SF_INFO mInfo{};
-  std::optional<host::ReadFile> mRead;
-  std::unique_ptr<SNDFILE, Close> mFile;
-  std::vector<float> mInterleaved;
-  sf_count_t mBlockFrames = 0;
-  std::uint32_t mBlockNext = 0;
-  std::uint32_t mBlockEnd = 0;
-  bool mEnded = false;
-};
-
 constexpr std::string_view toneWord = "tone:";
 constexpr std::string_view seededNoiseWord = "noise:";
 
-/// Reads the whole of `text` as a number in [least, most].
-double parseNumber(const std::string& where, std::string_view text, const char* what, double least, double most) {
+/// Reads the whole of `text` as a number in [min, max].
+double parseNumber(const std::string& where, std::string_view text, const char* what, double min, double max) {
   double number = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (error != std::errc() || end != text.data() + text.size() || !(number >= least && number <= most)) {
-    refuse(where, std::string("the ") + what + " is a number from " + platform::numberText(least) + " to " +
-                      platform::numberText(most));
+  if (error != std::errc() || end != text.data() + text.size() || !(number >= min && number <= max)) {
+    refuse(where, std::string("the ") + what + " is a number from " + platform::numberText(min) + " to " +
+                      platform::numberText(max));
   }
   return number;
 }
@@ -193,7 +128,7 @@ std::unique_ptr<Microphone> makeTone(const std::string& where, std::string_view 
   const double amplitude = colon == std::string_view::npos
                                ? defaultAmplitude
                                : parseNumber(where, arguments.substr(colon + 1), "amplitude", 0, 1);
-  return std::make_unique<Tone>(frequency, amplitude);
+  return std::make_unique<Tone>(where, frequency, amplitude);
 }
 
 std::unique_ptr<Microphone> makeNoise(const std::string& where, std::string_view arguments) {
@@ -214,7 +149,7 @@ std::unique_ptr<Microphone> makeMicrophone(const Given<std::string>& text) {
   if (view == "noise") return std::make_unique<Noise>(0);
   if (view.starts_with(toneWord)) return makeTone(text.where, view.substr(toneWord.size()));
   if (view.starts_with(seededNoiseWord)) return makeNoise(text.where, view.substr(seededNoiseWord.size()));
-  return std::make_unique<SoundFile>(text);
+  return std::make_unique<MicrophoneFile>(text);
 }
 
 bool isMicrophoneFile(std::string_view text) {

@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "platform/Failure.h"
 #include "platform/simulated/device/DeviceSettings.h"
 
 namespace orvane::simulated {
@@ -23,12 +24,15 @@ class Microphone {
   virtual ~Microphone() = default;
 
   virtual std::optional<Format> format() const { return std::nullopt; }
-  /// Told before the first `read` what the device runs at, and how many channels its speaker has.
+  /// Called before the first `read` with the device's rate, in hertz, and the channels of its speaker. Throws
+  /// `platform::PlatformException` if the microphone cannot work at that rate.
   virtual void prepare(std::uint32_t /*rate*/, std::uint32_t /*outputs*/) {}
   /// Fills `frames` frames of each plane and returns how many there were; fewer only at the end.
   virtual std::uint32_t read(std::span<float* const> planes, std::uint32_t frames) = 0;
   /// Whether nothing more will come.
   virtual bool atEnd() const { return false; }
+  /// Why nothing more comes (`invalidFile`, `ioFailure`), once `atEnd`; nothing if the end is regular.
+  virtual std::optional<platform::Failure> failure() const { return std::nullopt; }
   /// What the speaker has just played.
   virtual void hear(std::span<const float* const> /*planes*/, std::uint32_t /*frames*/) {}
 };
@@ -40,7 +44,8 @@ class Microphone {
 /// - `noise[:SEED]`: uniform over [-1, 1), the same for the same seed (0 unless given, to 2^64 - 1);
 /// - `loop`: what the speaker plays, one slice later;
 /// - anything else: the path of a sound file that libsndfile reads. Samples come as they are in it: integers scaled to
-///   full scale 1.0, floats untouched. A file named like one of the above is given with its folder (`./silence`).
+///   full scale 1.0, floats untouched. A file named like one of the above is given with its folder (`./silence`). One
+///   that is shorter than its header declares is refused.
 ///
 /// Throws `platform::PlatformException` that says where the text was given and what is wrong with it.
 std::unique_ptr<Microphone> makeMicrophone(const Given<std::string>& text);

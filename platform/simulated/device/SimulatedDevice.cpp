@@ -1,11 +1,10 @@
 #include "platform/simulated/device/SimulatedDevice.h"
 
-#include <sndfile.h>
-
 #include <algorithm>
 #include <iterator>
 #include <utility>
 
+#include "platform/host/files/WaveFile.h"
 #include "platform/simulated/device/SpeakerFile.h"
 #include "platform/simulated/scenario/Refuse.h"
 
@@ -56,7 +55,6 @@ std::string speakerPath(const DeviceSettings& settings, std::uint32_t outputs) {
   if (!settings.speaker || !isSpeakerFile(settings.speaker->value)) return {};
   if (outputs == 0) refuse(settings.speaker->where, "a device with outputs=0 has no speaker");
   checkSpeakerFile(*settings.speaker);
-  if (settings.microphone) keepFromSpeaker(settings.microphone->value, "the microphone's file", *settings.speaker);
   return settings.speaker->value;
 }
 
@@ -109,13 +107,18 @@ std::optional<Failure> SimulatedDevice::start(backend::DeviceCallback& callback)
 
 std::optional<Failure> SimulatedDevice::openSpeaker() {
   if (mSpeakerPath.empty() || mSpeaker) return std::nullopt;
-  const host::SoundFileFormat file{
-      .libraryFormat = SF_FORMAT_WAV | SF_FORMAT_FLOAT, .sampleRate = mFormat.sampleRate, .channels = mFormat.outputs};
-  Failure failure;
-  mSpeaker = host::SoundFileWriter::create(mSpeakerPath, file, mFormat.sliceFrames, mContext, failure);
-  if (mSpeaker) return std::nullopt;
-  failure.reason = "the speaker's file cannot be written: " + failure.reason;
-  return failure;
+  const auto failed = [](Failure failure) {
+    failure.reason = "the speaker's file cannot be written: " + failure.reason;
+    return failure;
+  };
+  auto container =
+      host::WaveFile::make(mSpeakerPath, host::WaveFile::Encoding::float32, {mFormat.sampleRate, mFormat.outputs});
+  if (!container) return failed(container.failure());
+  auto speaker = host::SoundFileWriter::create({.path = mSpeakerPath, .maxFrames = mFormat.sliceFrames},
+                                               std::move(*container), mContext);
+  if (!speaker) return failed(speaker.failure());
+  mSpeaker = std::move(*speaker);
+  return std::nullopt;
 }
 
 void SimulatedDevice::stop() {
@@ -152,7 +155,8 @@ std::optional<HostTime> SimulatedDevice::runSlice() {
   const std::uint32_t frames = capture();
   if (frames > 0) callBack(frames);
   if (mInputOver) {
-    endBy(DeviceEnd::inputEnded, {});
+    auto lost = failure();
+    endBy(lost ? DeviceEnd::failed : DeviceEnd::inputEnded, std::move(lost));
     return std::nullopt;
   }
   return nextSliceTime();
@@ -168,7 +172,8 @@ std::optional<Failure> SimulatedDevice::failure() const {
       return Failure{status::deviceLost, "the microphone was unplugged"};
     }
   }
-  return std::nullopt;
+  const std::lock_guard lock(mMutex);
+  return mInputTaken ? mMicrophoneFailure : std::nullopt;
 }
 
 /// Ends the run where a fault does; false where the device goes on.
@@ -220,12 +225,24 @@ void SimulatedDevice::passUnheard(std::uint64_t frames, const std::string& why) 
 std::uint32_t SimulatedDevice::capture() {
   const bool unplugged = mFaults->isInForce(Fault::Kind::microphoneUnplugged);
   const std::uint32_t captured = unplugged ? 0 : mMicrophone->read(mInputs.planes(), mFormat.sliceFrames);
-  if (!unplugged && mMicrophone->atEnd() && !mCallback->inputEnded()) {
+  if (!unplugged && mMicrophone->atEnd() && endsWithInput()) {
     mInputOver = true;
     return captured;
   }
   for (float* plane : mInputs.planes()) std::fill(plane + captured, plane + mFormat.sliceFrames, 0.0F);
   return mFormat.sliceFrames;
+}
+
+/// Whether the run is over now that the microphone is at its end.
+bool SimulatedDevice::endsWithInput() {
+  auto failed = mMicrophone->failure();
+  if (!failed) return !mCallback->inputEnded();
+  const std::lock_guard lock(mMutex);
+  if (!mMicrophoneFailure && !mInputTaken) {
+    mContext->log->write(platform::LogLevel::warning, failed->reason + ": the input is silent");
+  }
+  mMicrophoneFailure = std::move(failed);
+  return mInputTaken;
 }
 
 void SimulatedDevice::callBack(std::uint32_t frames) {

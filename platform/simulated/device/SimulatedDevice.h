@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -25,7 +26,8 @@ namespace orvane::simulated {
 /// Effects of faults:
 ///
 /// - a lost device or server ends the run when the fault's time comes, and refuses later starts;
-/// - without its microphone the device delivers silence, and ends like a lost one where a client takes the input;
+/// - without its microphone the device delivers silence, and ends like a lost one where a client takes the input. So it
+///   does when the microphone's file cannot be read any further;
 /// - a stalled device drops the slice that is due next and all after it, at a later start too;
 /// - missing frames take the place of the slice that is due next: they pass by, that slice comes as much later, and its
 ///   time stamps have jumped.
@@ -52,6 +54,7 @@ class SimulatedDevice final : public backend::AudioDevice {
   void resynchronise();
   void passUnheard(std::uint64_t frames, const std::string& why);
   std::uint32_t capture();
+  bool endsWithInput();
   void callBack(std::uint32_t frames);
   void endBy(platform::DeviceEnd end, std::optional<platform::Failure> failure);
   std::optional<platform::Failure> failure() const;
@@ -75,6 +78,8 @@ class SimulatedDevice final : public backend::AudioDevice {
   std::vector<Fault> mDiscontinuities;  ///< Those to come, the next one last.
   bool mInputOver = false;              ///< The slice being captured is the last.
   bool mSilenceSaid = false;
+  mutable std::mutex mMutex;
+  std::optional<platform::Failure> mMicrophoneFailure;  ///< With the mutex.
 
   std::atomic<bool> mRunning = false;
   std::atomic<bool> mInputTaken = false;

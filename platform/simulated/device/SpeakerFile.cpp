@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <system_error>
 
+#include "platform/host/files/FileRegistry.h"
 #include "platform/simulated/scenario/Refuse.h"
 
 namespace orvane::simulated {
@@ -28,11 +29,7 @@ void checkSpeakerFile(const Given<std::string>& speaker) {
   refuseOn(fs::exists(facts) && !fs::is_regular_file(facts), "it is not a regular file");
   const bool mayWrite = fs::exists(facts) ? access(path.c_str(), W_OK) == 0 : access(folder.c_str(), W_OK | X_OK) == 0;
   refuseOn(!mayWrite, std::generic_category().message(errno));
-}
-
-void keepFromSpeaker(const std::string& path, const std::string& what, const Given<std::string>& speaker) {
-  std::error_code ignored;
-  if (fs::equivalent(path, speaker.value, ignored)) refuse(speaker.where, "the speaker would overwrite " + what);
+  if (const auto read = host::ReadClaim::nameAt(path)) refuse(speaker.where, "the speaker would overwrite " + *read);
 }
 
 }  // namespace orvane::simulated

@@ -8,7 +8,7 @@
 #include <cmath>
 #include <functional>
 #include <limits>
-#include <variant>
+#include <utility>
 
 #include "platform/PlatformException.h"
 #include "platform/backend/AudioDevice.h"
@@ -34,8 +34,8 @@ std::string sourceOf(const fs::path& file) {
 
 // ---- audio
 
-Given<std::uint32_t> readCount(const ScenarioNode& node, std::uint32_t least, std::uint32_t most) {
-  return {static_cast<std::uint32_t>(node.wholeNumber(least, most)), node.where()};
+Given<std::uint32_t> readCount(const ScenarioNode& node, std::uint32_t min, std::uint32_t max) {
+  return {static_cast<std::uint32_t>(node.wholeNumber(min, max)), node.where()};
 }
 
 Given<bool> readPace(const ScenarioNode& node) {
@@ -51,7 +51,7 @@ Given<std::string> readPath(const ScenarioNode& node, const char* wanted) {
 }
 
 constexpr std::array<ScenarioKey<DeviceSettings>, 7> audioKeys{{
-    {"rate", [](auto& device, auto& node) { device.rate = readCount(node, 0, DeviceSettings::mostRate); }},
+    {"rate", [](auto& device, auto& node) { device.rate = readCount(node, 0, DeviceSettings::maxRate); }},
     {"inputs", [](auto& device, auto& node) { device.inputs = readCount(node, 0, DeviceFormat::maxChannels); }},
     {"outputs", [](auto& device, auto& node) { device.outputs = readCount(node, 0, DeviceFormat::maxChannels); }},
     {"slice", [](auto& device, auto& node) { device.slice = readCount(node, 1, DeviceFormat::maxSliceFrames); }},
@@ -207,13 +207,11 @@ constexpr std::array<ScenarioKey<Scenario>, 3> scenarioKeys{{
     {"faults", [](auto& scenario, auto& node) { readFaults(scenario.faults, node); }},
 }};
 
-std::string readText(const std::string& path) {
-  auto opened = host::openToRead(path);
-  if (const auto* failure = std::get_if<platform::Failure>(&opened)) refuse(sourceOf(path), failure->reason);
+std::string readText(const std::string& path, int file) {
   std::string text(Scenario::maxBytes + 1, '\0');
   std::size_t size = 0;
   while (size < text.size()) {
-    const ssize_t count = read(std::get<host::FileDescriptor>(opened).get(), text.data() + size, text.size() - size);
+    const ssize_t count = read(file, text.data() + size, text.size() - size);
     if (count == 0) break;
     if (count < 0 && errno != EINTR) refuse(sourceOf(path), host::systemFailure(path, errno).reason);
     size += static_cast<std::size_t>(std::max<ssize_t>(count, 0));
@@ -247,11 +245,15 @@ Scenario parseScenario(std::string_view text, const fs::path& file) {
 }
 
 Scenario readScenario(const std::string& path) {
-  Scenario scenario = parseScenario(readText(path), path);
-  if (scenario.device.microphone) makeMicrophone(*scenario.device.microphone);
+  auto opened = host::openToRead(path);
+  if (!opened) refuse(sourceOf(path), opened.failure().reason);
+  const auto file = std::make_shared<const host::ReadClaim>(std::move(*opened), "the scenario");
+  Scenario scenario = parseScenario(readText(path, file->descriptor()), path);
+  scenario.file = file;
+  // Kept until the speaker is checked, so that it cannot be the same file.
+  const auto microphone = scenario.device.microphone ? makeMicrophone(*scenario.device.microphone) : nullptr;
   if (const auto& speaker = scenario.device.speaker; speaker && isSpeakerFile(speaker->value)) {
     checkSpeakerFile(*speaker);
-    keepFromSpeaker(path, "the scenario", *speaker);
   }
   return scenario;
 }

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -9,6 +10,7 @@
 
 #include "platform/Clock.h"
 #include "platform/Status.h"
+#include "platform/host/files/FileRegistry.h"
 #include "platform/simulated/device/DeviceSettings.h"
 
 namespace orvane::simulated {
@@ -38,6 +40,7 @@ struct Fault {
 /// The content of a scenario file.
 struct Scenario {
   DeviceSettings device;
+  std::shared_ptr<const host::ReadClaim> file;  ///< The file that it was read from, if any.
   std::vector<Fault> faults;  ///< By time; those of one time in the order of the file. Refusals of sessions among them.
 
   static constexpr std::size_t maxBytes = std::size_t{1} << 20;
@@ -49,8 +52,9 @@ struct Scenario {
 /// and says what would be right.
 Scenario parseScenario(std::string_view text, const std::filesystem::path& file);
 
-/// Reads a scenario's file, and looks at the files that it names: the microphone's must be a sound file, the speaker's
-/// one that can be written. Writes nothing. Throws as `parseScenario` does.
+/// Reads a scenario's file, which no writer opens while the result lives, and checks the files that it names: the
+/// microphone's must be a sound file, the speaker's one that can be written. Writes nothing. Throws as `parseScenario`
+/// does.
 Scenario readScenario(const std::string& path);
 
 }  // namespace orvane::simulated

@@ -13,8 +13,8 @@ using platform::Value;
 
 /// Text from a file as a message can show it: on one line, and not for pages.
 std::string shown(const std::string& text) {
-  constexpr std::size_t mostBytes = 80;
-  std::size_t end = std::min(text.size(), mostBytes);
+  constexpr std::size_t maxBytes = 80;
+  std::size_t end = std::min(text.size(), maxBytes);
   const auto isInsideCharacter = [&] { return end < text.size() && (static_cast<unsigned char>(text[end]) >> 6) == 2; };
   while (end > 0 && isInsideCharacter()) --end;
   std::string result = text.substr(0, end);
@@ -71,25 +71,25 @@ const std::string& ScenarioNode::text() const {
   return *text;
 }
 
-double ScenarioNode::number(double least, double most, const std::string& unit) const {
+double ScenarioNode::number(double min, double max, const std::string& unit) const {
   const auto* whole = mValue.as<std::int64_t>();
   const auto* fraction = mValue.as<double>();
   const double number = whole != nullptr ? static_cast<double>(*whole) : fraction != nullptr ? *fraction : NAN;
-  if (!(number >= least && number <= most)) {
-    need("a number of " + unit + " from " + platform::numberText(least) + " to " + platform::numberText(most));
+  if (!(number >= min && number <= max)) {
+    need("a number of " + unit + " from " + platform::numberText(min) + " to " + platform::numberText(max));
   }
   return number;
 }
 
-std::int64_t ScenarioNode::wholeNumber(std::int64_t least, std::int64_t most) const {
-  const std::string wanted = "a whole number from " + std::to_string(least) + " to " + std::to_string(most);
+std::int64_t ScenarioNode::wholeNumber(std::int64_t min, std::int64_t max) const {
+  const std::string wanted = "a whole number from " + std::to_string(min) + " to " + std::to_string(max);
   if (const auto* whole = mValue.as<std::int64_t>()) {
-    if (*whole < least || *whole > most) need(wanted);
+    if (*whole < min || *whole > max) need(wanted);
     return *whole;
   }
   const auto* fraction = mValue.as<double>();
   const bool isWhole = fraction != nullptr && *fraction == std::trunc(*fraction) &&
-                       *fraction >= static_cast<double>(least) && *fraction <= static_cast<double>(most);
+                       *fraction >= static_cast<double>(min) && *fraction <= static_cast<double>(max);
   if (!isWhole) need(wanted);
   return static_cast<std::int64_t>(*fraction);
 }

@@ -26,9 +26,9 @@ class ScenarioNode {
   std::vector<ScenarioNode> members() const;
   std::vector<ScenarioNode> items() const;
   const std::string& text() const;
-  double number(double least, double most, const std::string& unit) const;
+  double number(double min, double max, const std::string& unit) const;
   /// A float without a fraction is a whole number too.
-  std::int64_t wholeNumber(std::int64_t least, std::int64_t most) const;
+  std::int64_t wholeNumber(std::int64_t min, std::int64_t max) const;
 
   /// The key under which a member stands.
   const std::string& key() const { return mKey; }

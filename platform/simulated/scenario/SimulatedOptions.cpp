@@ -14,7 +14,7 @@ namespace orvane::simulated {
 namespace {
 
 /// Longer texts are nobody's command line.
-constexpr std::size_t mostBytes = 65536;
+constexpr std::size_t maxBytes = 65536;
 
 /// One pair as it stands in the text.
 struct Pair {
@@ -27,12 +27,12 @@ struct Pair {
 using MaybeNumber = DeviceSettings::MaybeGiven<std::uint32_t>;
 using MaybeText = DeviceSettings::MaybeGiven<std::string>;
 
-MaybeNumber parseNumber(const Pair& pair, std::uint32_t least, std::uint32_t most) {
+MaybeNumber parseNumber(const Pair& pair, std::uint32_t min, std::uint32_t max) {
   std::uint32_t number = 0;
   const char* const textEnd = pair.value.data() + pair.value.size();
   const auto [end, error] = std::from_chars(pair.value.data(), textEnd, number);
-  if (error != std::errc() || end != textEnd || number < least || number > most) {
-    refuse(pair.where(), "a whole number from " + std::to_string(least) + " to " + std::to_string(most) + " is needed");
+  if (error != std::errc() || end != textEnd || number < min || number > max) {
+    refuse(pair.where(), "a whole number from " + std::to_string(min) + " to " + std::to_string(max) + " is needed");
   }
   return Given<std::uint32_t>{number, pair.where()};
 }
@@ -44,9 +44,28 @@ DeviceSettings::MaybeGiven<bool> parsePace(const Pair& pair) {
   return Given<bool>{pair.value == "fast", pair.where()};
 }
 
+/// The text with "\\," as a comma and "\\\\" as a backslash; other backslashes stand for themselves.
+std::string unescaped(std::string_view text) {
+  std::string result;
+  for (std::size_t index = 0; index < text.size(); ++index) {
+    const bool isEscape =
+        text[index] == '\\' && index + 1 < text.size() && (text[index + 1] == ',' || text[index + 1] == '\\');
+    if (isEscape) ++index;
+    result += text[index];
+  }
+  return result;
+}
+
 MaybeText parseText(const Pair& pair, std::string_view wanted) {
   if (pair.value.empty()) refuse(pair.where() + " has no value: " + std::string(wanted) + " is needed");
-  return Given<std::string>{std::string(pair.value), pair.where()};
+  return Given<std::string>{unescaped(pair.value), pair.where()};
+}
+
+/// The length of the first pair of a text: up to a comma that is not escaped.
+std::size_t pairLength(std::string_view text) {
+  std::size_t length = 0;
+  while (length < text.size() && text[length] != ',') length += text[length] == '\\' ? 2U : 1U;
+  return std::min(length, text.size());
 }
 
 struct Key {
@@ -54,7 +73,7 @@ struct Key {
   void (*set)(SimulatedOptions&, const Pair&);
 };
 
-constexpr std::uint32_t mostChannels = backend::DeviceFormat::maxChannels;
+constexpr std::uint32_t maxChannels = backend::DeviceFormat::maxChannels;
 
 constexpr std::array<Key, 8> keys{{
     {"mic",
@@ -66,11 +85,11 @@ constexpr std::array<Key, 8> keys{{
        options.device.speaker = parseText(pair, "null or the path of a file to write");
      }},
     {"rate", [](SimulatedOptions& options,
-                const Pair& pair) { options.device.rate = parseNumber(pair, 0, DeviceSettings::mostRate); }},
+                const Pair& pair) { options.device.rate = parseNumber(pair, 0, DeviceSettings::maxRate); }},
     {"inputs",
-     [](SimulatedOptions& options, const Pair& pair) { options.device.inputs = parseNumber(pair, 0, mostChannels); }},
+     [](SimulatedOptions& options, const Pair& pair) { options.device.inputs = parseNumber(pair, 0, maxChannels); }},
     {"outputs",
-     [](SimulatedOptions& options, const Pair& pair) { options.device.outputs = parseNumber(pair, 0, mostChannels); }},
+     [](SimulatedOptions& options, const Pair& pair) { options.device.outputs = parseNumber(pair, 0, maxChannels); }},
     {"slice",
      [](SimulatedOptions& options, const Pair& pair) {
        options.device.slice = parseNumber(pair, 1, backend::DeviceFormat::maxSliceFrames);
@@ -87,7 +106,11 @@ void parsePair(SimulatedOptions& options, std::string_view pair, std::vector<std
   if (key == keys.end()) {
     std::string known;
     for (const Key& each : keys) known += (known.empty() ? "" : ", ") + std::string(each.name);
-    refuse("unknown key \"" + std::string(name) + "\"; the keys are " + known);
+    // What follows a comma in the path of the pair before is taken for a key.
+    const bool mayBePath =
+        !seen.empty() && (equals == std::string_view::npos || name.find_first_of("/. ") < name.size());
+    refuse("unknown key \"" + std::string(name) + "\"; the keys are " + known +
+           (mayBePath ? "; a comma inside a value is written \\," : ""));
   }
   if (equals == std::string_view::npos)
     refuse("\"" + std::string(name) + "\" needs a value: " + std::string(name) + "=…");
@@ -99,14 +122,14 @@ void parsePair(SimulatedOptions& options, std::string_view pair, std::vector<std
 }  // namespace
 
 SimulatedOptions parseSimulatedOptions(std::string_view text) {
-  if (text.size() > mostBytes) refuse("the text is longer than " + std::to_string(mostBytes) + " bytes");
+  if (text.size() > maxBytes) refuse("the text is longer than " + std::to_string(maxBytes) + " bytes");
   SimulatedOptions options;
   std::vector<std::string_view> seen;
   while (!text.empty()) {
-    const std::size_t comma = text.find(',');
-    parsePair(options, text.substr(0, comma), seen);
-    if (comma == std::string_view::npos) break;
-    text.remove_prefix(comma + 1);
+    const std::size_t length = pairLength(text);
+    parsePair(options, text.substr(0, length), seen);
+    if (length == text.size()) break;
+    text.remove_prefix(length + 1);
     if (text.empty()) refuse("there is nothing behind the last comma");
   }
   return options;

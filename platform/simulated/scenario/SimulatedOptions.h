@@ -11,12 +11,12 @@ namespace orvane::simulated {
 /// What the one-line text about a simulated host says.
 struct SimulatedOptions {
   DeviceSettings device;
-  std::optional<std::string> scenario;  ///< The path of a scenario file; what `device` gives goes before it.
+  std::optional<std::string> scenario;  ///< The path of a scenario file; what `device` gives overrides it.
 };
 
-/// Reads `KEY=VALUE[,KEY=VALUE…]`; an empty text gives the defaults. The values of `mic`, `speaker` and `scenario` may
-/// hold any character but a comma. Opens no file. Throws `platform::PlatformException` that names the key and says what
-/// would be right.
+/// Reads `KEY=VALUE[,KEY=VALUE…]`; an empty text gives the defaults. In the values of `mic`, `speaker` and `scenario`
+/// `\,` stands for a comma and `\\` for a backslash. Opens no file. Throws `platform::PlatformException` that names the
+/// key and says what would be right.
 SimulatedOptions parseSimulatedOptions(std::string_view text);
 
 }  // namespace orvane::simulated

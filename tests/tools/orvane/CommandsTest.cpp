@@ -45,7 +45,9 @@ TEST(Commands, EndWithTheStatusAndTheReason) {
       {1, "tone --seconds 1 --simulate rate=0", {"Hardware sample rate is 0.0 after activating session and init"}},
       {1, "meter --simulate rate=0", {notStarted + "start failed: -12"}},
       {1, "record " + old + " --unit xyzw", {"log error: Failure: I/O unit subtype 'xyzw' not found\norvane: I/O"}},
-      {1, "record " + old + " --simulate mic=" + old, {"create failed: -3", "old.wav\" is the microphone's own file"}},
+      {1,
+       "record " + old + " --simulate mic=" + old,
+       {"create failed: -3", "old.wav\" is the microphone's file of this run"}},
       {1,
        "record " + file + " --simulate speaker=" + file,
        {notStarted + "start failed: -3", "being written as another file of"}}};

@@ -40,6 +40,7 @@ TEST_F(FaultRun, EndsWithTheReasonAndWholeFiles) {
       if (command == "tone" && fault == R"("microphone-unplugged")") continue;
       SCOPED_TRACE(command + ": " + fault + " at " + time);
       const std::string frames = time == "0" ? "0" : "23808";
+      for (const std::string& file : {mHeard, mTake}) std::filesystem::remove(file);
       const Ended ended = run(faulty(time, fault), command);
       EXPECT_EQ(ended.status, status);
       EXPECT_THAT(ended.errors, HasSubstr("orvane: " + error + "\n"));
@@ -58,12 +59,42 @@ TEST_F(FaultRun, ADiskThatIsFullEndsARunWithWhatFitted) {
   EXPECT_THAT(ended.errors, EndsWith("writing failed, disk full: \"" + mTake + "\": No space left on device\n"));
   const std::string frames = framesOfWholeFile(mTake);
   EXPECT_GT(std::stoi(frames), 9000) << "what was written in the first 200 ms at least";
-  EXPECT_THAT(ended.output, HasSubstr(R"("type":"RF64","frames":)" + frames + "}"));
-  // What was there stays where nothing could be written in its place.
-  const std::string before = readFile(mTake);
-  const Ended refused = run(faulty("0", R"("disk-full")"), mRecord);
-  EXPECT_THAT(refused.errors, AllOf(HasSubstr("No space left on device\n"), EndsWith("create failed: -4\n")));
-  EXPECT_EQ(readFile(mTake), before);
+  EXPECT_THAT(ended.output, HasSubstr(R"("type":"WAVE","frames":)" + frames + "}"));
+}
+
+TEST_F(FaultRun, ARunThatDoesNotStartLeavesTheFileAsItWas) {
+  const auto refusing = [](const std::string& call) {
+    return faulty("0", R"("refuse","status":-77,"call":")" + call + '"');
+  };
+  const std::tuple<std::string, std::string, std::string> cases[] = {
+      {faulty("0", R"("disk-full")"), "",
+       "No space left on device\nlog error: Failure: ConvertingFile::create failed: -4"},
+      {faulty("0", R"("device-lost")"), "", "the device was lost"},
+      {refusing("UnitService::start"), "", "start failed: -77"},
+      {refusing("ConvertingFile::create"), "", "create failed: -77"},
+      {refusing("ConvertingFile::setClientDataFormat"), "", "client format failed: -77"},
+      {R"("faults":[])", " --session primary --category Playback", "-15"},
+      {R"("faults":[])", " --client-rate 1", "a factor of 256"}};
+  for (const auto& [faults, options, error] : cases) {
+    for (const std::string before : {"none", "", "an old recording"}) {
+      SCOPED_TRACE(faults + options + ": " + before);
+      std::filesystem::remove(mTake);
+      if (before != "none") std::ofstream(mTake) << before;
+      const Ended ended = run(faults, mRecord + options);
+      EXPECT_THAT(ended.status, testing::AnyOf(1, 77));
+      EXPECT_THAT(ended.errors, HasSubstr(error));
+      EXPECT_THAT(ended.output, testing::Not(HasSubstr(R"("file")")));
+      EXPECT_EQ(std::filesystem::exists(mTake) ? readFile(mTake) : "none", before);
+    }
+  }
+  const std::string scenario = mFolder.file("scenario.json");
+  EXPECT_THAT(run(R"("faults":[])", "record --seconds 1 " + scenario).errors,
+              HasSubstr(scenario + "\" is the scenario of this run\n"));
+  EXPECT_THAT(readFile(scenario), testing::StartsWith("{"));
+  // A stall is a run without frames.
+  const Ended stalled = run(faulty("0", R"("stalled")"), mRecord);
+  EXPECT_EQ(readFile(mTake), "an old recording");
+  EXPECT_THAT(stalled.output, testing::Not(HasSubstr(R"("file")")));
 }
 
 TEST_F(FaultRun, ShowsWhatTheScenarioSays) {

@@ -56,7 +56,7 @@ TEST_F(RecordRun, SaysWhatItWrote) {
   const std::string report = R"({"command":"record","host":"simulated","ended":"seconds","seconds":0.5,"frames":16000,)"
                              R"("discontinuities":0,"overruns":0,"hardware":{"input":)" +
                              formatJson(32000, 1) + R"(},"client":{"input":)" + formatJson(16000, 1) +
-                             R"(},"file":{"path":")" + mTake + R"(","type":"RF64","frames":8000}})";
+                             R"(},"file":{"path":")" + mTake + R"(","type":"WAVE","frames":8000}})";
   EXPECT_EQ(runFast(device, arguments + " --json --client-rate 16000"), (Ended{0, report + "\n"}));
   EXPECT_EQ(framesOfWholeFile(mTake), "8000");
   EXPECT_EQ(readSound(mTake).rate, 16000);
@@ -68,7 +68,7 @@ TEST_F(RecordRun, FailsWhereThereIsNoRoomAndKeepsWhatItHas) {
                             " --simulate pace=fast,mic=noise,inputs=7 record --seconds 3 " + mTake);
     EXPECT_EQ(ended.status, 1);
     EXPECT_THAT(ended.errors, testing::EndsWith("orvane: writing failed: \"" + mTake + "\": File too large\n"));
-    EXPECT_EQ(readFile(mTake).size(), 112 + (room - 112) / 14 * 14) << "whole frames behind a header of 112 bytes";
+    EXPECT_EQ(readFile(mTake).size(), 80 + (room - 80) / 14 * 14) << "whole frames behind a header of 80 bytes";
     EXPECT_THAT(ended.errors, HasSubstr("wrote " + framesOfWholeFile(mTake) + " frames"));
   }
   // What would command a terminal is shown by its number, and stands in the object as it is.

@@ -59,6 +59,17 @@ TEST_F(Signal, EndsARunCleanly) {
   }
 }
 
+TEST_F(Signal, AKilledRunLeavesFilesThatOtherProgramsRead) {
+  const std::string take = mFolder.file("take.wav");
+  Program program(ORVANE_TOOL " record " + take + " --simulate mic=noise,speaker=" + mFile);
+  for (const std::string& file : {mFile, take}) await([&] { return readFile(file).size() > 30'000; });
+  EXPECT_GT(readSound(mFile).frames(), 1000U) << "while it grows";
+  std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  program.send(SIGKILL);
+  EXPECT_EQ(program.finish().status, 128 + SIGKILL);
+  for (const std::string& file : {mFile, take}) EXPECT_GT(std::stoi(framesOfWholeFile(file)), 1000) << file;
+}
+
 TEST_F(Signal, EndsARunCleanlyInTheMiddleOfAFault) {
   // Slices of a quarter of a second, so that a stall would be noticed only after two and a half.
   const std::string scenario = mFolder.file("scenario.json");

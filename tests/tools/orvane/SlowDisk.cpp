@@ -9,12 +9,12 @@
 
 // The C library names the parameters by abbreviations.
 // NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name)
-extern "C" ssize_t write(int descriptor, const void* bytes, std::size_t count) {
-  using Write = ssize_t (*)(int, const void*, std::size_t);
-  static const auto next = reinterpret_cast<Write>(dlsym(RTLD_NEXT, "write"));
+extern "C" ssize_t pwrite(int descriptor, const void* bytes, std::size_t count, off_t offset) {
+  using Write = ssize_t (*)(int, const void*, std::size_t, off_t);
+  static const auto next = reinterpret_cast<Write>(dlsym(RTLD_NEXT, "pwrite"));
   static std::atomic<bool> paused = false;
   if (descriptor > STDERR_FILENO && count > 1000 && !paused.exchange(true)) {
     std::this_thread::sleep_for(std::chrono::milliseconds(2500));
   }
-  return next(descriptor, bytes, count);
+  return next(descriptor, bytes, count, offset);
 }

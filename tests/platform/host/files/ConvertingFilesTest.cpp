@@ -31,7 +31,14 @@ StreamFormat int16(double rate, std::uint32_t channels) {
 /// The converting files of a host of their own. At fast pace nothing is written by itself: the caller never waits.
 class ConvertingFilesTest : public testing::Test, protected UnitRig {
  protected:
-  explicit ConvertingFilesTest(const std::string& options = "pace=fast") : UnitRig(options) {}
+  explicit ConvertingFilesTest(const std::string& options = "pace=fast")
+      : UnitRig(options + ",scenario=" + written("{}")) {}
+
+  static std::string written(const std::string& scenario) {
+    static const TemporaryFolder folder;
+    std::ofstream(folder.file("scenario.json")) << scenario;
+    return folder.file("scenario.json");
+  }
 
   struct Wanted {
     std::string path;
@@ -60,6 +67,7 @@ class ConvertingFilesTest : public testing::Test, protected UnitRig {
     return files.writeAsync(file, frames, &list.GetAudioBufferList());
   }
 
+  const std::string scenario = written("{}");
   TemporaryFolder folder;
   ConvertingFile& files = *host.convertingFiles;
 };
@@ -113,7 +121,7 @@ TEST_F(ConvertingFilesTest, WhatCannotBeMadeIsRefusedAndHarmsNothing) {
   const int other = open(old.c_str(), O_RDONLY | O_CLOEXEC);
   ASSERT_EQ(flock(other, LOCK_EX), 0);
   EXPECT_EQ(create({old}, file), status::noPermission);
-  EXPECT_THAT(log, HasSubstr("is being written by another program"));
+  EXPECT_THAT(log, HasSubstr("is in use by another program"));
   EXPECT_EQ(readSound(old).samples, Samples{0.25F});
   close(other);
 
@@ -158,18 +166,81 @@ TEST_F(ConvertingFilesTest, AFileIsWrittenThroughItsLatestHandleAlone) {
     const Handle earlier = std::exchange(latest, make(name, 2));
     EXPECT_EQ(write(earlier, Planes(earlier == first ? 1 : 2, {0.75F})), 0) << "goes nowhere";
     write(latest, {{0.5F, 0.5F}, {-0.5F, -0.5F}});
+    EXPECT_EQ(readSound(path).samples, earlier == first ? Samples(20'000, 0.25F) : (Samples{0.5F, -0.5F, 0.5F, -0.5F}))
+        << "the earlier recording stays until the caller waits or disposes";
     EXPECT_EQ(files.dispose(earlier), 0);
-    EXPECT_THAT(readSound(path).samples, testing::IsEmpty())
-        << "nothing is written before the caller waits or disposes";
   }
   // Another file at the same path is another file: the old one goes on without its name.
   std::filesystem::remove(path);
   const Handle other = make(path, 1);
+  EXPECT_EQ(readSound(path).samples, Samples{});
   write(latest, {{0.125F}, {0}});
   EXPECT_EQ(files.dispose(other), 0);
   EXPECT_EQ(files.dispose(latest), 0);
-  EXPECT_EQ(readSound(path).samples, Samples{});
   EXPECT_EQ(readSound(folder.file("twin")).samples, (Samples{0.5F, -0.5F, 0.5F, -0.5F, 0.125F, 0}));
+}
+
+/// Limits the size of files that this process writes, in bytes.
+struct FileSizeLimit {
+  explicit FileSizeLimit(rlim_t bytes) {
+    std::signal(SIGXFSZ, SIG_IGN);
+    getrlimit(RLIMIT_FSIZE, &before);
+    const rlimit small{.rlim_cur = bytes, .rlim_max = before.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &small);
+  }
+  ~FileSizeLimit() { setrlimit(RLIMIT_FSIZE, &before); }
+  rlimit before{};
+};
+
+TEST_F(ConvertingFilesTest, WhatWasThereStaysUntilSoundIsWritten) {
+  const std::string path = folder.file("take.wav");
+  std::filesystem::create_symlink(path, folder.file("link"));
+  const auto content = [&] { return std::filesystem::exists(path) ? readFile(path) : "none"; };
+  for (const std::string before : {"none", "", "an old recording"}) {
+    SCOPED_TRACE(before);
+    const auto restore = [&] {
+      std::filesystem::remove(path);
+      if (before != "none") std::ofstream(path) << before;
+    };
+    restore();
+    const Handle first = make(path, 1);
+    EXPECT_EQ(content() == before, before == "an old recording") << "a file without content is a WAVE file at once";
+    const Handle last = make(folder.file("link"), 2);
+    waiter->wait(1s);
+    EXPECT_EQ(files.dispose(last), 0);
+    EXPECT_EQ(content(), before) << "no sound came, and no device ran";
+    EXPECT_EQ(files.dispose(first), 0);
+    EXPECT_EQ(content(), before);
+
+    // No room for the headers, then none for a frame behind them.
+    Handle file{};
+    {
+      const FileSizeLimit limit(50);
+      const bool isKnown = before != "an old recording";
+      EXPECT_EQ(create({path, int16(48000, 1)}, file), isKnown ? status::ioFailure : 0) << log;
+      EXPECT_EQ(content(), before);
+      files.dispose(file);
+    }
+    file = make(path, 1);
+    const FileSizeLimit limit(81);
+    write(file, {{0.5F, 0.5F}});
+    EXPECT_EQ(files.dispose(file), 0);
+    EXPECT_TRUE(content() == before || before == "an old recording");
+    EXPECT_EQ(host.fileReport->writeFailure()->status, status::ioFailure);
+  }
+  EXPECT_THAT(host.fileReport->writtenFiles(), testing::IsEmpty());
+}
+
+TEST_F(ConvertingFilesTest, WhatTheHostReadsIsNotOverwritten) {
+  std::filesystem::create_hard_link(scenario, folder.file("twin"));
+  Handle file{};
+  EXPECT_EQ(create({folder.file("twin")}, file), status::noPermission);
+  EXPECT_THAT(log, HasSubstr("twin\" is the scenario of this run"));
+  const int other = open(scenario.c_str(), O_RDONLY | O_CLOEXEC);
+  EXPECT_EQ(flock(other, LOCK_EX | LOCK_NB), -1) << "nor by another process";
+  EXPECT_EQ(flock(other, LOCK_SH | LOCK_NB), 0) << "which may read it";
+  close(other);
+  EXPECT_EQ(readFile(scenario), "{}");
 }
 
 TEST_F(ConvertingFilesTest, AWriterThatIsTwoSecondsBehindDropsWholeSlicesAndCountsThem) {
@@ -193,18 +264,13 @@ struct RunningConvertingFilesTest : ConvertingFilesTest {
 
 TEST_F(RunningConvertingFilesTest, ANoticeOfAFailedWriteMayDisposeTheFile) {
   const Handle file = make(folder.file("take.wav"), 1);
-  std::signal(SIGXFSZ, SIG_IGN);
-  rlimit before{};
-  getrlimit(RLIMIT_FSIZE, &before);
-  const rlimit small{.rlim_cur = 100, .rlim_max = before.rlim_max};
-  setrlimit(RLIMIT_FSIZE, &small);
+  const FileSizeLimit limit(100);
   const auto notice = control.onWriteFailure([&] {
     EXPECT_EQ(files.dispose(file), 0);
     waiter->signal();
   });
   write(file, {Samples(4000)});
   EXPECT_TRUE(waiter->wait(10s));
-  setrlimit(RLIMIT_FSIZE, &before);
 }
 
 TEST_F(RunningConvertingFilesTest, AFileChangesHandsWhileItIsWritten) {

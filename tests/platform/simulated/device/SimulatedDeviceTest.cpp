@@ -91,6 +91,22 @@ TEST(Fault, AnUnpluggedMicrophoneEndsTheRunOnceSomebodyTakesTheInput) {
   rig.host.units->dispose(listener);
 }
 
+TEST(Fault, AMicrophonesFileThatBreaksOffFailsTheDevice) {
+  const TemporaryFolder folder;
+  const std::string file = folder.file("mic.wav");
+  writeSound(file, {.samples = std::vector<float>(100'000, 0.25F)});
+  UnitRig rig("pace=fast,mic=" + file);
+  std::filesystem::resize_file(file, std::filesystem::file_size(file) - 4 * 40'000);
+  rig.playSilence();
+  rig.run(2s);
+  EXPECT_EQ(rig.report.deviceEnd(), DeviceEnd::none) << "nobody takes the input";
+  EXPECT_THAT(rig.log, HasSubstr("and ends at frame 60000: the input is silent"));
+  rig.takeInput();
+  rig.host.units->stop(rig.unit);
+  EXPECT_EQ(rig.run(2s), status::invalidFile);
+  EXPECT_EQ(rig.report.deviceFailure()->status, status::invalidFile);
+}
+
 TEST(Fault, AFullDiskIsToldHoweverLateSomebodyAsks) {
   const TemporaryFolder folder;
   FaultyRig rig(R"({"at":0.1,"fault":"disk-full"})", "pace=fast,speaker=" + folder.file("heard.wav"));

@@ -24,6 +24,9 @@ TEST(SimulatedOptions, WhatIsWrongIsRefusedByItsKey) {
   const test::TemporaryFolder folder;
   const std::string file = folder.file("mic.wav");
   test::writeSound(file, {.rate = 44100, .channels = 1, .samples = {0, 0}});
+  test::writeSound(folder.file("a,b.wav"), {.rate = 8000, .channels = 1, .samples = {0}});
+  test::writeSound(folder.file("wide.wav"), {.rate = 48000, .channels = 65, .samples = std::vector<float>(65)});
+  test::writeSound(folder.file("quick.wav"), {.rate = 768001, .channels = 1, .samples = {0}});
   const Cases cases{
       {"colour=red", "unknown key \"colour\"; the keys are mic, speaker, rate, inputs, outputs, slice, pace"},
       {"rate", "\"rate\" needs a value"},
@@ -34,12 +37,22 @@ TEST(SimulatedOptions, WhatIsWrongIsRefusedByItsKey) {
       {"slice=0", "slice=0: a whole number from 1 to 8192"},
       {"pace=slow", "pace=slow: the pace is real or fast"},
       {"rate=1,rate=2", "\"rate\" is given twice"},
+      {"mic=a,b.wav",
+       "unknown key \"b.wav\"; the keys are mic, speaker, rate, inputs, outputs, slice, pace, scenario; a "
+       "comma inside a value is written \\,"},
+      {R"(mic=/no\,such\\file\x.wav)", R"("/no,such\file\x.wav": No such file)"},
+      {R"(mic=/no\\,rate=x)", "rate=x: a whole number"},
+      {"mic=/no\\", R"("/no\": No such file)"},
       {"rate=1,", "nothing behind the last comma"},
       {",rate=1", "unknown key \"\""},
       {"mic=", "mic= has no value"},
       {"mic=/no/such/file.wav", "mic=/no/such/file.wav: \"/no/such/file.wav\": No such file"},
       {"mic=" + folder.path().string(), "not a regular file"},
       {"mic=tone:nan", "the frequency in hertz is a number from 0 to 384000"},
+      {"mic=tone:24001", "mic=tone:24001: at a rate of 48000 Hz a tone has at most 24000 Hz, not 24001"},
+      {"mic=tone:500,rate=999", "at a rate of 999 Hz a tone has at most 499.5 Hz"},
+      {"mic=" + folder.file("wide.wav"), "65 channels; a device has 64 at most"},
+      {"mic=" + folder.file("quick.wav"), "768001 Hz; a device runs at 1 to 768000 Hz"},
       {"mic=tone:440:2", "the amplitude is a number from 0 to 1"},
       {"mic=noise:x", "the seed is a whole number"},
       {"speaker=" + folder.path().string(), "it is not a regular file"},
@@ -49,7 +62,10 @@ TEST(SimulatedOptions, WhatIsWrongIsRefusedByItsKey) {
       {"scenario=" + folder.file("no.json"), "no.json\": No such file"}};
   for (const auto& [options, reason] : cases) EXPECT_THAT(refusalOf(options), HasSubstr(reason)) << options;
   EXPECT_THAT(refusalOf(std::string(65536, ',')), HasSubstr("unknown key"));
-  EXPECT_EQ(refusalOf("rate=44100,inputs=1,mic=" + file), "");
+  for (const std::string& options :
+       {"rate=44100,inputs=1,mic=" + file, "mic=" + folder.file("a\\,b.wav") + ",rate=8000",
+        std::string("mic=tone:24000"), std::string("mic=tone:24001,rate=0")})
+    EXPECT_EQ(refusalOf(options), "");
 }
 
 TEST(Scenario, WhatIsWrongIsRefusedByItsPlace) {

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/host/Result.h"
+#include "platform/host/files/OutputContainer.h"
+
+namespace orvane::host {
+
+/// A WAVE file of 16-bit integers or 32-bit floats that is being written; RF64 as soon as its size exceeds the 4 GiB
+/// that a WAVE header can express. libsndfile writes neither an extension field for float formats nor a channel mask
+/// that its own reader accepts, hence the header of our own: other programs read it without a warning.
+class WaveFile final : public OutputContainer {
+ public:
+  enum class Encoding { int16, float32 };
+
+  static constexpr std::uint32_t waveType = 0x57415645;
+  static constexpr std::uint32_t rf64Type = 0x52463634;
+
+  /// Takes 1 to 256 channels at a whole number of hertz from 1 to 6144000; anything else is `unsupportedFormat`. The
+  /// path is for messages.
+  static Result<std::unique_ptr<OutputContainer>> make(std::string path, Encoding encoding, SoundShape shape);
+
+  SoundShape shape() const override { return mShape; }
+  std::optional<platform::Failure> begin(int descriptor) override;
+  std::optional<platform::Failure> write(const SliceQueue::Block& block) override;
+  std::optional<platform::Failure> refreshHeader() override;
+  std::optional<platform::Failure> finish() override { return refreshHeader(); }
+  std::uint64_t frames() const override { return mFrames; }
+  std::uint32_t type() const override;
+
+ private:
+  WaveFile(std::string path, Encoding encoding, SoundShape shape);
+  std::size_t sampleBytes() const { return mEncoding == Encoding::int16 ? sizeof(std::int16_t) : sizeof(float); }
+  std::size_t frameBytes() const { return sampleBytes() * mShape.channels; }
+  std::string header() const;
+  const char* encode(const SliceQueue::Block& block);
+
+  const std::string mPath;
+  const Encoding mEncoding;
+  const SoundShape mShape;
+  std::vector<std::int16_t> m16Bit;
+  std::vector<float> mFloats;
+  int mFile = -1;
+  std::uint64_t mFrames = 0;
+};
+
+}  // namespace orvane::host

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <sndfile.h>
+
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "platform/host/files/FileRegistry.h"
+#include "platform/simulated/device/Microphone.h"
+
+namespace orvane::simulated {
+
+/// A sound file as a microphone. It is claimed as read while the object lives.
+class MicrophoneFile final : public Microphone {
+ public:
+  /// Throws `platform::PlatformException` if the file cannot be opened, is no sound file, is shorter than its header
+  /// declares, or does not fit a device.
+  explicit MicrophoneFile(const Given<std::string>& path);
+
+  std::optional<Format> format() const override;
+  std::uint32_t read(std::span<float* const> planes, std::uint32_t frames) override;
+  bool atEnd() const override { return mEnded && mBlockNext == mBlockEnd; }
+  std::optional<platform::Failure> failure() const override;
+
+ private:
+  struct Close {
+    void operator()(SNDFILE* file) const { sf_close(file); }
+  };
+
+  void openLibrary();
+  sf_count_t fileBytes() const;
+  sf_count_t seekBytes(sf_count_t offset, int whence);
+  sf_count_t readBytes(char* bytes, sf_count_t count);
+  void checkFormat(const std::string& where) const;
+  bool fillBlock();
+  void checkBlock(sf_count_t count);
+
+  const std::string mPath;
+  SF_INFO mInfo{};
+  std::optional<host::ReadClaim> mClaim;
+  std::optional<std::uint64_t> mOpenSizeAt;  ///< Four bytes that are read as 0xFF.
+  std::uint64_t mPlace = 0;                  ///< In the file, in bytes.
+  int mReadError = 0;                        ///< An `errno` value; 0 for none.
+  std::unique_ptr<SNDFILE, Close> mFile;
+  std::optional<std::uint64_t> mDeclaredFrames;
+  std::vector<float> mInterleaved;
+  sf_count_t mBlockFrames = 0;
+  std::uint64_t mFramesRead = 0;
+  std::uint32_t mBlockNext = 0;
+  std::uint32_t mBlockEnd = 0;
+  bool mEnded = false;
+  std::optional<platform::Failure> mFailure;
+};
+
+}  // namespace orvane::simulated
