@@ -14,8 +14,8 @@ inline void require(bool promise) {
   if (!promise) std::abort();
 }
 
-/// Whatever reads settings gives values in range, each with the place where it stood; a microphone that is no file is
-/// made or refused.
+/// Checks that settings which were read are in range, each with the place where it stood; a microphone that is no file
+/// is made or refused.
 inline void checkSettings(const simulated::DeviceSettings& device) {
   using backend::DeviceFormat;
   const auto inRange = [](const auto& given, std::uint32_t min, std::uint32_t max) {

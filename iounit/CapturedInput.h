@@ -19,7 +19,7 @@ struct CapturedSlice {
 /// Pulls a slice of 32-bit float samples into `list`, one channel an entry: afterwards the entries refer to the unit's
 /// memory, valid until the input handler returns. Called inside an input handler only; real-time safe.
 ///
-/// Where the render fails, writes "Error <status> while rendering in <place>" to standard error and ends the process
+/// If the render fails, writes "Error <status> while rendering in <place>" to standard error and ends the process
 /// abnormally: an input handler has nobody to report to, and what a meter or a recording showed from then on
 /// would be wrong.
 void renderCapturedInput(const platform::RenderOperation& render, const CapturedSlice& slice, PX::BufferList& list,

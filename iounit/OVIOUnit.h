@@ -21,9 +21,9 @@ class UnitWrapper;
 /// A tool is used in this order: make it, set the sub-type if it is to be another one, `setSession`, the tool's own
 /// properties, `start`, later `stop`, which may be followed by `start` again. Releasing it tears the unit down.
 ///
-/// Whatever needs the unit makes it, and may therefore fail as `lazyInit` does. Failures are raised as `OVTException`;
-/// nothing is retried or rolled back. Everything here belongs to the caller's thread, one thread at a time, and none of
-/// it is real-time safe.
+/// Each operation that needs the unit makes it, and may therefore fail as `lazyInit` does. Failures are raised as
+/// `OVTException`; nothing is retried or rolled back. Everything here belongs to the caller's thread, one thread at a
+/// time, and none of it is real-time safe.
 ///
 /// ## Subclasses
 /// - `lazyInit` calls the base first, then `setDirections`. A tool that keeps the unit's own switches has none.
@@ -79,7 +79,7 @@ class ORVANE_EXPORT OVIOUnit : public OVSessionAssignable {
   bool deviceUIDSelected() const { return _deviceUIDSelected; }
   void setDeviceUIDSelected(bool deviceUIDSelected) { _deviceUIDSelected = deviceUIDSelected; }
 
-  /// What the hardware delivers to the unit, and what the unit delivers to the hardware. Read from the unit each time,
+  /// Formats in which the hardware delivers to the unit, and the unit to the hardware. Read from the unit at each call,
   /// as all formats are.
   orvane::platform::StreamFormat inputHardwareFormat();
   orvane::platform::StreamFormat outputHardwareFormat();

@@ -6,7 +6,7 @@
 
 namespace orvane::platform {
 
-/// Where one channel of a stream belongs.
+/// The position of one channel of a stream.
 struct ChannelDescription {
   std::uint32_t label = 0;
   std::uint32_t flags = 0;
@@ -15,7 +15,7 @@ struct ChannelDescription {
   bool operator==(const ChannelDescription&) const = default;
 };
 
-/// Where the channels of a stream belong: a tag that names a layout, a bitmap, or a description for each channel.
+/// The positions of a stream's channels: a tag that names a layout, a bitmap, or a description for each channel.
 struct ChannelLayout {
   /// Tag of "channels in order, without positions"; the low sixteen bits hold the channel count.
   static constexpr std::uint32_t discreteInOrder = 0x00010000;

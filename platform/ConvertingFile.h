@@ -41,7 +41,7 @@ class ORVANE_EXPORT ConvertingFile {
   /// 4 GiB of one.
   static constexpr std::uint32_t nativeContainer = 0x52463634;
 
-  /// What becomes of a file that is already at the path.
+  /// Treatment of a file that is already at the path.
   enum class ExistingFile {
     refuse,
     erase,  ///< Replace its content. A handle that this process has on it is completed first; its later writes go

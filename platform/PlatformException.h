@@ -8,7 +8,7 @@
 
 namespace orvane::platform {
 
-/// What a host call throws, and the base of what the library throws: one catch covers both.
+/// The exception of host calls, and the base of the library's own: one catch covers both.
 class ORVANE_EXPORT PlatformException : public std::exception {
  public:
   PlatformException(std::string name, std::string reason) : mName(std::move(name)), mReason(std::move(reason)) {}

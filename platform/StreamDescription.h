@@ -4,7 +4,7 @@
 
 namespace orvane::platform {
 
-/// What the bytes of an audio stream mean: the basic stream description record.
+/// The format of an audio stream's bytes: the basic stream description record.
 struct StreamDescription {
   double sampleRate = 0;  ///< Hertz.
   std::uint32_t formatID = 0;

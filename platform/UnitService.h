@@ -34,9 +34,9 @@ using RenderOperation =
 
 /// Called on the device callback for each slice of captured input, in one part or more. Must be real-time safe.
 ///
-/// Where the client's rate differs from the hardware's, `UnitService::stop`, and whatever else stops the unit, also
-/// calls it on the caller's thread, before it returns and after the last call on the device callback: for what the rate
-/// conversion still holds. Calls never overlap, and each sees what the one before it wrote.
+/// If the client's rate differs from the hardware's, `UnitService::stop`, and every other call that stops the unit,
+/// also calls it on the caller's thread, after the last call on the device callback and before returning: for the
+/// frames that the rate conversion still holds. Calls never overlap, and each sees the writes of the one before it.
 using InputHandler =
     std::function<void(RenderActionFlags& flags, const RenderTimeStamp& time, std::uint32_t frames, std::int32_t bus)>;
 
@@ -83,7 +83,7 @@ class ORVANE_EXPORT UnitWrapper : public Object {
   virtual void invalidate() = 0;
 };
 
-/// What to look for among the host's units. All four-character codes, first character most significant.
+/// Criteria for finding one of the host's units. All four-character codes, first character most significant.
 struct UnitDescription {
   static constexpr std::uint32_t outputType = 0x61756F75;            ///< 'auou'
   static constexpr std::uint32_t defaultSubType = 0x72696F63;        ///< 'rioc'

@@ -21,7 +21,7 @@ class PlatformSession;
 ///
 /// No operation takes a lock; use one object from one thread at a time. None is real-time safe.
 ///
-/// Where the implementation type gives a session no platform session, reads return empty text, 0 or false, and
+/// If the implementation type gives a session no platform session, reads return empty text, 0 or false, and
 /// operations that would change the platform session do nothing.
 class ORVANE_EXPORT OVSession : public OVTextEmitting {
  public:

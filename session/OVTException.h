@@ -6,7 +6,7 @@
 #include "platform/Export.h"
 #include "platform/PlatformException.h"
 
-/// What every failure of the library's classes is raised as. `name()` is always "OVTException"; `reason()` is the
+/// The exception of every failure of the library's classes. `name()` is always "OVTException"; `reason()` is the
 /// message, which says which step failed and why. Nothing else is attached.
 ///
 /// It derives from what the host throws: catching `platform::PlatformException` by reference catches both.

@@ -71,7 +71,7 @@ bool takesLanes(const float* samples, int stride) {
   return type >= 1 && stride == 1 && std::bit_cast<std::uintptr_t>(samples) % alignof(FourLanes) == 0;
 }
 
-/// What a block of float samples comes to, before the levels.
+/// Peak and mean square of a block of float samples.
 struct Measured {
   float peak;
   double meanSquare;
@@ -98,8 +98,8 @@ struct Levels {
   double peak, average, hold;
 };
 
-/// Where a block of the given peak and level takes the levels, from where they stand; the average to the held peak at
-/// most. Counts the frames of the hold.
+/// Computes the levels after a block of the given peak and average; the average is at most the held peak. Counts the
+/// frames of the hold.
 inline Levels nextLevels(PowerMeter& meter, int frameCount, double peak, double average) {
   Levels next = {peak, average, meter.mPeakHold};
   if (!meter.mInstantaneous) {

@@ -8,8 +8,8 @@
 
 namespace orvane {
 
-/// Where a tone stands in its period, counted in samples in single precision: every sample adds 1, and where the sum is
-/// greater than the period, the period is taken off it once.
+/// The phase of a tone: its position in the period, counted in samples in single precision. Every sample adds 1; a sum
+/// greater than the period is reduced by the period once.
 ///
 /// While the phase is a multiple of the spacing of floats at the period, all of this is exact: a matter of whole
 /// numbers, in which any later phase is as near as the next. Where the period is less than 1 short of a power of two

@@ -70,7 +70,7 @@ TEST(Json, IsReadInOrderAndWrongTextIsPointedAt) {
     EXPECT_THAT(orvane::test::reasonOf([&text = text] { current().json->read(text); }), testing::ContainsRegex(says));
 }
 
-/// What a conversion came to, bit by bit, as a text that can be compared.
+/// The result of a conversion, bit by bit, as a text that can be compared.
 template <typename Conversion>
 std::string outcome(Conversion convert) try {
   return std::to_string(std::bit_cast<std::uint64_t>(convert()));

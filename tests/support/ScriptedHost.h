@@ -53,7 +53,7 @@ class ScriptedHost : Log, UnitService, UnitWrapper, ConvertingFile {
     inputHandler(mFlags, mTime, frames, 1);
   }
 
-  /// What the tool fills the first of two channels with.
+  /// Has the tool fill two channels, and returns the first.
   std::vector<float> fill(std::uint32_t frames) {
     std::vector<float> first(frames), second(frames);
     PX::BufferList list(2);
@@ -106,7 +106,7 @@ class ScriptedHost : Log, UnitService, UnitWrapper, ConvertingFile {
     for (const int shift : {24, 16, 8, 0}) subType += static_cast<char>(description.subType >> shift);
     return static_cast<UnitComponent>(note("find", subType) == status::success ? 1 : 0);
   }
-  /// Where a test answers with success it is without a unit.
+  /// If a test answers with success, there is no unit.
   Status createInstance(UnitComponent, UnitInstance& unit) override {
     const Status status = note("create");
     unit = static_cast<UnitInstance>(answers.contains("create") && status == status::success ? 0 : 3);

@@ -12,9 +12,9 @@ extern std::atomic<std::int32_t> gPXVectorUnitType;
 
 /// Examines the environment and returns the vector unit type, 0 or 200.
 ///
-/// Where the environment variable `PX_NoVector` is present (any value, even empty), writes one line to standard error,
-/// leaves `gPXVectorUnitType` at -1, so that the next call looks again, and returns 0. Otherwise stores and returns
-/// 200.
+/// If the environment variable `PX_NoVector` is set (to any value, even an empty one), writes one line to standard
+/// error, leaves `gPXVectorUnitType` at -1, so that the next call looks again, and returns 0. Otherwise stores and
+/// returns 200.
 ///
 /// May be called on the device callback: no allocation, lock or stream. The line alone goes through a system call, and
 /// only in a process that asked for it.

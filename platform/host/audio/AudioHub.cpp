@@ -43,7 +43,7 @@ void AudioHub::shutDown() {
   stopDevice();
 }
 
-/// Whoever has control may wait for the very task that ends the process, so a task stops the device without it.
+/// The thread that has control may wait for the task that ends the process, so a task does not wait for control.
 void AudioHub::stopAtExit() {
   std::unique_lock lock(mControl, std::defer_lock);
   NoWaitSection::isInTask() || NoWaitSection::isInCallback() ? void(lock.try_lock()) : lock.lock();

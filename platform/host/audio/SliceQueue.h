@@ -26,9 +26,9 @@ class SliceQueue {
   /// Sound as the worker sees it.
   struct Block {
     std::span<const float* const> planes;
-    std::uint32_t frames;  ///< 1 to `mostBlockFrames`.
+    std::uint32_t frames;  ///< 1 to `maxBlockFrames`.
   };
-  static constexpr std::uint32_t mostBlockFrames = 16384;
+  static constexpr std::uint32_t maxBlockFrames = 16384;
 
   /// The worker's side: calls `take(Block)` for what is there now, oldest first. Room is given back block by block.
   template <typename Take>
@@ -38,7 +38,7 @@ class SliceQueue {
     while (taken < pushed) {
       const auto place = static_cast<std::uint32_t>(taken % mCapacity);
       const auto waiting = static_cast<std::uint32_t>(pushed - taken);
-      const std::uint32_t frames = std::min({waiting, mCapacity - place, mostBlockFrames});
+      const std::uint32_t frames = std::min({waiting, mCapacity - place, maxBlockFrames});
       take(blockAt(place, frames));
       taken += frames;
       mTaken.store(taken, std::memory_order_release);

@@ -4,7 +4,7 @@
 
 namespace orvane::host {
 
-/// What differs between the two sides of an edge.
+/// Channels and rate of one side of an edge.
 struct EdgeFormat {
   std::uint32_t channels = 0;
   double sampleRate = 0;  ///< Hertz.

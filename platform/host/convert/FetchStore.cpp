@@ -7,14 +7,14 @@ namespace orvane::host {
 namespace {
 
 constexpr std::uint32_t slackFrames = 16;
-constexpr std::uint32_t mostFrames = 32768;
+constexpr std::uint32_t maxFrames = 32768;
 
 }  // namespace
 
-FetchStore::FetchStore(std::uint32_t channels) : mSamples(channels, channels == 0 ? 0 : mostFrames) {}
+FetchStore::FetchStore(std::uint32_t channels) : mSamples(channels, channels == 0 ? 0 : maxFrames) {}
 
 std::uint32_t FetchStore::roomBefore(std::uint32_t fetched) const {
-  const std::uint32_t room = mostFrames - slackFrames - fetched;
+  const std::uint32_t room = maxFrames - slackFrames - fetched;
   return room - std::min(room, mFrames);
 }
 

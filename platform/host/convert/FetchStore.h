@@ -6,16 +6,17 @@
 
 namespace orvane::host {
 
-/// Converted sound that a client has not fetched yet. Where a fetch would run dry, silence goes in front, some frames
-/// more than are missing: the slices of two rates whose ratio is no whole number differ by a frame or two. So it
-/// happens at the first fetches only, and the delay is constant from then on.
+/// Converted sound that a client has not fetched yet. On underflow, prepends silence plus 16 frames of slack, because
+/// the slices of two rates whose ratio is not a whole number differ by a frame or two. So an underflow happens at the
+/// first fetches only, and the delay is constant from then on.
 ///
 /// Allocated by the constructor and never again; everything else is real-time safe.
 class FetchStore {
  public:
   explicit FetchStore(std::uint32_t channels);
 
-  /// Where sound is added: behind `frames` frames, as many as there is room for beside a fetch of `fetched`.
+  /// The samples in store. New ones are added after the first `frames`, at most `roomBefore(fetched)` of them before a
+  /// fetch of `fetched` frames.
   AlignedSamples& samples() { return mSamples; }
   std::uint32_t frames() const { return mFrames; }
   std::uint32_t roomBefore(std::uint32_t fetched) const;

@@ -76,25 +76,25 @@ std::uint64_t InputEdge::framesDue() const {
   return static_cast<std::uint64_t>(std::ceil(exact - rounding));
 }
 
-/// How many of them have not been handed out, `mostFrames` at most.
-std::uint32_t InputEdge::framesLeft(std::uint32_t mostFrames) const {
+/// How many of them have not been handed out, `maxFrames` at most.
+std::uint32_t InputEdge::framesLeft(std::uint32_t maxFrames) const {
   const std::uint64_t left = framesDue() - std::min(framesDue(), mHandedOut);
-  return static_cast<std::uint32_t>(std::min<std::uint64_t>(left, mostFrames));
+  return static_cast<std::uint32_t>(std::min<std::uint64_t>(left, maxFrames));
 }
 
-std::uint32_t InputEdge::convert(AlignedSamples& target, std::uint32_t firstFrame, std::uint32_t mostFrames) {
-  const std::uint32_t made = mFinishing ? convertRest(target, firstFrame, framesLeft(mostFrames))
-                                        : convertSlice(target, firstFrame, mostFrames);
+std::uint32_t InputEdge::convert(AlignedSamples& target, std::uint32_t firstFrame, std::uint32_t maxFrames) {
+  const std::uint32_t made =
+      mFinishing ? convertRest(target, firstFrame, framesLeft(maxFrames)) : convertSlice(target, firstFrame, maxFrames);
   if (!failed()) return made;
   mSourceTaken = mSourceFrames;
-  const std::uint32_t wanted = std::max(made, framesLeft(mostFrames));
+  const std::uint32_t wanted = std::max(made, framesLeft(maxFrames));
   for (float* plane : target.planes()) std::fill_n(plane + firstFrame + made, wanted - made, 0.0F);
   return wanted;
 }
 
-std::uint32_t InputEdge::convertSlice(AlignedSamples& target, std::uint32_t firstFrame, std::uint32_t mostFrames) {
+std::uint32_t InputEdge::convertSlice(AlignedSamples& target, std::uint32_t firstFrame, std::uint32_t maxFrames) {
   const auto [taken, made] = mConverter->process({mSource, mSourceTaken, mSourceFrames - mSourceTaken},
-                                                 {target.planes(), firstFrame, mostFrames});
+                                                 {target.planes(), firstFrame, maxFrames});
   mSourceTaken += taken;
   return made;
 }

@@ -14,7 +14,8 @@
 
 namespace orvane::host {
 
-/// Where captured sound leaves the hub for a client: turns the hardware's channels and rate into the client's.
+/// The edge at which captured sound leaves the hub for a client: converts the hardware's channels and rate to the
+/// client's.
 ///
 /// A client that is handed its input takes it in parts: `accept` a slice, then read `planes` after each `next` that
 /// gives true. At equal rates the slice is the one part. A client that fetches its input itself, for as many frames as
@@ -55,12 +56,12 @@ class InputEdge {
   static constexpr std::uint32_t partFrames = 4096;
 
   void map(const HubSlice& slice);
-  std::uint32_t convert(AlignedSamples& target, std::uint32_t firstFrame, std::uint32_t mostFrames);
-  std::uint32_t convertSlice(AlignedSamples& target, std::uint32_t firstFrame, std::uint32_t mostFrames);
+  std::uint32_t convert(AlignedSamples& target, std::uint32_t firstFrame, std::uint32_t maxFrames);
+  std::uint32_t convertSlice(AlignedSamples& target, std::uint32_t firstFrame, std::uint32_t maxFrames);
   std::uint32_t convertRest(AlignedSamples& target, std::uint32_t firstFrame, std::uint32_t wanted);
   void handOut(const AlignedSamples& samples, std::uint32_t frames);
   std::uint64_t framesDue() const;
-  std::uint32_t framesLeft(std::uint32_t mostFrames) const;
+  std::uint32_t framesLeft(std::uint32_t maxFrames) const;
 
   EdgeFormat mHardware;
   EdgeFormat mClient;

@@ -14,8 +14,8 @@
 
 namespace orvane::host {
 
-/// Where a client's sound enters the hub: asks its provider for it, and turns its channels and rate into the
-/// hardware's.
+/// The edge at which a client's sound enters the hub: asks the client's provider for it, and converts its channels and
+/// rate to the hardware's.
 ///
 /// At equal rates the provider is asked once a slice, for the slice's length. At other rates it is asked for as many
 /// frames as the slice takes, in one part or more, each of one frame or more, and is ahead of the hardware by a

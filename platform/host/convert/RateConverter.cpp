@@ -33,8 +33,8 @@ struct RateConverter::Library {
 };
 
 bool RateConverter::canConvert(double inputRate, double outputRate) {
-  constexpr double mostRatio = 256;
-  return inputRate > 0 && outputRate > 0 && outputRate <= mostRatio * inputRate && inputRate <= mostRatio * outputRate;
+  constexpr double maxRatio = 256;
+  return inputRate > 0 && outputRate > 0 && outputRate <= maxRatio * inputRate && inputRate <= maxRatio * outputRate;
 }
 
 RateConverter::RateConverter(std::uint32_t channels, double inputRate, double outputRate)

@@ -18,7 +18,7 @@ class SliceGaps {
     mNext = slice.firstFrame + slice.frames;
   }
 
-  /// What is missing so far, in frames of the client.
+  /// Frames missing so far, in frames of the client.
   std::uint64_t missing(const EdgeFormat& hardware, const EdgeFormat& client) const {
     if (mMissing == 0) return 0;
     return static_cast<std::uint64_t>(

@@ -30,7 +30,7 @@ class HostConvertingFiles final : public platform::ConvertingFile {
   struct OpenFile;
   using Slot = std::atomic<OpenFile*>;
 
-  /// Where a handle's file is found without a lock.
+  /// The slot of a handle's file, found without a lock.
   Slot& slotOf(Handle file) { return mSlots[static_cast<std::size_t>(file) % mSlots.size()]; }
   platform::Status open(const std::string& path, const platform::StreamFormat& format, ExistingFile existing,
                         Handle& file);

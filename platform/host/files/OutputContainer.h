@@ -25,7 +25,7 @@ class OutputContainer {
   /// Erases the file and writes headers of a file without sound. Called first, once. The descriptor is open to write
   /// and outlives the other calls.
   virtual std::optional<platform::Failure> begin(int descriptor) = 0;
-  /// Appends a block of at most `SliceQueue::mostBlockFrames` frames. After a failure the file ends with the last whole
+  /// Appends a block of at most `SliceQueue::maxBlockFrames` frames. After a failure the file ends with the last whole
   /// frame that found room, and only `finish` may follow.
   virtual std::optional<platform::Failure> write(const SliceQueue::Block& block) = 0;
   /// Updates the headers, so that other programs find all that was written so far.

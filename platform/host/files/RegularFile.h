@@ -26,7 +26,7 @@ class FileDescriptor {
 /// Opens a file to read. A folder, a device or a pipe is refused, and never waited for.
 Result<FileDescriptor> openToRead(const std::string& path);
 
-/// What to do about a file that already exists.
+/// Treatment of a file that already exists.
 enum class IfThere {
   open,  ///< Its content is kept until the caller truncates it.
   refuse,

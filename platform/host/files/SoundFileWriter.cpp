@@ -17,7 +17,7 @@ using namespace std::chrono_literals;
 constexpr platform::HostTime drainPeriod = 200ms;
 /// How much sound the queue holds: far more than a period, for disks that pause.
 constexpr double queueSeconds = 2;
-/// What a queue takes at most, but for the room of two slices: 48 kHz in 64 channels takes a fifth of it.
+/// Memory limit of a queue, apart from the room for two slices. 64 channels at 48 kHz take a fifth of it.
 constexpr double maxQueueBytes = 128 << 20;
 
 /// Room for two seconds, and for one slice to be pushed while another waits, however long they are.

@@ -53,7 +53,7 @@ class SoundFileWriter {
   /// Brings all that was pushed until now into the file, which stays open.
   void flush();
 
-  /// What to do with a file that got no sound.
+  /// Treatment of a file that got no sound.
   enum class IfSilent {
     keep,     ///< A valid file of no frames, unless the file had content before.
     discard,  ///< Restore what was there before.

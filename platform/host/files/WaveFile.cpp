@@ -82,7 +82,7 @@ Result<std::unique_ptr<OutputContainer>> WaveFile::make(std::string path, Encodi
 
 WaveFile::WaveFile(std::string path, Encoding encoding, SoundShape shape)
     : mPath(std::move(path)), mEncoding(encoding), mShape(shape) {
-  const std::size_t samples = std::size_t{SliceQueue::mostBlockFrames} * shape.channels;
+  const std::size_t samples = std::size_t{SliceQueue::maxBlockFrames} * shape.channels;
   mEncoding == Encoding::int16 ? m16Bit.resize(samples) : mFloats.resize(samples);
 }
 

@@ -12,7 +12,7 @@
 
 namespace orvane::host {
 
-/// What the hub and the context know, in the form of the roles.
+/// The state of the hub and the context, as roles.
 class HostDeviceReport final : public platform::DeviceReport {
  public:
   HostDeviceReport(std::string hostName, std::shared_ptr<HostContext> context, std::shared_ptr<AudioHub> hub)

@@ -4,7 +4,7 @@
 
 namespace orvane::host {
 
-/// What a subscription holds. The list may be gone before it.
+/// The registration that a subscription holds. The list may be gone before it.
 class Notices::Registration {
  public:
   Registration(const std::shared_ptr<List>& list, std::unique_ptr<platform::Trigger> trigger)

@@ -2,7 +2,7 @@
 
 namespace orvane::host {
 
-/// Whoever is told of the signals that ask the process to stop. Called on the thread that reads signals, one at a time.
+/// A receiver of the signals that ask the process to stop. Called on the thread that reads signals, one at a time.
 class SignalReceiver {
  public:
   virtual ~SignalReceiver() = default;
@@ -23,7 +23,7 @@ class ProcessSignals {
   static void add(SignalReceiver& receiver);
   /// Takes a receiver out and waits for a call of it that is under way.
   static void remove(SignalReceiver& receiver);
-  /// What the signals so far asked for has been done: the next one is a first one again.
+  /// Says that the stop that was asked for has been made: the next signal counts as a first one again.
   static void expectFirst();
 };
 

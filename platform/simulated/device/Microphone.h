@@ -12,10 +12,10 @@
 
 namespace orvane::simulated {
 
-/// What a simulated device captures. Used on the device's worker, outside the real-time callback.
+/// The source of a simulated device's input. Used on the device's worker, outside the real-time callback.
 class Microphone {
  public:
-  /// What the microphone itself fixes; nothing where it takes any rate and channel count.
+  /// The format that the microphone itself fixes; nothing if it takes any rate and channel count.
   struct Format {
     std::uint32_t rate = 0;
     std::uint32_t channels = 0;
@@ -33,7 +33,7 @@ class Microphone {
   virtual bool atEnd() const { return false; }
   /// Why nothing more comes (`invalidFile`, `ioFailure`), once `atEnd`; nothing if the end is regular.
   virtual std::optional<platform::Failure> failure() const { return std::nullopt; }
-  /// What the speaker has just played.
+  /// Takes the slice that the speaker has just played.
   virtual void hear(std::span<const float* const> /*planes*/, std::uint32_t /*frames*/) {}
 };
 

@@ -22,7 +22,7 @@ class ScenarioNode {
   /// Throws `platform::PlatformException`: the source, the place, the reason.
   [[noreturn]] void refuse(const std::string& reason) const;
 
-  /// What each of these needs is refused where the value is something else.
+  /// The value as that kind; throws as `refuse` does if it is another kind or out of range.
   std::vector<ScenarioNode> members() const;
   std::vector<ScenarioNode> items() const;
   const std::string& text() const;
@@ -34,7 +34,7 @@ class ScenarioNode {
   const std::string& key() const { return mKey; }
   /// The member of that key, which must be there; `meaning` says what it would hold.
   ScenarioNode member(std::string_view key, const std::string& meaning) const;
-  /// What this node is called in messages: "faults[2].status"; empty for the whole scenario.
+  /// The node's place as messages name it: "faults[2].status"; empty for the whole scenario.
   std::string place() const { return mPlace; }
   /// The same with the source before it.
   std::string where() const { return mSource + ": " + mPlace; }

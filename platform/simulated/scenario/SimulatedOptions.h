@@ -8,7 +8,7 @@
 
 namespace orvane::simulated {
 
-/// What the one-line text about a simulated host says.
+/// The content of the one-line text that sets up a simulated host.
 struct SimulatedOptions {
   DeviceSettings device;
   std::optional<std::string> scenario;  ///< The path of a scenario file; what `device` gives overrides it.

@@ -9,7 +9,7 @@ namespace {
 
 /// Whether the whole seconds from `first` on are the sine that went in, in phase from the first sample of all on.
 void expectTone(const std::vector<float>& samples, double first, int seconds, double hertz, int rate,
-                double mostPhase = 1e-3) {
+                double maxPhase = 1e-3) {
   const auto begin = static_cast<std::size_t>(first * rate);
   const auto end = begin + static_cast<std::size_t>(seconds * rate);
   ASSERT_LE(end, samples.size());
@@ -24,7 +24,7 @@ void expectTone(const std::vector<float>& samples, double first, int seconds, do
   for (std::size_t i = begin; i < end; ++i) noise += std::pow(samples[i] - (tone * turn(i)).imag(), 2) / whole;
   EXPECT_NEAR(20 * std::log10(std::abs(tone) / 0.5), 0, 0.1);
   EXPECT_LT(10 * std::log10(noise / (std::norm(tone) / 2)), -90);
-  EXPECT_NEAR(std::arg(tone), 0, mostPhase);
+  EXPECT_NEAR(std::arg(tone), 0, maxPhase);
 }
 
 /// A unit of one channel whose client side runs at a rate of its own.

@@ -16,7 +16,7 @@ namespace {
 using namespace platform;
 using namespace std::chrono_literals;
 
-/// What three workers that post to each other, at due times that collide, ran where and when.
+/// A trace of three workers that post to each other at due times that collide.
 std::string traceOfExchange() {
   const std::unique_ptr<Scheduler> scheduler = std::make_unique<FastPace>();
   std::string trace;
