@@ -1,14 +1,14 @@
 #include "tools/orvane/CommandLine.h"
 
 #include <algorithm>
-#include <cstdio>
+#include <span>
+#include <string_view>
 
 #include "tools/orvane/DeviceCommand.h"
 #include "tools/orvane/MeterCommand.h"
 #include "tools/orvane/PlaythruCommand.h"
 #include "tools/orvane/RecordCommand.h"
 #include "tools/orvane/SessionCommand.h"
-#include "tools/orvane/StandardStreams.h"
 #include "tools/orvane/ToneCommand.h"
 
 namespace orvane::tool {
@@ -57,7 +57,7 @@ CommandLine::CommandLine() : mApp(description, "orvane") {
   mApp.add_option("--simulate", mSimulate, "Use the simulated device, set up as given (see below)")
       ->type_name("KEY=VALUE[,...]");
   mApp.add_option("--host", mHost, "Host whose audio to use")->type_name("simulated|pipewire");
-  mApp.add_flag("--json", mJson, "Print the result as one JSON object, at the end");
+  mApp.add_flag("--json", mJson, "Print one JSON object at the end, whatever happened");
   mApp.add_flag("--verbose", mVerbose, "Show all lines of the platform log, not only errors");
   mApp.require_subcommand(1);
   mApp.footer(footer);
@@ -70,21 +70,30 @@ CommandLine::CommandLine() : mApp(description, "orvane") {
   mCommands.push_back(std::make_unique<PlaythruCommand>(mApp));
 }
 
-std::optional<ExitStatus> CommandLine::read(int count, const char* const* arguments) {
+bool CommandLine::read(int count, const char* const* arguments) {
   try {
     mApp.parse(count, arguments);
-    return std::nullopt;
+    return true;
   } catch (const CLI::Success& request) {
     mApp.exit(request);
-    return ExitStatus::done;
+    return false;
   } catch (const CLI::ParseError& error) {
-    say(explain(error));
-    return ExitStatus::wrongUsage;
+    // Reading ends at the first error, and callbacks may not have run: look for what the report depends on.
+    const std::span options(arguments, std::ranges::find(arguments, arguments + count, std::string_view("--")));
+    mJson = std::ranges::find(options, std::string_view("--json")) != options.end();
+    const auto lastOf = [this](const char* option, std::optional<std::string>& value) {
+      const std::vector<std::string>& given = mApp.get_option(option)->results();
+      if (!given.empty()) value = given.back();
+    };
+    lastOf("--host", mHost);
+    lastOf("--simulate", mSimulate);
+    throw ToolError(ExitStatus::wrongUsage, explain(error));
   }
 }
 
-Command& CommandLine::command() const {
-  return **std::find_if(mCommands.begin(), mCommands.end(), [](const auto& command) { return command->wasChosen(); });
+Command* CommandLine::command() const {
+  const auto chosen = std::ranges::find_if(mCommands, [](const auto& command) { return command->wasChosen(); });
+  return chosen == mCommands.end() ? nullptr : chosen->get();
 }
 
 /// What is wrong, and what would be right.

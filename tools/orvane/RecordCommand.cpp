@@ -27,10 +27,10 @@ RecordCommand::RecordCommand(CLI::App& parent) : Command(parent, "record", "Reco
       "  orvane --simulate mic=tone:440:0.5,pace=fast record tone.wav --seconds 2");
 }
 
-ExitStatus RecordCommand::run(const Invocation& invocation) {
+Outcome RecordCommand::run(const Invocation& invocation) {
   std::shared_ptr<AORecord> recorder = AORecord::initWithFilePath(mPath);
   if (mClientRate) recorder->setClientSampleRate(*mClientRate);
-  return runUnit(invocation, {.command = "record", .input = true, .seconds = mSeconds}, mUnit, std::move(recorder));
+  return runUnit(invocation, {.input = true, .seconds = mSeconds}, mUnit, std::move(recorder));
 }
 
 }  // namespace orvane::tool

@@ -20,14 +20,6 @@ namespace orvane::tool {
 
 namespace {
 
-RunResult failure(const std::string& reason) {
-  return {.ended = "failed", .error = reason, .status = ExitStatus::failed};
-}
-
-RunResult unavailable(const std::string& reason) {
-  return {.ended = "failed", .error = reason, .status = ExitStatus::unavailable};
-}
-
 /// What ended the device's run, or its writing.
 std::string firstFailure(const platform::Platform& host) {
   if (const auto device = host.deviceReport->deviceFailure()) return device->reason;
@@ -47,12 +39,14 @@ std::optional<std::string> failureBehind(const platform::Platform& host) {
   return cause.empty() ? std::nullopt : std::optional(cause);
 }
 
-/// What a run comes to in which something was raised. A device that was gone before the first frame is none here.
-RunResult refusal(const platform::Platform& host, const std::string& reason) {
+/// The outcome of a run in which something was thrown. A device that was gone before the first frame is not available.
+Outcome refusal(const platform::Platform& host, const std::string& reason) {
   const auto device = host.deviceReport->deviceFailure();
-  if (device && host.deviceReport->runCount().frames == 0) return unavailable(device->reason);
+  if (device && host.deviceReport->runCount().frames == 0) {
+    return failed(ExitStatus::unavailable, device->reason);
+  }
   const auto cause = failureBehind(host);
-  return failure(cause ? *cause + "; then " + reason : reason);
+  return failed(ExitStatus::failed, cause ? *cause + "; then " + reason : reason);
 }
 
 const char* key(Side side) {
@@ -89,15 +83,15 @@ void limitRun(const platform::Platform& host, const UnitRun& run) {
   if (run.seconds && rate > 0) host.runControl->endAfterFrames(framesIn(*run.seconds, rate));
 }
 
-/// How a run that nothing was raised in ended.
-RunResult ended(const platform::Platform& host, int signal) {
-  if (const auto cause = failureBehind(host)) return failure(*cause);
+/// The outcome of a run in which nothing was thrown.
+Outcome outcomeOf(const platform::Platform& host, int signal) {
+  if (const auto cause = failureBehind(host)) return failed(ExitStatus::failed, *cause);
   if (signal != 0) return {.ended = "signal"};
   return {.ended = host.deviceReport->deviceEnd() == platform::DeviceEnd::inputEnded ? "input-ended" : "seconds"};
 }
 
-RunResult perform(const platform::Platform& host, const UnitRun& run, const UnitOptions& options,
-                  std::shared_ptr<OVIOUnit> unit) {
+Outcome perform(const platform::Platform& host, const UnitRun& run, const UnitOptions& options,
+                std::shared_ptr<OVIOUnit> unit, ClientSide& client) {
   try {
     options.applyTo(*unit);
     limitRun(host, run);
@@ -110,15 +104,11 @@ RunResult perform(const platform::Platform& host, const UnitRun& run, const Unit
     unit->stop();
     if (abandon) std::clearerr(stdout);  // What was cut off is no failure.
 
-    const auto latency = host.units->latency(unit->audioUnit());
-    const auto input = run.input ? std::optional(unit->inputClientFormat()) : std::nullopt;
-    const auto output = run.output ? std::optional(unit->outputClientFormat()) : std::nullopt;
+    if (run.input) client.input = unit->inputClientFormat();
+    if (run.output) client.output = unit->outputClientFormat();
+    client.latency = host.units->latency(unit->audioUnit());
     unit.reset();  // Completes its files, so that the report knows how that went.
-    RunResult result = ended(host, signal);
-    result.clientInput = input;
-    result.clientOutput = output;
-    result.latency = latency;
-    return result;
+    return outcomeOf(host, signal);
   } catch (const std::exception& exception) {
     unit.reset();
     return refusal(host, exception.what());
@@ -138,12 +128,18 @@ double deviceRate(const platform::DeviceReport& report, const UnitRun& run) {
   return hardwareFormat(report, run.input ? Side::input : Side::output).sampleRate();
 }
 
-ExitStatus runUnit(const Invocation& invocation, const UnitRun& run, const UnitOptions& options,
-                   std::shared_ptr<OVIOUnit> unit) {
-  const auto lacking = lackingSide(*invocation.host.deviceReport, run);
-  const RunResult result = lacking ? unavailable(*lacking) : perform(invocation.host, run, options, std::move(unit));
-  reportRun(invocation, run, result);
-  return result.status;
+Outcome runUnit(const Invocation& invocation, const UnitRun& run, const UnitOptions& options,
+                std::shared_ptr<OVIOUnit> unit) {
+  const platform::Platform& host = invocation.host;
+  ClientSide client;
+  const auto lacking = lackingSide(*host.deviceReport, run);
+  Outcome outcome =
+      lacking ? failed(ExitStatus::unavailable, *lacking) : perform(host, run, options, std::move(unit), client);
+  // The bars redraw one line of the terminal; what comes next begins on a line of its own.
+  if (run.classPrints && host.deviceReport->runCount().frames > 0 && isWatched()) sayLine("");
+  sayWhatRan(host, client, invocation.json);
+  outcome.members = describeRun(host, run, client);
+  return outcome;
 }
 
 }  // namespace orvane::tool

@@ -35,7 +35,7 @@ TEST(Commands, EndWithTheStatusAndTheReason) {
       {2, "record " + file + " --client-rate 22050.5", {"--client-rate: 22050.5", "whole hertz, from 1 to 768000"}},
       {2, "record", {"PATH is required", "'orvane record --help'"}},
       {77, "--host pipewire device", {"this build has no pipewire host; it has --host simulated"}},
-      {77, "meter --json --simulate inputs=0", {R"("ended":"failed","error":"the simulated host has no audio input")"}},
+      {77, "meter --simulate inputs=0", {"orvane: the simulated host has no audio input"}},
       {77, "tone --simulate outputs=0", {"orvane: the simulated host has no audio output"}},
       {1, "session --category playandrecord", {"setCategory failed: no category is named \"playandrecord\""}},
       {1, "tone --category Record --option allowA2DP=on", {"change categoryOption 0x20 1 failed: "}},
@@ -74,13 +74,14 @@ TEST(Commands, ShowTheSessionAndTheHardware) {
        "options   allowA2DP, allowSkycast\n"},
       {"device --simulate inputs=0", "input    none\n"},
       {"session --json --activate --option allowHFP=on --option defaultToSpeaker=on",
-       R"({"primary":false,"active":true,"category":"orvane.category.play-and-record","mode":"orvane.mode.default",)"
+       R"({"command":"session","host":"simulated","ended":"finished","primary":false,"active":true,"category":"orvane.category.play-and-record","mode":"orvane.mode.default",)"
        R"("mixWithOthers":false,"duckOthers":false,"allowHFP":true,"allowA2DP":false,"defaultToSpeaker":true,)"
        R"("mixExceptWithSpokenAudio":false,"allowSkycast":false})"
        "\n"},
       {"device --json --simulate rate=44100,inputs=1,outputs=2,slice=100",
-       R"({"host":"simulated","input":)" + formatJson(44100, 1) + R"(,"output":)" + formatJson(44100, 2) +
-           ",\"slice\":100}\n"}};
+       R"({"command":"device","host":"simulated","ended":"finished","input":)" + formatJson(44100, 1) +
+           R"(,"output":)" + formatJson(44100, 2) + R"(,"client":{"input":)" + formatJson(44100, 1) + R"(,"output":)" +
+           formatJson(44100, 2) + "},\"slice\":100}\n"}};
   for (const auto& [arguments, output] : cases) {
     const Ended ended = runTool("--host simulated " + arguments);
     EXPECT_EQ(ended, (Ended{0, ended.output}));
@@ -91,8 +92,49 @@ TEST(Commands, ShowTheSessionAndTheHardware) {
   EXPECT_THAT(runFast("", "tone --unit abc --seconds 0.01 --verbose").errors, HasSubstr("subtype string: abc\n"));
 }
 
+TEST(Commands, PrintOneObjectHoweverTheyEnd) {
+  const struct {
+    std::string arguments;
+    int status;
+    std::string members;
+    bool toErrors = false;
+  } cases[] = {
+      {"--json", 2, R"("command":"","host":"simulated","ended":"usage","error":"a command is needed; )"},
+      {"--bogus tone --json", 2, R"("command":"tone","host":"simulated","ended":"usage","error":")"},
+      {"--host pipewire --json record", 2, R"("command":"record","host":"pipewire","ended":"usage","error":"PATH is )"},
+      {"meter --bogus --json", 2, R"("command":"meter","host":"simulated","ended":"usage","error":")", true},
+      {"meter --json --seconds 0", 2, R"("command":"meter","host":"simulated","ended":"usage","error":"--sec)", true},
+      {"record --json --simulate mic=/none '\xFF'", 2, R"("command":"record","host":"simulated","ended":"usage",)"},
+      {"tone --json --frequency 24001", 2, R"("command":"tone","host":"simulated","ended":"usage","error":"--fr)"},
+      {"device --json --host pipewire", 77, R"("command":"device","host":"pipewire","ended":"unavailable","error":")"},
+      {"meter --json --host pipewire", 77, R"("command":"meter","host":"pipewire","ended":"unavailable",)", true},
+      {"meter --json --simulate inputs=0", 77,
+       R"("command":"meter","host":"simulated","ended":"unavailable","error":"the simulated host has no audio input",)"
+       R"("seconds":0.0,"frames":0,"slice":0,)",
+       true},
+      {"session --json --category x", 1, R"("command":"session","host":"simulated","ended":"failed","error":"setCa)"},
+      {"device --json --unit xyzw", 1, R"("command":"device","host":"simulated","ended":"failed","error":"I/O unit)"},
+      {"tone --json --simulate pace=fast,slice=100 --seconds 0.1", 0,
+       R"("command":"tone","host":"simulated","ended":"seconds","seconds":0.1,"frames":4800,"slice":100,)"},
+      {"meter --json --simulate pace=fast --seconds 1 >/dev/full", 1,
+       R"("command":"meter","host":"simulated","ended":"failed","error":"standard output could not be written",)"
+       R"("seconds":1.0,"frames":48000,)",
+       true}};
+  for (const auto& [arguments, status, members, toErrors] : cases) {
+    const Ended ended = runTool(arguments);
+    EXPECT_EQ(ended.status, status) << arguments;
+    // The object is the last line, and the only thing on standard output where it goes there.
+    const std::string& stream = toErrors ? ended.errors : ended.output;
+    const std::string object = stream.substr(std::min(stream.find("{\"command\""), stream.size()));
+    EXPECT_THAT(object, testing::AllOf(testing::StartsWith("{" + members), testing::EndsWith("}\n"))) << arguments;
+    EXPECT_EQ(std::ranges::count(object, '\n'), 1) << arguments;
+    EXPECT_TRUE(toErrors || ended.output == object) << ended;
+    EXPECT_TRUE(status == 0 || ended.errors.starts_with("orvane: ") || ended.errors.starts_with("log ")) << ended;
+  }
+}
+
 TEST(Commands, DoWithoutAUsableStandardOutput) {
-  for (const std::string command : {"device", "session", "meter --seconds 0.1"}) {
+  for (const std::string command : {"device", "session", "session --json", "--version", "meter --seconds 0.1"}) {
     EXPECT_EQ(runFast("", command + " >/dev/full"), (Ended{1, "", "orvane: standard output could not be written\n"}));
   }
   // Where it is closed, the next file must not take its place.

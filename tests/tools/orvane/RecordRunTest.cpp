@@ -53,10 +53,11 @@ TEST_F(RecordRun, SaysWhatItWrote) {
   const std::string arguments = "record " + mTake + " --seconds 0.5";
   const std::string device = "rate=32000,slice=100";
   EXPECT_EQ(runFast(device, arguments).errors, "orvane: wrote 16000 frames (0.5 s) to " + mTake + "\n");
-  const std::string report = R"({"command":"record","host":"simulated","ended":"seconds","seconds":0.5,"frames":16000,)"
-                             R"("discontinuities":0,"overruns":0,"hardware":{"input":)" +
-                             formatJson(32000, 1) + R"(},"client":{"input":)" + formatJson(16000, 1) +
-                             R"(},"file":{"path":")" + mTake + R"(","type":"RF64","frames":8000}})";
+  const std::string report =
+      R"({"command":"record","host":"simulated","ended":"seconds","seconds":0.5,"frames":16000,"slice":100,)"
+      R"("discontinuities":0,"overruns":0,"hardware":{"input":)" +
+      formatJson(32000, 1) + R"(},"client":{"input":)" + formatJson(16000, 1) + R"(},"file":{"path":")" + mTake +
+      R"(","type":"RF64","frames":8000}})";
   EXPECT_EQ(runFast(device, arguments + " --json --client-rate 16000"), (Ended{0, report + "\n"}));
   EXPECT_EQ(framesOfWholeFile(mTake), "8000");
   EXPECT_EQ(readSound(mTake).rate, 16000);

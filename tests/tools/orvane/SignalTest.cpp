@@ -94,7 +94,7 @@ TEST_F(Signal, AClosedStandardErrorChangesNothing) {
   const Ended ended = recording.finish();
   EXPECT_EQ(ended.status, 0) << ended;
   EXPECT_THAT(ended.output,
-              testing::HasSubstr(R"("ended":"seconds","seconds":0.5,"frames":24000,"discontinuities":1)"));
+              testing::HasSubstr(R"("ended":"seconds","seconds":0.5,"frames":24000,"slice":256,"discontinuities":1)"));
   EXPECT_EQ(framesOfWholeFile(mFile), "24000");
 }
 
