@@ -1,17 +1,20 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <memory>
 #include <string>
 
 #include "platform/Platform.h"
+#include "tools/orvane/LogLines.h"
 #include "tools/orvane/Outcome.h"
 
 namespace orvane::tool {
 
 /// What every command is given to work with.
 struct Invocation {
-  platform::Platform host;  ///< The services in use.
-  bool json = false;        ///< A JSON object reports the result: print nothing on standard output.
+  platform::Platform host;        ///< The services in use.
+  std::shared_ptr<LogLines> log;  ///< The lines of the host's log.
+  bool json = false;              ///< A JSON object reports the result: print nothing on standard output.
 };
 
 /// One command of the tool. Its constructor declares the options below `parent`; `run` does the work.

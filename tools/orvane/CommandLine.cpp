@@ -58,7 +58,8 @@ CommandLine::CommandLine() : mApp(description, "orvane") {
       ->type_name("KEY=VALUE[,...]");
   mApp.add_option("--host", mHost, "Host whose audio to use")->type_name("simulated|pipewire");
   mApp.add_flag("--json", mJson, "Print one JSON object at the end, whatever happened");
-  mApp.add_flag("--verbose", mVerbose, "Show all lines of the platform log, not only errors");
+  mApp.add_flag("--verbose", mVerbose,
+                "Show all lines of the platform log; without it, errors\nthat the reason of a failure does not cover");
   mApp.require_subcommand(1);
   mApp.footer(footer);
 

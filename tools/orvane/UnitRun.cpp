@@ -12,6 +12,8 @@
 #include "platform/EventLoop.h"
 #include "platform/FileReport.h"
 #include "platform/RunControl.h"
+#include "tools/orvane/FailureReason.h"
+#include "tools/orvane/LogLines.h"
 #include "tools/orvane/Numbers.h"
 #include "tools/orvane/RunReport.h"
 #include "tools/orvane/StandardStreams.h"
@@ -21,32 +23,40 @@ namespace orvane::tool {
 namespace {
 
 /// What ended the device's run, or its writing.
-std::string firstFailure(const platform::Platform& host) {
-  if (const auto device = host.deviceReport->deviceFailure()) return device->reason;
+FailureReason firstFailure(const platform::Platform& host) {
+  if (const auto device = host.deviceReport->deviceFailure()) return {device->reason, device->status};
   const auto write = host.fileReport->writeFailure();
   if (!write) return {};
   const bool isFull = write->status == platform::status::diskFull;
-  return std::string("writing failed") + (isFull ? ", disk full: " : ": ") + write->reason;
+  return {std::string("writing failed") + (isFull ? ", disk full: " : ": ") + write->reason, write->status};
 }
 
-/// What went wrong behind the classes, with the device or with what it writes.
-std::optional<std::string> failureBehind(const platform::Platform& host) {
-  std::string cause = firstFailure(host);
+/// Appends a further failure; the status of the first one stays.
+void append(FailureReason& reason, const char* separator, const FailureReason& next) {
+  reason.text += (reason.text.empty() ? "" : separator) + next.text;
+  if (!reason.status) reason.status = next.status;
+}
+
+/// What went wrong behind the classes, with the device or with what it writes; an empty text if nothing did.
+FailureReason failureBehind(const platform::Platform& host) {
+  FailureReason reason = firstFailure(host);
   if (const std::uint64_t lost = host.deviceReport->runCount().overruns; lost > 0) {
-    cause += (cause.empty() ? "" : "; ") + std::to_string(lost) +
-             " slices are missing in what was written: the disk is too slow";
+    append(reason, "; ",
+           {std::to_string(lost) + " slices are missing in what was written: the disk is too slow",
+            platform::status::overrun});
   }
-  return cause.empty() ? std::nullopt : std::optional(cause);
+  return reason;
 }
 
 /// The outcome of a run in which something was thrown. A device that was gone before the first frame is not available.
-Outcome refusal(const platform::Platform& host, const std::string& reason) {
+Outcome refused(const platform::Platform& host, const FailureReason& thrown) {
   const auto device = host.deviceReport->deviceFailure();
   if (device && host.deviceReport->runCount().frames == 0) {
-    return failed(ExitStatus::unavailable, device->reason);
+    return failed(ExitStatus::unavailable, device->reason, device->status);
   }
-  const auto cause = failureBehind(host);
-  return failed(ExitStatus::failed, cause ? *cause + "; then " + reason : reason);
+  FailureReason reason = failureBehind(host);
+  append(reason, "; then ", thrown);
+  return failed(ExitStatus::failed, reason.text, reason.status);
 }
 
 const char* key(Side side) {
@@ -85,19 +95,23 @@ void limitRun(const platform::Platform& host, const UnitRun& run) {
 
 /// The outcome of a run in which nothing was thrown.
 Outcome outcomeOf(const platform::Platform& host, int signal) {
-  if (const auto cause = failureBehind(host)) return failed(ExitStatus::failed, *cause);
+  if (const FailureReason reason = failureBehind(host); !reason.text.empty()) {
+    return failed(ExitStatus::failed, reason.text, reason.status);
+  }
   if (signal != 0) return {.ended = "signal"};
   return {.ended = host.deviceReport->deviceEnd() == platform::DeviceEnd::inputEnded ? "input-ended" : "seconds"};
 }
 
-Outcome perform(const platform::Platform& host, const UnitRun& run, const UnitOptions& options,
+Outcome perform(const Invocation& invocation, const UnitRun& run, const UnitOptions& options,
                 std::shared_ptr<OVIOUnit> unit, ClientSide& client) {
+  const platform::Platform& host = invocation.host;
   try {
     options.applyTo(*unit);
     limitRun(host, run);
     const auto end = host.runControl->onDeviceEnd([loop = host.eventLoop] { loop->stop(); });
     const auto writeFailure = host.runControl->onWriteFailure([loop = host.eventLoop] { loop->stop(); });
     unit->start();
+    invocation.log->showHeld();  // The run began, so it does not end with a failure that was logged until now.
     const int signal = host.eventLoop->run();
     const bool abandon = signal != 0 && run.classPrints;
     if (abandon) abandonStandardOutput();
@@ -110,8 +124,9 @@ Outcome perform(const platform::Platform& host, const UnitRun& run, const UnitOp
     unit.reset();  // Completes its files, so that the report knows how that went.
     return outcomeOf(host, signal);
   } catch (const std::exception& exception) {
+    const FailureReason reason = reasonOf(invocation, exception.what());
     unit.reset();
-    return refusal(host, exception.what());
+    return refused(host, reason);
   }
 }
 
@@ -134,7 +149,7 @@ Outcome runUnit(const Invocation& invocation, const UnitRun& run, const UnitOpti
   ClientSide client;
   const auto lacking = lackingSide(*host.deviceReport, run);
   Outcome outcome =
-      lacking ? failed(ExitStatus::unavailable, *lacking) : perform(host, run, options, std::move(unit), client);
+      lacking ? failed(ExitStatus::unavailable, *lacking) : perform(invocation, run, options, std::move(unit), client);
   // The bars redraw one line of the terminal; what comes next begins on a line of its own.
   if (run.classPrints && host.deviceReport->runCount().frames > 0 && isWatched()) sayLine("");
   sayWhatRan(host, client, invocation.json);

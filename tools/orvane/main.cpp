@@ -10,17 +10,13 @@
 #include "platform/PlatformException.h"
 #include "tools/orvane/ClosingReport.h"
 #include "tools/orvane/CommandLine.h"
+#include "tools/orvane/FailureReason.h"
 #include "tools/orvane/LogLines.h"
 #include "tools/orvane/StandardStreams.h"
 
 namespace {
 
-using orvane::tool::ClosingReport;
-using orvane::tool::CommandLine;
-using orvane::tool::ExitStatus;
-using orvane::tool::Outcome;
-using orvane::tool::say;
-using orvane::tool::ToolError;
+using namespace orvane::tool;
 
 namespace platform = orvane::platform;
 
@@ -60,13 +56,26 @@ void useHost(const CommandLine& line) {
   }
 }
 
+Outcome perform(Command& command, const Invocation& invocation) {
+  try {
+    return command.run(invocation);
+  } catch (const ToolError& error) {
+    return failed(error.status(), error.what());
+  } catch (const std::exception& error) {
+    const FailureReason reason = reasonOf(invocation, error.what());
+    return failed(ExitStatus::failed, reason.text, reason.status);
+  }
+}
+
 Outcome runCommand(const CommandLine& line) {
   useHost(line);
   const platform::Platform host = platform::current();
   // From here on SIGINT and SIGTERM stop runs; until now nothing has begun that would have to be stopped cleanly.
   host.eventLoop->watchSignals();
-  orvane::tool::showLog(*host.log, line.verbose());
-  return line.command()->run({.host = host, .json = line.json()});
+  const auto log = LogLines::attach(*host.log, line.verbose());
+  Outcome outcome = perform(*line.command(), {.host = host, .log = log, .json = line.json()});
+  log->finish(outcome.error);
+  return outcome;
 }
 
 /// Reads the command line and runs the command; nothing where the user asked for help or the version only.
@@ -75,16 +84,16 @@ std::optional<Outcome> runTool(CommandLine& line, int count, const char* const* 
     if (!line.read(count, arguments)) return std::nullopt;
     return runCommand(line);
   } catch (const ToolError& error) {
-    return orvane::tool::failed(error.status(), error.what());
+    return failed(error.status(), error.what());
   } catch (const std::exception& error) {
-    return orvane::tool::failed(ExitStatus::failed, error.what());
+    return failed(ExitStatus::failed, error.what());
   }
 }
 
 /// The report that the command line asks for.
 ClosingReport closingReport(const CommandLine& line) {
   ClosingReport report{.host = hostName(line)};
-  if (const orvane::tool::Command* command = line.command()) {
+  if (const Command* command = line.command()) {
     report.command = command->name();
     report.onStandardError = command->classPrints();
   }
@@ -96,7 +105,7 @@ ClosingReport closingReport(const CommandLine& line) {
 }  // namespace
 
 int main(int count, char** arguments) {
-  orvane::tool::openStandardStreams();
+  openStandardStreams();
   CommandLine line;
   const std::optional<Outcome> outcome = runTool(line, count, arguments);
   return static_cast<int>(outcome ? closingReport(line).print(*outcome) : ClosingReport().print({}));
