@@ -32,6 +32,8 @@ class Command {
 
   /// The class behind the command prints on standard output.
   virtual bool classPrints() const { return false; }
+  /// Whether the command has this option of its own.
+  bool takes(const std::string& option) const { return mOptions.get_option_no_throw(option) != nullptr; }
   std::string name() const { return mOptions.get_name(); }
   bool wasChosen() const { return mOptions.parsed(); }
 

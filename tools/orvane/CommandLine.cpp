@@ -36,6 +36,8 @@ constexpr char footer[] =
     "  orvane meter --simulate mic=tone:440:0.5 --seconds 3\n"
     "  orvane record voice.wav --simulate mic=/usr/share/sounds/alsa/Front_Center.wav";
 
+constexpr char theCommands[] = "; the commands are session, device, tone, meter, record and playthru";
+
 /// The usual help, with a line between what a command does and how it is used.
 class HelpFormatter final : public CLI::Formatter {
  public:
@@ -88,7 +90,7 @@ bool CommandLine::read(int count, const char* const* arguments) {
     };
     lastOf("--host", mHost);
     lastOf("--simulate", mSimulate);
-    throw ToolError(ExitStatus::wrongUsage, explain(error));
+    throw ToolError(ExitStatus::wrongUsage, explain(error, {arguments, static_cast<std::size_t>(count)}));
   }
 }
 
@@ -98,19 +100,42 @@ Command* CommandLine::command() const {
 }
 
 /// What is wrong, and what would be right.
-std::string CommandLine::explain(const CLI::ParseError& error) const {
-  constexpr char commands[] = "; the commands are session, device, tone, meter, record and playthru";
-  const std::vector<std::string> unexpected = mApp.remaining(true);
+std::string CommandLine::explain(const CLI::ParseError& error, std::span<const char* const> arguments) const {
   std::string text = error.what();
   if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr) {
     const bool isMissing = text.ends_with("missing");
     text = text.substr(0, text.find(':')) + (isMissing ? " needs a value" : " may be given only once");
-  } else if (mApp.get_subcommands().empty() && dynamic_cast<const CLI::RequiredError*>(&error) != nullptr) {
-    text = (unexpected.empty() ? "a command is needed" : "\"" + unexpected.front() + "\" is no command") + commands;
-  } else if (dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr) {
-    text = "\"" + unexpected.front() + "\" is not expected here; a command's own options stand behind the command";
+  } else if (dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr ||
+             dynamic_cast<const CLI::RequiredError*>(&error) != nullptr) {
+    // Something unexpected is why something required is missing, more likely than not.
+    std::vector<std::string> unexpected = mApp.remaining(true);
+    std::erase(unexpected, "--");
+    if (!unexpected.empty()) {
+      text = explainUnexpected(unexpected.front(), arguments);
+    } else if (command() == nullptr) {
+      text = "a command is needed" + std::string(theCommands);
+    }
   }
   return text + " (see '" + helpHint() + "')";
+}
+
+std::string CommandLine::explainUnexpected(const std::string& argument, std::span<const char* const> arguments) const {
+  const Command* const chosen = command();
+  const std::string program = chosen == nullptr ? "orvane" : "orvane " + chosen->name();
+  const auto firstOf = [arguments](std::string_view text) { return std::ranges::find(arguments, text); };
+  const bool isBehind = chosen != nullptr && firstOf(chosen->name()) < firstOf(argument);
+  if (argument.size() > 1 && argument.starts_with('-')) {
+    const std::string option = argument.substr(0, argument.find('='));
+    const bool isCommands = std::ranges::any_of(mCommands, [chosen, &option](const auto& each) {
+      return (chosen == nullptr || each.get() == chosen) && each->takes(option);
+    });
+    if (isBehind || !isCommands) return "unknown option '" + option + "' for '" + (isBehind ? program : "orvane") + "'";
+    return "option '" + option + "' belongs behind the command" +
+           (chosen == nullptr ? ", and none is given" + std::string(theCommands)
+                              : ": '" + program + " " + option + "'");
+  }
+  if (chosen == nullptr) return "\"" + argument + "\" is no command" + theCommands;
+  return "unexpected argument '" + argument + (isBehind ? "' for '" + program : "' before '" + chosen->name()) + "'";
 }
 
 std::string CommandLine::helpHint() const {

@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -27,7 +28,9 @@ class CommandLine {
   Command* command() const;
 
  private:
-  std::string explain(const CLI::ParseError& error) const;
+  std::string explain(const CLI::ParseError& error, std::span<const char* const> arguments) const;
+  /// What to say of an argument that nothing takes.
+  std::string explainUnexpected(const std::string& argument, std::span<const char* const> arguments) const;
   std::string helpHint() const;
 
   CLI::App mApp;

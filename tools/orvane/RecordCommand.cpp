@@ -13,7 +13,10 @@ RecordCommand::RecordCommand(CLI::App& parent) : Command(parent, "record", "Reco
   options()
       .add_option("PATH", mPath, "File to write; one that is there is erased when recording starts")
       ->required()
-      ->type_name("");
+      ->type_name("")
+      ->check([](const std::string& path) {
+        return path == "-" ? "\"-\" is not standard output here; write ./- for a file of that name" : std::string();
+      });
   addNumber(options(), "--client-rate", mClientRate, {1, 768000, "whole hertz, from 1 to 768000", true},
             "Rate in hertz at which the input is recorded (default the hardware's)")
       ->type_name("HZ");

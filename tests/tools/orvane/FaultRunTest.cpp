@@ -155,6 +155,8 @@ TEST_F(FaultRun, ShowsWhatTheScenarioSays) {
     EXPECT_EQ(all.find(R"({"command":)") == std::string::npos, status == 134) << "an object unless the library ends it";
     EXPECT_TRUE(status != 2 || !std::filesystem::exists(mHeard));
   }
+  EXPECT_THAT(run(faulty("0.05", R"("discontinuity","frames":100)"), "tone --seconds 0.1 --verbose").errors,
+              testing::StartsWith("log warning: "));
   EXPECT_THAT(run(refusing("UnitService::start"), "tone --verbose").errors,
               HasSubstr("log error: UnitService::start failed" + refused +
                         "log error: Failure: UnitService::start failed: -77\norvane: UnitService::start failed: -77"));
