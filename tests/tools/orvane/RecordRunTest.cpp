@@ -63,6 +63,17 @@ TEST_F(RecordRun, SaysWhatItWrote) {
   EXPECT_EQ(readSound(mTake).rate, 16000);
 }
 
+TEST_F(RecordRun, WarnsThatTheContainerDoesNotGoByTheName) {
+  for (const std::string end : {".flac", ".MP3", ".aif", ".w64", ".wav", ".Wave", ".rf64", "", ".2024", ".d/take"}) {
+    std::filesystem::create_directory(mTake + ".d");
+    const std::string file = mTake + end;
+    const bool warns = end == ".flac" || end == ".MP3" || end == ".aif" || end == ".w64";
+    const std::string warning =
+        "orvane: " + file + " is written as WAVE: the container does not depend on the file's name\n";
+    EXPECT_EQ(runFast("", "record --json --seconds 0.01 " + file).errors, warns ? warning : "");
+  }
+}
+
 TEST_F(RecordRun, FailsWhereThereIsNoRoomAndKeepsWhatItHas) {
   for (const std::size_t room : {100'000U, 100'003U, 100'005U}) {
     const Ended ended = run("prlimit --fsize=" + std::to_string(room) + " " ORVANE_TOOL +
