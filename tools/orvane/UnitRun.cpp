@@ -146,12 +146,13 @@ double deviceRate(const platform::DeviceReport& report, const UnitRun& run) {
 Outcome runUnit(const Invocation& invocation, const UnitRun& run, const UnitOptions& options,
                 std::shared_ptr<OVIOUnit> unit) {
   const platform::Platform& host = invocation.host;
+  const OutputTerminal terminal;
   ClientSide client;
   const auto lacking = lackingSide(*host.deviceReport, run);
   Outcome outcome =
       lacking ? failed(ExitStatus::unavailable, *lacking) : perform(invocation, run, options, std::move(unit), client);
   // The bars redraw one line of the terminal; what comes next begins on a line of its own.
-  if (run.classPrints && host.deviceReport->runCount().frames > 0 && isWatched()) sayLine("");
+  if (run.classPrints && host.deviceReport->runCount().frames > 0) terminal.endLine();
   sayWhatRan(host, client, invocation.json);
   outcome.members = describeRun(host, run, client);
   return outcome;
