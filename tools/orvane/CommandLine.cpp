@@ -83,7 +83,8 @@ bool CommandLine::read(int count, const char* const* arguments) {
   } catch (const CLI::ParseError& error) {
     // Reading ends at the first error, and callbacks may not have run: look for what the report depends on.
     const std::span options(arguments, std::ranges::find(arguments, arguments + count, std::string_view("--")));
-    mJson = std::ranges::find(options, std::string_view("--json")) != options.end();
+    mJson = std::ranges::any_of(options,
+                                [](std::string_view option) { return option == "--json" || option == "--json=true"; });
     const auto lastOf = [this](const char* option, std::optional<std::string>& value) {
       const std::vector<std::string>& given = mApp.get_option(option)->results();
       if (!given.empty()) value = given.back();

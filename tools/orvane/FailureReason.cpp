@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "platform/DeviceReport.h"
+#include "platform/FileReport.h"
 #include "tools/orvane/LogLines.h"
 
 namespace orvane::tool {
@@ -22,6 +23,21 @@ std::optional<Status> statusAtEnd(std::string_view text) {
   return error == std::errc() && parsedTo == end ? std::optional(status) : std::nullopt;
 }
 
+/// What ended the device's run, or its writing.
+FailureReason firstFailure(const platform::Platform& host) {
+  if (const auto device = host.deviceReport->deviceFailure()) return {device->reason, device->status};
+  const auto write = host.fileReport->writeFailure();
+  if (!write) return {};
+  const bool isFull = write->status == platform::status::diskFull;
+  return {std::string("writing failed") + (isFull ? ", disk full: " : ": ") + write->reason, write->status};
+}
+
+/// Appends a further failure; the status of the first one stays.
+void append(FailureReason& reason, const char* separator, const FailureReason& next) {
+  reason.text += (reason.text.empty() ? "" : separator) + next.text;
+  if (!reason.status) reason.status = next.status;
+}
+
 }  // namespace
 
 FailureReason reasonOf(const Invocation& invocation, const std::string& thrown) {
@@ -34,6 +50,26 @@ FailureReason reasonOf(const Invocation& invocation, const std::string& thrown) 
   if (thrown.find(refusal->reason) == std::string::npos) result.text += ": " + refusal->reason;
   if (refusal->status != platform::status::success) result.status = refusal->status;
   return result;
+}
+
+FailureReason failureBehind(const platform::Platform& host) {
+  FailureReason reason = firstFailure(host);
+  if (const std::uint64_t lost = host.deviceReport->runCount().overruns; lost > 0) {
+    append(reason, "; ",
+           {std::to_string(lost) + " slices are missing in what was written: the disk is too slow",
+            platform::status::overrun});
+  }
+  return reason;
+}
+
+Outcome refused(const platform::Platform& host, const FailureReason& thrown) {
+  const auto device = host.deviceReport->deviceFailure();
+  if (device && host.deviceReport->runCount().frames == 0) {
+    return failed(ExitStatus::unavailable, device->reason, device->status);
+  }
+  FailureReason reason = failureBehind(host);
+  append(reason, "; then ", thrown);
+  return failed(ExitStatus::failed, reason.text, reason.status);
 }
 
 }  // namespace orvane::tool

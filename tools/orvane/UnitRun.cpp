@@ -10,7 +10,6 @@
 
 #include "platform/DeviceReport.h"
 #include "platform/EventLoop.h"
-#include "platform/FileReport.h"
 #include "platform/RunControl.h"
 #include "tools/orvane/FailureReason.h"
 #include "tools/orvane/LogLines.h"
@@ -21,43 +20,6 @@
 namespace orvane::tool {
 
 namespace {
-
-/// What ended the device's run, or its writing.
-FailureReason firstFailure(const platform::Platform& host) {
-  if (const auto device = host.deviceReport->deviceFailure()) return {device->reason, device->status};
-  const auto write = host.fileReport->writeFailure();
-  if (!write) return {};
-  const bool isFull = write->status == platform::status::diskFull;
-  return {std::string("writing failed") + (isFull ? ", disk full: " : ": ") + write->reason, write->status};
-}
-
-/// Appends a further failure; the status of the first one stays.
-void append(FailureReason& reason, const char* separator, const FailureReason& next) {
-  reason.text += (reason.text.empty() ? "" : separator) + next.text;
-  if (!reason.status) reason.status = next.status;
-}
-
-/// What went wrong behind the classes, with the device or with what it writes; an empty text if nothing did.
-FailureReason failureBehind(const platform::Platform& host) {
-  FailureReason reason = firstFailure(host);
-  if (const std::uint64_t lost = host.deviceReport->runCount().overruns; lost > 0) {
-    append(reason, "; ",
-           {std::to_string(lost) + " slices are missing in what was written: the disk is too slow",
-            platform::status::overrun});
-  }
-  return reason;
-}
-
-/// The outcome of a run in which something was thrown. A device that was gone before the first frame is not available.
-Outcome refused(const platform::Platform& host, const FailureReason& thrown) {
-  const auto device = host.deviceReport->deviceFailure();
-  if (device && host.deviceReport->runCount().frames == 0) {
-    return failed(ExitStatus::unavailable, device->reason, device->status);
-  }
-  FailureReason reason = failureBehind(host);
-  append(reason, "; then ", thrown);
-  return failed(ExitStatus::failed, reason.text, reason.status);
-}
 
 const char* key(Side side) {
   return side == Side::input ? "input" : "output";

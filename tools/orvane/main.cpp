@@ -62,8 +62,7 @@ Outcome perform(Command& command, const Invocation& invocation) {
   } catch (const ToolError& error) {
     return failed(error.status(), error.what());
   } catch (const std::exception& error) {
-    const FailureReason reason = reasonOf(invocation, error.what());
-    return failed(ExitStatus::failed, reason.text, reason.status);
+    return refused(invocation.host, reasonOf(invocation, error.what()));
   }
 }
 

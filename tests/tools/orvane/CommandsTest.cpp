@@ -112,7 +112,7 @@ TEST(Commands, PrintOneObjectHoweverTheyEnd) {
     bool toErrors = false;
   } cases[] = {
       {"--json", 2, R"("command":"","host":"simulated","ended":"usage","error":"a command is needed; )"},
-      {"--bogus tone --json", 2, R"("command":"tone","host":"simulated","ended":"usage","error":")"},
+      {"--bogus tone --json=true", 2, R"("command":"tone","host":"simulated","ended":"usage","error":")"},
       {"--host pipewire --json record", 2, R"("command":"record","host":"pipewire","ended":"usage","error":"PATH is )"},
       {"meter --bogus --json", 2, R"("command":"meter","host":"simulated","ended":"usage","error":")", true},
       {"meter --json --seconds 0", 2, R"("command":"meter","host":"simulated","ended":"usage","error":"--sec)", true},

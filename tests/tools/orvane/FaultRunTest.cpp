@@ -68,6 +68,10 @@ TEST_F(FaultRun, ADiskThatIsFullEndsARunWithWhatFitted) {
   const std::string frames = framesOfWholeFile(mTake);
   EXPECT_GT(std::stoi(frames), 9000) << "what was written in the first 200 ms at least";
   EXPECT_THAT(ended.output, HasSubstr(R"("type":"RF64","frames":)" + frames + "}"));
+  // A failure that is not the reason is shown too.
+  const Ended lost = run(R"("faults":[{"at":0.5,"fault":"disk-full"},{"at":0.5,"fault":"device-lost"}])", "tone");
+  EXPECT_EQ(lost.errors,
+            "log error: writing failed: \"" + mHeard + "\": No space left on device\norvane: the device was lost\n");
   // What was there stays where nothing could be written in its place.
   const std::string before = readFile(mTake);
   const Ended refused = run(faulty("0", R"("disk-full")"), mRecord);
@@ -123,6 +127,8 @@ TEST_F(FaultRun, ShowsWhatTheScenarioSays) {
       {R"("faults":[{"at":0,"fault":"refuse","call":"UnitService::stop","status":-77},{"at":0.05,"fault":"device-lost"}])",
        "tone", 1, "orvane: the device was lost; then UnitService::stop failed: -77" + refused,
        R"("status":-9,"cause":"device lost","seconds":0.048,"frames":2304,)"},
+      {faulty("0", R"("device-lost")"), "device", 77, "orvane: the device was lost\n",
+       R"("ended":"unavailable","error":"the device was lost","status":-9,"cause":"device lost"})"},
       {denying("activate"), "session --activate", 1, "orvane: activate failed: out of hours\n"},
       {denying("deactivate"), "session --activate --deactivate", 1, "orvane: deactivate failed: out of hours\n"},
       {denying("category"), "session --category Playback", 1, "orvane: setCategory failed: out of hours\n"},

@@ -98,7 +98,8 @@ TEST_F(RecordRun, FailsWhereTheDiskIsSoSlowThatSlicesAreLost) {
   EXPECT_THAT(ended.errors,
               testing::MatchesRegex("orvane: [0-9]+ slices are missing in what was written: the disk is too slow\n"));
   const int lost = std::stoi(ended.errors.substr(8));
-  EXPECT_THAT(ended.output, HasSubstr(R"("overruns":)" + std::to_string(lost) + ","));
+  EXPECT_THAT(ended.output, testing::AllOf(HasSubstr(R"("overruns":)" + std::to_string(lost) + ","),
+                                           HasSubstr(R"("status":-11,"cause":"overrun",)")));
   EXPECT_EQ(std::stoi(framesOfWholeFile(mTake)), (488 - lost) * 256);
 }
 
