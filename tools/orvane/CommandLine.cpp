@@ -1,14 +1,14 @@
 #include "tools/orvane/CommandLine.h"
 
 #include <algorithm>
-#include <cstdio>
+#include <span>
+#include <string_view>
 
 #include "tools/orvane/DeviceCommand.h"
 #include "tools/orvane/MeterCommand.h"
 #include "tools/orvane/PlaythruCommand.h"
 #include "tools/orvane/RecordCommand.h"
 #include "tools/orvane/SessionCommand.h"
-#include "tools/orvane/StandardStreams.h"
 #include "tools/orvane/ToneCommand.h"
 
 namespace orvane::tool {
@@ -36,6 +36,8 @@ constexpr char footer[] =
     "  orvane meter --simulate mic=tone:440:0.5 --seconds 3\n"
     "  orvane record voice.wav --simulate mic=/usr/share/sounds/alsa/Front_Center.wav";
 
+constexpr char theCommands[] = "; the commands are session, device, tone, meter, record and playthru";
+
 /// The usual help, with a line between what a command does and how it is used.
 class HelpFormatter final : public CLI::Formatter {
  public:
@@ -57,8 +59,9 @@ CommandLine::CommandLine() : mApp(description, "orvane") {
   mApp.add_option("--simulate", mSimulate, "Use the simulated device, set up as given (see below)")
       ->type_name("KEY=VALUE[,...]");
   mApp.add_option("--host", mHost, "Host whose audio to use")->type_name("simulated|pipewire");
-  mApp.add_flag("--json", mJson, "Print the result as one JSON object, at the end");
-  mApp.add_flag("--verbose", mVerbose, "Show all lines of the platform log, not only errors");
+  mApp.add_flag("--json", mJson, "Print one JSON object at the end, whatever happened");
+  mApp.add_flag("--verbose", mVerbose,
+                "Show all lines of the platform log; without it, errors\nthat the reason of a failure does not cover");
   mApp.require_subcommand(1);
   mApp.footer(footer);
 
@@ -70,37 +73,70 @@ CommandLine::CommandLine() : mApp(description, "orvane") {
   mCommands.push_back(std::make_unique<PlaythruCommand>(mApp));
 }
 
-std::optional<ExitStatus> CommandLine::read(int count, const char* const* arguments) {
+bool CommandLine::read(int count, const char* const* arguments) {
   try {
     mApp.parse(count, arguments);
-    return std::nullopt;
+    return true;
   } catch (const CLI::Success& request) {
     mApp.exit(request);
-    return ExitStatus::done;
+    return false;
   } catch (const CLI::ParseError& error) {
-    say(explain(error));
-    return ExitStatus::wrongUsage;
+    // Reading ends at the first error, and callbacks may not have run: look for what the report depends on.
+    const std::span options(arguments, std::ranges::find(arguments, arguments + count, std::string_view("--")));
+    mJson = std::ranges::any_of(options,
+                                [](std::string_view option) { return option == "--json" || option == "--json=true"; });
+    const auto lastOf = [this](const char* option, std::optional<std::string>& value) {
+      const std::vector<std::string>& given = mApp.get_option(option)->results();
+      if (!given.empty()) value = given.back();
+    };
+    lastOf("--host", mHost);
+    lastOf("--simulate", mSimulate);
+    throw ToolError(ExitStatus::wrongUsage, explain(error, {arguments, static_cast<std::size_t>(count)}));
   }
 }
 
-Command& CommandLine::command() const {
-  return **std::find_if(mCommands.begin(), mCommands.end(), [](const auto& command) { return command->wasChosen(); });
+Command* CommandLine::command() const {
+  const auto chosen = std::ranges::find_if(mCommands, [](const auto& command) { return command->wasChosen(); });
+  return chosen == mCommands.end() ? nullptr : chosen->get();
 }
 
 /// What is wrong, and what would be right.
-std::string CommandLine::explain(const CLI::ParseError& error) const {
-  constexpr char commands[] = "; the commands are session, device, tone, meter, record and playthru";
-  const std::vector<std::string> unexpected = mApp.remaining(true);
+std::string CommandLine::explain(const CLI::ParseError& error, std::span<const char* const> arguments) const {
   std::string text = error.what();
   if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr) {
     const bool isMissing = text.ends_with("missing");
     text = text.substr(0, text.find(':')) + (isMissing ? " needs a value" : " may be given only once");
-  } else if (mApp.get_subcommands().empty() && dynamic_cast<const CLI::RequiredError*>(&error) != nullptr) {
-    text = (unexpected.empty() ? "a command is needed" : "\"" + unexpected.front() + "\" is no command") + commands;
-  } else if (dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr) {
-    text = "\"" + unexpected.front() + "\" is not expected here; a command's own options stand behind the command";
+  } else if (dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr ||
+             dynamic_cast<const CLI::RequiredError*>(&error) != nullptr) {
+    // Something unexpected is why something required is missing, more likely than not.
+    std::vector<std::string> unexpected = mApp.remaining(true);
+    std::erase(unexpected, "--");
+    if (!unexpected.empty()) {
+      text = explainUnexpected(unexpected.front(), arguments);
+    } else if (command() == nullptr) {
+      text = "a command is needed" + std::string(theCommands);
+    }
   }
   return text + " (see '" + helpHint() + "')";
+}
+
+std::string CommandLine::explainUnexpected(const std::string& argument, std::span<const char* const> arguments) const {
+  const Command* const chosen = command();
+  const std::string program = chosen == nullptr ? "orvane" : "orvane " + chosen->name();
+  const auto firstOf = [arguments](std::string_view text) { return std::ranges::find(arguments, text); };
+  const bool isBehind = chosen != nullptr && firstOf(chosen->name()) < firstOf(argument);
+  if (argument.size() > 1 && argument.starts_with('-')) {
+    const std::string option = argument.substr(0, argument.find('='));
+    const bool isCommands = std::ranges::any_of(mCommands, [chosen, &option](const auto& each) {
+      return (chosen == nullptr || each.get() == chosen) && each->takes(option);
+    });
+    if (isBehind || !isCommands) return "unknown option '" + option + "' for '" + (isBehind ? program : "orvane") + "'";
+    return "option '" + option + "' belongs behind the command" +
+           (chosen == nullptr ? ", and none is given" + std::string(theCommands)
+                              : ": '" + program + " " + option + "'");
+  }
+  if (chosen == nullptr) return "\"" + argument + "\" is no command" + theCommands;
+  return "unexpected argument '" + argument + (isBehind ? "' for '" + program : "' before '" + chosen->name()) + "'";
 }
 
 std::string CommandLine::helpHint() const {

@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -15,19 +16,21 @@ class CommandLine {
  public:
   CommandLine();
 
-  /// Reads the arguments. Where nothing is left to do (help or version was asked for, and printed, or the usage is
-  /// wrong, and said so) the result is the status to end with.
-  std::optional<ExitStatus> read(int count, const char* const* arguments);
+  /// Reads the arguments. Returns false after printing help or the version, when nothing is left to do. Throws
+  /// `ToolError` for wrong usage; what was read until then stays, and `json` is known all the same.
+  bool read(int count, const char* const* arguments);
 
   const std::optional<std::string>& host() const { return mHost; }
   const std::optional<std::string>& simulate() const { return mSimulate; }
   bool json() const { return mJson; }
   bool verbose() const { return mVerbose; }
-  /// The command that was chosen; there is one after a `read` without result.
-  Command& command() const;
+  /// The command that was chosen, also before wrong usage was found; null where none was.
+  Command* command() const;
 
  private:
-  std::string explain(const CLI::ParseError& error) const;
+  std::string explain(const CLI::ParseError& error, std::span<const char* const> arguments) const;
+  /// What to say of an argument that nothing takes.
+  std::string explainUnexpected(const std::string& argument, std::span<const char* const> arguments) const;
   std::string helpHint() const;
 
   CLI::App mApp;

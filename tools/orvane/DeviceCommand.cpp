@@ -9,6 +9,7 @@
 #include "platform/NumberText.h"
 #include "platform/Value.h"
 #include "session/OVJSON.h"
+#include "tools/orvane/RunReport.h"
 
 namespace orvane::tool {
 
@@ -36,12 +37,11 @@ void printText(const platform::DeviceReport& report, OVIOUnit& unit) {
   line("slice", std::to_string(report.sliceFrames()) + " frames");
 }
 
-void printJson(const platform::DeviceReport& report, OVIOUnit& unit) {
-  OVPrintJSON(platform::Value::dictionary({{"host", report.hostName()},
-                                           {"input", jsonASBD(unit.inputHardwareFormat().description())},
-                                           {"output", jsonASBD(unit.outputHardwareFormat().description())},
-                                           {"slice", report.sliceFrames()}}),
-              false);
+platform::Value describe(const platform::DeviceReport& report, OVIOUnit& unit) {
+  platform::Value members = describeSides(unit.inputHardwareFormat(), unit.outputHardwareFormat());
+  members.set("client", describeSides(unit.inputClientFormat(), unit.outputClientFormat()));
+  members.set("slice", report.sliceFrames());
+  return members;
 }
 
 }  // namespace
@@ -56,12 +56,12 @@ DeviceCommand::DeviceCommand(CLI::App& parent)
       "  orvane --simulate rate=44100,inputs=2 --json device");
 }
 
-ExitStatus DeviceCommand::run(const Invocation& invocation) {
+Outcome DeviceCommand::run(const Invocation& invocation) {
   const std::shared_ptr<OVIOUnit> unit = OVIOUnit::init();
   mUnit.applyTo(*unit);
   unit->initializeAU();
-  (invocation.json ? printJson : printText)(*invocation.host.deviceReport, *unit);
-  return ExitStatus::done;
+  if (!invocation.json) printText(*invocation.host.deviceReport, *unit);
+  return {.members = describe(*invocation.host.deviceReport, *unit)};
 }
 
 }  // namespace orvane::tool

@@ -9,7 +9,7 @@ namespace orvane::tool {
 class DeviceCommand final : public Command {
  public:
   explicit DeviceCommand(CLI::App& parent);
-  ExitStatus run(const Invocation& invocation) override;
+  Outcome run(const Invocation& invocation) override;
 
  private:
   UnitOptions mUnit;

@@ -17,9 +17,8 @@ MeterCommand::MeterCommand(CLI::App& parent)
       "  orvane --simulate mic=/usr/share/sounds/alsa/Front_Center.wav meter --category PlayAndRecord");
 }
 
-ExitStatus MeterCommand::run(const Invocation& invocation) {
-  return runUnit(invocation, {.command = "meter", .input = true, .classPrints = true, .seconds = mSeconds}, mUnit,
-                 AOMeter::init());
+Outcome MeterCommand::run(const Invocation& invocation) {
+  return runUnit(invocation, {.input = true, .classPrints = true, .seconds = mSeconds}, mUnit, AOMeter::init());
 }
 
 }  // namespace orvane::tool

@@ -11,7 +11,8 @@ namespace orvane::tool {
 class MeterCommand final : public Command {
  public:
   explicit MeterCommand(CLI::App& parent);
-  ExitStatus run(const Invocation& invocation) override;
+  Outcome run(const Invocation& invocation) override;
+  bool classPrints() const override { return true; }
 
  private:
   UnitOptions mUnit;

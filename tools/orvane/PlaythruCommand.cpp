@@ -17,9 +17,8 @@ PlaythruCommand::PlaythruCommand(CLI::App& parent)
       "  orvane --simulate mic=/usr/share/sounds/alsa/Front_Center.wav,speaker=heard.wav,pace=fast playthru");
 }
 
-ExitStatus PlaythruCommand::run(const Invocation& invocation) {
-  return runUnit(invocation, {.command = "playthru", .input = true, .output = true, .seconds = mSeconds}, mUnit,
-                 AOPlaythru::init());
+Outcome PlaythruCommand::run(const Invocation& invocation) {
+  return runUnit(invocation, {.input = true, .output = true, .seconds = mSeconds}, mUnit, AOPlaythru::init());
 }
 
 }  // namespace orvane::tool

@@ -11,7 +11,7 @@ namespace orvane::tool {
 class PlaythruCommand final : public Command {
  public:
   explicit PlaythruCommand(CLI::App& parent);
-  ExitStatus run(const Invocation& invocation) override;
+  Outcome run(const Invocation& invocation) override;
 
  private:
   UnitOptions mUnit;

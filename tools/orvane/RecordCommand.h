@@ -12,7 +12,7 @@ namespace orvane::tool {
 class RecordCommand final : public Command {
  public:
   explicit RecordCommand(CLI::App& parent);
-  ExitStatus run(const Invocation& invocation) override;
+  Outcome run(const Invocation& invocation) override;
 
  private:
   UnitOptions mUnit;

@@ -1,31 +1,31 @@
 #pragma once
 
 #include <optional>
-#include <string>
 
-#include "platform/DeviceReport.h"
-#include "platform/FileReport.h"
+#include "platform/Platform.h"
 #include "platform/StreamFormat.h"
 #include "platform/UnitService.h"
-#include "tools/orvane/Command.h"
+#include "platform/Value.h"
 
 namespace orvane::tool {
 
 struct UnitRun;
 
-/// What became of a run.
-struct RunResult {
-  std::string ended{};  ///< In the words of the JSON object.
-  std::string error{};  ///< Empty unless `ended` is "failed".
-  ExitStatus status = ExitStatus::done;
-  /// The client formats of the sides in use; none where the run did not get so far.
-  std::optional<platform::StreamFormat> clientInput{};
-  std::optional<platform::StreamFormat> clientOutput{};
+/// The client side of a run: the formats of the sides in use, none where the run did not get so far.
+struct ClientSide {
+  std::optional<platform::StreamFormat> input{};
+  std::optional<platform::StreamFormat> output{};
   platform::UnitLatency latency{};
 };
 
-/// Says what there is to say about a run on standard error: missing frames, what was recorded, the reason of a failure.
-/// Where a closing JSON object is wanted, prints that.
-void reportRun(const Invocation& invocation, const UnitRun& run, const RunResult& result);
+/// The formats of the sides that have one, as `input` and `output`.
+platform::Value describeSides(const std::optional<platform::StreamFormat>& input,
+                              const std::optional<platform::StreamFormat>& output);
+
+/// Says what a run left behind on standard error: missing frames, and the recordings unless `json` has them.
+void sayWhatRan(const platform::Platform& host, const ClientSide& client, bool json);
+
+/// The members of the JSON object of a command that runs.
+platform::Value describeRun(const platform::Platform& host, const UnitRun& run, const ClientSide& client);
 
 }  // namespace orvane::tool

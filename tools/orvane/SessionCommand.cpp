@@ -6,7 +6,6 @@
 
 #include "platform/PlatformSession.h"
 #include "platform/Value.h"
-#include "session/OVJSON.h"
 #include "session/OVPrimarySession.h"
 #include "session/OVSession.h"
 
@@ -19,13 +18,13 @@ bool isActive(const OVSession& session) {
   return platformSession && platformSession->isActive();
 }
 
-void printJson(const OVSession& session, bool primary) {
+platform::Value describe(const OVSession& session, bool primary) {
   platform::Value result = platform::Value::dictionary({{"primary", primary},
                                                         {"active", isActive(session)},
                                                         {"category", session.category()},
                                                         {"mode", session.mode()}});
   for (const CategoryOption& option : categoryOptions) result.set(option.name, (session.*option.isOn)());
-  OVPrintJSON(result, false);
+  return result;
 }
 
 void printText(const OVSession& session, bool primary) {
@@ -57,11 +56,11 @@ SessionCommand::SessionCommand(CLI::App& parent)
       "  orvane session --category PlayAndRecord --option defaultToSpeaker=on --mode Measurement --activate");
 }
 
-ExitStatus SessionCommand::run(const Invocation& invocation) {
+Outcome SessionCommand::run(const Invocation& invocation) {
   const std::shared_ptr<OVSession> session = mPrimary ? OVPrimarySession::init() : OVSession::init();
   mSettings.applyTo(*session);
-  (invocation.json ? printJson : printText)(*session, mPrimary);
-  return ExitStatus::done;
+  if (!invocation.json) printText(*session, mPrimary);
+  return {.members = describe(*session, mPrimary)};
 }
 
 }  // namespace orvane::tool

@@ -9,7 +9,7 @@ namespace orvane::tool {
 class SessionCommand final : public Command {
  public:
   explicit SessionCommand(CLI::App& parent);
-  ExitStatus run(const Invocation& invocation) override;
+  Outcome run(const Invocation& invocation) override;
 
  private:
   SessionOptions mSettings;

@@ -41,8 +41,18 @@ void sayLine(std::string line) {
   std::fflush(stderr);
 }
 
-bool isWatched() {
-  return isatty(STDOUT_FILENO) == 1 && isatty(STDERR_FILENO) == 1;
+OutputTerminal::OutputTerminal() {
+  if (isatty(STDOUT_FILENO) == 1) mDescriptor = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+}
+
+OutputTerminal::~OutputTerminal() {
+  if (mDescriptor != -1) close(mDescriptor);
+}
+
+void OutputTerminal::endLine() const {
+  pollfd terminal{.fd = mDescriptor, .events = POLLOUT, .revents = 0};
+  if (mDescriptor == -1 || poll(&terminal, 1, 0) != 1 || (terminal.revents & POLLOUT) == 0) return;
+  [[maybe_unused]] const auto written = write(mDescriptor, "\n", 1);
 }
 
 bool standardOutputArrived() {

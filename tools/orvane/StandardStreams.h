@@ -20,8 +20,21 @@ void say(std::string_view words);
 /// Writes a line as it is to standard error, in one piece.
 void sayLine(std::string line);
 
-/// Whether both what a command prints and what the tool says are seen on a terminal.
-bool isWatched();
+/// The terminal that standard output leads to when this is made, if it leads to one.
+class OutputTerminal {
+ public:
+  OutputTerminal();
+  OutputTerminal(const OutputTerminal&) = delete;
+  OutputTerminal& operator=(const OutputTerminal&) = delete;
+  ~OutputTerminal();
+
+  /// Ends the line that was printed on the terminal, also if standard output was abandoned since. Does nothing without
+  /// a terminal, or on one whose output is stopped.
+  void endLine() const;
+
+ private:
+  int mDescriptor = -1;
+};
 
 /// Flushes standard output. False where something that was printed is lost, unless its reader went away, which is the
 /// reader's right.

@@ -42,7 +42,7 @@ ToneCommand::ToneCommand(CLI::App& parent) : Command(parent, "tone", "Play a sin
       "  orvane --simulate speaker=tone.wav,pace=fast tone --frequency 440 --amplitude 0.5 --seconds 2");
 }
 
-ExitStatus ToneCommand::run(const Invocation& invocation) {
+Outcome ToneCommand::run(const Invocation& invocation) {
   const platform::DeviceReport& report = *invocation.host.deviceReport;
   std::shared_ptr<OVTestTone> tone = OVTestTone::init();
   if (mFrequency) tone->setFrequency(*mFrequency);
@@ -50,7 +50,7 @@ ExitStatus ToneCommand::run(const Invocation& invocation) {
   if (mClientRate) tone->setClientSampleRate(*mClientRate);
   tone->setMonotone(mMonotone);
   checkFrequency(tone->frequency(), mClientRate.value_or(report.hardwareOutput().sampleRate()));
-  return runUnit(invocation, {.command = "tone", .output = true, .seconds = mSeconds}, mUnit, std::move(tone));
+  return runUnit(invocation, {.output = true, .seconds = mSeconds}, mUnit, std::move(tone));
 }
 
 void ToneCommand::checkFrequency(double frequency, double rate) const {

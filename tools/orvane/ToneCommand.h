@@ -11,7 +11,7 @@ namespace orvane::tool {
 class ToneCommand final : public Command {
  public:
   explicit ToneCommand(CLI::App& parent);
-  ExitStatus run(const Invocation& invocation) override;
+  Outcome run(const Invocation& invocation) override;
 
  private:
   /// Raises wrong usage where a channel's frequency is above half the rate at which it is rendered.

@@ -1,6 +1,8 @@
 #include "tools/orvane/UnitOptions.h"
 
+#include <cstdint>
 #include <memory>
+#include <string>
 
 #include "session/OVPrimarySession.h"
 #include "session/OVSession.h"
@@ -9,7 +11,13 @@ namespace orvane::tool {
 
 void UnitOptions::declare(CLI::App& options) {
   options.add_option("--unit", mSubType, "Sub-type of the I/O unit, a four-character code (default rioc)")
-      ->type_name("CODE");
+      ->type_name("CODE")
+      ->check([](const std::string& text) {
+        const std::string bytes = std::to_string(text.size()) + (text.size() == 1 ? " byte" : " bytes");
+        return text.size() == sizeof(std::uint32_t)
+                   ? ""
+                   : "\"" + text + "\" has " + bytes + "; it takes exactly four, such as rioc";
+      });
   options
       .add_option("--session", mSession,
                   "Session to bind to: primary, or auxiliary (the default with --category,\n"

@@ -10,8 +10,9 @@
 
 #include "platform/DeviceReport.h"
 #include "platform/EventLoop.h"
-#include "platform/FileReport.h"
 #include "platform/RunControl.h"
+#include "tools/orvane/FailureReason.h"
+#include "tools/orvane/LogLines.h"
 #include "tools/orvane/Numbers.h"
 #include "tools/orvane/RunReport.h"
 #include "tools/orvane/StandardStreams.h"
@@ -19,41 +20,6 @@
 namespace orvane::tool {
 
 namespace {
-
-RunResult failure(const std::string& reason) {
-  return {.ended = "failed", .error = reason, .status = ExitStatus::failed};
-}
-
-RunResult unavailable(const std::string& reason) {
-  return {.ended = "failed", .error = reason, .status = ExitStatus::unavailable};
-}
-
-/// What ended the device's run, or its writing.
-std::string firstFailure(const platform::Platform& host) {
-  if (const auto device = host.deviceReport->deviceFailure()) return device->reason;
-  const auto write = host.fileReport->writeFailure();
-  if (!write) return {};
-  const bool isFull = write->status == platform::status::diskFull;
-  return std::string("writing failed") + (isFull ? ", disk full: " : ": ") + write->reason;
-}
-
-/// What went wrong behind the classes, with the device or with what it writes.
-std::optional<std::string> failureBehind(const platform::Platform& host) {
-  std::string cause = firstFailure(host);
-  if (const std::uint64_t lost = host.deviceReport->runCount().overruns; lost > 0) {
-    cause += (cause.empty() ? "" : "; ") + std::to_string(lost) +
-             " slices are missing in what was written: the disk is too slow";
-  }
-  return cause.empty() ? std::nullopt : std::optional(cause);
-}
-
-/// What a run comes to in which something was raised. A device that was gone before the first frame is none here.
-RunResult refusal(const platform::Platform& host, const std::string& reason) {
-  const auto device = host.deviceReport->deviceFailure();
-  if (device && host.deviceReport->runCount().frames == 0) return unavailable(device->reason);
-  const auto cause = failureBehind(host);
-  return failure(cause ? *cause + "; then " + reason : reason);
-}
 
 const char* key(Side side) {
   return side == Side::input ? "input" : "output";
@@ -89,39 +55,40 @@ void limitRun(const platform::Platform& host, const UnitRun& run) {
   if (run.seconds && rate > 0) host.runControl->endAfterFrames(framesIn(*run.seconds, rate));
 }
 
-/// How a run that nothing was raised in ended.
-RunResult ended(const platform::Platform& host, int signal) {
-  if (const auto cause = failureBehind(host)) return failure(*cause);
+/// The outcome of a run in which nothing was thrown.
+Outcome outcomeOf(const platform::Platform& host, int signal) {
+  if (const FailureReason reason = failureBehind(host); !reason.text.empty()) {
+    return failed(ExitStatus::failed, reason.text, reason.status);
+  }
   if (signal != 0) return {.ended = "signal"};
   return {.ended = host.deviceReport->deviceEnd() == platform::DeviceEnd::inputEnded ? "input-ended" : "seconds"};
 }
 
-RunResult perform(const platform::Platform& host, const UnitRun& run, const UnitOptions& options,
-                  std::shared_ptr<OVIOUnit> unit) {
+Outcome perform(const Invocation& invocation, const UnitRun& run, const UnitOptions& options,
+                std::shared_ptr<OVIOUnit> unit, ClientSide& client) {
+  const platform::Platform& host = invocation.host;
   try {
     options.applyTo(*unit);
     limitRun(host, run);
     const auto end = host.runControl->onDeviceEnd([loop = host.eventLoop] { loop->stop(); });
     const auto writeFailure = host.runControl->onWriteFailure([loop = host.eventLoop] { loop->stop(); });
     unit->start();
+    invocation.log->showHeld();  // The run began, so it does not end with a failure that was logged until now.
     const int signal = host.eventLoop->run();
     const bool abandon = signal != 0 && run.classPrints;
     if (abandon) abandonStandardOutput();
     unit->stop();
     if (abandon) std::clearerr(stdout);  // What was cut off is no failure.
 
-    const auto latency = host.units->latency(unit->audioUnit());
-    const auto input = run.input ? std::optional(unit->inputClientFormat()) : std::nullopt;
-    const auto output = run.output ? std::optional(unit->outputClientFormat()) : std::nullopt;
+    if (run.input) client.input = unit->inputClientFormat();
+    if (run.output) client.output = unit->outputClientFormat();
+    client.latency = host.units->latency(unit->audioUnit());
     unit.reset();  // Completes its files, so that the report knows how that went.
-    RunResult result = ended(host, signal);
-    result.clientInput = input;
-    result.clientOutput = output;
-    result.latency = latency;
-    return result;
+    return outcomeOf(host, signal);
   } catch (const std::exception& exception) {
+    const FailureReason reason = reasonOf(invocation, exception.what());
     unit.reset();
-    return refusal(host, exception.what());
+    return refused(host, reason);
   }
 }
 
@@ -138,12 +105,19 @@ double deviceRate(const platform::DeviceReport& report, const UnitRun& run) {
   return hardwareFormat(report, run.input ? Side::input : Side::output).sampleRate();
 }
 
-ExitStatus runUnit(const Invocation& invocation, const UnitRun& run, const UnitOptions& options,
-                   std::shared_ptr<OVIOUnit> unit) {
-  const auto lacking = lackingSide(*invocation.host.deviceReport, run);
-  const RunResult result = lacking ? unavailable(*lacking) : perform(invocation.host, run, options, std::move(unit));
-  reportRun(invocation, run, result);
-  return result.status;
+Outcome runUnit(const Invocation& invocation, const UnitRun& run, const UnitOptions& options,
+                std::shared_ptr<OVIOUnit> unit) {
+  const platform::Platform& host = invocation.host;
+  const OutputTerminal terminal;
+  ClientSide client;
+  const auto lacking = lackingSide(*host.deviceReport, run);
+  Outcome outcome =
+      lacking ? failed(ExitStatus::unavailable, *lacking) : perform(invocation, run, options, std::move(unit), client);
+  // The bars redraw one line of the terminal; what comes next begins on a line of its own.
+  if (run.classPrints && host.deviceReport->runCount().frames > 0) terminal.endLine();
+  sayWhatRan(host, client, invocation.json);
+  outcome.members = describeRun(host, run, client);
+  return outcome;
 }
 
 }  // namespace orvane::tool

@@ -15,11 +15,10 @@ enum class Side { input, output };
 
 /// What there is to know of a command that starts a unit and lets it run.
 struct UnitRun {
-  const char* command = "";
   /// Which sides of the hardware it uses.
   bool input = false;
   bool output = false;
-  /// The class prints on standard output, so that the closing JSON object goes to standard error.
+  /// The class prints on standard output, so that a signal must end a write that waits for its reader.
   bool classPrints = false;
   /// The device time after which the run ends; nothing lets it run until its input ends or a signal comes.
   std::optional<double> seconds;
@@ -31,10 +30,10 @@ void addSeconds(CLI::App& options, std::optional<double>& seconds);
 /// The rate in which device time is counted; one clock runs both sides.
 double deviceRate(const platform::DeviceReport& report, const UnitRun& run);
 
-/// Sets the unit up as `options` say, starts it, waits for the end of the run, stops and releases it, and reports: the
-/// reason of a failure, what was recorded, and the closing JSON object where one is wanted. Failures of the library end
-/// here, not in the caller. Nobody else holds the unit, so that its files are complete when this returns.
-ExitStatus runUnit(const Invocation& invocation, const UnitRun& run, const UnitOptions& options,
-                   std::shared_ptr<OVIOUnit> unit);
+/// Sets the unit up as `options` say, starts it, waits for the end of the run, stops and releases it, and says on
+/// standard error what was recorded. Failures of the library become the outcome. Nobody else holds the unit, so its
+/// files are complete on return.
+Outcome runUnit(const Invocation& invocation, const UnitRun& run, const UnitOptions& options,
+                std::shared_ptr<OVIOUnit> unit);
 
 }  // namespace orvane::tool

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <exception>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -7,25 +8,29 @@
 #include "platform/Hosts.h"
 #include "platform/Platform.h"
 #include "platform/PlatformException.h"
+#include "tools/orvane/ClosingReport.h"
 #include "tools/orvane/CommandLine.h"
+#include "tools/orvane/FailureReason.h"
 #include "tools/orvane/LogLines.h"
 #include "tools/orvane/StandardStreams.h"
 
 namespace {
 
-using orvane::tool::CommandLine;
-using orvane::tool::ExitStatus;
-using orvane::tool::say;
-using orvane::tool::ToolError;
+using namespace orvane::tool;
 
 namespace platform = orvane::platform;
 
 constexpr char simulated[] = "simulated";
 
-/// The host that was asked for, or the library's default one. Raises wrong usage, or that it is not to be had.
+/// The name of the host that was asked for, or of the library's default one.
+std::string hostName(const CommandLine& line) {
+  return line.host().value_or(line.simulate() ? simulated : platform::availableHosts().front());
+}
+
+/// The same, checked. Throws wrong usage, or that this build lacks the host.
 std::string chooseHost(const CommandLine& line) {
   const std::vector<std::string> available = platform::availableHosts();
-  std::string host = line.host().value_or(line.simulate() ? simulated : available.front());
+  std::string host = hostName(line);
   if (host != simulated && host != "pipewire") {
     throw ToolError(ExitStatus::wrongUsage, "--host: \"" + host + "\" is no host; it takes simulated or pipewire");
   }
@@ -51,38 +56,56 @@ void useHost(const CommandLine& line) {
   }
 }
 
-ExitStatus runTool(int count, const char* const* arguments) {
-  CommandLine line;
-  if (const auto status = line.read(count, arguments)) return *status;
+Outcome perform(Command& command, const Invocation& invocation) {
+  try {
+    return command.run(invocation);
+  } catch (const ToolError& error) {
+    return failed(error.status(), error.what());
+  } catch (const std::exception& error) {
+    return refused(invocation.host, reasonOf(invocation, error.what()));
+  }
+}
+
+Outcome runCommand(const CommandLine& line) {
   useHost(line);
   const platform::Platform host = platform::current();
   // From here on SIGINT and SIGTERM stop runs; until now nothing has begun that would have to be stopped cleanly.
   host.eventLoop->watchSignals();
-  orvane::tool::showLog(*host.log, line.verbose());
-  return line.command().run({.host = host, .json = line.json()});
+  const auto log = LogLines::attach(*host.log, line.verbose());
+  Outcome outcome = perform(*line.command(), {.host = host, .log = log, .json = line.json()});
+  log->finish(outcome.error);
+  return outcome;
 }
 
-/// The same, with every way to fail said on standard error and turned into a status.
-ExitStatus runToolAndExplain(int count, const char* const* arguments) {
+/// Reads the command line and runs the command; nothing where the user asked for help or the version only.
+std::optional<Outcome> runTool(CommandLine& line, int count, const char* const* arguments) {
   try {
-    return runTool(count, arguments);
+    if (!line.read(count, arguments)) return std::nullopt;
+    return runCommand(line);
   } catch (const ToolError& error) {
-    say(error.what());
-    return error.status();
+    return failed(error.status(), error.what());
   } catch (const std::exception& error) {
-    say(error.what());
-    return ExitStatus::failed;
+    return failed(ExitStatus::failed, error.what());
   }
+}
+
+/// The report that the command line asks for.
+ClosingReport closingReport(const CommandLine& line) {
+  ClosingReport report{.host = hostName(line)};
+  if (const Command* command = line.command()) {
+    report.command = command->name();
+    report.onStandardError = command->classPrints();
+  }
+  // Not the host in use: wrong usage or a missing host may have kept the tool from having one.
+  if (line.json()) report.json = platform::makeSimulatedHost().json;
+  return report;
 }
 
 }  // namespace
 
 int main(int count, char** arguments) {
-  orvane::tool::openStandardStreams();
-  ExitStatus status = runToolAndExplain(count, arguments);
-  if (!orvane::tool::standardOutputArrived() && status == ExitStatus::done) {
-    say("standard output could not be written");
-    status = ExitStatus::failed;
-  }
-  return static_cast<int>(status);
+  openStandardStreams();
+  CommandLine line;
+  const std::optional<Outcome> outcome = runTool(line, count, arguments);
+  return static_cast<int>(outcome ? closingReport(line).print(*outcome) : ClosingReport().print({}));
 }

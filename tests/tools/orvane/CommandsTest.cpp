@@ -15,8 +15,18 @@ TEST(Commands, EndWithTheStatusAndTheReason) {
   const std::tuple<int, std::string, std::vector<std::string>> cases[] = {
       {2, "", {"a command is needed", "session, device, tone, meter, record and playthru", "'orvane --help'"}},
       {2, "tune", {"\"tune\" is no command", "session, device, tone, meter, record and playthru"}},
-      {2, "tone meter", {"\"meter\" is not expected", "'orvane tone --help'"}},
-      {2, "--seconds 1 tone", {"\"--seconds\" is not expected here", "stand behind the command"}},
+      {2, "tone meter", {"unexpected argument 'meter' for 'orvane tone' (see 'orvane tone --help')"}},
+      {2, "1 tone", {"unexpected argument '1' before 'tone'"}},
+      {2, "record a b", {"unexpected argument 'b' for 'orvane record'"}},
+      {2, "--seconds 1 tone", {"option '--seconds' belongs behind the command: 'orvane tone --seconds' (see"}},
+      {2, "--seconds 1", {"option '--seconds' belongs behind the command, and none is given; the commands are"}},
+      {2, "--bogus tone", {"unknown option '--bogus' for 'orvane' (see"}},
+      {2, "--bogus=1", {"unknown option '--bogus' for 'orvane' (see"}},
+      {2, "meter --bogus", {"orvane: unknown option '--bogus' for 'orvane meter' (see 'orvane meter --help')\n"}},
+      {2, "record -x", {"unknown option '-x' for 'orvane record'"}},
+      {2, "tone --unit x", {"--unit: \"x\" has 1 byte; it takes exactly four, such as rioc"}},
+      {2, "device --unit ''", {"--unit: \"\" has 0 bytes"}},
+      {2, "record -", {"PATH: \"-\" is not standard output here; write ./- for a file of that name"}},
       {2, "meter --seconds", {"--seconds needs a value"}},
       {2, "meter --seconds 1 --seconds 2", {"--seconds may be given only once"}},
       {2, "meter --seconds 0", {"--seconds: 0 is out of range", "from 0.000001 to 1000000000"}},
@@ -35,7 +45,7 @@ TEST(Commands, EndWithTheStatusAndTheReason) {
       {2, "record " + file + " --client-rate 22050.5", {"--client-rate: 22050.5", "whole hertz, from 1 to 768000"}},
       {2, "record", {"PATH is required", "'orvane record --help'"}},
       {77, "--host pipewire device", {"this build has no pipewire host; it has --host simulated"}},
-      {77, "meter --json --simulate inputs=0", {R"("ended":"failed","error":"the simulated host has no audio input")"}},
+      {77, "meter --simulate inputs=0", {"orvane: the simulated host has no audio input"}},
       {77, "tone --simulate outputs=0", {"orvane: the simulated host has no audio output"}},
       {1, "session --category playandrecord", {"setCategory failed: no category is named \"playandrecord\""}},
       {1, "tone --category Record --option allowA2DP=on", {"change categoryOption 0x20 1 failed: "}},
@@ -44,10 +54,10 @@ TEST(Commands, EndWithTheStatusAndTheReason) {
       {1, "tone --session primary --category Record", {notStarted + "initialize failed: -16"}},
       {1, "tone --seconds 1 --simulate rate=0", {"Hardware sample rate is 0.0 after activating session and init"}},
       {1, "meter --simulate rate=0", {notStarted + "start failed: -12"}},
-      {1, "record " + old + " --unit xyzw", {"log error: Failure: I/O unit subtype 'xyzw' not found\norvane: I/O"}},
+      {1, "record " + old + " --unit xyzw", {"orvane: I/O unit subtype 'xyzw' not found\n"}},
       {1,
        "record " + old + " --simulate mic=" + old,
-       {"create failed: -3", "old.wav\" is the microphone's file of this run"}},
+       {"create failed: -3: \"" + old + "\" is the microphone's file of this run"}},
       {1,
        "record " + file + " --simulate speaker=" + file,
        {notStarted + "start failed: -3", "being written as another file of"}}};
@@ -56,6 +66,7 @@ TEST(Commands, EndWithTheStatusAndTheReason) {
     EXPECT_EQ(ended, (Ended{status, "", ended.errors})) << arguments;
     EXPECT_TRUE(status != 2 || (ended.errors.starts_with("orvane: ") && !std::filesystem::exists(file))) << arguments;
     for (const std::string& words : said) EXPECT_THAT(ended.errors, HasSubstr(words)) << arguments;
+    EXPECT_EQ(ended.errors.find("log error: "), std::string::npos) << "the failure twice: " << ended.errors;
     EXPECT_EQ(readSound(old).samples, std::vector<float>(2)) << arguments;
   }
 }
@@ -76,25 +87,66 @@ TEST(Commands, ShowTheSessionAndTheHardware) {
        "options   allowA2DP, allowSkycast\n"},
       {"device --simulate inputs=0", "input    none\n"},
       {"session --json --activate --option allowHFP=on --option defaultToSpeaker=on",
-       R"({"primary":false,"active":true,"category":"orvane.category.play-and-record","mode":"orvane.mode.default",)"
+       R"({"command":"session","host":"simulated","ended":"finished","primary":false,"active":true,"category":"orvane.category.play-and-record","mode":"orvane.mode.default",)"
        R"("mixWithOthers":false,"duckOthers":false,"allowHFP":true,"allowA2DP":false,"defaultToSpeaker":true,)"
        R"("mixExceptWithSpokenAudio":false,"allowSkycast":false})"
        "\n"},
       {"device --json --simulate rate=44100,inputs=1,outputs=2,slice=100",
-       R"({"host":"simulated","input":)" + formatJson(44100, 1) + R"(,"output":)" + formatJson(44100, 2) +
-           ",\"slice\":100}\n"}};
+       R"({"command":"device","host":"simulated","ended":"finished","input":)" + formatJson(44100, 1) +
+           R"(,"output":)" + formatJson(44100, 2) + R"(,"client":{"input":)" + formatJson(44100, 1) + R"(,"output":)" +
+           formatJson(44100, 2) + "},\"slice\":100}\n"}};
   for (const auto& [arguments, output] : cases) {
     const Ended ended = runTool("--host simulated " + arguments);
     EXPECT_EQ(ended, (Ended{0, ended.output}));
     EXPECT_THAT(ended.output, HasSubstr(output)) << arguments;
   }
   EXPECT_THAT(runTool("device").errors, HasSubstr("using the simulated device")) << "which nobody asked for";
-  EXPECT_EQ(runFast("", "tone --unit abc --seconds 0.01").errors, "");
-  EXPECT_THAT(runFast("", "tone --unit abc --seconds 0.01 --verbose").errors, HasSubstr("subtype string: abc\n"));
+  EXPECT_EQ(runFast("", "tone --unit rioc --seconds 0.01"), Ended{0});
+}
+
+TEST(Commands, PrintOneObjectHoweverTheyEnd) {
+  const struct {
+    std::string arguments;
+    int status;
+    std::string members;
+    bool toErrors = false;
+  } cases[] = {
+      {"--json", 2, R"("command":"","host":"simulated","ended":"usage","error":"a command is needed; )"},
+      {"--bogus tone --json=true", 2, R"("command":"tone","host":"simulated","ended":"usage","error":")"},
+      {"--host pipewire --json record", 2, R"("command":"record","host":"pipewire","ended":"usage","error":"PATH is )"},
+      {"meter --bogus --json", 2, R"("command":"meter","host":"simulated","ended":"usage","error":")", true},
+      {"meter --json --seconds 0", 2, R"("command":"meter","host":"simulated","ended":"usage","error":"--sec)", true},
+      {"record --json --simulate mic=/none '\xFF'", 2, R"("command":"record","host":"simulated","ended":"usage",)"},
+      {"tone --json --frequency 24001", 2, R"("command":"tone","host":"simulated","ended":"usage","error":"--fr)"},
+      {"device --json --host pipewire", 77, R"("command":"device","host":"pipewire","ended":"unavailable","error":")"},
+      {"meter --json --host pipewire", 77, R"("command":"meter","host":"pipewire","ended":"unavailable",)", true},
+      {"meter --json --simulate inputs=0", 77,
+       R"("command":"meter","host":"simulated","ended":"unavailable","error":"the simulated host has no audio input",)"
+       R"("seconds":0.0,"frames":0,"slice":0,)",
+       true},
+      {"session --json --category x", 1, R"("command":"session","host":"simulated","ended":"failed","error":"setCa)"},
+      {"device --json --unit xyzw", 1, R"("command":"device","host":"simulated","ended":"failed","error":"I/O unit)"},
+      {"tone --json --simulate pace=fast,slice=100 --seconds 0.1", 0,
+       R"("command":"tone","host":"simulated","ended":"seconds","seconds":0.1,"frames":4800,"slice":100,)"},
+      {"meter --json --simulate pace=fast --seconds 1 >/dev/full", 1,
+       R"("command":"meter","host":"simulated","ended":"failed","error":"standard output could not be written",)"
+       R"("seconds":1.0,"frames":48000,)",
+       true}};
+  for (const auto& [arguments, status, members, toErrors] : cases) {
+    const Ended ended = runTool(arguments);
+    EXPECT_EQ(ended.status, status) << arguments;
+    // The object is the last line, and the only thing on standard output where it goes there.
+    const std::string& stream = toErrors ? ended.errors : ended.output;
+    const std::string object = stream.substr(std::min(stream.find("{\"command\""), stream.size()));
+    EXPECT_THAT(object, testing::AllOf(testing::StartsWith("{" + members), testing::EndsWith("}\n"))) << arguments;
+    EXPECT_EQ(std::ranges::count(object, '\n'), 1) << arguments;
+    EXPECT_TRUE(toErrors || ended.output == object) << ended;
+    EXPECT_TRUE(status == 0 || ended.errors.starts_with("orvane: ")) << ended;
+  }
 }
 
 TEST(Commands, DoWithoutAUsableStandardOutput) {
-  for (const std::string command : {"device", "session", "meter --seconds 0.1"}) {
+  for (const std::string command : {"device", "session", "session --json", "--version", "meter --seconds 0.1"}) {
     EXPECT_EQ(runFast("", command + " >/dev/full"), (Ended{1, "", "orvane: standard output could not be written\n"}));
   }
   // Where it is closed, the next file must not take its place.

@@ -58,7 +58,7 @@ TEST_F(MeterRun, ReportsTheEndOfTheInputOrGoesOnInSilenceForTheSeconds) {
                              "}";
   const auto report = [&format](const std::string& end) {
     return R"({"command":"meter","host":"simulated","ended":)" + end +
-           R"(,"discontinuities":0,"overruns":0,"hardware":)" + format + ",\"client\":" + format + "}\n";
+           R"(,"slice":512,"discontinuities":0,"overruns":0,"hardware":)" + format + ",\"client\":" + format + "}\n";
   };
   EXPECT_EQ(runFast(device, "meter --json").errors, report(R"("input-ended","seconds":0.375,"frames":3000)"));
   sound.samples.resize(3 * 4000, 0.0F);

@@ -53,13 +53,25 @@ TEST_F(RecordRun, SaysWhatItWrote) {
   const std::string arguments = "record " + mTake + " --seconds 0.5";
   const std::string device = "rate=32000,slice=100";
   EXPECT_EQ(runFast(device, arguments).errors, "orvane: wrote 16000 frames (0.5 s) to " + mTake + "\n");
-  const std::string report = R"({"command":"record","host":"simulated","ended":"seconds","seconds":0.5,"frames":16000,)"
-                             R"("discontinuities":0,"overruns":0,"hardware":{"input":)" +
-                             formatJson(32000, 1) + R"(},"client":{"input":)" + formatJson(16000, 1) +
-                             R"(},"file":{"path":")" + mTake + R"(","type":"WAVE","frames":8000}})";
+  const std::string report =
+      R"({"command":"record","host":"simulated","ended":"seconds","seconds":0.5,"frames":16000,"slice":100,)"
+      R"("discontinuities":0,"overruns":0,"hardware":{"input":)" +
+      formatJson(32000, 1) + R"(},"client":{"input":)" + formatJson(16000, 1) + R"(},"file":{"path":")" + mTake +
+      R"(","type":"WAVE","frames":8000}})";
   EXPECT_EQ(runFast(device, arguments + " --json --client-rate 16000"), (Ended{0, report + "\n"}));
   EXPECT_EQ(framesOfWholeFile(mTake), "8000");
   EXPECT_EQ(readSound(mTake).rate, 16000);
+}
+
+TEST_F(RecordRun, WarnsThatTheContainerDoesNotGoByTheName) {
+  for (const std::string end : {".flac", ".MP3", ".aif", ".w64", ".wav", ".Wave", ".rf64", "", ".2024", ".d/take"}) {
+    std::filesystem::create_directory(mTake + ".d");
+    const std::string file = mTake + end;
+    const bool warns = end == ".flac" || end == ".MP3" || end == ".aif" || end == ".w64";
+    const std::string warning =
+        "orvane: " + file + " is written as WAVE: the container does not depend on the file's name\n";
+    EXPECT_EQ(runFast("", "record --json --seconds 0.01 " + file).errors, warns ? warning : "");
+  }
 }
 
 TEST_F(RecordRun, FailsWhereThereIsNoRoomAndKeepsWhatItHas) {
@@ -86,7 +98,8 @@ TEST_F(RecordRun, FailsWhereTheDiskIsSoSlowThatSlicesAreLost) {
   EXPECT_THAT(ended.errors,
               testing::MatchesRegex("orvane: [0-9]+ slices are missing in what was written: the disk is too slow\n"));
   const int lost = std::stoi(ended.errors.substr(8));
-  EXPECT_THAT(ended.output, HasSubstr(R"("overruns":)" + std::to_string(lost) + ","));
+  EXPECT_THAT(ended.output, testing::AllOf(HasSubstr(R"("overruns":)" + std::to_string(lost) + ","),
+                                           HasSubstr(R"("status":-11,"cause":"overrun",)")));
   EXPECT_EQ(std::stoi(framesOfWholeFile(mTake)), (488 - lost) * 256);
 }
 

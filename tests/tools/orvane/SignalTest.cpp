@@ -2,6 +2,7 @@
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 
+#include <cstdlib>
 #include <list>
 
 #include "tests/tools/orvane/Program.h"
@@ -94,6 +95,30 @@ TEST_F(Signal, AClosedPipeEndsARunCleanly) {
   expectCleanEnd(metering.finish());
 }
 
+TEST_F(Signal, ARunOnATerminalEndsItsLine) {
+  const int terminal = posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+  ASSERT_TRUE(grantpt(terminal) == 0 && unlockpt(terminal) == 0);
+  // Held open, so that the terminal keeps what was printed.
+  const int held = open(ptsname(terminal), O_RDWR | O_NOCTTY | O_CLOEXEC);
+  for (const std::string seconds : {"", " --seconds 0.01"}) {
+    std::string shown;
+    const auto readOn = [&] {
+      for (char byte = 0; read(terminal, &byte, 1) == 1;) shown += byte;
+      return shown.size() >= 41;
+    };
+    Program metering(mMeter + "mic=tone:440:1" + seconds + " >" + ptsname(terminal));
+    await(readOn);
+    if (seconds.empty()) metering.send(SIGINT);
+    const Ended ended = metering.finish();
+    readOn();
+    EXPECT_EQ(ended.status, 0);
+    EXPECT_THAT(ended.errors, testing::StartsWith(R"({"command")"));
+    EXPECT_THAT(shown, testing::EndsWith(" \r\r\n"));
+  }
+  close(held);
+  close(terminal);
+}
+
 TEST_F(Signal, AClosedStandardErrorChangesNothing) {
   const std::string scenario = mFolder.file("scenario.json");
   std::ofstream(scenario) << R"({"faults":[{"at":0.1,"fault":"discontinuity","frames":100}]})";
@@ -105,7 +130,7 @@ TEST_F(Signal, AClosedStandardErrorChangesNothing) {
   const Ended ended = recording.finish();
   EXPECT_EQ(ended.status, 0) << ended;
   EXPECT_THAT(ended.output,
-              testing::HasSubstr(R"("ended":"seconds","seconds":0.5,"frames":24000,"discontinuities":1)"));
+              testing::HasSubstr(R"("ended":"seconds","seconds":0.5,"frames":24000,"slice":256,"discontinuities":1)"));
   EXPECT_EQ(framesOfWholeFile(mFile), "24000");
 }
 

@@ -1,0 +1,75 @@
+#include "tools/orvane/FailureReason.h"
+
+#include <charconv>
+#include <string_view>
+
+#include "platform/DeviceReport.h"
+#include "platform/FileReport.h"
+#include "tools/orvane/LogLines.h"
+
+namespace orvane::tool {
+
+namespace {
+
+using platform::Status;
+
+/// The status at the end of "SOMETHING failed: -77". Only a negative number: a message may end with an identifier.
+std::optional<Status> statusAtEnd(std::string_view text) {
+  const std::size_t separator = text.rfind(": -");
+  if (separator == std::string_view::npos) return std::nullopt;
+  Status status = 0;
+  const char* const end = text.data() + text.size();
+  const auto [parsedTo, error] = std::from_chars(text.data() + separator + 2, end, status);
+  return error == std::errc() && parsedTo == end ? std::optional(status) : std::nullopt;
+}
+
+/// What ended the device's run, or its writing.
+FailureReason firstFailure(const platform::Platform& host) {
+  if (const auto device = host.deviceReport->deviceFailure()) return {device->reason, device->status};
+  const auto write = host.fileReport->writeFailure();
+  if (!write) return {};
+  const bool isFull = write->status == platform::status::diskFull;
+  return {std::string("writing failed") + (isFull ? ", disk full: " : ": ") + write->reason, write->status};
+}
+
+/// Appends a further failure; the status of the first one stays.
+void append(FailureReason& reason, const char* separator, const FailureReason& next) {
+  reason.text += (reason.text.empty() ? "" : separator) + next.text;
+  if (!reason.status) reason.status = next.status;
+}
+
+}  // namespace
+
+FailureReason reasonOf(const Invocation& invocation, const std::string& thrown) {
+  FailureReason result{thrown, statusAtEnd(thrown)};
+  const std::string before = invocation.log->takeFailure(thrown);
+  const auto refusal = invocation.host.deviceReport->lastRefusal();
+  // A class may have gone on after an earlier refusal, so this failure's line must follow the refusal's.
+  if (!refusal || before != refusal->call + " failed: " + refusal->reason) return result;
+  if (result.status && *result.status != refusal->status) return result;
+  if (thrown.find(refusal->reason) == std::string::npos) result.text += ": " + refusal->reason;
+  if (refusal->status != platform::status::success) result.status = refusal->status;
+  return result;
+}
+
+FailureReason failureBehind(const platform::Platform& host) {
+  FailureReason reason = firstFailure(host);
+  if (const std::uint64_t lost = host.deviceReport->runCount().overruns; lost > 0) {
+    append(reason, "; ",
+           {std::to_string(lost) + " slices are missing in what was written: the disk is too slow",
+            platform::status::overrun});
+  }
+  return reason;
+}
+
+Outcome refused(const platform::Platform& host, const FailureReason& thrown) {
+  const auto device = host.deviceReport->deviceFailure();
+  if (device && host.deviceReport->runCount().frames == 0) {
+    return failed(ExitStatus::unavailable, device->reason, device->status);
+  }
+  FailureReason reason = failureBehind(host);
+  append(reason, "; then ", thrown);
+  return failed(ExitStatus::failed, reason.text, reason.status);
+}
+
+}  // namespace orvane::tool

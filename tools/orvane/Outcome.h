@@ -1,0 +1,36 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "platform/Status.h"
+#include "platform/Value.h"
+#include "tools/orvane/ExitStatus.h"
+
+namespace orvane::tool {
+
+/// How a command ended, and what it reports.
+struct Outcome {
+  ExitStatus exitStatus = ExitStatus::done;
+  std::string ended = "finished";                           ///< In the words of the JSON object.
+  std::string error{};                                      ///< Why the command failed; empty after a success.
+  std::optional<platform::Status> hostStatus{};             ///< The host status behind the failure, where there is one.
+  platform::Value members = platform::Value::dictionary();  ///< The command's own members of the JSON object.
+
+  /// Turns the outcome into a failure; the members stay. `status` is not `ExitStatus::done`.
+  void fail(ExitStatus status, std::string reason) {
+    exitStatus = status;
+    ended = status == ExitStatus::wrongUsage ? "usage" : status == ExitStatus::unavailable ? "unavailable" : "failed";
+    error = std::move(reason);
+  }
+};
+
+/// The outcome of a command that failed before it had anything to report.
+inline Outcome failed(ExitStatus status, std::string reason, std::optional<platform::Status> hostStatus = {}) {
+  Outcome outcome{.hostStatus = hostStatus};
+  outcome.fail(status, std::move(reason));
+  return outcome;
+}
+
+}  // namespace orvane::tool
