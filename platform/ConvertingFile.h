@@ -16,8 +16,8 @@ namespace orvane::platform {
 ///
 /// A file is used in this order: `create`, `setClientDataFormat`, any number of `writeAsync`, `dispose`. Calls on one
 /// handle come one at a time, so nothing writes any more when it is disposed. A write that fails later, on the
-/// service's own thread, has nobody to tell: `Report::writeFailure` keeps the first one, and what came before it stays
-/// readable.
+/// service's own thread, has nobody to tell: `FileReport::writeFailure` keeps the first one, and what came before it
+/// stays readable.
 ///
 /// While a file is being written, other programs find in it all but the last half second, also after the process was
 /// killed.

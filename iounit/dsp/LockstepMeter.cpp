@@ -16,14 +16,14 @@ namespace {
 
 /// Most channels that go together. Planes often lie whole pages apart: a cache of eight ways then holds one line of
 /// each.
-constexpr std::size_t kMostTogether = 8;
+constexpr std::size_t kMaxTogether = 8;
 
 /// Channels that go together, each with four lanes; as many as there are in use from the front.
 struct Group {
-  std::array<const float*, kMostTogether> samples = {};
-  std::array<const float*, kMostTogether> meanSquaresBefore = {};
-  alignas(EightLanes) std::array<std::array<float, 4>, kMostTogether> meanSquares;
-  alignas(EightLanes) std::array<std::array<float, 4>, kMostTogether> maxima;
+  std::array<const float*, kMaxTogether> samples = {};
+  std::array<const float*, kMaxTogether> meanSquaresBefore = {};
+  alignas(EightLanes) std::array<std::array<float, 4>, kMaxTogether> meanSquares;
+  alignas(EightLanes) std::array<std::array<float, 4>, kMaxTogether> maxima;
 };
 
 /// Four floats of the channel, or of each of the two channels, that one register holds.
@@ -65,21 +65,21 @@ template <typename Lanes, std::size_t kRegisters>
 }
 
 /// The same for a number of registers that is known only now.
-template <typename Lanes, std::size_t kMostRegisters>
+template <typename Lanes, std::size_t kMaxRegisters>
 [[gnu::always_inline]] inline void runGroup(Group& group, std::size_t registers, std::size_t sampleCount) {
-  if constexpr (kMostRegisters > 1) {
-    if (registers < kMostRegisters) return runGroup<Lanes, kMostRegisters - 1>(group, registers, sampleCount);
+  if constexpr (kMaxRegisters > 1) {
+    if (registers < kMaxRegisters) return runGroup<Lanes, kMaxRegisters - 1>(group, registers, sampleCount);
   }
-  runRegisters<Lanes, kMostRegisters>(group, sampleCount);
+  runRegisters<Lanes, kMaxRegisters>(group, sampleCount);
 }
 
 void runGroupOf128Bits(Group& group, std::size_t channels, std::size_t sampleCount) {
-  runGroup<FourLanes, kMostTogether>(group, channels, sampleCount);
+  runGroup<FourLanes, kMaxTogether>(group, channels, sampleCount);
 }
 
 #if defined(__x86_64__)
 [[gnu::target("avx2")]] void runGroupOf256Bits(Group& group, std::size_t channels, std::size_t sampleCount) {
-  runGroup<EightLanes, kMostTogether / 2>(group, (channels + 1) / 2, sampleCount);
+  runGroup<EightLanes, kMaxTogether / 2>(group, (channels + 1) / 2, sampleCount);
 }
 #endif
 
@@ -87,8 +87,8 @@ void runGroup(Group& group, std::size_t channels, std::size_t sampleCount, [[may
 #if defined(__x86_64__)
   if (width == RegisterWidth::bits256) {
     // The second half of an odd channel's register works on the first channel once more.
-    group.samples[channels % kMostTogether] = group.samples[0];
-    group.meanSquaresBefore[channels % kMostTogether] = group.meanSquaresBefore[0];
+    group.samples[channels % kMaxTogether] = group.samples[0];
+    group.meanSquaresBefore[channels % kMaxTogether] = group.meanSquaresBefore[0];
     return runGroupOf256Bits(group, channels, sampleCount);
   }
 #endif
@@ -125,7 +125,7 @@ void processTogether(std::span<PowerMeter> meters, std::span<const float* const>
                      RegisterWidth width) {
   assert(meters.size() == planes.size() && frameCount >= 0);
   // Groups of equal size: nine channels go as five and four, because one that is left alone takes as long as eight.
-  for (std::size_t groups = (meters.size() + kMostTogether - 1) / kMostTogether; groups > 0; --groups) {
+  for (std::size_t groups = (meters.size() + kMaxTogether - 1) / kMaxTogether; groups > 0; --groups) {
     const std::size_t count = meters.size() / groups;
     if (mayGoTogether(planes.first(count))) {
       processGroup(meters.first(count), planes.first(count), frameCount, width);

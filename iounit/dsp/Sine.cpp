@@ -139,9 +139,9 @@ float sineBeyondOneTurn(float angle) {
 
 /// Registers that are computed side by side.
 constexpr std::size_t kRegisters = 8;
-constexpr std::size_t kMostAtOnce = kRegisters * sizeof(Doubles4) / sizeof(double);
+constexpr std::size_t kMaxAtOnce = kRegisters * sizeof(Doubles4) / sizeof(double);
 
-/// Replaces angles of which there are a multiple of `kMostAtOnce`.
+/// Replaces angles of which there are a multiple of `kMaxAtOnce`.
 void replaceIn128Bits(std::span<float> angles, float factor) {
   using Floats [[gnu::vector_size(8)]] = float;
   for (std::size_t at = 0; at < angles.size(); at += kRegisters * 2) {
@@ -193,10 +193,10 @@ float sineOf(float angle) {
 }
 
 void replaceBySines(std::span<float> angles, float factor, RegisterWidth width) {
-  const std::size_t many = angles.size() / kMostAtOnce * kMostAtOnce;
+  const std::size_t many = angles.size() / kMaxAtOnce * kMaxAtOnce;
   replaceMany(angles.first(many), factor, width);
   if (many == angles.size()) return;
-  std::array<float, kMostAtOnce> rest = {};
+  std::array<float, kMaxAtOnce> rest = {};
   std::ranges::copy(angles.subspan(many), rest.begin());
   replaceMany(rest, factor, width);
   std::copy_n(rest.begin(), angles.size() - many, angles.begin() + static_cast<std::ptrdiff_t>(many));

@@ -24,8 +24,8 @@ int priority(platform::LogLevel level) {
 void writeToSystem(platform::LogLevel level, std::string_view line) {
   // The name in the system's log belongs to the whole process; it is not taken before a line needs it.
   [[maybe_unused]] static const bool opened = (openlog("orvane", 0, LOG_USER), true);
-  constexpr std::size_t longest = 1 << 20;
-  syslog(priority(level), "%.*s", static_cast<int>(std::min(line.size(), longest)), line.data());
+  constexpr std::size_t maxBytes = 1 << 20;
+  syslog(priority(level), "%.*s", static_cast<int>(std::min(line.size(), maxBytes)), line.data());
 }
 
 }  // namespace

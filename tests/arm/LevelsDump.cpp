@@ -23,16 +23,16 @@ void print(const char* name, int number, const std::vector<std::uint64_t>& bits)
 
 /// Blocks for one channel or several at once, which one processor takes in wider registers than another.
 void dumpLevels(Random& random) {
-  constexpr int kMostChannels = 19, kMostFrames = 300;
-  alignas(16) static float floats[kMostChannels][kMostFrames + 4];
-  std::int16_t shorts[kMostFrames];
-  std::int32_t words[kMostFrames];
+  constexpr int kMaxChannels = 19, kMaxFrames = 300;
+  alignas(16) static float floats[kMaxChannels][kMaxFrames + 4];
+  std::int16_t shorts[kMaxFrames];
+  std::int32_t words[kMaxFrames];
   for (int stream = 0; stream < 400; ++stream) {
     std::vector<orvane::PowerMeter> meters(
-        static_cast<std::size_t>(stream % 5 == 0 ? random.draw(1, kMostChannels) : 1));
+        static_cast<std::size_t>(stream % 5 == 0 ? random.draw(1, kMaxChannels) : 1));
     for (orvane::PowerMeter& meter : meters) meter.mInstantaneous = random.draw(0, 7) == 0;
     for (int block = 0; block < 25; ++block) {
-      const int frames = random.draw(0, kMostFrames), format = random.draw(0, 2);
+      const int frames = random.draw(0, kMaxFrames), format = random.draw(0, 2);
       // Half of the blocks lie where the vectorised path takes them.
       const int offset = random.draw(0, 1) * random.draw(1, 3);
       std::vector<const float*> planes;

@@ -10,6 +10,7 @@
 #include "tools/orvane/RecordCommand.h"
 #include "tools/orvane/SessionCommand.h"
 #include "tools/orvane/ToneCommand.h"
+#include "version.h"
 
 namespace orvane::tool {
 
@@ -55,7 +56,7 @@ CommandLine::CommandLine() : mApp(description, "orvane") {
   mApp.fallthrough();
   mApp.formatter(std::make_shared<HelpFormatter>());
   mApp.set_help_flag("-h,--help", "Show this help and end");
-  mApp.set_version_flag("--version", "orvane " ORVANE_VERSION, "Show the version and end");
+  mApp.set_version_flag("--version", "orvane " ORVANE_VERSION_STRING, "Show the version and end");
   mApp.add_option("--simulate", mSimulate, "Use the simulated device, set up as given (see below)")
       ->type_name("KEY=VALUE[,...]");
   mApp.add_option("--host", mHost, "Host whose audio to use")->type_name("simulated|pipewire");

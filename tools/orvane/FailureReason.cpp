@@ -44,10 +44,12 @@ FailureReason reasonOf(const Invocation& invocation, const std::string& thrown) 
   FailureReason result{thrown, statusAtEnd(thrown)};
   const std::string before = invocation.log->takeFailure(thrown);
   const auto refusal = invocation.host.deviceReport->lastRefusal();
-  // A class may have gone on after an earlier refusal, so this failure's line must follow the refusal's.
-  if (!refusal || before != refusal->call + " failed: " + refusal->reason) return result;
+  if (!refusal) return result;
+  // A class may have gone on after an earlier refusal, so this failure quotes it, or its line follows the refusal's.
+  const bool isQuoted = !refusal->reason.empty() && thrown.find(refusal->reason) != std::string::npos;
+  if (!isQuoted && before != refusal->call + " failed: " + refusal->reason) return result;
   if (result.status && *result.status != refusal->status) return result;
-  if (thrown.find(refusal->reason) == std::string::npos) result.text += ": " + refusal->reason;
+  if (!isQuoted) result.text += ": " + refusal->reason;
   if (refusal->status != platform::status::success) result.status = refusal->status;
   return result;
 }

@@ -29,16 +29,19 @@ std::string hostName(const CommandLine& line) {
 
 /// The same, checked. Throws wrong usage, or that this build lacks the host.
 std::string chooseHost(const CommandLine& line) {
+  const std::vector<std::string> known = platform::knownHosts();
   const std::vector<std::string> available = platform::availableHosts();
   std::string host = hostName(line);
-  if (host != simulated && host != "pipewire") {
-    throw ToolError(ExitStatus::wrongUsage, "--host: \"" + host + "\" is no host; it takes simulated or pipewire");
+  if (std::ranges::find(known, host) == known.end()) {
+    std::string names;
+    for (const std::string& name : known) names += (names.empty() ? "" : " or ") + name;
+    throw ToolError(ExitStatus::wrongUsage, "--host: unknown host \"" + host + "\"; it takes " + names);
   }
   if (host != simulated && line.simulate()) {
     throw ToolError(ExitStatus::wrongUsage,
                     "--simulate sets up the simulated host; it does not go with --host " + host);
   }
-  if (std::find(available.begin(), available.end(), host) == available.end()) {
+  if (std::ranges::find(available, host) == available.end()) {
     throw ToolError(ExitStatus::unavailable, "this build has no " + host + " host; it has --host " + available.front());
   }
   return host;

@@ -58,7 +58,7 @@ DeviceFormat AudioHub::format() const {
   return mRunningFormat ? *mRunningFormat : mDevice->format();
 }
 
-std::optional<Failure> AudioHub::whyUnavailable() {
+std::optional<Failure> AudioHub::checkAvailable() {
   if (!mDevice) return Failure{status::noDevice, "there is no audio device"};
   auto failure = mDevice->whyUnavailable();
   if (failure) mContext->runEnd.set(DeviceEnd::failed, failure);
@@ -85,10 +85,13 @@ std::optional<Failure> AudioHub::add(HubClient& client) {
   forbidHere("a start of an audio client");
   const std::lock_guard lock(mControl);
   if (!mDevice || mIsShutDown) return Failure{status::noDevice, "there is no audio device"};
-  if (mStarted && isOver()) {
-    // A run that failed stays failed for the clients that are still in it.
-    if (auto failure = mContext->runEnd.failure(); failure && !mClients->empty()) return failure;
-    stopDevice();
+  if (mEndOnCallback != DeviceEnd::none) finishRun();
+  // A run that failed stays failed for the clients that are still in it.
+  if (auto failure = mContext->runEnd.failure(); failure && !mClients->empty()) return failure;
+  if (mStarted && isOver()) stopDevice();
+  // The format may have changed since the client asked for it.
+  if (mStarted) {
+    if (auto failure = client.deviceChanged(mFormat)) return failure;
   }
   auto clients = std::make_unique<Clients>(*mClients);
   clients->push_back(&client);
@@ -120,6 +123,7 @@ void AudioHub::remove(HubClient& client) {
 
 void AudioHub::removeSoon(HubClient& client, std::function<void()> done) {
   withControlSoon([this, &client, done = std::move(done)] {
+    if (std::ranges::find(*mClients, &client) == mClients->end()) return mWorker->post(done);
     if (mClients->size() == 1 && mClients->front() == &client) stopDevice();
     auto others = without(client);
     useInputOf(*others);
@@ -138,10 +142,13 @@ void AudioHub::withControlSoon(std::function<void()> work) {
 }
 
 std::optional<Failure> AudioHub::startDevice() {
-  mContext->runEnd.clear();
+  const auto earlier = mContext->runEnd.clear();
   mEndOnCallback = DeviceEnd::none;
   mClientFailure = nullptr;
-  return startInFormat();
+  auto failure = startInFormat();
+  // For clients of an earlier run that run is still over.
+  if (failure) mContext->runEnd.restore(earlier);
+  return failure;
 }
 
 /// Starts the device in its format of now, which every client is told.
@@ -155,6 +162,7 @@ std::optional<Failure> AudioHub::startInFormat() {
     mRunningFormat = mFormat;
   }
   mStarted = true;
+  mStallWatch.prepare();
   auto failure = mDevice->start(*this);
   if (failure) {
     stopDevice();

@@ -34,15 +34,15 @@ class AudioHub final : private backend::DeviceCallback {
   bool hasDevice() const { return mDevice != nullptr; }
   /// The format that the device runs in, or would be started in; zeros without a device.
   backend::DeviceFormat format() const;
-  /// Why the device cannot be started, where that is known. Then the run has failed.
-  std::optional<platform::Failure> whyUnavailable();
+  /// Returns why the device cannot be started, if that is known; the run has then failed, and subscribers are told.
+  std::optional<platform::Failure> checkAvailable();
 
   /// Registers a client and starts the device if it does not run. Returns why the client is not registered, or nothing.
   std::optional<platform::Failure> add(HubClient& client);
   /// Takes a client out, and stops the device after the last one. Once this has returned the client is not called.
   void remove(HubClient& client);
   /// The same from a task: returns immediately, and calls `done` on the hub's worker once the client is not called any
-  /// more.
+  /// more, or if it is none. A hub that is destroyed first drops `done`.
   void removeSoon(HubClient& client, std::function<void()> done);
   /// Stops the device for good: the host goes away. Allowed in a worker's task.
   void shutDown();

@@ -28,8 +28,10 @@ class HubClient {
   virtual const char* deviceSlice(const HubSlice& slice, OutputMix& mix) = 0;
   /// Whether the client needs the slice's input. Asked when clients come and go.
   virtual bool takesInput() const { return true; }
-  /// The device runs in another format from the next slice on: makes what depends on it anew. Called while no slice is,
-  /// on a worker. Returns why the client cannot go on, which ends the run; nothing otherwise.
+  /// The device runs in this format from the next slice on: makes what depends on another one anew. Called before the
+  /// device starts and before the client is first called, with the format that it has already in most cases, and when
+  /// the format changes; never while a slice is; on the caller's thread or the hub's worker. Returns why the client
+  /// cannot go on, which ends the run or refuses the client; nothing otherwise.
   virtual std::optional<platform::Failure> deviceChanged(const backend::DeviceFormat& format) = 0;
 };
 

@@ -6,10 +6,16 @@ namespace orvane::host {
 
 using platform::DeviceEnd;
 
-void RunEnd::clear() {
+RunEnd::Record RunEnd::clear() {
   const std::lock_guard lock(mMutex);
-  mEnd = DeviceEnd::none;
-  mFailure.reset();
+  return {mEnd.exchange(DeviceEnd::none), std::exchange(mFailure, std::nullopt)};
+}
+
+void RunEnd::restore(Record earlier) {
+  const std::lock_guard lock(mMutex);
+  if (mEnd != DeviceEnd::none) return;
+  mFailure = std::move(earlier.failure);
+  mEnd = earlier.end;
 }
 
 void RunEnd::set(DeviceEnd end, std::optional<platform::Failure> failure) {

@@ -16,8 +16,15 @@ class RunEnd {
  public:
   explicit RunEnd(NoticeWorker& worker) : mNotices(worker) {}
 
-  /// The device starts: an earlier end no longer counts.
-  void clear();
+  /// An end and its failure.
+  struct Record {
+    platform::DeviceEnd end = platform::DeviceEnd::none;
+    std::optional<platform::Failure> failure = {};
+  };
+  /// The device starts: an earlier end, which is returned, no longer counts.
+  Record clear();
+  /// The start failed: the earlier end counts again, unless another came meanwhile. Nobody is told again.
+  void restore(Record earlier);
   /// The first end since the start counts, later ones are dropped. `failure` comes with `DeviceEnd::failed`.
   void set(platform::DeviceEnd end, std::optional<platform::Failure> failure);
 

@@ -12,6 +12,8 @@ using platform::HostTime;
 
 constexpr HostTime minLimit = 500ms;
 constexpr double limitSlices = 10;
+constexpr HostTime lateness = 10ms;
+constexpr HostTime moment = 100ms;
 
 }  // namespace
 
@@ -27,7 +29,9 @@ StallWatch::StallWatch(const platform::Clock& clock, platform::Worker& worker, s
 void StallWatch::begin(const backend::DeviceFormat& format) {
   const HostTime now = mClock.now();
   mLimit = limit(format);
-  mLast = now;
+  // Only raised: an interruption that the device reported while it started still counts.
+  HostTime last = mLast;
+  while (last < now && !mLast.compare_exchange_weak(last, now)) continue;
   lookAt(++mRun, now + mLimit.load());
 }
 
@@ -45,9 +49,10 @@ void StallWatch::look(Run run, HostTime due) {
   if (run != mRun) return;
   const HostTime allowed = mLimit;
   const HostTime now = mClock.now();
-  const bool isLate = now - due >= allowed / 2;
-  if (mInside || isLate) return lookAt(run, now + allowed);
+  if (mInside) return lookAt(run, now + allowed);
   if (now - mLast.load() < allowed) return lookAt(run, mLast.load() + allowed);
+  // After a pause of the whole process this look is late, and the device has had no chance to call back yet.
+  if (now - due >= lateness) return lookAt(run, now + moment);
   mOnStall();
 }
 

@@ -12,9 +12,9 @@ namespace orvane::host {
 
 /// Notices that a running device no longer calls back.
 ///
-/// A stall is no callback for ten slices, and for half a second at least. A callback that takes long is none: it may be
-/// writing to a pipe that nobody empties. Nor is an interruption that the device itself reports, nor a watch that is
-/// late itself, as after the whole process was stopped.
+/// A stall is no callback for ten slices, and for half a second at least. Not a stall: a callback in progress, which
+/// may be writing to a pipe that nobody empties; an interruption that the device itself reports; a process that was
+/// stopped as a whole, which shows in the watch being late itself.
 class StallWatch {
  public:
   /// How long a device of this format may be silent.
@@ -23,7 +23,10 @@ class StallWatch {
   /// `onStall` runs on `worker`, at most once a run; both outlive this, and the worker is idle by its end.
   StallWatch(const platform::Clock& clock, platform::Worker& worker, std::function<void()> onStall);
 
-  /// The device is about to start. Begin and end come from one thread at a time.
+  /// The device is about to start: interruptions are noted from now on. `prepare`, `begin` and `end` come from one
+  /// thread at a time.
+  void prepare() { mLast = mClock.now(); }
+  /// The device has started: its silence counts from now on.
   void begin(const backend::DeviceFormat& format);
   /// The device is about to stop, or has ended by itself. Any thread.
   void end() { ++mRun; }

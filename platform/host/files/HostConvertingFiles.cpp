@@ -59,7 +59,7 @@ HostConvertingFiles::HostConvertingFiles(std::shared_ptr<HostContext> context, s
 
 HostConvertingFiles::~HostConvertingFiles() {
   for (Slot& slot : mSlots) {
-    if (const OpenFile* file = slot.load()) dispose(file->handle);
+    if (const OpenFile* file = slot.load()) complete(file->handle);
   }
 }
 
@@ -156,6 +156,10 @@ Status HostConvertingFiles::writeAsync(Handle file, std::uint32_t frames, platfo
 
 Status HostConvertingFiles::dispose(Handle file) {
   if (const auto refusal = mContext->refusalOf(disposeCall)) return *refusal;
+  return complete(file);
+}
+
+Status HostConvertingFiles::complete(Handle file) {
   std::unique_ptr<OpenFile> open;
   {
     const std::lock_guard lock(mMutex);

@@ -34,6 +34,7 @@ class HostConvertingFiles final : public platform::ConvertingFile {
   Slot& slotOf(Handle file) { return mSlots[static_cast<std::size_t>(file) % mSlots.size()]; }
   platform::Status open(const std::string& path, const platform::StreamFormat& format, ExistingFile existing,
                         Handle& file);
+  platform::Status complete(Handle file);
   OpenFile* find(Handle file);
   Handle freeHandle();
   platform::Status refuse(platform::Status refusal, std::string reason) const;

@@ -148,8 +148,8 @@ void SoundFileWriter::drain() {
 std::optional<platform::Failure> SoundFileWriter::write(const SliceQueue::Block& block) {
   if (auto failure = whyNoRoom()) return failure;
   if (!mBegun) {
-    mBegun = true;
     if (auto failure = mContainer->begin(mClaim->descriptor())) return failure;
+    mBegun = true;
   }
   auto failure = mContainer->write(block);
   if (mContainer->frames() > 0) mClaim->keep();

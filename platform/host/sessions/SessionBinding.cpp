@@ -12,12 +12,14 @@ namespace status = platform::status;
 platform::Status SessionBinding::bind(std::uint32_t identifier) {
   auto session = mContext->sessions->find(identifier);
   if (!session) return status::unknownSession;
+  const std::lock_guard lock(mMutex);
   mSession = std::move(session);
   return status::success;
 }
 
 std::optional<Failure> SessionBinding::whyNot(const backend::DeviceFormat& hardware, bool input, bool output,
                                               const std::string& call) const {
+  const std::lock_guard lock(mMutex);
   const std::string category = mSession ? mSession->category() : std::string();
   const auto lacking = [&](const std::string& side) {
     return "the session's category \"" + category + "\" has no " + side;

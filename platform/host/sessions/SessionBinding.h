@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 
@@ -13,7 +14,7 @@
 namespace orvane::host {
 
 /// The session that an audio client is bound to, and the sides of the device that it gives: the one rule for units,
-/// queues and the graph. One thread at a time.
+/// queues and the graph. Any thread.
 class SessionBinding {
  public:
   explicit SessionBinding(std::shared_ptr<const HostContext> context) : mContext(std::move(context)) {}
@@ -28,6 +29,7 @@ class SessionBinding {
 
  private:
   std::shared_ptr<const HostContext> mContext;
+  mutable std::mutex mMutex;
   std::shared_ptr<platform::PlatformSession> mSession;
 };
 

@@ -20,6 +20,7 @@ std::shared_ptr<Conductor> Conductor::start() {
   const std::shared_ptr<Conductor> conductor(new Conductor);
   const Lock lock(conductor->mMutex);
   conductor->mThread = startThread("conductor", [conductor] { conductor->conduct(); });
+  conductor->mThreadId = conductor->mThread.get_id();
   return conductor;
 }
 
@@ -56,6 +57,8 @@ Conductor::Place Conductor::addToAgenda(HostTime due, std::variant<Task, Limit> 
 
 void Conductor::post(HostTime due, Owner owner, platform::Worker::Repetition task) {
   const Lock lock(mMutex);
+  // What the caller fired before comes before; else it would depend on when the thread looks.
+  queueFired();
   addToAgenda(due, Task{owner, std::move(task)});
 }
 
@@ -157,6 +160,7 @@ void Conductor::signal(Signals& signals) {
 bool Conductor::wait(Signals& signals, HostTime limit) {
   forbidInsideNoWait("a wait");
   Lock lock(mMutex);
+  queueFired();
   if (signals.untaken > 0) {
     --signals.untaken;
     return true;

@@ -91,7 +91,7 @@ class Conductor final : public platform::Clock {
 
   Conductor();
 
-  bool isOwnThread() const { return std::this_thread::get_id() == mThread.get_id(); }
+  bool isOwnThread() const { return std::this_thread::get_id() == mThreadId; }
   Place addToAgenda(HostTime due, std::variant<Task, Limit> what);
   template <typename Predicate>
   std::vector<Task> takeTasks(Predicate belongs);
@@ -128,6 +128,7 @@ class Conductor final : public platform::Clock {
   bool mRunCancelled = false;  ///< By the task that runs; the conductor's thread alone uses it.
   bool mQuit = false;
   std::thread mThread;
+  std::thread::id mThreadId;  ///< Set once, at the start; the thread itself may be detached.
 };
 
 }  // namespace orvane::host

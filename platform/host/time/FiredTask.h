@@ -12,10 +12,10 @@ struct FiredTask {
 
   /// Marks the task to be run; false if it already was. Real-time safe.
   bool fire() { return !fired.exchange(true); }
-  /// Runs the task; fires until now count as this run.
+  /// Runs the task; fires until now count as this run, which sees what came before them.
   void run() {
     isQueued = false;
-    fired = false;
+    fired.exchange(false);
     task();
   }
 

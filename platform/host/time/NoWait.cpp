@@ -14,7 +14,8 @@ thread_local int callbackDepth = 0;
 
 [[noreturn]] void end(const char* what, const char* place) {
   const platform::RealTimeExemption exemption;
-  std::fprintf(stderr, "orvane: %s inside %s, which nothing could ever end\n", what, place);
+  std::fprintf(stderr, "orvane: %s inside %s could wait for ever; post it to the caller's event loop instead\n", what,
+               place);
   std::abort();
 }
 

@@ -19,6 +19,7 @@ std::shared_ptr<TaskThread> TaskThread::start(const SteadyClock& clock, const st
     prologue();
     thread->work();
   });
+  thread->mThreadId = thread->mThread.get_id();
   return thread;
 }
 

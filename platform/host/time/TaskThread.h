@@ -56,7 +56,7 @@ class TaskThread {
 
   explicit TaskThread(const SteadyClock& clock);
 
-  bool isOwnThread() const { return std::this_thread::get_id() == mThread.get_id(); }
+  bool isOwnThread() const { return std::this_thread::get_id() == mThreadId; }
   Place nextPlace(platform::HostTime due);
   void work();
   void queueFired();
@@ -77,6 +77,7 @@ class TaskThread {
   bool mRunCancelled = false;  ///< By the task that runs; used on this thread alone.
   bool mQuit = false;
   std::thread mThread;
+  std::thread::id mThreadId;  ///< Set once, at the start; the thread itself may be detached.
 };
 
 }  // namespace orvane::host

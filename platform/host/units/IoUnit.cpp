@@ -56,7 +56,7 @@ StreamFormat IoUnit::hardwareOutput() const {
 }
 
 Status IoUnit::initialize() {
-  auto refusal = mHub->whyUnavailable();
+  auto refusal = mHub->checkAvailable();
   if (refusal) refusal->call = "UnitService::initialize";
   if (!refusal) refusal = mSession.whyNot(mHub->format(), mInputEnabled, mOutputEnabled, "UnitService::initialize");
   if (refusal) return mContext->refuse(*std::move(refusal));
@@ -66,11 +66,17 @@ Status IoUnit::initialize() {
 
 Status IoUnit::start() {
   stop();
+  mUsesInput = mInputEnabled;
+  mUsesOutput = mOutputEnabled && mOutputProvider;
   auto refusal = whyNotStart();
   if (!refusal) refusal = makeEdges(mHub->format());
-  if (!refusal) refusal = mHub->add(*this);
-  mRunning = !refusal;
+  if (!refusal) {
+    // Before the hub knows of it: a device that changes right away finds a unit that runs.
+    mRunning = true;
+    refusal = mHub->add(*this);
+  }
   if (!refusal) return status::success;
+  mRunning = false;
   refusal->call = startCall;
   return mContext->refuse(*std::move(refusal));
 }
@@ -79,7 +85,7 @@ std::optional<Failure> IoUnit::whyNotStart() const {
   if (!mInitialized) return Failure{status::wrongState, "the unit is not initialised"};
   const backend::DeviceFormat hardware = mHub->format();
   if (hardware.sampleRate <= 0) return Failure{status::noDevice, "the hardware reports no sample rate"};
-  return mSession.whyNot(hardware, mInputEnabled, usesOutput(), startCall);
+  return mSession.whyNot(hardware, mUsesInput, mUsesOutput, startCall);
 }
 
 std::optional<Failure> IoUnit::makeEdges(const backend::DeviceFormat& hardware) {
@@ -88,11 +94,11 @@ std::optional<Failure> IoUnit::makeEdges(const backend::DeviceFormat& hardware) 
   mInput.reset();
   mOutput.reset();
   try {
-    if (mInputEnabled) {
+    if (mUsesInput) {
       mInput = std::make_unique<InputEdge>(EdgeFormat{hardware.inputs, hardware.sampleRate}, edgeFormat(mClientInput),
                                            inputFrames);
     }
-    if (usesOutput()) {
+    if (mUsesOutput) {
       mOutput = std::make_unique<OutputEdge>(edgeFormat(mClientOutput),
                                              EdgeFormat{hardware.outputs, hardware.sampleRate}, outputFrames);
     }
@@ -109,7 +115,7 @@ std::optional<Failure> IoUnit::makeEdges(const backend::DeviceFormat& hardware) 
 
 std::optional<Failure> IoUnit::deviceChanged(const backend::DeviceFormat& format) {
   if (format == mEdgesFormat) return std::nullopt;
-  if (auto refusal = mSession.whyNot(format, mInputEnabled, usesOutput(), startCall)) return refusal;
+  if (auto refusal = mSession.whyNot(format, mUsesInput, mUsesOutput, startCall)) return refusal;
   for (const StreamFormat* client : {&mClientInput, &mClientOutput}) {
     if (format.sampleRate != client->sampleRate() &&
         !RateConverter::canConvert(format.sampleRate, client->sampleRate()))

@@ -2,7 +2,6 @@
 
 #include <atomic>
 #include <memory>
-#include <mutex>
 #include <optional>
 
 #include "platform/UnitService.h"
@@ -53,7 +52,6 @@ class IoUnit final : public HubClient {
   bool takesInput() const override { return mInput != nullptr; }
   std::optional<platform::Failure> deviceChanged(const backend::DeviceFormat& format) override;
   void handInput(platform::HostTime time);
-  bool usesOutput() const { return mOutputEnabled && mOutputProvider; }
   std::optional<platform::Failure> whyNotStart() const;
   std::optional<platform::Failure> makeEdges(const backend::DeviceFormat& hardware);
   std::optional<platform::Failure> whyNotFormat(const platform::StreamFormat& format) const;
@@ -68,8 +66,10 @@ class IoUnit final : public HubClient {
   platform::StreamFormat mClientOutput;
   bool mInitialized = false;
   std::atomic<bool> mRunning = false;  ///< Set by the caller's thread, asked for on any.
-  bool mInputEnabled = false;
+  bool mInputEnabled = false;          ///< As set for the next start.
   bool mOutputEnabled = true;
+  bool mUsesInput = false;  ///< Since the last start.
+  bool mUsesOutput = false;
   platform::InputHandler mInputHandler;
   platform::OutputProvider mOutputProvider;
 

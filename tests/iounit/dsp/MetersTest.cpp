@@ -95,12 +95,12 @@ TEST_F(Meters, ReadOneForAFullScaleSineAndFallInTheStatedTimes) {
 }
 
 TEST_F(Meters, GiveTogetherWhatOneAfterTheOtherGives) {
-  constexpr int kMostChannels = 40;
-  host::AlignedSamples samples(kMostChannels, 600);
+  constexpr int kMaxChannels = 40;
+  host::AlignedSamples samples(kMaxChannels, 600);
   for (const RegisterWidth width : {RegisterWidth::bits128, widestRegisters()})
-    for (int run = 0; run < 25 * kMostChannels; ++run) {
+    for (int run = 0; run < 25 * kMaxChannels; ++run) {
       gPXVectorUnitType = draw(0, 19) == 0 ? draw(-1, 0) : 200;
-      std::vector<PowerMeter> single(static_cast<std::size_t>(run % (kMostChannels + 1)));
+      std::vector<PowerMeter> single(static_cast<std::size_t>(run % (kMaxChannels + 1)));
       for (PowerMeter& meter : single) {  // each with a past of its own, some of them odd
         if (draw(0, 3) > 0) meter.SetSampleRate(draw(1, 96000));
         for (float& lane : meter.mLaneMeanSquare) lane = drawSample(draw(0, 12));

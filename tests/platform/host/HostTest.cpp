@@ -20,18 +20,21 @@ using namespace std::chrono_literals;
 struct HostAt : testing::TestWithParam<const char*> {};
 
 TEST_P(HostAt, MayLoseItsLastReferenceInItsOwnNotice) {
-  auto rig = std::make_unique<UnitRig>(std::string(GetParam()) + ",rate=8000");
-  const std::shared_ptr<Waiter> waiter = rig->host.scheduler->makeWaiter();
-  rig->playSilence();
-  Subscription subscription = rig->control.onDeviceEnd([&] {
-    subscription.reset();
-    rig.reset();
-    waiter->signal();
-  });
-  rig->control.endAfterFrames(800);
-  ASSERT_EQ(rig->host.units->start(rig->unit), 0);
-  EXPECT_TRUE(waiter->wait(10s));
-  EXPECT_EQ(rig, nullptr);
+  for (const bool subscriptionFirst : {true, false}) {
+    auto rig = std::make_unique<UnitRig>(std::string(GetParam()) + ",rate=8000");
+    const std::shared_ptr<Waiter> waiter = rig->host.scheduler->makeWaiter();
+    rig->playSilence();
+    Subscription subscription = rig->control.onDeviceEnd([&] {
+      if (subscriptionFirst) subscription.reset();
+      rig.reset();
+      subscription.reset();
+      waiter->signal();
+    });
+    rig->control.endAfterFrames(800);
+    ASSERT_EQ(rig->host.units->start(rig->unit), 0);
+    EXPECT_TRUE(waiter->wait(10s));
+    EXPECT_EQ(rig, nullptr);
+  }
 }
 
 TEST_P(HostAt, MayBeDroppedWhileItsDeviceRunsInATask) {

@@ -33,7 +33,7 @@ TEST(Commands, EndWithTheStatusAndTheReason) {
       {2, "meter --session main", {"--session", "\"main\"", "primary or auxiliary"}},
       {2, "session --option mixWithOthers=yes", {"it takes =on or =off behind mixWithOthers"}},
       {2, "session --option mix=on", {"\"mix=on\": no option is called so", "allowA2DP, defaultToSpeaker"}},
-      {2, "--host pipe device", {"--host: \"pipe\"", "simulated or pipewire"}},
+      {2, "--host pipe device", {"--host: unknown host \"pipe\"", "pipewire or simulated"}},
       {2, "--host pipewire --simulate pace=fast device", {"--simulate sets up the simulated host"}},
       {2, tone + " --frequency nan", {"--frequency: \"nan\" is no number", "from 0.1 to half the rate"}},
       {2, tone + " --frequency 16000.01", {"--frequency: 16000.01", "from 0.1 to 16000", "24000 with --monotone"}},
@@ -178,6 +178,12 @@ TEST(Examples, DoWhatTheToolDoes) {
   EXPECT_EQ(runFast("speaker=" + tool, "tone --frequency 440 --monotone --seconds 2"), Ended{0});
   EXPECT_EQ(framesOfWholeFile(example), "96000");
   EXPECT_TRUE(readFile(example) == readFile(tool));
+  const std::string lost = folder.file("lost.json");
+  std::ofstream(lost) << R"({"audio":{"pace":"fast"},"faults":[{"at":0.5,"fault":"device-lost"}]})";
+  for (const std::string name : {"tone", "meter"}) {
+    const Ended ended = run((name == "tone" ? ORVANE_EXAMPLE_TONE : ORVANE_EXAMPLE_METER) + (" scenario=" + lost));
+    EXPECT_EQ(ended, (Ended{1, ended.output, name + ": the device was lost\n"})) << "no failure looks like a pass";
+  }
   EXPECT_EQ(run(ORVANE_EXAMPLE_TONE " speaker=/none/heard.wav").errors,
             "tone: speaker=/none/heard.wav: \"/none/heard.wav\": there is no such folder\n");
 }

@@ -165,6 +165,20 @@ TEST(AudioHub, RebuildsItsClientsWhenTheDeviceChangesAndGoesOn) {
   EXPECT_EQ(rig.state->callback, nullptr);
 }
 
+TEST(AudioHub, AnInterruptionReportedAtTheStartIsNoStall) {
+  ScriptedRig rig;
+  rig.playSilence();
+  rig.state->onStart = [&] {
+    rig.state->callback->deviceInterrupted(rig.host.scheduler->clock().now() + 5s);
+    return std::nullopt;
+  };
+  ASSERT_EQ(rig.host.units->start(rig.unit), 0);
+  rig.waiter->wait(5s);
+  EXPECT_EQ(rig.report.deviceEnd(), DeviceEnd::none);
+  rig.waiter->wait(1s);
+  EXPECT_EQ(rig.report.deviceFailure().value_or(platform::Failure{}).status, status::stalled);
+}
+
 TEST(AudioHub, ADeviceThatTakesLongToStartHasNotStalled) {
   ScriptedRig rig(host::HostContext::Pace::real);
   Player player(rig, 1);
@@ -177,7 +191,8 @@ TEST(AudioHub, ADeviceThatTakesLongToStartHasNotStalled) {
   EXPECT_EQ(rig.slice(256), 256U);
   EXPECT_EQ(player.slices, 1);
   EXPECT_EQ(rig.report.deviceEnd(), DeviceEnd::none);
-  rig.waiter->wait(1s);
+  const auto stall = rig.control.onDeviceEnd([&] { rig.waiter->signal(); });
+  EXPECT_TRUE(rig.waiter->wait(10s));
   EXPECT_EQ(rig.report.deviceFailure().value_or(platform::Failure{}).status, status::stalled) << "it is watched since";
 }
 
@@ -200,28 +215,82 @@ TEST(AudioHub, AClientThatComesAtTheEndOfARunBeginsAnotherOrLearnsWhy) {
 
 /// A client of the hub that is none of the host's own.
 struct CountingClient final : host::HubClient {
-  const char* deviceSlice(const host::HubSlice&, host::OutputMix&) override { return ++slices, nullptr; }
+  const char* deviceSlice(const host::HubSlice& slice, host::OutputMix&) override {
+    EXPECT_EQ(slice.inputs.size(), format.inputs);
+    return ++slices, nullptr;
+  }
   bool takesInput() const override { return false; }
-  std::optional<platform::Failure> deviceChanged(const backend::DeviceFormat&) override { return std::nullopt; }
+  std::optional<platform::Failure> deviceChanged(const backend::DeviceFormat& changed) override {
+    format = changed;
+    return std::nullopt;
+  }
+  backend::DeviceFormat format;
   std::atomic<int> slices = 0;
+};
+
+/// A hub alone, on a device that the test drives.
+struct HubRig : ScriptedDevice {
+  explicit HubRig(host::HostContext::Pace pace = host::HostContext::Pace::fast) : ScriptedDevice(pace) {}
+
+  host::AudioHub hub{context, std::make_unique<Device>(state)};
+  const std::unique_ptr<platform::Waiter> waiter = context->scheduler->makeWaiter();
 };
 
 TEST(AudioHub, AClientLeavesFromATaskWithoutWaiting) {
   for (const auto pace : {host::HostContext::Pace::fast, host::HostContext::Pace::real}) {
-    const auto context = std::make_shared<host::HostContext>(pace);
-    const auto state = std::make_shared<ScriptedDevice::State>();
-    host::AudioHub hub(context, std::make_unique<ScriptedDevice::Device>(state));
-    const auto waiter = context->scheduler->makeWaiter();
-    const auto worker = context->scheduler->makeWorker("client");
+    HubRig rig(pace);
+    const auto worker = rig.context->scheduler->makeWorker("client");
     CountingClient stays;
     CountingClient leaves;
-    ASSERT_FALSE(hub.add(stays) || hub.add(leaves));
-    EXPECT_FALSE(state->inputTaken);
-    for (CountingClient* client : {&leaves, &stays}) {
-      worker->post([&, client] { hub.removeSoon(*client, [&] { waiter->signal(); }); });
-      ASSERT_TRUE(waiter->wait(10s));
-      EXPECT_EQ(state->callback == nullptr, client == &stays) << "the last one stops the device";
+    ASSERT_FALSE(rig.hub.add(stays) || rig.hub.add(leaves));
+    EXPECT_FALSE(rig.state->inputTaken);
+    for (CountingClient* client : {&leaves, &leaves, &stays}) {
+      worker->post([&, client] { rig.hub.removeSoon(*client, [&] { rig.waiter->signal(); }); });
+      ASSERT_TRUE(rig.waiter->wait(10s)) << "also for one that has left already";
+      EXPECT_EQ(rig.state->callback == nullptr, client == &stays) << "the last one stops the device";
     }
+    host::AudioHub without(rig.context, nullptr);
+    without.removeSoon(stays, [&] { rig.waiter->signal(); });
+    EXPECT_TRUE(rig.waiter->wait(10s));
+  }
+}
+
+TEST(AudioHub, AClientThatJoinsIsToldTheFormatOfNow) {
+  HubRig rig;
+  CountingClient first;
+  CountingClient second;
+  ASSERT_FALSE(rig.hub.add(first));
+  second.format = rig.hub.format();
+  backend::DeviceCallback* const callback = std::exchange(rig.state->callback, nullptr);
+  rig.state->format.inputs = 2;
+  callback->deviceChanged();
+  rig.waiter->wait(1ms);
+  ASSERT_FALSE(rig.hub.add(second));
+  EXPECT_EQ(rig.slice(256, 0, 2), 256U);
+  EXPECT_EQ(second.slices, 1);
+  for (CountingClient* client : {&first, &second}) rig.hub.remove(*client);
+}
+
+TEST(AudioHub, AFailureIsNotForgottenForAnotherClient) {
+  for (const bool breaksContract : {true, false}) {
+    HubRig rig;
+    int told = 0;
+    const auto end = rig.context->runEnd.onEnd([&] { ++told; });
+    CountingClient first;
+    CountingClient second;
+    ASSERT_FALSE(rig.hub.add(first));
+    if (breaksContract) {
+      rig.slice(0);
+    } else {
+      rig.state->callback->deviceEnded(DeviceEnd::inputEnded, {});
+      rig.state->onStart = [] { return platform::Failure{status::deviceLost, "gone"}; };
+    }
+    EXPECT_EQ(rig.hub.add(second).value_or(platform::Failure{}).status,
+              breaksContract ? status::badSlice : status::deviceLost);
+    rig.waiter->wait(1ms);
+    EXPECT_EQ(told, 1);
+    EXPECT_EQ(rig.context->runEnd.end(), breaksContract ? DeviceEnd::failed : DeviceEnd::inputEnded);
+    rig.hub.remove(first);
   }
 }
 

@@ -1,3 +1,4 @@
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/file.h>
@@ -5,13 +6,25 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <thread>
 
 #include "Pexutil/Source/Utility/PXBufferList.h"
 #include "platform/ConvertingFile.h"
 #include "platform/RealTime.h"
+#include "platform/host/Host.h"
 #include "tests/support/UnitRig.h"
+
+/// This program has a truncation of its own in front of the system's, which fails while this is set.
+static bool cannotTruncate = false;
+extern "C" int ftruncate(int file, off_t size) noexcept {
+  using Truncate = int (*)(int, off_t);
+  static const auto next = reinterpret_cast<Truncate>(dlsym(RTLD_NEXT, "ftruncate"));
+  if (!cannotTruncate) return next(file, size);
+  errno = EIO;
+  return -1;
+}
 
 namespace orvane::test {
 namespace {
@@ -229,6 +242,36 @@ TEST_F(ConvertingFilesTest, WhatWasThereStaysUntilSoundIsWritten) {
     EXPECT_EQ(host.fileReport->writeFailure()->status, status::ioFailure);
   }
   EXPECT_THAT(host.fileReport->writtenFiles(), testing::IsEmpty());
+}
+
+TEST_F(ConvertingFilesTest, AnOldFileThatCannotBeTruncatedStaysWhole) {
+  const std::string old = folder.file("old.wav");
+  writeSound(old, {.rate = 44100, .samples = Samples(3000, 0.25F)});
+  const Handle file = make(old, 1);
+  write(file, {Samples(100)});
+  cannotTruncate = true;
+  EXPECT_EQ(files.dispose(file), 0);
+  cannotTruncate = false;
+  EXPECT_EQ(host.fileReport->writeFailure().value_or(Failure{}).status, status::ioFailure);
+  EXPECT_THAT(host.fileReport->writtenFiles(), testing::IsEmpty());
+  EXPECT_EQ(readSound(old).rate, 44100);
+  EXPECT_EQ(readSound(old).samples, Samples(3000, 0.25F));
+}
+
+TEST_F(ConvertingFilesTest, ARefusedDisposeHoldsNothingWhenTheHostGoes) {
+  const auto context = std::make_shared<orvane::host::HostContext>(orvane::host::HostContext::Pace::fast);
+  const orvane::host::Refusal no{-3, "no"};
+  {
+    Platform services = orvane::host::makeHost(context, {"silent", nullptr, nullptr});
+    Handle file{};
+    ASSERT_EQ(services.convertingFiles->create(folder.file("take.wav"), ConvertingFile::nativeContainer,
+                                               int16(48000, 1).description(), nullptr, ExistingFile::erase, file),
+              0);
+    context->gate->setDecision(
+        [&](std::string_view call) { return call == "ConvertingFile::dispose" ? &no : nullptr; });
+    EXPECT_EQ(services.convertingFiles->dispose(file), -3);
+  }
+  EXPECT_EQ(context.use_count(), 1) << "a writer that is left over holds the context";
 }
 
 TEST_F(ConvertingFilesTest, WhatTheHostReadsIsNotOverwritten) {

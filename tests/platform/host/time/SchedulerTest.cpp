@@ -68,6 +68,18 @@ TEST_F(AtFastPace, TimeStandsStillWhileTheCallerWorksAndTheTaskThatSignalledIsDo
   EXPECT_FALSE(waiter->wait(0ms));
 }
 
+TEST_F(AtFastPace, WhatACallerFiredComesBeforeWhatItPostsThen) {
+  const auto worker = scheduler->makeWorker("fired");
+  for (int round = 0; round < 2000; ++round) {
+    std::string order;
+    const auto trigger = worker->makeTrigger([&] { order += "fired "; });
+    trigger->fire();
+    worker->post([&] { order += "posted"; });
+    EXPECT_FALSE(waiter->wait(1ms));
+    ASSERT_EQ(order, "fired posted") << round;
+  }
+}
+
 TEST_F(AtFastPace, TenThousandWaitsWithLimitsTakeExactlyTheirTime) {
   const auto signals = scheduler->makeWorker("signals");
   HostTime expected = scheduler->clock().now();

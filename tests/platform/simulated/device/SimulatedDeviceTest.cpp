@@ -196,6 +196,14 @@ TEST(StallWatch, TakesNeitherASuspendedProcessNorACallbackThatTookLongForAStall)
   EXPECT_EQ(stalls, 0) << "it counts from the end of that callback";
   lookWhenDue();
   EXPECT_EQ(stalls, 1) << "what follows counts again";
+  // A short pause: the watch comes a little late, and the device calls back a little later.
+  watch.begin({48000, 1, 2, 256});
+  hand.time = hand.due + 100ms;
+  Worker::Repetition(hand.task)();
+  watch.callbackBegins();
+  watch.callbackEnds();
+  lookWhenDue();
+  EXPECT_EQ(stalls, 1);
 }
 
 TEST(IoUnit, ChannelsFollowTheOneRuleInBothDirections) {
