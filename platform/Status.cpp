@@ -20,13 +20,13 @@ std::string_view statusMeaning(Status value) {
       {status::serverLost, "server lost"},
       {status::overrun, "overrun"},
       {status::noDevice, "no such device"},
-      {status::wrongState, "not possible in this state"},
-      {status::unknownSession, "no session has this identifier"},
-      {status::noInput, "the session's category has no input"},
-      {status::noOutput, "the session's category has no output"},
+      {status::wrongState, "wrong state"},
+      {status::unknownSession, "unknown session"},
+      {status::noInput, "category without input"},
+      {status::noOutput, "category without output"},
       {status::ioFailure, "input or output failed"},
-      {status::stalled, "the device stalled"},
-      {status::badSlice, "the device delivered a bad slice"},
+      {status::stalled, "device stalled"},
+      {status::badSlice, "bad slice"},
   }};
   for (const auto& [status, meaning] : table) {
     if (status == value) return meaning;

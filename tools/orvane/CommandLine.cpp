@@ -118,7 +118,10 @@ std::string CommandLine::explain(const CLI::ParseError& error, std::span<const c
       text = "a command is needed" + std::string(theCommands);
     }
   }
-  return text + " (see '" + helpHint() + "')";
+  // Global options are listed by the tool's own help only.
+  const bool isGlobal =
+      text.find("for 'orvane'") != std::string::npos || text.starts_with("--simulate") || text.starts_with("--host");
+  return text + " (see '" + (isGlobal ? "orvane --help" : helpHint()) + "')";
 }
 
 std::string CommandLine::explainUnexpected(const std::string& argument, std::span<const char* const> arguments) const {

@@ -7,6 +7,7 @@
 #include "iounit/OVIOUnit.h"
 #include "platform/DeviceReport.h"
 #include "platform/NumberText.h"
+#include "platform/UnitService.h"
 #include "platform/Value.h"
 #include "session/OVJSON.h"
 #include "tools/orvane/RunReport.h"
@@ -59,9 +60,16 @@ DeviceCommand::DeviceCommand(CLI::App& parent)
 Outcome DeviceCommand::run(const Invocation& invocation) {
   const std::shared_ptr<OVIOUnit> unit = OVIOUnit::init();
   mUnit.applyTo(*unit);
+  const platform::DeviceReport& report = *invocation.host.deviceReport;
+  if (report.hardwareInput().channelCount() == 0 && report.hardwareOutput().channelCount() == 0) {
+    return failed(ExitStatus::unavailable, "the " + report.hostName() + " host has no audio input and no audio output");
+  }
+  // Neither side is used, so one that the hardware or the session lacks is no failure here; a device that is gone is.
+  unit->wrapperUnit()->setInputEnabled(false);
+  unit->wrapperUnit()->setOutputEnabled(false);
   unit->initializeAU();
-  if (!invocation.json) printText(*invocation.host.deviceReport, *unit);
-  return {.members = describe(*invocation.host.deviceReport, *unit)};
+  if (!invocation.json) printText(report, *unit);
+  return {.members = describe(report, *unit)};
 }
 
 }  // namespace orvane::tool

@@ -37,6 +37,7 @@ RecordCommand::RecordCommand(CLI::App& parent) : Command(parent, "record", "Reco
       ->required()
       ->type_name("")
       ->check([](const std::string& path) {
+        if (path.empty()) return std::string("the path is empty; it takes the path of a file to write");
         return path == "-" ? "\"-\" is not standard output here; write ./- for a file of that name" : std::string();
       });
   addNumber(options(), "--client-rate", mClientRate, {1, 768000, "whole hertz, from 1 to 768000", true},
@@ -56,7 +57,7 @@ Outcome RecordCommand::run(const Invocation& invocation) {
   warnOfName(mPath);
   std::shared_ptr<AORecord> recorder = AORecord::initWithFilePath(mPath);
   if (mClientRate) recorder->setClientSampleRate(*mClientRate);
-  return runUnit(invocation, {.input = true, .seconds = mSeconds}, mUnit, std::move(recorder));
+  return runUnit(invocation, {.input = true, .recording = mPath, .seconds = mSeconds}, mUnit, std::move(recorder));
 }
 
 }  // namespace orvane::tool

@@ -22,7 +22,7 @@ struct ClientSide {
 platform::Value describeSides(const std::optional<platform::StreamFormat>& input,
                               const std::optional<platform::StreamFormat>& output);
 
-/// Says what a run left behind on standard error: missing frames, and the recordings unless `json` has them.
+/// Says on standard error what a run left behind: missing frames, and the recordings unless `json` has them.
 void sayWhatRan(const platform::Platform& host, const ClientSide& client, bool json);
 
 /// The members of the JSON object of a command that runs.

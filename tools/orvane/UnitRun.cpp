@@ -10,6 +10,7 @@
 
 #include "platform/DeviceReport.h"
 #include "platform/EventLoop.h"
+#include "platform/FileReport.h"
 #include "platform/RunControl.h"
 #include "tools/orvane/FailureReason.h"
 #include "tools/orvane/LogLines.h"
@@ -73,6 +74,9 @@ Outcome perform(const Invocation& invocation, const UnitRun& run, const UnitOpti
     const auto end = host.runControl->onDeviceEnd([loop = host.eventLoop] { loop->stop(); });
     const auto writeFailure = host.runControl->onWriteFailure([loop = host.eventLoop] { loop->stop(); });
     unit->start();
+    if (run.input) client.input = unit->inputClientFormat();
+    if (run.output) client.output = unit->outputClientFormat();
+    client.latency = host.units->latency(unit->audioUnit());
     invocation.log->showHeld();  // The run began, so it does not end with a failure that was logged until now.
     const int signal = host.eventLoop->run();
     const bool abandon = signal != 0 && run.classPrints;
@@ -80,9 +84,6 @@ Outcome perform(const Invocation& invocation, const UnitRun& run, const UnitOpti
     unit->stop();
     if (abandon) std::clearerr(stdout);  // What was cut off is no failure.
 
-    if (run.input) client.input = unit->inputClientFormat();
-    if (run.output) client.output = unit->outputClientFormat();
-    client.latency = host.units->latency(unit->audioUnit());
     unit.reset();  // Completes its files, so that the report knows how that went.
     return outcomeOf(host, signal);
   } catch (const std::exception& exception) {
@@ -116,6 +117,9 @@ Outcome runUnit(const Invocation& invocation, const UnitRun& run, const UnitOpti
   // The bars redraw one line of the terminal; what comes next begins on a line of its own.
   if (run.classPrints && host.deviceReport->runCount().frames > 0) terminal.endLine();
   sayWhatRan(host, client, invocation.json);
+  if (!run.recording.empty() && outcome.error.empty() && host.fileReport->writtenFiles().empty()) {
+    say("nothing was recorded; " + run.recording + " is as it was before");
+  }
   outcome.members = describeRun(host, run, client);
   return outcome;
 }

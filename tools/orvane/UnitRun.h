@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <memory>
 #include <optional>
+#include <string>
 
 #include "iounit/OVIOUnit.h"
 #include "tools/orvane/Command.h"
@@ -20,6 +21,8 @@ struct UnitRun {
   bool output = false;
   /// The class prints on standard output, so that a signal must end a write that waits for its reader.
   bool classPrints = false;
+  /// The path of the file that it records to; empty if it records none.
+  std::string recording = {};
   /// The device time after which the run ends; nothing lets it run until its input ends or a signal comes.
   std::optional<double> seconds;
 };

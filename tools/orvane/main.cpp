@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <csignal>
 #include <exception>
 #include <optional>
 #include <string>
@@ -108,6 +109,8 @@ ClosingReport closingReport(const CommandLine& line) {
 
 int main(int count, char** arguments) {
   openStandardStreams();
+  // Until a host watches signals: a reader that goes away is no failure.
+  std::signal(SIGPIPE, SIG_IGN);
   CommandLine line;
   const std::optional<Outcome> outcome = runTool(line, count, arguments);
   return static_cast<int>(outcome ? closingReport(line).print(*outcome) : ClosingReport().print({}));

@@ -2,11 +2,11 @@
 
 #include <sys/types.h>
 
-#include <compare>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <tuple>
 
 #include "platform/Failure.h"
 #include "platform/host/Result.h"
@@ -23,7 +23,10 @@ struct FileIdentity {
   dev_t device{};
   ino_t inode{};
 
-  auto operator<=>(const FileIdentity&) const = default;
+  bool operator==(const FileIdentity&) const = default;
+  bool operator<(const FileIdentity& other) const {
+    return std::tie(device, inode) < std::tie(other.device, other.inode);
+  }
 };
 
 /// A file that this process reads. While the object lives no writer opens that file. Any thread.

@@ -17,7 +17,7 @@ constexpr Conductor::HostTime clockStart = std::chrono::seconds(1);
 }  // namespace
 
 std::shared_ptr<Conductor> Conductor::start() {
-  const std::shared_ptr<Conductor> conductor(new Conductor);
+  std::shared_ptr<Conductor> conductor(new Conductor);
   const Lock lock(conductor->mMutex);
   conductor->mThread = startThread("conductor", [conductor] { conductor->conduct(); });
   conductor->mThreadId = conductor->mThread.get_id();

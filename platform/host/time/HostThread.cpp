@@ -23,7 +23,7 @@ class BlockedStopSignals {
   BlockedStopSignals& operator=(const BlockedStopSignals&) = delete;
 
  private:
-  sigset_t mBefore;
+  sigset_t mBefore{};
 };
 
 }  // namespace

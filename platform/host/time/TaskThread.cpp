@@ -12,7 +12,7 @@ using platform::HostTime;
 
 std::shared_ptr<TaskThread> TaskThread::start(const SteadyClock& clock, const std::string& name,
                                               std::function<void()> prologue) {
-  const std::shared_ptr<TaskThread> thread(new TaskThread(clock));
+  std::shared_ptr<TaskThread> thread(new TaskThread(clock));
   // With the lock, so that the thread finds its own identity before its first task.
   const std::lock_guard lock(thread->mMutex);
   thread->mThread = startThread(name, [thread, prologue = std::move(prologue)] {

@@ -11,6 +11,7 @@ namespace {
 
 std::vector<host::Refusal> refusalsOf(const std::vector<Fault>& faults) {
   std::vector<host::Refusal> refusals;
+  refusals.reserve(faults.size());
   for (const Fault& fault : faults) refusals.push_back({fault.status, fault.reason});
   return refusals;
 }

@@ -86,6 +86,7 @@ TEST(Commands, ShowTheSessionAndTheHardware) {
       {"session --option defaultToSpeaker=on --option allowSkycast=on --category Playback --option allowA2DP=on",
        "options   allowA2DP, allowSkycast\n"},
       {"device --simulate inputs=0", "input    none\n"},
+      {"device --simulate outputs=0 --category Record", "output   none\n"},
       {"session --json --activate --option allowHFP=on --option defaultToSpeaker=on",
        R"({"command":"session","host":"simulated","ended":"finished","primary":false,"active":true,"category":"orvane.category.play-and-record","mode":"orvane.mode.default",)"
        R"("mixWithOthers":false,"duckOthers":false,"allowHFP":true,"allowA2DP":false,"defaultToSpeaker":true,)"

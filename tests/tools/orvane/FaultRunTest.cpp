@@ -110,6 +110,7 @@ TEST_F(FaultRun, ARunThatDoesNotStartLeavesTheFileAsItWas) {
 }
 
 TEST_F(FaultRun, ShowsWhatTheScenarioSays) {
+  std::ofstream(mTake) << "old";
   const auto refusing = [](std::string_view call, const std::string& time = "0") {
     return faulty(time, R"("refuse","status":-77,"call":")" + std::string(call) + '"');
   };
@@ -145,7 +146,8 @@ TEST_F(FaultRun, ShowsWhatTheScenarioSays) {
       {refusing("ConvertingFile::create"), record, 1, "orvane: ConvertingFile::create failed: -77" + refused, unknown},
       {refusing("ConvertingFile::setClientDataFormat"), record, 1,
        "orvane: ConvertingFile setting client format failed: -77" + refused, unknown},
-      {refusing("ConvertingFile::writeAsync"), record, 0},
+      {refusing("ConvertingFile::writeAsync"), record, 0,
+       "orvane: nothing was recorded; " + mTake + " is as it was before\n"},
       {refusing("ConvertingFile::dispose"), record, 134,
        "log error: ConvertingFile::dispose failed" + refused +
            "log error: Failure: ConvertingFile::dispose failed: -77\n"},
