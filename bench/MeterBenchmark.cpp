@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Metering of blocks: one meter after the other, in lockstep, and the least that meters could do, which is to read
 // every sample and to keep the largest magnitude of each channel.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Cost of the hub and a unit for a slice of 256 frames and two channels, beside the same work without them.
 
 #include <benchmark/benchmark.h>

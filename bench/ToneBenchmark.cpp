@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Rendering of tones: `Render` beside the loop that calls the C library's sine for every sample, and `Render16` beside
 // the resonator alone.
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # The compile rules that every target of the project shares.
 
 if(ORVANE_SANITIZE AND ORVANE_REAL_TIME_CHECKS)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Fuzz targets, and the list of them that scripts run through.
 
 set(ORVANE_FUZZ_LIST "${PROJECT_BINARY_DIR}/fuzz-targets.txt")

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # What is installed, and how clients find it.
 include(CMakePackageConfigHelpers)
 

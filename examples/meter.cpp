@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Shows five seconds of the microphone's level as bars on the terminal. The argument sets up the simulated device.
 #include <cstdio>
 

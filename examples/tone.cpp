@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Plays two seconds of a test tone. The argument sets up the simulated device.
 #include <cstdio>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "iounit/AOMeter.h"
 
 #include <utility>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "iounit/AOPlaythru.h"
 
 #include <algorithm>

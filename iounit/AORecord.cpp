@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "iounit/AORecord.h"
 
 #include <utility>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "iounit/CapturedInput.h"
 
 #include <unistd.h>

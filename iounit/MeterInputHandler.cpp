@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "iounit/MeterInputHandler.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "iounit/OVIOUnit.h"
 
 #include <exception>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "iounit/OVTestTone.h"
 
 #include "platform/UnitService.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "iounit/RecordInputHandler.h"
 
 #include "session/RaiseOn.h"

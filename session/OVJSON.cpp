@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "session/OVJSON.h"
 
 #include <cstdint>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "session/OVPrimarySession.h"
 
 std::shared_ptr<OVPrimarySession> OVPrimarySession::init() {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "session/OVThrow.h"
 
 #include "platform/Platform.h"

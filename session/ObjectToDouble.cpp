@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "session/ObjectToDouble.h"
 
 #include <locale.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "iounit/dsp/LockstepMeter.h"
 
 #include <algorithm>
@@ -18,8 +19,9 @@ namespace {
 /// each.
 constexpr std::size_t kMaxTogether = 8;
 
-/// Channels that go together, each with four lanes; as many as there are in use from the front.
-struct Group {
+/// Channels that go together, each with four lanes; as many as there are in use from the front. The results are written
+/// before they are read, so they are not cleared first.
+struct Group {  // NOLINT(cppcoreguidelines-pro-type-member-init)
   std::array<const float*, kMaxTogether> samples = {};
   std::array<const float*, kMaxTogether> meanSquaresBefore = {};
   alignas(EightLanes) std::array<std::array<float, 4>, kMaxTogether> meanSquares;
@@ -44,6 +46,7 @@ template <typename Lanes>
 /// in registers, which keep several steps in flight while one channel alone would wait for each.
 template <typename Lanes, std::size_t kRegisters>
 [[gnu::always_inline]] inline void runRegisters(Group& group, std::size_t sampleCount) {
+  // Registers of four lanes or of eight. NOLINTNEXTLINE(bugprone-sizeof-expression)
   constexpr std::size_t kChannels = sizeof(Lanes) / sizeof(FourLanes);
   Lanes meanSquares[kRegisters];
   Lanes maxima[kRegisters] = {};
@@ -97,7 +100,7 @@ void runGroup(Group& group, std::size_t channels, std::size_t sampleCount, [[may
 
 bool mayGoTogether(std::span<const float* const> planes) {
   const auto isAligned = [](const float* samples) {
-    return std::bit_cast<std::uintptr_t>(samples) % alignof(FourLanes) == 0;
+    return reinterpret_cast<std::uintptr_t>(samples) % alignof(FourLanes) == 0;
   };
   return planes.size() > 1 && gPXVectorUnitType.load(std::memory_order_relaxed) >= 1 &&
          std::ranges::all_of(planes, isAligned);
@@ -112,7 +115,7 @@ void processGroup(std::span<PowerMeter> meters, std::span<const float* const> pl
     // Read where they are: a load that spans two fresh stores would wait for the whole block before it to retire.
     group.meanSquaresBefore[i] = meters[i].mLaneMeanSquare.data();
   }
-  const auto grouped = static_cast<std::size_t>(frameCount / 4 * 4);
+  const auto grouped = static_cast<std::size_t>(frameCount) / 4 * 4;
   runGroup(group, meters.size(), grouped, width);
   for (std::size_t i = 0; i < meters.size(); ++i) {
     meters[i].FinishBlock(planes[i] + grouped, frameCount, group.meanSquares[i], group.maxima[i]);

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "iounit/dsp/PowerMeter.h"
 
 #include <algorithm>
@@ -68,7 +69,7 @@ double released(double level, double target, double fraction) {
 bool takesLanes(const float* samples, int stride) {
   std::int32_t type = gPXVectorUnitType.load(std::memory_order_relaxed);
   if (type == -1) type = PXVectorUnit_Examine();
-  return type >= 1 && stride == 1 && std::bit_cast<std::uintptr_t>(samples) % alignof(FourLanes) == 0;
+  return type >= 1 && stride == 1 && reinterpret_cast<std::uintptr_t>(samples) % alignof(FourLanes) == 0;
 }
 
 /// Peak and mean square of a block of float samples.

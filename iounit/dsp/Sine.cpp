@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "iounit/dsp/Sine.h"
 
 #if defined(__x86_64__)

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/host/ExitHook.h"
 
 #include <condition_variable>

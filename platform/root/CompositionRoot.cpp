@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The one place that knows which hosts there are and which one is in use.
 
 #include <mutex>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/root/HostRegistry.h"
 
 #include <algorithm>

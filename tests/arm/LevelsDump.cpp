@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Prints the bits of levels and tones over seeded random input, so that two processors can be compared line by line.
 //
 // What a C library computes (the per-block fractions, the resonator's coefficient) is set to random values here: it may

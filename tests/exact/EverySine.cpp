@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Holds the tone's sine against the exact sine, for every float of a range.
 //
 //   EverySine FIRST LAST      bits of the first and the last float, hexadecimal

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A client that scripts a role of the host, as a test harness does. What crosses the border of the shared library here:
 // calls into the client's class, a cast to it from its base, and exceptions caught by their base class.
 

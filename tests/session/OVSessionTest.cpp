@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "session/OVSession.h"
 
 #include <gmock/gmock.h>

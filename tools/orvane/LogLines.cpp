@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/orvane/LogLines.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/orvane/Numbers.h"
 
 #include <charconv>

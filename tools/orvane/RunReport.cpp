@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/orvane/RunReport.h"
 
 #include <cmath>

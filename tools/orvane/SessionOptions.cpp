@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/orvane/SessionOptions.h"
 
 #include <string>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "Pexutil/Source/Utility/PXVectorUnit.h"
 
 #include <unistd.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "Pexutil/Source/Utility/PXX4CCString.h"
 
 #include <algorithm>

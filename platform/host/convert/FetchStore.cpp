@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/host/convert/FetchStore.h"
 
 #include <algorithm>

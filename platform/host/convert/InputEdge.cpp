@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/host/convert/InputEdge.h"
 
 #include <algorithm>

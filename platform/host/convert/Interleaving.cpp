@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/host/convert/Interleaving.h"
 
 #include <algorithm>

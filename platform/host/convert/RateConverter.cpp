@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/host/convert/RateConverter.h"
 
 #include <samplerate.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/host/files/FileRegistry.h"
 
 #include <sys/file.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/host/files/RegularFile.h"
 
 #include <fcntl.h>

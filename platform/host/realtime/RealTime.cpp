@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/RealTime.h"
 
 #include "platform/host/realtime/RealTimeDepth.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Replaces the C library's entry points for allocation, locks, waits, files, streams and throwing in builds with
 // ORVANE_REAL_TIME_CHECKS, so that breaking a rule on the device callback ends the process at once instead of glitching
 // one day on somebody's device. `sem_post` is allowed there.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/host/report/Notices.h"
 
 #include <utility>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/host/sessions/HostSessions.h"
 
 #include <string>

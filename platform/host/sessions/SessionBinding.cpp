@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/host/sessions/SessionBinding.h"
 
 #include <utility>

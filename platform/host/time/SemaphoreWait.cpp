@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/host/time/SemaphoreWait.h"
 
 #include <time.h>

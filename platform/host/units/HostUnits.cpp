@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/host/units/HostUnits.h"
 
 #include <cstring>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/simulated/device/Microphone.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/simulated/device/SimulatedDevice.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/simulated/device/SpeakerFile.h"
 
 #include <unistd.h>

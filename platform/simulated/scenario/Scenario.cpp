@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/simulated/scenario/Scenario.h"
 
 #include <unistd.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/simulated/scenario/ScenarioNode.h"
 
 #include <cmath>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Calls of the system that tests cannot make fail, or see, by themselves: this program has its own in front of them.
 
 #include <gmock/gmock.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Loaded before the C library: a disk that cannot read beyond the first megabyte of a large file.
 
 #include <dlfcn.h>

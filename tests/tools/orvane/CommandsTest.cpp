@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tests/tools/orvane/Program.h"
 
 namespace orvane::test {

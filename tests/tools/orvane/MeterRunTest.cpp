@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tests/iounit/dsp/SlowPowerMeter.h"
 #include "tests/tools/orvane/Voice.h"
 

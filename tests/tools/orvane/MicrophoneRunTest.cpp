@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <glob.h>
 
 #include "tests/tools/orvane/Voice.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tests/tools/orvane/Voice.h"
 
 namespace orvane::test {

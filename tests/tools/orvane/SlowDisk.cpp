@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Loaded before the C library: a disk that pauses once, at the first write to a file of more than a header.
 
 #include <dlfcn.h>

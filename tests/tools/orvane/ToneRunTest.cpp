@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "iounit/dsp/SineWaveGenerator.h"
 #include "tests/tools/orvane/Program.h"
 
