@@ -24,6 +24,8 @@
 
 /// The last line for the system's log. This program has a `syslog` of its own, so that nothing reaches the system.
 static std::string lastSystemLine;
+// The C library names the parameters by abbreviations.
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name)
 extern "C" void syslog(int priority, const char* format, ...) {
   char line[256];
   va_list arguments;
@@ -76,6 +78,18 @@ TEST(OVSession, RaisesItsOwnFailureWhateverTheLogsSinkThrows) {
     EXPECT_EQ(lastSystemLine, std::to_string(LOG_ERR) + " Failure: start failed: -10");
   }
   log->setSink({});
+}
+
+TEST(PlatformLog, GoesToTheSystemUnlessItHasASink) {
+  const auto log = current().log;
+  log->setSink([](auto, auto) {});
+  log->write(LogLevel::error, "unseen");
+  log->setSink({});
+  for (const auto& [level, priority] :
+       {std::pair(LogLevel::error, LOG_ERR), {LogLevel::warning, LOG_WARNING}, {LogLevel::notice, LOG_NOTICE}}) {
+    log->write(level, "100%s");
+    EXPECT_EQ(lastSystemLine, std::to_string(priority) + " 100%s");
+  }
 }
 
 TEST(OVSession, EveryShortNameGivesTheIdentifierOfItsName) {

@@ -1,30 +1,16 @@
 // SPDX-License-Identifier: MIT
 
-// Calls of the system that tests cannot make fail, or see, by themselves: this program has its own in front of them.
+// Calls of the system that tests cannot make fail: this program has its own in front of them.
 
 #include <gmock/gmock.h>
 #include <pthread.h>
-#include <syslog.h>
 
 #include <cerrno>
-#include <cstdarg>
-#include <cstdio>
 #include <string>
 #include <vector>
 
 #include "platform/host/HostLog.h"
 #include "platform/host/time/RealPace.h"
-
-static std::vector<std::string> systemLog;
-
-extern "C" void syslog(int priority, const char* format, ...) {
-  char line[256];
-  va_list arguments;
-  va_start(arguments, format);
-  std::vsnprintf(line, sizeof line, format, arguments);
-  va_end(arguments);
-  systemLog.push_back(std::to_string(priority) + " " + line);
-}
 
 extern "C" int pthread_setschedparam(pthread_t, int, const sched_param*) noexcept {
   return EPERM;
@@ -35,19 +21,6 @@ namespace {
 
 using namespace std::chrono_literals;
 using testing::ElementsAre;
-
-TEST(HostLog, WritesToTheSystemsLogUnlessItHasASink) {
-  HostLog log;
-  systemLog.clear();
-  log.write(platform::LogLevel::error, "100%s");
-  log.write(platform::LogLevel::warning, "b");
-  log.setSink([](auto, auto) {});
-  log.write(platform::LogLevel::notice, "unseen");
-  log.setSink(nullptr);
-  log.write(platform::LogLevel::notice, "c");
-  EXPECT_THAT(systemLog, ElementsAre(std::to_string(LOG_ERR) + " 100%s", std::to_string(LOG_WARNING) + " b",
-                                     std::to_string(LOG_NOTICE) + " c"));
-}
 
 TEST(RealPace, GoesOnWithoutRealTimePriorityAndSaysSoOnce) {
   const auto log = std::make_shared<HostLog>();

@@ -19,6 +19,8 @@
 
 /// This program has a truncation of its own in front of the system's, which fails while this is set.
 static bool cannotTruncate = false;
+// The C library names the parameters by abbreviations.
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name)
 extern "C" int ftruncate(int file, off_t size) noexcept {
   using Truncate = int (*)(int, off_t);
   static const auto next = reinterpret_cast<Truncate>(dlsym(RTLD_NEXT, "ftruncate"));
