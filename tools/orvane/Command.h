@@ -11,7 +11,7 @@
 
 namespace orvane::tool {
 
-/// What every command is given to work with.
+/// The context of a command.
 struct Invocation {
   platform::Platform host;        ///< The services in use.
   std::shared_ptr<LogLines> log;  ///< The lines of the host's log.

@@ -102,7 +102,7 @@ Command* CommandLine::command() const {
   return chosen == mCommands.end() ? nullptr : chosen->get();
 }
 
-/// What is wrong, and what would be right.
+/// Says what is wrong, and what would be right.
 std::string CommandLine::explain(const CLI::ParseError& error, std::span<const char* const> arguments) const {
   std::string text = error.what();
   if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr) {

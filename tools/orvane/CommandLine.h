@@ -30,7 +30,7 @@ class CommandLine {
 
  private:
   std::string explain(const CLI::ParseError& error, std::span<const char* const> arguments) const;
-  /// What to say of an argument that nothing takes.
+  /// The message for an argument that nothing takes.
   std::string explainUnexpected(const std::string& argument, std::span<const char* const> arguments) const;
   std::string helpHint() const;
 

@@ -24,7 +24,7 @@ std::optional<Status> statusAtEnd(std::string_view text) {
   return error == std::errc() && parsedTo == end ? std::optional(status) : std::nullopt;
 }
 
-/// What ended the device's run, or its writing.
+/// The failure that ended the device's run, or its writing.
 FailureReason firstFailure(const platform::Platform& host) {
   if (const auto device = host.deviceReport->deviceFailure()) return {device->reason, device->status};
   const auto write = host.fileReport->writeFailure();

@@ -19,7 +19,7 @@ struct FailureReason {
 /// and the host keeps the sentence of the call that it refused. Takes the failure out of the log's held lines.
 FailureReason reasonOf(const Invocation& invocation, const std::string& thrown);
 
-/// What went wrong behind the classes, with the device or with what it writes; an empty text if nothing did.
+/// The failure behind the classes, of the device or of a file; an empty text if there was none.
 FailureReason failureBehind(const platform::Platform& host);
 
 /// The outcome of a command in which `thrown` was thrown. A device that was gone before the first frame is unavailable.

@@ -22,7 +22,7 @@ bool isAboutFailure(std::string_view line) {
   return line.starts_with(raised) || line.find(failedInfix) != std::string_view::npos;
 }
 
-/// What a line about a failure says, without what the log puts in front.
+/// The sentence of a line about a failure, without the prefix that the log puts in front.
 std::string_view sentenceOf(std::string_view line) {
   if (line.starts_with(raised)) return line.substr(raised.size());
   return line.substr(line.find(failedInfix) + failedInfix.size());

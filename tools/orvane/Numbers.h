@@ -11,7 +11,7 @@ namespace orvane::tool {
 /// The finite decimal number that is all of `text`, whatever the locale; nothing where it is no such number.
 std::optional<double> parseNumber(std::string_view text);
 
-/// What an option that takes a number accepts.
+/// The numbers that an option accepts.
 struct NumberRange {
   double least = 0;
   double most = 0;

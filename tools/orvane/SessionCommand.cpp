@@ -42,7 +42,7 @@ void printText(const OVSession& session, bool primary) {
 }  // namespace
 
 SessionCommand::SessionCommand(CLI::App& parent)
-    : Command(parent, "session", "Configure an audio session and show what became of it") {
+    : Command(parent, "session", "Configure an audio session and show its settings") {
   options().add_flag("--primary", mPrimary, "The process's primary session instead of an auxiliary one");
   mSettings.declareSettings(options());
   mSettings.declareActivation(options());

@@ -6,7 +6,7 @@
 
 namespace orvane::tool {
 
-/// `orvane session`: configures an audio session and shows what became of it.
+/// `orvane session`: configures an audio session and shows its settings.
 class SessionCommand final : public Command {
  public:
   explicit SessionCommand(CLI::App& parent);

@@ -22,7 +22,7 @@ std::function<void(OVSession&)> categoryOptionStep(const std::string& text) {
     if (state != "on" && state != "off") refuse("it takes =on or =off behind " + name);
     return [set = option.set, isOn = state == "on"](OVSession& session) { (session.*set)(isOn); };
   }
-  refuse("no option is called so; the options are " + known + ", each with =on or =off");
+  refuse("unknown category option; the options are " + known + ", each with =on or =off");
   return {};
 }
 

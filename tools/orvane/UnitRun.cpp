@@ -31,7 +31,7 @@ platform::StreamFormat hardwareFormat(const platform::DeviceReport& report, Side
   return side == Side::input ? report.hardwareInput() : report.hardwareOutput();
 }
 
-/// What the hardware lacks that the run needs.
+/// The side that the run needs and the hardware lacks, as a sentence.
 std::optional<std::string> lackingSide(const platform::DeviceReport& report, const UnitRun& run) {
   for (const Side side : {Side::input, Side::output}) {
     const bool isNeeded = side == Side::input ? run.input : run.output;

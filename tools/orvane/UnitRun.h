@@ -15,7 +15,7 @@ namespace orvane::tool {
 /// A side of the audio hardware.
 enum class Side { input, output };
 
-/// What there is to know of a command that starts a unit and lets it run.
+/// The properties of a command that starts a unit and lets it run.
 struct UnitRun {
   /// Which sides of the hardware it uses.
   bool input = false;

@@ -33,7 +33,7 @@ TEST(Commands, EndWithTheStatusAndTheReason) {
       {2, "meter --seconds 0", {"--seconds: 0 is out of range", "from 0.000001 to 1000000000"}},
       {2, "meter --session main", {"--session", "\"main\"", "primary or auxiliary"}},
       {2, "session --option mixWithOthers=yes", {"it takes =on or =off behind mixWithOthers"}},
-      {2, "session --option mix=on", {"\"mix=on\": no option is called so", "allowA2DP, defaultToSpeaker"}},
+      {2, "session --option mix=on", {"\"mix=on\": unknown category option", "allowA2DP, defaultToSpeaker"}},
       {2, "--host pipe device", {"--host: unknown host \"pipe\"", "pipewire or simulated"}},
       {2, "--host pipewire --simulate pace=fast device", {"--simulate sets up the simulated host"}},
       {2, tone + " --frequency nan", {"--frequency: \"nan\" is no number", "from 0.1 to half the rate"}},

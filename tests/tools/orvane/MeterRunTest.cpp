@@ -5,7 +5,7 @@
 namespace orvane::test {
 namespace {
 
-/// What the meter is to print for slices of `slice` frames; the last one is what is left.
+/// The expected output of the meter for slices of `slice` frames; the last slice takes the frames that are left.
 std::string expectedBars(const Sound& sound, std::size_t slice, bool fourLanes = true) {
   const auto channels = static_cast<std::size_t>(sound.channels);
   std::vector<levels::SlowPowerMeter> meters(channels);

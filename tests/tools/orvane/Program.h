@@ -19,14 +19,14 @@
 
 namespace orvane::test {
 
-/// Whether `condition` came to hold in good time; it is a failure of the test where it did not.
+/// Waits until `condition` holds. Returns false, and fails the test, if it does not within 20 s.
 inline bool await(const std::function<bool()>& condition) {
   // No whole run takes longer than these twenty seconds, not even a sanitized one on a busy machine.
   for (int look = 0; look < 10'000; ++look) {
     if (condition()) return true;
     std::this_thread::sleep_for(std::chrono::milliseconds(2));
   }
-  ADD_FAILURE() << "it did not come to be in good time";
+  ADD_FAILURE() << "condition not met within 20 s";
   return false;
 }
 
@@ -42,7 +42,7 @@ struct Ended {
   }
 };
 
-/// A program that runs beside the test. It is killed where it has not ended in good time, or is let go of.
+/// A program that runs beside the test. It is killed if it has not ended within 20 s, or when this object goes.
 class Program {
  public:
   /// A command as a shell reads it; where it redirects what it prints, that is not collected.
@@ -60,7 +60,7 @@ class Program {
     waitpid(mProcess, nullptr, 0);
   }
 
-  /// What the program has printed so far.
+  /// The program's output so far.
   std::string output() const { return readFile(mFolder.file("output")); }
   void send(int signal) const { kill(mProcess, signal); }
   Ended finish() {

@@ -6,7 +6,7 @@ namespace {
 
 using testing::HasSubstr;
 
-/// What a recording of the sound holds: little-endian 16-bit samples.
+/// The content of a recording of the sound: little-endian 16-bit samples.
 std::string encoded(const Sound& sound) {
   std::string bytes;
   for (const float sample : sound.samples) {
@@ -22,7 +22,7 @@ std::string bytesOf(const std::vector<float>& samples) {
 
 class RecordRun : public VoiceRun {
  protected:
-  /// What the speaker plays of this microphone.
+  /// The sound that the speaker plays of this microphone.
   std::vector<float> played(const std::string& device, const std::string& options = {}) {
     EXPECT_EQ(runFast("speaker=" + mTake + "," + device, "playthru " + options).status, 0);
     return readSound(mTake).samples;
