@@ -82,16 +82,16 @@ template <typename Lanes>
 template <typename Lanes>
 [[gnu::always_inline]] inline void largestMagnitudes(const Input& input, std::vector<float>& largest) {
   using Bits [[gnu::vector_size(sizeof(Lanes))]] = std::int32_t;
-  constexpr int kRegisters = 4;
-  constexpr int kLanes = sizeof(Lanes) / sizeof(float);
+  constexpr int registerCount = 4;
+  constexpr int laneCount = sizeof(Lanes) / sizeof(float);
   for (std::size_t channel = 0; channel < largest.size(); ++channel) {
     const float* plane = input.planes()[channel];
-    Lanes maxima[kRegisters] = {};
-    for (int at = 0; at < input.frames(); at += kRegisters * kLanes) {
+    Lanes maxima[registerCount] = {};
+    for (int at = 0; at < input.frames(); at += registerCount * laneCount) {
 #pragma GCC unroll 4
-      for (int i = 0; i < kRegisters; ++i) {
+      for (int i = 0; i < registerCount; ++i) {
         Bits bits;
-        std::memcpy(&bits, plane + at + i * kLanes, sizeof bits);
+        std::memcpy(&bits, plane + at + i * laneCount, sizeof bits);
         bits &= 0x7FFFFFFF;
         Lanes magnitudes;
         std::memcpy(&magnitudes, &bits, sizeof bits);
@@ -99,7 +99,7 @@ template <typename Lanes>
       }
     }
 #pragma GCC unroll 4
-    for (int i = 1; i < kRegisters; ++i) maxima[0] = maxima[i] > maxima[0] ? maxima[i] : maxima[0];
+    for (int i = 1; i < registerCount; ++i) maxima[0] = maxima[i] > maxima[0] ? maxima[i] : maxima[0];
     largest[channel] = largestLane(maxima[0]);
   }
 }

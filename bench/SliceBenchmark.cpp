@@ -17,13 +17,13 @@
 namespace orvane::host {
 namespace {
 
-constexpr std::uint32_t kFrames = 256;
-constexpr std::uint32_t kChannels = 2;
+constexpr std::uint32_t sliceFrames = 256;
+constexpr std::uint32_t channelCount = 2;
 
 /// A device whose slices the benchmark hands out.
 class HandDevice final : public backend::AudioDevice {
  public:
-  backend::DeviceFormat format() const override { return {48000, kChannels, kChannels, kFrames}; }
+  backend::DeviceFormat format() const override { return {48000, channelCount, channelCount, sliceFrames}; }
   std::optional<platform::Failure> whyUnavailable() const override { return std::nullopt; }
   std::optional<platform::Failure> start(backend::DeviceCallback& callback) override {
     mCallback = &callback;
@@ -51,22 +51,22 @@ struct Rig {
   }
 
   void slice() {
-    device->slice({{}, 0, kFrames, std::as_const(captured).planes(), played.planes()});
+    device->slice({{}, 0, sliceFrames, std::as_const(captured).planes(), played.planes()});
     benchmark::ClobberMemory();
   }
 
   std::shared_ptr<HostContext> context = std::make_shared<HostContext>(HostContext::Pace::fast);
   HandDevice* device = nullptr;
   std::shared_ptr<AudioHub> hub;
-  AlignedSamples captured{kChannels, kFrames};
-  AlignedSamples played{kChannels, kFrames};
+  AlignedSamples captured{channelCount, sliceFrames};
+  AlignedSamples played{channelCount, sliceFrames};
 };
 
 /// The work of a slice without output: silence in every channel.
 void plainSilence(benchmark::State& state) {
   Rig rig;
   for ([[maybe_unused]] auto _ : state) {
-    for (float* plane : rig.played.planes()) std::fill_n(plane, kFrames, 0.0F);
+    for (float* plane : rig.played.planes()) std::fill_n(plane, sliceFrames, 0.0F);
     benchmark::ClobberMemory();
   }
 }
@@ -84,8 +84,8 @@ void unitWithInput(benchmark::State& state) {
   Rig rig;
   IoUnit unit(rig.context, rig.hub);
   struct List {
-    platform::RenderBufferList header{kChannels};
-    platform::RenderBuffer entries[kChannels] = {};
+    platform::RenderBufferList header{channelCount};
+    platform::RenderBuffer entries[channelCount] = {};
   } list;
   unit.setInputEnabled(true);
   unit.setInputHandler(
@@ -102,8 +102,8 @@ void unitWithInput(benchmark::State& state) {
 void plainCopy(benchmark::State& state) {
   Rig rig;
   for ([[maybe_unused]] auto _ : state) {
-    for (std::uint32_t channel = 0; channel < kChannels; ++channel) {
-      std::copy_n(rig.captured.plane(channel), kFrames, rig.played.plane(channel));
+    for (std::uint32_t channel = 0; channel < channelCount; ++channel) {
+      std::copy_n(rig.captured.plane(channel), sliceFrames, rig.played.plane(channel));
     }
     benchmark::ClobberMemory();
   }

@@ -14,18 +14,18 @@
 namespace orvane {
 namespace {
 
-constexpr float kRate = 48000.0F;
+constexpr float rate = 48000.0F;
 
 SineWaveGenerator toneOf(const benchmark::State& state) {
   SineWaveGenerator tone;
   tone.mFrequency = static_cast<float>(state.range(0));
-  tone.SetSampleRate(kRate);
+  tone.SetSampleRate(rate);
   return tone;
 }
 
 void plainTone(benchmark::State& state) {
   std::vector<float> samples(static_cast<std::size_t>(state.range(1)));
-  const float period = kRate / static_cast<float>(state.range(0));
+  const float period = rate / static_cast<float>(state.range(0));
   float phase = 0.0F;
   for ([[maybe_unused]] auto _ : state) {
     for (float& sample : samples) {

@@ -33,11 +33,11 @@ void AOPlaythru::start() {
   setInputClientFormat(client);
   setOutputClientFormat(client);
 
-  constexpr std::int32_t kInputElement = 1;
+  constexpr std::int32_t inputElement = 1;
   wrapper().setOutputProvider([render = wrapper().renderOperation()](RenderActionFlags& flags,
                                                                      const RenderTimeStamp& time, std::uint32_t frames,
                                                                      std::int32_t, RenderBufferList& list) {
-    return render(flags, time, frames, kInputElement, list, nullptr);
+    return render(flags, time, frames, inputElement, list, nullptr);
   });
   OVIOUnit::start();
 }

@@ -26,7 +26,7 @@ void MeterInputHandler::process(std::uint32_t frames) {
     if (mPrintCycle == 0) printBars();
     std::fflush(stdout);
   }
-  mPrintCycle = (mPrintCycle + 1) % kPrintPeriod;
+  mPrintCycle = (mPrintCycle + 1) % printPeriod;
 }
 
 void MeterInputHandler::meterChannels(std::uint32_t frames) {
@@ -37,19 +37,19 @@ void MeterInputHandler::meterChannels(std::uint32_t frames) {
 }
 
 void MeterInputHandler::printBars() const {
-  constexpr std::size_t kWidest = kBarWidth + 2;
+  constexpr std::size_t maxChars = barWidth + 2;
   for (auto meter = mMeters.begin(); meter != mMeters.end(); ++meter) {
-    std::array<char, kWidest> text{};
+    std::array<char, maxChars> text{};
     text.fill(' ');
     std::fill_n(text.begin(), barStars(meter->mAverageLevel), '*');
     const bool isLast = meter + 1 == mMeters.end();
-    if (isLast) text[kBarWidth] = '\r';
-    std::fwrite(text.data(), 1, isLast ? kBarWidth + 1 : kWidest, stdout);
+    if (isLast) text[barWidth] = '\r';
+    std::fwrite(text.data(), 1, isLast ? barWidth + 1 : maxChars, stdout);
   }
 }
 
 int MeterInputHandler::barStars(double level) {
-  return std::clamp(truncateToInt32(level * kBarWidth), 0, kBarWidth);
+  return std::clamp(truncateToInt32(level * barWidth), 0, barWidth);
 }
 
 }  // namespace orvane

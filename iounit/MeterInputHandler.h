@@ -17,9 +17,9 @@ namespace orvane {
 class MeterInputHandler {
  public:
   /// Characters of a bar.
-  static constexpr int kBarWidth = 40;
+  static constexpr int barWidth = 40;
   /// Calls of `process` from one printed line to the next.
-  static constexpr std::uint32_t kPrintPeriod = 8;
+  static constexpr std::uint32_t printPeriod = 8;
 
   /// `channelCount` may be 0: then nothing is metered and nothing printed. The rate is in hertz.
   MeterInputHandler(int channelCount, double sampleRate);

@@ -18,9 +18,9 @@ using namespace orvane::platform;
 
 namespace {
 
-constexpr std::uint32_t kOutputElement = 0;
-constexpr std::uint32_t kInputElement = 1;
-constexpr std::uint32_t kGlobalElement = 0;
+constexpr std::uint32_t outputElement = 0;
+constexpr std::uint32_t inputElement = 1;
+constexpr std::uint32_t globalElement = 0;
 
 /// The code of a sub-type text, 'rioc' where there is none that can be used.
 std::uint32_t subTypeCode(const Platform& services, const std::optional<std::string>& subType) {
@@ -160,7 +160,7 @@ void OVIOUnit::setSession(std::shared_ptr<OVSession> session) {
   const std::uint32_t identifier = platformSession->identifier();
   const UnitInstance unit = audioUnit();
   const Status status = _services.units->setProperty(unit, UnitProperty::sessionIdentifier, UnitScope::global,
-                                                     kGlobalElement, &identifier, sizeof identifier);
+                                                     globalElement, &identifier, sizeof identifier);
   if (status != status::success) {
     orvane::raiseOn(_services,
                     "setSession failed -- UnitService::setProperty(UnitProperty::sessionIdentifier) sessionID: " +
@@ -170,27 +170,27 @@ void OVIOUnit::setSession(std::shared_ptr<OVSession> session) {
 }
 
 StreamFormat OVIOUnit::inputHardwareFormat() {
-  return wrapper().inputBus(kInputElement).format();
+  return wrapper().inputBus(inputElement).format();
 }
 
 StreamFormat OVIOUnit::outputHardwareFormat() {
-  return wrapper().outputBus(kOutputElement).format();
+  return wrapper().outputBus(outputElement).format();
 }
 
 StreamFormat OVIOUnit::inputClientFormat() {
-  return wrapper().outputBus(kInputElement).format();
+  return wrapper().outputBus(inputElement).format();
 }
 
 StreamFormat OVIOUnit::outputClientFormat() {
-  return wrapper().inputBus(kOutputElement).format();
+  return wrapper().inputBus(outputElement).format();
 }
 
 void OVIOUnit::setInputClientFormat(const StreamFormat& inputClientFormat) {
-  const auto error = wrapper().outputBus(kInputElement).setFormat(inputClientFormat);
+  const auto error = wrapper().outputBus(inputElement).setFormat(inputClientFormat);
   if (error) orvane::raiseOn(_services, "setInputClientFormat failed", *error);
 }
 
 void OVIOUnit::setOutputClientFormat(const StreamFormat& outputClientFormat) {
-  const auto error = wrapper().inputBus(kOutputElement).setFormat(outputClientFormat);
+  const auto error = wrapper().inputBus(outputElement).setFormat(outputClientFormat);
   if (error) orvane::raiseOn(_services, "setOutputClientFormat failed", *error);
 }

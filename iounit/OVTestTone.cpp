@@ -40,9 +40,9 @@ void OVTestTone::start() {
   }
   const double sampleRate = _clientSampleRate == 0.0 ? hardwareRate : _clientSampleRate;
 
-  constexpr double kPerfectFifth = 1.5;
+  constexpr double perfectFifth = 1.5;
   setUp(mWaveGeneratorL, _frequency, _amplitude, sampleRate);
-  setUp(mWaveGeneratorR, _frequency * (_monotone ? 1.0 : kPerfectFifth), _amplitude, sampleRate);
+  setUp(mWaveGeneratorR, _frequency * (_monotone ? 1.0 : perfectFifth), _amplitude, sampleRate);
   setOutputClientFormat(StreamFormat::standard(sampleRate, 2));
   wrapper().setOutputProvider(
       [left = &mWaveGeneratorL, right = &mWaveGeneratorR](RenderActionFlags&, const RenderTimeStamp&,

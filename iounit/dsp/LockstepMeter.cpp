@@ -17,15 +17,15 @@ namespace {
 
 /// Most channels that go together. Planes often lie whole pages apart: a cache of eight ways then holds one line of
 /// each.
-constexpr std::size_t kMaxTogether = 8;
+constexpr std::size_t maxTogether = 8;
 
 /// Channels that go together, each with four lanes; as many as there are in use from the front. The results are written
 /// before they are read, so they are not cleared first.
 struct Group {  // NOLINT(cppcoreguidelines-pro-type-member-init)
-  std::array<const float*, kMaxTogether> samples = {};
-  std::array<const float*, kMaxTogether> meanSquaresBefore = {};
-  alignas(EightLanes) std::array<std::array<float, 4>, kMaxTogether> meanSquares;
-  alignas(EightLanes) std::array<std::array<float, 4>, kMaxTogether> maxima;
+  std::array<const float*, maxTogether> samples = {};
+  std::array<const float*, maxTogether> meanSquaresBefore = {};
+  alignas(EightLanes) std::array<std::array<float, 4>, maxTogether> meanSquares;
+  alignas(EightLanes) std::array<std::array<float, 4>, maxTogether> maxima;
 };
 
 /// Four floats of the channel, or of each of the two channels, that one register holds.
@@ -42,47 +42,48 @@ template <typename Lanes>
   }
 }
 
-/// Takes the channels of `kRegisters` registers through `sampleCount` samples each, a multiple of four. All of it stays
-/// in registers, which keep several steps in flight while one channel alone would wait for each.
-template <typename Lanes, std::size_t kRegisters>
+/// Takes the channels of `registerCount` registers through `sampleCount` samples each, a multiple of four. All of it
+/// stays in registers, which keep several steps in flight while one channel alone would wait for each.
+template <typename Lanes, std::size_t registerCount>
 [[gnu::always_inline]] inline void runRegisters(Group& group, std::size_t sampleCount) {
   // Registers of four lanes or of eight. NOLINTNEXTLINE(bugprone-sizeof-expression)
-  constexpr std::size_t kChannels = sizeof(Lanes) / sizeof(FourLanes);
-  Lanes meanSquares[kRegisters];
-  Lanes maxima[kRegisters] = {};
+  constexpr std::size_t channelsPerRegister = sizeof(Lanes) / sizeof(FourLanes);
+  Lanes meanSquares[registerCount];
+  Lanes maxima[registerCount] = {};
 #pragma GCC unroll 8
-  for (std::size_t i = 0; i < kRegisters; ++i) load(meanSquares[i], &group.meanSquaresBefore[i * kChannels], 0);
+  for (std::size_t i = 0; i < registerCount; ++i)
+    load(meanSquares[i], &group.meanSquaresBefore[i * channelsPerRegister], 0);
   for (std::size_t at = 0; at < sampleCount; at += 4) {
 #pragma GCC unroll 8
-    for (std::size_t i = 0; i < kRegisters; ++i) {
+    for (std::size_t i = 0; i < registerCount; ++i) {
       Lanes samples;
-      load(samples, &group.samples[i * kChannels], at);
+      load(samples, &group.samples[i * channelsPerRegister], at);
       meterLanes(samples, meanSquares[i], maxima[i]);
     }
   }
 #pragma GCC unroll 8
-  for (std::size_t i = 0; i < kRegisters; ++i) {
-    std::memcpy(&group.meanSquares[i * kChannels], &meanSquares[i], sizeof(Lanes));
-    std::memcpy(&group.maxima[i * kChannels], &maxima[i], sizeof(Lanes));
+  for (std::size_t i = 0; i < registerCount; ++i) {
+    std::memcpy(&group.meanSquares[i * channelsPerRegister], &meanSquares[i], sizeof(Lanes));
+    std::memcpy(&group.maxima[i * channelsPerRegister], &maxima[i], sizeof(Lanes));
   }
 }
 
 /// The same for a number of registers that is known only now.
-template <typename Lanes, std::size_t kMaxRegisters>
+template <typename Lanes, std::size_t maxRegisters>
 [[gnu::always_inline]] inline void runGroup(Group& group, std::size_t registers, std::size_t sampleCount) {
-  if constexpr (kMaxRegisters > 1) {
-    if (registers < kMaxRegisters) return runGroup<Lanes, kMaxRegisters - 1>(group, registers, sampleCount);
+  if constexpr (maxRegisters > 1) {
+    if (registers < maxRegisters) return runGroup<Lanes, maxRegisters - 1>(group, registers, sampleCount);
   }
-  runRegisters<Lanes, kMaxRegisters>(group, sampleCount);
+  runRegisters<Lanes, maxRegisters>(group, sampleCount);
 }
 
 void runGroupOf128Bits(Group& group, std::size_t channels, std::size_t sampleCount) {
-  runGroup<FourLanes, kMaxTogether>(group, channels, sampleCount);
+  runGroup<FourLanes, maxTogether>(group, channels, sampleCount);
 }
 
 #if defined(__x86_64__)
 [[gnu::target("avx2")]] void runGroupOf256Bits(Group& group, std::size_t channels, std::size_t sampleCount) {
-  runGroup<EightLanes, kMaxTogether / 2>(group, (channels + 1) / 2, sampleCount);
+  runGroup<EightLanes, maxTogether / 2>(group, (channels + 1) / 2, sampleCount);
 }
 #endif
 
@@ -90,8 +91,8 @@ void runGroup(Group& group, std::size_t channels, std::size_t sampleCount, [[may
 #if defined(__x86_64__)
   if (width == RegisterWidth::bits256) {
     // The second half of an odd channel's register works on the first channel once more.
-    group.samples[channels % kMaxTogether] = group.samples[0];
-    group.meanSquaresBefore[channels % kMaxTogether] = group.meanSquaresBefore[0];
+    group.samples[channels % maxTogether] = group.samples[0];
+    group.meanSquaresBefore[channels % maxTogether] = group.meanSquaresBefore[0];
     return runGroupOf256Bits(group, channels, sampleCount);
   }
 #endif
@@ -128,7 +129,7 @@ void processTogether(std::span<PowerMeter> meters, std::span<const float* const>
                      RegisterWidth width) {
   assert(meters.size() == planes.size() && frameCount >= 0);
   // Groups of equal size: nine channels go as five and four, because one that is left alone takes as long as eight.
-  for (std::size_t groups = (meters.size() + kMaxTogether - 1) / kMaxTogether; groups > 0; --groups) {
+  for (std::size_t groups = (meters.size() + maxTogether - 1) / maxTogether; groups > 0; --groups) {
     const std::size_t count = meters.size() / groups;
     if (mayGoTogether(planes.first(count))) {
       processGroup(meters.first(count), planes.first(count), frameCount, width);

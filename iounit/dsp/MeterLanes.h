@@ -16,9 +16,9 @@ using EightLanes [[gnu::vector_size(32)]] = float;
 /// contiguous samples goes through here, so that the arithmetic stands once.
 template <typename Lanes>
 [[gnu::always_inline]] inline void meterLanes(const Lanes& samples, Lanes& meanSquare, Lanes& maxima) {
-  constexpr float kSmoothing = 0.11470700055360794F;  // what 0.03 a sample comes to in four
-  static_assert(std::bit_cast<std::uint32_t>(kSmoothing) == 0x3DEAEB81);
-  meanSquare += (samples * samples - meanSquare) * kSmoothing;
+  constexpr float smoothing = 0.11470700055360794F;  // what 0.03 a sample comes to in four
+  static_assert(std::bit_cast<std::uint32_t>(smoothing) == 0x3DEAEB81);
+  meanSquare += (samples * samples - meanSquare) * smoothing;
 
   using Bits [[gnu::vector_size(sizeof(Lanes))]] = std::int32_t;
   Bits bits;

@@ -20,44 +20,44 @@ namespace {
 
 static_assert(alignof(PowerMeter) == 16 && std::is_trivially_copyable_v<PowerMeter>);
 
-constexpr double kLnThousandth = -6.907755278982137;  // ln 0.001: 60 dB down
-constexpr double kHoldDecaySeconds = 2.5;
-constexpr double kReleaseSeconds = 1.24;
-constexpr double kSmallestTime = 1e-5;             // below this many samples a level falls at once
-constexpr double kHoldSeconds = 0.90702947845805;  // 40000 samples at 44100 Hz
-constexpr double kDefaultSampleRate = 44100.0;
-constexpr double kDefaultHoldDecayBase = 0.999937346586127;
-constexpr double kDefaultReleaseBase = 0.9998736866542507;
-constexpr double kSmoothing = 0.03;
-constexpr int kIntegerSmoothingShift = 5;
-constexpr int kInt32Shift = 9;  // from 24 fraction bits to the 15 of the 16-bit scale
-constexpr double kIntegerScale = 0x1p-15;
-constexpr double kIntegerSquareScale = 0x1p-30;
-constexpr double kSmallestLevel = 1e-15;
-constexpr double kLargestLevel = 1e15;
+constexpr double lnThousandth = -6.907755278982137;  // ln 0.001: 60 dB down
+constexpr double holdDecaySeconds = 2.5;
+constexpr double releaseSeconds = 1.24;
+constexpr double minTime = 1e-5;                  // below this many samples a level falls at once
+constexpr double holdSeconds = 0.90702947845805;  // 40000 samples at 44100 Hz
+constexpr double defaultSampleRate = 44100.0;
+constexpr double defaultHoldDecayBase = 0.999937346586127;
+constexpr double defaultReleaseBase = 0.9998736866542507;
+constexpr double smoothing = 0.03;
+constexpr int integerSmoothingShift = 5;
+constexpr int int32Shift = 9;  // from 24 fraction bits to the 15 of the 16-bit scale
+constexpr double integerScale = 0x1p-15;
+constexpr double integerSquareScale = 0x1p-30;
+constexpr double minLevel = 1e-15;
+constexpr double maxLevel = 1e15;
 
 /// The factor for one sample of a fall by 60 dB in the given time.
 double decayBase(double rate, double seconds) {
   const double samples = rate * seconds;
-  return samples < kSmallestTime ? 0.0 : std::exp(kLnThousandth / samples);
+  return samples < minTime ? 0.0 : std::exp(lnThousandth / samples);
 }
 
 /// The value, or 0 where it is too small, too large or not a number.
 double flushed(double value) {
   const double magnitude = std::fabs(value);
-  return magnitude > kSmallestLevel && magnitude < kLargestLevel ? value : 0.0;
+  return magnitude > minLevel && magnitude < maxLevel ? value : 0.0;
 }
 
 /// The same for lanes, with the floats nearest to the bounds.
 FourLanes flushed(FourLanes lanes) {
-  constexpr float kSmallest = 1.00000000362749e-15F;
-  constexpr float kLargest = 999999986991104.0F;
-  static_assert(kSmallest > kSmallestLevel && std::bit_cast<float>(std::bit_cast<int>(kSmallest) - 1) < kSmallestLevel);
-  static_assert(kLargest < kLargestLevel && std::bit_cast<float>(std::bit_cast<int>(kLargest) + 1) > kLargestLevel);
+  constexpr float minFloat = 1.00000000362749e-15F;
+  constexpr float maxFloat = 999999986991104.0F;
+  static_assert(minFloat > minLevel && std::bit_cast<float>(std::bit_cast<int>(minFloat) - 1) < minLevel);
+  static_assert(maxFloat < maxLevel && std::bit_cast<float>(std::bit_cast<int>(maxFloat) + 1) > maxLevel);
   using Mask [[gnu::vector_size(sizeof lanes)]] = std::int32_t;
   const Mask bits = std::bit_cast<Mask>(lanes);
   const FourLanes magnitudes = std::bit_cast<FourLanes>(bits & std::numeric_limits<std::int32_t>::max());
-  return std::bit_cast<FourLanes>(bits & (magnitudes >= kSmallest) & (magnitudes <= kLargest));
+  return std::bit_cast<FourLanes>(bits & (magnitudes >= minFloat) & (magnitudes <= maxFloat));
 }
 
 /// The target where the level rises, else the given fraction of the way down to it.
@@ -90,7 +90,7 @@ inline Measured processOneByOne(Measured block, const float* samples, int stride
   for (int frame = 0; frame < frameCount; ++frame) {
     const float magnitude = std::fabs(samples[std::ptrdiff_t{frame} * stride]);
     if (magnitude > block.peak) block.peak = magnitude;
-    block.meanSquare += (double{magnitude * magnitude} - block.meanSquare) * kSmoothing;
+    block.meanSquare += (double{magnitude * magnitude} - block.meanSquare) * smoothing;
   }
   return block;
 }
@@ -108,10 +108,9 @@ inline Levels nextLevels(PowerMeter& meter, int frameCount, double peak, double 
     next.average = released(meter.mAverageLevel, average, meter.mRelease);
   }
   // Twelve hours of silence would take the counter past its range. It stays at the end, which no hold time lies beyond.
-  constexpr std::int64_t kLongestHold = std::numeric_limits<std::int32_t>::max();
-  meter.mHoldCounter = static_cast<std::int32_t>(std::min(std::int64_t{meter.mHoldCounter} + frameCount, kLongestHold));
-  if (meter.mHoldCounter >= truncateToInt32(meter.mSampleRate * kHoldSeconds))
-    next.hold -= next.hold * meter.mHoldDecay;
+  constexpr std::int64_t maxHold = std::numeric_limits<std::int32_t>::max();
+  meter.mHoldCounter = static_cast<std::int32_t>(std::min(std::int64_t{meter.mHoldCounter} + frameCount, maxHold));
+  if (meter.mHoldCounter >= truncateToInt32(meter.mSampleRate * holdSeconds)) next.hold -= next.hold * meter.mHoldDecay;
   if (next.hold < next.peak) {
     next.hold = next.peak;
     meter.mHoldCounter = 0;
@@ -132,7 +131,7 @@ void processIntegers(PowerMeter& meter, int frameCount, MagnitudeAt magnitudeAt)
     peak = std::max(peak, magnitude);
     const auto mean = static_cast<std::uint32_t>(meanSquare);
     const std::uint32_t square = static_cast<std::uint32_t>(magnitude) * static_cast<std::uint32_t>(magnitude);
-    const auto step = static_cast<std::int32_t>(square - mean) >> kIntegerSmoothingShift;
+    const auto step = static_cast<std::int32_t>(square - mean) >> integerSmoothingShift;
     meanSquare = static_cast<std::int32_t>(mean + static_cast<std::uint32_t>(step));
   }
   meter.SavePeaks(frameCount, meanSquare, peak);
@@ -142,8 +141,8 @@ void processIntegers(PowerMeter& meter, int frameCount, MagnitudeAt magnitudeAt)
 
 void PowerMeter::SetSampleRate(double rate) {
   mSampleRate = rate;
-  mHoldDecayBase = decayBase(rate, kHoldDecaySeconds);
-  mReleaseBase = decayBase(rate, kReleaseSeconds);
+  mHoldDecayBase = decayBase(rate, holdDecaySeconds);
+  mReleaseBase = decayBase(rate, releaseSeconds);
 }
 
 void PowerMeter::Process(const float* samples, int stride, int frameCount) {
@@ -162,7 +161,7 @@ void PowerMeter::Process_Int16(const std::int16_t* samples, int stride, int fram
 
 void PowerMeter::Process_Int32(const std::int32_t* samples, int stride, int frameCount) {
   processIntegers(*this, frameCount,
-                  [&](int frame) { return std::abs(samples[std::ptrdiff_t{frame} * stride] >> kInt32Shift); });
+                  [&](int frame) { return std::abs(samples[std::ptrdiff_t{frame} * stride] >> int32Shift); });
 }
 
 void PowerMeter::ProcessSilence(int /*frameCount*/) {
@@ -190,9 +189,9 @@ void PowerMeter::ClearClipping() {
 void PowerMeter::ScaleDecayConstants(int frameCount) {
   if (frameCount == mBlockSize) return;
   if (mSampleRate == 0.0) {
-    mSampleRate = kDefaultSampleRate;
-    mHoldDecayBase = kDefaultHoldDecayBase;
-    mReleaseBase = kDefaultReleaseBase;
+    mSampleRate = defaultSampleRate;
+    mHoldDecayBase = defaultHoldDecayBase;
+    mReleaseBase = defaultReleaseBase;
   }
   const auto frames = static_cast<double>(frameCount);
   mHoldDecay = 1.0 - std::pow(mHoldDecayBase, frames);
@@ -239,8 +238,8 @@ void PowerMeter::SaveLevels(int frameCount, double meanSquare, float peak) {
 }
 
 void PowerMeter::SavePeaks(int frameCount, int meanSquare, int peak) {
-  const Levels levels = nextLevels(*this, frameCount, double{static_cast<float>(peak * kIntegerScale)},
-                                   std::sqrt(meanSquare * kIntegerSquareScale) * std::numbers::sqrt2);
+  const Levels levels = nextLevels(*this, frameCount, double{static_cast<float>(peak * integerScale)},
+                                   std::sqrt(meanSquare * integerSquareScale) * std::numbers::sqrt2);
   mMeanSquareInt = meanSquare;
   mPeakLevel = levels.peak;
   mAverageLevel = levels.average;

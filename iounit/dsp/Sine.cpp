@@ -18,23 +18,22 @@ namespace orvane {
 namespace {
 
 // The numbers of scripts/derive-sine.
-constexpr double kPerPi = 0x1.45f306dc9c883p-2;
+constexpr double perPi = 0x1.45f306dc9c883p-2;
 /// Of f^15 down to f.
-constexpr std::array kCoefficients = {-0x1.61fd75df9a88dp-16, 0x1.e8979f1b4d2c7p-12, -0x1.e30607f00ac85p-8,
-                                      0x1.5078320185092p-4,   -0x1.32d2cce0bd1abp-1, 0x1.466bc6774f216p+1,
-                                      -0x1.4abbce625bd25p+2,  0x1.921fb54442d17p+1};
+constexpr std::array coefficients = {-0x1.61fd75df9a88dp-16, 0x1.e8979f1b4d2c7p-12, -0x1.e30607f00ac85p-8,
+                                     0x1.5078320185092p-4,   -0x1.32d2cce0bd1abp-1, 0x1.466bc6774f216p+1,
+                                     -0x1.4abbce625bd25p+2,  0x1.921fb54442d17p+1};
 /// The binary digits of 1 / pi, from 32 places before the point on.
-constexpr std::array<std::uint32_t, 9> kDigitsPerPi = {0,          0x517CC1B7, 0x27220A94, 0xFE13ABE8, 0xFA9A6EE0,
-                                                       0x6DB14ACC, 0x9E21C820, 0xFF28B1D5, 0xEF5DE2B0};
+constexpr std::array<std::uint32_t, 9> digitsPerPi = {0,          0x517CC1B7, 0x27220A94, 0xFE13ABE8, 0xFA9A6EE0,
+                                                      0x6DB14ACC, 0x9E21C820, 0xFF28B1D5, 0xEF5DE2B0};
 
 /// An angle whose sine lies too near to the middle between two floats for the precision of doubles.
 struct HardCase {
   float angle, sine;
 };
 /// All that there are.
-constexpr std::array kHardCases = {HardCase{0x1.33333p+13F, -0x1.63f4bap-2F},
-                                   HardCase{0x1.95f654p+44F, -0x1.fcf42ep-1F},
-                                   HardCase{0x1.524856p+80F, -0x1.ff5702p-1F}};
+constexpr std::array hardCases = {HardCase{0x1.33333p+13F, -0x1.63f4bap-2F}, HardCase{0x1.95f654p+44F, -0x1.fcf42ep-1F},
+                                  HardCase{0x1.524856p+80F, -0x1.ff5702p-1F}};
 
 using Doubles2 [[gnu::vector_size(16)]] = double;
 using Doubles4 [[gnu::vector_size(32)]] = double;
@@ -55,40 +54,40 @@ struct BitsOf<Doubles4> {
 
 /// Replaces each fraction of a half turn, of at most 1/2 either way, by its sine. The values, doubles or registers of
 /// them, go side by side, so that one works while the other waits.
-template <typename Real, std::size_t kCount>
-[[gnu::always_inline]] inline void replaceFractions(Real (&values)[kCount]) {
-  Real squares[kCount];
-  Real sums[kCount];
+template <typename Real, std::size_t count>
+[[gnu::always_inline]] inline void replaceFractions(Real (&values)[count]) {
+  Real squares[count];
+  Real sums[count];
 #pragma GCC unroll 8
-  for (std::size_t i = 0; i < kCount; ++i) {
+  for (std::size_t i = 0; i < count; ++i) {
     squares[i] = values[i] * values[i];
-    sums[i] = squares[i] * kCoefficients[0] + kCoefficients[1];
+    sums[i] = squares[i] * coefficients[0] + coefficients[1];
   }
 #pragma GCC unroll 8
-  for (std::size_t term = 2; term < kCoefficients.size(); ++term) {
+  for (std::size_t term = 2; term < coefficients.size(); ++term) {
 #pragma GCC unroll 8
-    for (std::size_t i = 0; i < kCount; ++i) sums[i] = sums[i] * squares[i] + kCoefficients[term];
+    for (std::size_t i = 0; i < count; ++i) sums[i] = sums[i] * squares[i] + coefficients[term];
   }
 #pragma GCC unroll 8
-  for (std::size_t i = 0; i < kCount; ++i) values[i] *= sums[i];
+  for (std::size_t i = 0; i < count; ++i) values[i] *= sums[i];
 }
 
 /// Replaces each angle, of at most one turn either way, by its sine.
-template <typename Real, std::size_t kCount>
-[[gnu::always_inline]] inline void replaceWithinOneTurn(Real (&values)[kCount]) {
+template <typename Real, std::size_t count>
+[[gnu::always_inline]] inline void replaceWithinOneTurn(Real (&values)[count]) {
   using Bits = typename BitsOf<Real>::Type;
   // Added to a number of half turns, leaves the nearest whole number of them in the last bits of the sum.
-  constexpr double kToWhole = 0x1.8p52;
-  Real wholes[kCount];
+  constexpr double toWhole = 0x1.8p52;
+  Real wholes[count];
 #pragma GCC unroll 8
-  for (std::size_t i = 0; i < kCount; ++i) {
-    const Real halfTurns = values[i] * kPerPi;
-    wholes[i] = halfTurns + kToWhole;
-    values[i] = halfTurns - (wholes[i] - kToWhole);
+  for (std::size_t i = 0; i < count; ++i) {
+    const Real halfTurns = values[i] * perPi;
+    wholes[i] = halfTurns + toWhole;
+    values[i] = halfTurns - (wholes[i] - toWhole);
   }
   replaceFractions(values);
 #pragma GCC unroll 8
-  for (std::size_t i = 0; i < kCount; ++i) {
+  for (std::size_t i = 0; i < count; ++i) {
     // An odd number of half turns changes the sign.
     Bits whole;
     Bits sine;
@@ -113,7 +112,7 @@ double fractionOf(float angle, bool& odd) {
   std::array<std::uint32_t, 4> product{};
   std::uint64_t carry = 0;
   for (std::size_t i = product.size(); i-- > 0;) {
-    const std::uint64_t pair = std::uint64_t{kDigitsPerPi[word + i]} << 32 | kDigitsPerPi[word + i + 1];
+    const std::uint64_t pair = std::uint64_t{digitsPerPi[word + i]} << 32 | digitsPerPi[word + i + 1];
     carry += std::uint64_t{mantissa} * static_cast<std::uint32_t>(pair << shift >> 32);
     product[i] = static_cast<std::uint32_t>(carry);
     carry >>= 32;
@@ -129,7 +128,7 @@ double fractionOf(float angle, bool& odd) {
 float sineBeyondOneTurn(float angle) {
   if (!std::isfinite(angle)) return std::numeric_limits<float>::quiet_NaN();
   const float magnitude = std::fabs(angle);
-  for (const HardCase& hard : kHardCases) {
+  for (const HardCase& hard : hardCases) {
     if (magnitude == hard.angle) return std::signbit(angle) ? -hard.sine : hard.sine;
   }
   bool odd = false;
@@ -139,23 +138,23 @@ float sineBeyondOneTurn(float angle) {
 }
 
 /// Registers that are computed side by side.
-constexpr std::size_t kRegisters = 8;
-constexpr std::size_t kMaxAtOnce = kRegisters * sizeof(Doubles4) / sizeof(double);
+constexpr std::size_t registerCount = 8;
+constexpr std::size_t maxAtOnce = registerCount * sizeof(Doubles4) / sizeof(double);
 
-/// Replaces angles of which there are a multiple of `kMaxAtOnce`.
+/// Replaces angles of which there are a multiple of `maxAtOnce`.
 void replaceIn128Bits(std::span<float> angles, float factor) {
   using Floats [[gnu::vector_size(8)]] = float;
-  for (std::size_t at = 0; at < angles.size(); at += kRegisters * 2) {
-    Doubles2 values[kRegisters];
+  for (std::size_t at = 0; at < angles.size(); at += registerCount * 2) {
+    Doubles2 values[registerCount];
 #pragma GCC unroll 8
-    for (std::size_t i = 0; i < kRegisters; ++i) {
+    for (std::size_t i = 0; i < registerCount; ++i) {
       Floats narrow;
       std::memcpy(&narrow, &angles[at + i * 2], sizeof narrow);
       values[i] = __builtin_convertvector(narrow, Doubles2);
     }
     replaceWithinOneTurn(values);
 #pragma GCC unroll 8
-    for (std::size_t i = 0; i < kRegisters; ++i) {
+    for (std::size_t i = 0; i < registerCount; ++i) {
       const Floats narrow = __builtin_convertvector(values[i], Floats) * factor;
       std::memcpy(&angles[at + i * 2], &narrow, sizeof narrow);
     }
@@ -165,13 +164,13 @@ void replaceIn128Bits(std::span<float> angles, float factor) {
 #if defined(__x86_64__)
 /// The same; GCC has no single instruction for this conversion but by its name.
 [[gnu::target("avx2")]] void replaceIn256Bits(std::span<float> angles, float factor) {
-  for (std::size_t at = 0; at < angles.size(); at += kRegisters * 4) {
-    Doubles4 values[kRegisters];
+  for (std::size_t at = 0; at < angles.size(); at += registerCount * 4) {
+    Doubles4 values[registerCount];
 #pragma GCC unroll 8
-    for (std::size_t i = 0; i < kRegisters; ++i) values[i] = _mm256_cvtps_pd(_mm_loadu_ps(&angles[at + i * 4]));
+    for (std::size_t i = 0; i < registerCount; ++i) values[i] = _mm256_cvtps_pd(_mm_loadu_ps(&angles[at + i * 4]));
     replaceWithinOneTurn(values);
 #pragma GCC unroll 8
-    for (std::size_t i = 0; i < kRegisters; ++i)
+    for (std::size_t i = 0; i < registerCount; ++i)
       _mm_storeu_ps(&angles[at + i * 4], _mm256_cvtpd_ps(values[i]) * factor);
   }
 }
@@ -187,17 +186,17 @@ void replaceMany(std::span<float> angles, float factor, [[maybe_unused]] Registe
 }  // namespace
 
 float sineOf(float angle) {
-  if (!(std::fabs(angle) <= kOneTurn)) return sineBeyondOneTurn(angle);
+  if (!(std::fabs(angle) <= oneTurn)) return sineBeyondOneTurn(angle);
   double value[] = {double{angle}};
   replaceWithinOneTurn(value);
   return static_cast<float>(value[0]);
 }
 
 void replaceBySines(std::span<float> angles, float factor, RegisterWidth width) {
-  const std::size_t many = angles.size() / kMaxAtOnce * kMaxAtOnce;
+  const std::size_t many = angles.size() / maxAtOnce * maxAtOnce;
   replaceMany(angles.first(many), factor, width);
   if (many == angles.size()) return;
-  std::array<float, kMaxAtOnce> rest = {};
+  std::array<float, maxAtOnce> rest = {};
   std::ranges::copy(angles.subspan(many), rest.begin());
   replaceMany(rest, factor, width);
   std::copy_n(rest.begin(), angles.size() - many, angles.begin() + static_cast<std::ptrdiff_t>(many));

@@ -8,7 +8,7 @@
 namespace orvane {
 
 /// One turn in radians, in single precision; a little more than the exact one.
-inline constexpr float kOneTurn = 6.2831855F;
+inline constexpr float oneTurn = 6.2831855F;
 
 /// The sine of an angle in radians, correctly rounded: of all floats the one nearest to the exact sine of the float
 /// given, for every float there is. An infinite angle and not-a-number give not-a-number.

@@ -28,12 +28,12 @@ void writeFrames(Sample* buffer, std::uint32_t frameCount, int channelCount, int
 }
 
 /// Samples that are computed at once, few enough to stay close to the processor.
-constexpr std::size_t kBlock = 1024;
+constexpr std::size_t blockSamples = 1024;
 
 /// Replaces the samples by those of a tone.
 void render(std::span<float> samples, TonePhase& phase, float amplitude) {
   while (!samples.empty()) {
-    const std::span<float> block = samples.first(std::min(samples.size(), kBlock));
+    const std::span<float> block = samples.first(std::min(samples.size(), blockSamples));
     if (phase.nextAngles(block)) {
       replaceBySines(block, amplitude);
     } else {
@@ -69,7 +69,7 @@ void SineWaveGenerator::Render(float* buffer, std::uint32_t frameCount, int chan
   if (channelCount == 1 && stride == 1) {
     render({buffer, frameCount}, phase, mAmplitude);
   } else if (channelCount == 1 || channelCount == 2) {
-    std::array<float, kBlock / 4> block = {};
+    std::array<float, blockSamples / 4> block = {};
     for (std::uint32_t done = 0; done < frameCount;) {
       const std::span samples(block.data(), std::min<std::size_t>(block.size(), frameCount - done));
       render(samples, phase, mAmplitude);

@@ -19,9 +19,9 @@ using Floats4 [[gnu::vector_size(16)]] = float;
 using Floats8 [[gnu::vector_size(32)]] = float;
 
 template <typename Ints>
-constexpr Ints kPlaces = {0, 1, 2, 3};
+constexpr Ints lanePlaces = {0, 1, 2, 3};
 template <>
-constexpr Ints8 kPlaces<Ints8> = {0, 1, 2, 3, 4, 5, 6, 7};
+constexpr Ints8 lanePlaces<Ints8> = {0, 1, 2, 3, 4, 5, 6, 7};
 
 // No template: GCC would not take the conversion.
 [[gnu::always_inline]] inline void convert(const Ints4& from, Floats4& to) {
@@ -59,7 +59,7 @@ std::int32_t twice(std::int32_t phase, std::int32_t period) {
 /// Adds `addend` where the place of the lane has the bit set.
 template <typename Ints>
 [[gnu::always_inline]] inline void addWhereBit(int bit, std::int32_t addend, std::int32_t period, Ints& phases) {
-  phases += -(kPlaces<Ints> >> bit & 1) & addend;
+  phases += -(lanePlaces<Ints> >> bit & 1) & addend;
   phases -= (phases > period) & period;
 }
 
@@ -69,11 +69,11 @@ template <typename Floats, typename Ints>
 [[gnu::always_inline]] inline void writeAngles(const Ints& phases, float period, float* angles) {
   Floats lanes;
   convert(phases, lanes);
-  lanes = lanes / period * kOneTurn;
+  lanes = lanes / period * oneTurn;
   std::memcpy(angles, &lanes, sizeof lanes);
 }
 [[gnu::always_inline]] inline float angleOf(std::int32_t phase, float period) {
-  return static_cast<float>(phase) / period * kOneTurn;
+  return static_cast<float>(phase) / period * oneTurn;
 }
 
 /// Writes the angles from a phase on the grid on, and returns the phase after them: one period after the other, whose
@@ -81,15 +81,15 @@ template <typename Floats, typename Ints>
 template <typename Ints, typename Floats>
 [[gnu::always_inline]] inline std::int32_t countByPeriods(TonePhase::Grid grid, std::int32_t phase,
                                                           std::span<float> angles) {
-  constexpr auto kLanes = static_cast<std::int32_t>(sizeof(Ints) / sizeof(std::int32_t));
+  constexpr auto laneCount = static_cast<std::int32_t>(sizeof(Ints) / sizeof(std::int32_t));
   const auto period = static_cast<float>(grid.period);
-  const Ints places = kPlaces<Ints> * grid.sample;
+  const Ints places = lanePlaces<Ints> * grid.sample;
   while (!angles.empty()) {
     const auto left = static_cast<std::int32_t>(std::min<std::size_t>(angles.size(), 1 << 24));
     const std::int32_t count = std::min((grid.period - phase) / grid.sample + 1, left);
     std::int32_t at = 0;
     // Lanes behind the period's end are written once more by the next one.
-    for (; at < count && at + kLanes <= left; at += kLanes) {
+    for (; at < count && at + laneCount <= left; at += laneCount) {
       writeAngles<Floats>(places + (phase + at * grid.sample), period, &angles[static_cast<std::size_t>(at)]);
     }
     for (; at < count; ++at) angles[static_cast<std::size_t>(at)] = angleOf(phase + at * grid.sample, period);
@@ -104,10 +104,10 @@ template <typename Ints, typename Floats>
 template <typename Ints, typename Floats>
 [[gnu::always_inline]] inline std::int32_t countOnGrid(TonePhase::Grid grid, std::int32_t phase,
                                                        std::span<float> angles) {
-  constexpr std::size_t kLanes = sizeof(Ints) / sizeof(std::int32_t);
+  constexpr std::size_t laneCount = sizeof(Ints) / sizeof(std::int32_t);
   const std::int32_t two = twice(grid.sample, grid.period);
   const std::int32_t four = twice(two, grid.period);
-  const std::int32_t step = kLanes == 4 ? four : twice(four, grid.period);
+  const std::int32_t step = laneCount == 4 ? four : twice(four, grid.period);
   Ints phases = Ints{} + phase;
   addWhereBit(0, grid.sample, grid.period, phases);
   addWhereBit(1, two, grid.period, phases);
@@ -115,12 +115,12 @@ template <typename Ints, typename Floats>
 
   const auto period = static_cast<float>(grid.period);
   std::size_t at = 0;
-  for (; at + kLanes <= angles.size(); at += kLanes) {
+  for (; at + laneCount <= angles.size(); at += laneCount) {
     writeAngles<Floats>(phases, period, &angles[at]);
     phases += step;
     phases -= (phases > grid.period) & grid.period;
   }
-  std::array<std::int32_t, kLanes> rest = {};
+  std::array<std::int32_t, laneCount> rest = {};
   std::memcpy(rest.data(), &phases, sizeof phases);
   for (std::size_t i = 0; at + i < angles.size(); ++i) {
     angles[at + i] = angleOf(rest[i], period);
@@ -163,8 +163,8 @@ bool TonePhase::nextAngles(std::span<float> angles, RegisterWidth width) {
 bool TonePhase::countOneByOne(std::span<float> angles) {
   bool withinOneTurn = true;
   for (float& angle : angles) {
-    angle = mPhase / mPeriod * kOneTurn;
-    withinOneTurn = withinOneTurn && !std::signbit(angle) && angle <= kOneTurn;
+    angle = mPhase / mPeriod * oneTurn;
+    withinOneTurn = withinOneTurn && !std::signbit(angle) && angle <= oneTurn;
     mPhase += 1.0F;
     if (mPhase > mPeriod) mPhase -= mPeriod;
   }

@@ -54,7 +54,7 @@ int main(int argumentCount, char** arguments) {
     std::vector<float> angles;
     for (std::uint64_t bits = block; bits < block + kBlock && bits < end; ++bits)
       angles.push_back(std::bit_cast<float>(static_cast<std::uint32_t>(bits)));
-    std::vector<std::vector<float>> several(angles.back() <= orvane::kOneTurn ? 2 : 0, angles);
+    std::vector<std::vector<float>> several(angles.back() <= orvane::oneTurn ? 2 : 0, angles);
     for (std::vector<float>& sines : several)
       orvane::replaceBySines(sines, 1.0F, &sines == &several[0] ? RegisterWidth::bits128 : orvane::widestRegisters());
     for (std::size_t i = 0; i < angles.size(); ++i) {

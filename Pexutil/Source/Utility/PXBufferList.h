@@ -57,9 +57,9 @@ class BufferList {
  private:
   /// Straight to the descriptor, because it may happen on the device callback.
   [[noreturn]] static void failNumberBuffers() {
-    constexpr std::string_view kMessage =
+    constexpr std::string_view message =
         "GetNumberBuffers: the buffer count of a PX::BufferList does not agree with its storage\n";
-    [[maybe_unused]] const auto written = ::write(STDERR_FILENO, kMessage.data(), kMessage.size());
+    [[maybe_unused]] const auto written = ::write(STDERR_FILENO, message.data(), message.size());
     std::abort();
   }
 

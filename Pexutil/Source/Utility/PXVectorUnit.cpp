@@ -11,15 +11,15 @@
 constinit std::atomic<std::int32_t> gPXVectorUnitType{-1};
 
 std::int32_t PXVectorUnit_Examine() {
-  constexpr std::int32_t kFourLanes = 200;
-  constexpr std::string_view kNotice = "PX_NoVector set; Vector unit optimized routines will be bypassed\n";
+  constexpr std::int32_t fourLanes = 200;
+  constexpr std::string_view notice = "PX_NoVector set; Vector unit optimized routines will be bypassed\n";
 
   if (std::getenv("PX_NoVector") != nullptr) {
     const orvane::platform::RealTimeExemption exemption;
     // Straight to the descriptor: a stream could lock or allocate. A notice that cannot be written is no failure.
-    [[maybe_unused]] const auto written = ::write(STDERR_FILENO, kNotice.data(), kNotice.size());
+    [[maybe_unused]] const auto written = ::write(STDERR_FILENO, notice.data(), notice.size());
     return 0;
   }
-  gPXVectorUnitType.store(kFourLanes, std::memory_order_relaxed);
-  return kFourLanes;
+  gPXVectorUnitType.store(fourLanes, std::memory_order_relaxed);
+  return fourLanes;
 }

@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr std::int32_t kLargestDecimal = 199999;
+constexpr std::int32_t maxDecimal = 199999;
 
 /// The four bytes of a code, most significant first.
 std::array<char, 4> charactersOf(std::uint32_t code) {
@@ -29,7 +29,7 @@ void render(std::int32_t code, std::string_view quote, char (&text)[16]) {
     char* end = std::copy(quote.begin(), quote.end(), text);
     end = std::copy(characters.begin(), characters.end(), end);
     std::copy(quote.begin(), quote.end(), end);
-  } else if (code >= -kLargestDecimal && code <= kLargestDecimal) {
+  } else if (code >= -maxDecimal && code <= maxDecimal) {
     std::to_chars(text, text + sizeof text - 1, code);
   } else {
     text[0] = '0';

@@ -12,7 +12,7 @@ namespace {
 class Tones : public testing::Test, protected Random {};
 
 TEST_F(Tones, SinesAreTheFloatsNearestToTheExactOnes) {
-  std::vector<float> angles = {0.0F,           Limits::denorm_min(), Limits::min(),      kOneTurn,
+  std::vector<float> angles = {0.0F,           Limits::denorm_min(), Limits::min(),      oneTurn,
                                0x1.33333p+13F, 0x1.95f654p+44F,      0x1.8d9d8p+73F,     0x1.524856p+80F,
                                Limits::max(),  Limits::infinity(),   Limits::quiet_NaN()};
   for (const double quarterTurns : {1, 2, 3, 4, 5, 8, 1001, 65536, 10000000}) {
@@ -20,7 +20,7 @@ TEST_F(Tones, SinesAreTheFloatsNearestToTheExactOnes) {
     for (std::int32_t bits = place - 300; bits <= place + 300; ++bits) angles.push_back(std::bit_cast<float>(bits));
   }
   for (int i = 0; i < 100000; ++i) {
-    angles.push_back(drawBetween(0.0F, kOneTurn));
+    angles.push_back(drawBetween(0.0F, oneTurn));
     angles.push_back(std::bit_cast<float>(draw(0, 0x7F7FFFFF)));
   }
   for (const float angle : angles) {
@@ -57,7 +57,7 @@ TEST_F(Tones, PhasesAndSinesTakenTogetherAreThoseOfOneByOne) {
         std::vector<float> angles(static_cast<std::size_t>(draw(0, 3) == 0 ? 300 : draw(0, 40))), expected = angles;
         for (float& angle : expected) angle = nextAngle(phase, period);
         const bool within = std::ranges::all_of(
-            expected, [](float angle) { return angle >= 0.0F && angle <= kOneTurn && !std::signbit(angle); });
+            expected, [](float angle) { return angle >= 0.0F && angle <= oneTurn && !std::signbit(angle); });
         ASSERT_EQ(tone.nextAngles(angles, width), within) << period;
         ASSERT_EQ(bitsOf(angles), bitsOf(expected)) << period;
         ASSERT_EQ(bitsOf(std::vector{tone.phase()}), bitsOf(std::vector{phase})) << period;
