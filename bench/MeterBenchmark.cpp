@@ -17,6 +17,7 @@
 #include "platform/host/audio/AlignedSamples.h"
 
 namespace orvane {
+
 namespace {
 
 /// Channels of noise, laid out as the host does it, and their meters.
@@ -182,4 +183,5 @@ BENCHMARK(plainInt16)->Name("int16/plain")->ArgName("frames")->Arg(64)->Arg(512)
 BENCHMARK(processInt16)->Name("int16/Process_Int16")->ArgName("frames")->Arg(64)->Arg(512)->Arg(4096);
 
 }  // namespace
+
 }  // namespace orvane

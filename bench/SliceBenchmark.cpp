@@ -15,6 +15,7 @@
 #include "platform/host/units/IoUnit.h"
 
 namespace orvane::host {
+
 namespace {
 
 constexpr std::uint32_t sliceFrames = 256;
@@ -126,4 +127,5 @@ BENCHMARK(plainCopy)->Name("slice-out/plain");
 BENCHMARK(unitWithOutput)->Name("slice-out/hub-and-unit");
 
 }  // namespace
+
 }  // namespace orvane::host

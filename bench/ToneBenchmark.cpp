@@ -12,6 +12,7 @@
 #include "iounit/dsp/SineWaveGenerator.h"
 
 namespace orvane {
+
 namespace {
 
 constexpr float rate = 48000.0F;
@@ -89,4 +90,5 @@ BENCHMARK(plainResonator)->Name("tone16/plain")->Apply(oneTone);
 BENCHMARK(render16)->Name("tone16/Render16")->Apply(oneTone);
 
 }  // namespace
+
 }  // namespace orvane

@@ -6,7 +6,7 @@
 #include "fuzz/SettingsCheck.h"
 #include "platform/simulated/scenario/SimulatedOptions.h"
 
-using namespace orvane;
+namespace orvane {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   try {
@@ -18,3 +18,5 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   return 0;
 }
+
+}  // namespace orvane

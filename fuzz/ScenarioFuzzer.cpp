@@ -8,7 +8,8 @@
 #include "platform/host/CallGate.h"
 #include "platform/simulated/scenario/Scenario.h"
 
-using namespace orvane;
+namespace orvane {
+
 using simulated::Fault;
 
 namespace {
@@ -42,3 +43,5 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   return 0;
 }
+
+}  // namespace orvane

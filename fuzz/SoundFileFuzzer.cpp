@@ -11,7 +11,7 @@
 #include "fuzz/SettingsCheck.h"
 #include "platform/host/audio/AlignedSamples.h"
 
-using namespace orvane;
+namespace orvane {
 
 namespace {
 
@@ -63,3 +63,5 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   close(file);
   return 0;
 }
+
+}  // namespace orvane

@@ -7,8 +7,7 @@
 #include "iounit/MeterInputHandler.h"
 #include "platform/UnitService.h"
 
-using namespace orvane;
-using namespace orvane::platform;
+namespace platform = orvane::platform;
 
 std::shared_ptr<AOMeter> AOMeter::init() {
   return std::shared_ptr<AOMeter>(new AOMeter);
@@ -28,21 +27,22 @@ void AOMeter::lazyInit() {
 void AOMeter::start() {
   stopIfRunning();
   initializeAU();
-  const StreamFormat hardware = inputHardwareFormat();
+  const platform::StreamFormat hardware = inputHardwareFormat();
 
-  auto handler = std::make_unique<MeterInputHandler>(static_cast<int>(hardware.channelCount()), hardware.sampleRate());
+  auto handler =
+      std::make_unique<orvane::MeterInputHandler>(static_cast<int>(hardware.channelCount()), hardware.sampleRate());
   // The closure of an earlier start holds the handler that goes away now; a failure below would leave it installed.
   if (mInputHandler) wrapper().setInputHandler(nullptr);
   mInputHandler = std::move(handler);
 
-  setInputClientFormat(
-      StreamFormat::standard(hardware.sampleRate(), static_cast<std::uint32_t>(mInputHandler->mChannelCount)));
-  RenderOperation render = wrapper().renderOperation();
-  wrapper().setInputHandler(
-      [handler = mInputHandler.get(), render = std::move(render)](RenderActionFlags& flags, const RenderTimeStamp& time,
-                                                                  std::uint32_t frames, std::int32_t bus) {
-        renderCapturedInput(render, {flags, time, frames, bus}, handler->mBufferList, "Meter");
-        handler->process(frames);
-      });
+  setInputClientFormat(platform::StreamFormat::standard(hardware.sampleRate(),
+                                                        static_cast<std::uint32_t>(mInputHandler->mChannelCount)));
+  platform::RenderOperation render = wrapper().renderOperation();
+  wrapper().setInputHandler([handler = mInputHandler.get(), render = std::move(render)](
+                                platform::RenderActionFlags& flags, const platform::RenderTimeStamp& time,
+                                std::uint32_t frames, std::int32_t bus) {
+    orvane::renderCapturedInput(render, {flags, time, frames, bus}, handler->mBufferList, "Meter");
+    handler->process(frames);
+  });
   OVIOUnit::start();
 }

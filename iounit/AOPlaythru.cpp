@@ -6,7 +6,8 @@
 
 #include "platform/UnitService.h"
 
-using namespace orvane::platform;
+namespace platform = orvane::platform;
+using platform::StreamFormat;
 
 std::shared_ptr<AOPlaythru> AOPlaythru::init() {
   return std::shared_ptr<AOPlaythru>(new AOPlaythru);
@@ -34,10 +35,10 @@ void AOPlaythru::start() {
   setOutputClientFormat(client);
 
   constexpr std::int32_t inputElement = 1;
-  wrapper().setOutputProvider([render = wrapper().renderOperation()](RenderActionFlags& flags,
-                                                                     const RenderTimeStamp& time, std::uint32_t frames,
-                                                                     std::int32_t, RenderBufferList& list) {
-    return render(flags, time, frames, inputElement, list, nullptr);
-  });
+  wrapper().setOutputProvider(
+      [render = wrapper().renderOperation()](platform::RenderActionFlags& flags, const platform::RenderTimeStamp& time,
+                                             std::uint32_t frames, std::int32_t, platform::RenderBufferList& list) {
+        return render(flags, time, frames, inputElement, list, nullptr);
+      });
   OVIOUnit::start();
 }

@@ -7,8 +7,8 @@
 #include "iounit/RecordInputHandler.h"
 #include "platform/UnitService.h"
 
-using namespace orvane;
-using namespace orvane::platform;
+namespace platform = orvane::platform;
+using platform::StreamFormat;
 
 std::shared_ptr<AORecord> AORecord::initWithFilePath(std::string filePath) {
   return std::shared_ptr<AORecord>(new AORecord(std::move(filePath)));
@@ -32,17 +32,17 @@ void AORecord::start() {
   const double sampleRate = _clientSampleRate == 0.0 ? hardware.sampleRate() : _clientSampleRate;
   const StreamFormat client = StreamFormat::standard(sampleRate, hardware.channelCount());
   setInputClientFormat(client);
-  RenderOperation render = wrapper().renderOperation();
+  platform::RenderOperation render = wrapper().renderOperation();
 
-  auto handler = std::make_unique<RecordInputHandler>(services(), _filePath, client);
+  auto handler = std::make_unique<orvane::RecordInputHandler>(services(), _filePath, client);
   // The closure of an earlier start holds the handler that goes away now.
   if (mInputHandler) wrapper().setInputHandler(nullptr);
   mInputHandler = std::move(handler);
-  wrapper().setInputHandler(
-      [handler = mInputHandler.get(), render = std::move(render)](RenderActionFlags& flags, const RenderTimeStamp& time,
-                                                                  std::uint32_t frames, std::int32_t bus) {
-        renderCapturedInput(render, {flags, time, frames, bus}, handler->mBufferList, "IORecord");
-        handler->write(frames);
-      });
+  wrapper().setInputHandler([handler = mInputHandler.get(), render = std::move(render)](
+                                platform::RenderActionFlags& flags, const platform::RenderTimeStamp& time,
+                                std::uint32_t frames, std::int32_t bus) {
+    orvane::renderCapturedInput(render, {flags, time, frames, bus}, handler->mBufferList, "IORecord");
+    handler->write(frames);
+  });
   OVIOUnit::start();
 }

@@ -13,7 +13,7 @@
 
 namespace orvane {
 
-using namespace platform;
+namespace status = platform::status;
 
 namespace {
 
@@ -26,8 +26,8 @@ std::span<char> append(std::span<char> room, std::string_view text) {
 
 /// Straight to the descriptor, from memory on the stack: streams lock and allocate, and this may be the device
 /// callback.
-[[noreturn]] void endOnRenderFailure(Status status, std::string_view place) {
-  const RealTimeExemption exemption;
+[[noreturn]] void endOnRenderFailure(platform::Status status, std::string_view place) {
+  const platform::RealTimeExemption exemption;
   std::array<char, 12> digits{};
   const auto digitsEnd = std::to_chars(digits.begin(), digits.end(), status).ptr;
 
@@ -43,13 +43,14 @@ std::span<char> append(std::span<char> room, std::string_view text) {
 
 }  // namespace
 
-void renderCapturedInput(const RenderOperation& render, const CapturedSlice& slice, PX::BufferList& list,
+void renderCapturedInput(const platform::RenderOperation& render, const CapturedSlice& slice, PX::BufferList& list,
                          std::string_view place) {
   const auto byteSize = static_cast<std::uint32_t>(slice.frames * sizeof(float));
   for (std::uint32_t i = 0; i < list.GetNumberBuffers(); ++i) {
     list[i] = {.channels = 1, .byteSize = byteSize, .data = nullptr};
   }
-  const Status status = render(slice.flags, slice.time, slice.frames, slice.bus, list.GetAudioBufferList(), nullptr);
+  const platform::Status status =
+      render(slice.flags, slice.time, slice.frames, slice.bus, list.GetAudioBufferList(), nullptr);
   if (status != status::success) endOnRenderFailure(status, place);
 }
 

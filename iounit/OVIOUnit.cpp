@@ -14,7 +14,13 @@
 #include "session/RaiseOn.h"
 #include "session/RequiredRole.h"
 
-using namespace orvane::platform;
+namespace platform = orvane::platform;
+using platform::LogLevel;
+using platform::Status;
+using platform::StreamFormat;
+using platform::UnitInstance;
+using platform::UnitWrapper;
+namespace status = platform::status;
 
 namespace {
 
@@ -23,11 +29,11 @@ constexpr std::uint32_t inputElement = 1;
 constexpr std::uint32_t globalElement = 0;
 
 /// The code of a sub-type text, 'rioc' where there is none that can be used.
-std::uint32_t subTypeCode(const Platform& services, const std::optional<std::string>& subType) {
-  if (!subType) return UnitDescription::defaultSubType;
+std::uint32_t subTypeCode(const platform::Platform& services, const std::optional<std::string>& subType) {
+  if (!subType) return platform::UnitDescription::defaultSubType;
   if (subType->size() != sizeof(std::uint32_t)) {
     orvane::logOn(services, LogLevel::warning, "invalid I/O unit subtype string: " + *subType);
-    return UnitDescription::defaultSubType;
+    return platform::UnitDescription::defaultSubType;
   }
   std::uint32_t code = 0;
   for (const char character : *subType) code = code << 8 | static_cast<unsigned char>(character);
@@ -41,7 +47,7 @@ std::string nameOf(UnitInstance unit) {
 
 /// Runs one step of a teardown. An exception must neither leave a destructor nor keep the next step from being taken.
 template <typename Step>
-void attempt(const Platform& services, std::string_view name, const Step& step) noexcept {
+void attempt(const platform::Platform& services, std::string_view name, const Step& step) noexcept {
   try {
     step();
   } catch (const std::exception& failure) {
@@ -55,7 +61,7 @@ std::shared_ptr<OVIOUnit> OVIOUnit::init() {
   return std::shared_ptr<OVIOUnit>(new OVIOUnit);
 }
 
-OVIOUnit::OVIOUnit() : _services(current()) {}
+OVIOUnit::OVIOUnit() : _services(platform::current()) {}
 
 OVIOUnit::~OVIOUnit() {
   tearDown();
@@ -83,11 +89,11 @@ void OVIOUnit::setComponentSubType(std::optional<std::string> componentSubType) 
 void OVIOUnit::lazyInit() {
   if (_audioUnit != UnitInstance::none) return;
 
-  UnitDescription description;
+  platform::UnitDescription description;
   description.subType = subTypeCode(_services, _componentSubType);
   auto& service = orvane::requiredRole(_services, _services.units, "UnitService");
-  const UnitComponent component = service.findComponent(description);
-  if (component == UnitComponent::none) {
+  const platform::UnitComponent component = service.findComponent(description);
+  if (component == platform::UnitComponent::none) {
     const PXX4CCString code(static_cast<std::int32_t>(description.subType));
     orvane::raiseOn(_services, std::string("I/O unit subtype ") + code.c_str() + " not found");
   }
@@ -151,16 +157,17 @@ std::shared_ptr<OVSession> OVIOUnit::session() const {
 }
 
 void OVIOUnit::setSession(std::shared_ptr<OVSession> session) {
-  const std::shared_ptr<Object> implementation = session ? session->session() : nullptr;
-  const auto* platformSession = dynamic_cast<const PlatformSession*>(implementation.get());
+  const std::shared_ptr<platform::Object> implementation = session ? session->session() : nullptr;
+  const auto* platformSession = dynamic_cast<const platform::PlatformSession*>(implementation.get());
   if (!platformSession) {
     orvane::raiseOn(_services, "setSession failed -- unsupported session implementation type " +
                                    (implementation ? implementation->description() : "(null)"));
   }
   const std::uint32_t identifier = platformSession->identifier();
   const UnitInstance unit = audioUnit();
-  const Status status = _services.units->setProperty(unit, UnitProperty::sessionIdentifier, UnitScope::global,
-                                                     globalElement, &identifier, sizeof identifier);
+  const Status status =
+      _services.units->setProperty(unit, platform::UnitProperty::sessionIdentifier, platform::UnitScope::global,
+                                   globalElement, &identifier, sizeof identifier);
   if (status != status::success) {
     orvane::raiseOn(_services,
                     "setSession failed -- UnitService::setProperty(UnitProperty::sessionIdentifier) sessionID: " +

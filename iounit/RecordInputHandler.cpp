@@ -6,7 +6,11 @@
 
 namespace orvane {
 
-using namespace platform;
+using platform::ConvertingFile;
+using platform::Platform;
+using platform::Status;
+using platform::StreamFormat;
+namespace status = platform::status;
 
 RecordInputHandler::RecordInputHandler(const Platform& services, std::uint32_t channelCount)
     : mChannelCount(channelCount), mBufferList(channelCount), mServices(services) {}
@@ -17,7 +21,7 @@ RecordInputHandler::RecordInputHandler(const Platform& services, const std::stri
     : RecordInputHandler(services, clientFormat.channelCount()) {
   auto& files = requiredRole(mServices, mServices.convertingFiles, "ConvertingFile");
   const StreamFormat fileFormat =
-      StreamFormat::linearPcm(clientFormat.sampleRate(), mChannelCount, 16, format_flag::signedInteger, true);
+      StreamFormat::linearPcm(clientFormat.sampleRate(), mChannelCount, 16, platform::format_flag::signedInteger, true);
   const Status created = files.create(filePath, ConvertingFile::nativeContainer, fileFormat.description(), nullptr,
                                       ConvertingFile::ExistingFile::erase, mFile);
   if (created != status::success) raiseOn(mServices, "ConvertingFile::create failed", created);

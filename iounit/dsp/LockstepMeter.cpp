@@ -13,6 +13,7 @@
 #include "iounit/dsp/MeterLanes.h"
 
 namespace orvane {
+
 namespace {
 
 /// Most channels that go together. Planes often lie whole pages apart: a cache of eight ways then holds one line of

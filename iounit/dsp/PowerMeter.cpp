@@ -16,6 +16,7 @@
 #include "iounit/dsp/TruncateToInt32.h"
 
 namespace orvane {
+
 namespace {
 
 static_assert(alignof(PowerMeter) == 16 && std::is_trivially_copyable_v<PowerMeter>);

@@ -15,6 +15,7 @@
 #include <limits>
 
 namespace orvane {
+
 namespace {
 
 // The numbers of scripts/derive-sine.

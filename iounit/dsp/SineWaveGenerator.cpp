@@ -13,6 +13,7 @@
 #include "iounit/dsp/TruncateToInt32.h"
 
 namespace orvane {
+
 namespace {
 
 /// Writes what `nextSample` returns, once for each frame, to the one or two channels of it.

@@ -11,6 +11,7 @@
 #include "iounit/dsp/Sine.h"
 
 namespace orvane {
+
 namespace {
 
 using Ints4 [[gnu::vector_size(16)]] = std::int32_t;

@@ -13,10 +13,10 @@
 
 namespace orvane::host {
 
-namespace {
-
 using nlohmann::ordered_json;
 using platform::Value;
+
+namespace {
 
 /// Nothing where the value holds data somewhere, which JSON has no form for, or is nested too deeply.
 std::optional<ordered_json> toJson(const Value& value, int levelsLeft) {

@@ -6,10 +6,10 @@
 
 namespace orvane::host {
 
-namespace {
-
 using namespace std::chrono_literals;
 using platform::HostTime;
+
+namespace {
 
 constexpr HostTime minLimit = 500ms;
 constexpr double limitSlices = 10;

@@ -11,9 +11,9 @@
 
 namespace orvane::host {
 
-namespace {
-
 namespace status = platform::status;
+
+namespace {
 
 platform::Status statusOfError(int error) {
   switch (error) {

@@ -11,9 +11,9 @@
 
 namespace orvane::host {
 
-namespace {
-
 using namespace std::chrono_literals;
+
+namespace {
 
 constexpr platform::HostTime drainPeriod = 200ms;
 /// How much sound the queue holds: far more than a period, for disks that pause.

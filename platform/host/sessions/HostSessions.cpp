@@ -9,11 +9,11 @@
 
 namespace orvane::host {
 
+using platform::PlatformError;
+
 namespace {
 
 constexpr std::uint32_t primaryIdentifier = 1;
-
-using platform::PlatformError;
 
 class HostSession final : public platform::PlatformSession {
  public:

@@ -17,9 +17,9 @@
 
 namespace orvane::host {
 
-namespace {
-
 using platform::HostTime;
+
+namespace {
 
 class ThreadTrigger final : public platform::Trigger {
  public:

@@ -12,13 +12,13 @@
 
 namespace orvane::host {
 
-namespace {
-
 using platform::Failure;
 using platform::PlatformError;
 using platform::Status;
 using platform::StreamFormat;
 namespace status = platform::status;
+
+namespace {
 
 constexpr char startCall[] = "UnitService::start";
 

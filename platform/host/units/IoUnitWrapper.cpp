@@ -8,10 +8,10 @@
 
 namespace orvane::host {
 
-namespace {
-
 using platform::PlatformError;
 using platform::StreamFormat;
+
+namespace {
 
 StreamFormat hardwareInput(const IoUnit& unit) {
   return unit.hardwareInput();

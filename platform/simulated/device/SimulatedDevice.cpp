@@ -11,13 +11,13 @@
 
 namespace orvane::simulated {
 
-namespace {
-
 using namespace std::chrono_literals;
 using platform::DeviceEnd;
 using platform::Failure;
 using platform::HostTime;
 namespace status = platform::status;
+
+namespace {
 
 constexpr std::uint32_t defaultRate = 48000;
 constexpr std::uint32_t defaultInputs = 1;

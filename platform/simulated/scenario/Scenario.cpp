@@ -23,11 +23,12 @@
 
 namespace orvane::simulated {
 
+using backend::DeviceFormat;
+namespace fs = std::filesystem;
+
 namespace {
 
-using backend::DeviceFormat;
 using Key = std::string_view;
-namespace fs = std::filesystem;
 
 std::string sourceOf(const fs::path& file) {
   return "scenario=" + file.string();

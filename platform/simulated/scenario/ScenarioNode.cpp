@@ -8,9 +8,9 @@
 
 namespace orvane::simulated {
 
-namespace {
-
 using platform::Value;
+
+namespace {
 
 /// Text from a file as a message can show it: on one line, and not for pages.
 std::string shown(const std::string& text) {
