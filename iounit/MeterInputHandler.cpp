@@ -6,7 +6,7 @@
 #include <cstdio>
 
 #include "iounit/dsp/LockstepMeter.h"
-#include "iounit/dsp/TruncateToInt32.h"
+#include "iounit/dsp/Processor.h"
 #include "platform/RealTime.h"
 
 namespace orvane {

@@ -4,7 +4,7 @@
 #include <span>
 
 #include "iounit/dsp/PowerMeter.h"
-#include "iounit/dsp/RegisterWidth.h"
+#include "iounit/dsp/Processor.h"
 
 namespace orvane {
 

@@ -13,7 +13,7 @@
 
 #include "Pexutil/Source/Utility/PXVectorUnit.h"
 #include "iounit/dsp/MeterLanes.h"
-#include "iounit/dsp/TruncateToInt32.h"
+#include "iounit/dsp/Processor.h"
 
 namespace orvane {
 

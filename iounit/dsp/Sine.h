@@ -3,7 +3,7 @@
 
 #include <span>
 
-#include "iounit/dsp/RegisterWidth.h"
+#include "iounit/dsp/Processor.h"
 
 namespace orvane {
 

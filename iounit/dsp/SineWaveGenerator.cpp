@@ -8,9 +8,9 @@
 #include <numbers>
 #include <span>
 
+#include "iounit/dsp/Processor.h"
 #include "iounit/dsp/Sine.h"
 #include "iounit/dsp/TonePhase.h"
-#include "iounit/dsp/TruncateToInt32.h"
 
 namespace orvane {
 

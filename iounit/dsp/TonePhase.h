@@ -5,7 +5,7 @@
 #include <optional>
 #include <span>
 
-#include "iounit/dsp/RegisterWidth.h"
+#include "iounit/dsp/Processor.h"
 
 namespace orvane {
 

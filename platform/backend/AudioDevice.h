@@ -8,6 +8,7 @@
 #include "platform/Clock.h"
 #include "platform/DeviceReport.h"
 #include "platform/Failure.h"
+#include "platform/StreamFormat.h"
 
 namespace orvane::backend {
 
@@ -24,6 +25,10 @@ struct DeviceFormat {
   static constexpr std::uint32_t maxChannels = 64;
   /// Alignment of each plane, in bytes.
   static constexpr std::size_t planeAlignment = 16;
+
+  /// The format of each side, as units exchange samples.
+  platform::StreamFormat inputFormat() const { return platform::StreamFormat::standard(sampleRate, inputs); }
+  platform::StreamFormat outputFormat() const { return platform::StreamFormat::standard(sampleRate, outputs); }
 
   bool operator==(const DeviceFormat&) const = default;
 };

@@ -13,10 +13,8 @@
 #include "platform/host/CallGate.h"
 #include "platform/host/audio/RunEnd.h"
 #include "platform/host/files/FileRegistry.h"
-#include "platform/host/report/FileRecord.h"
 #include "platform/host/report/Notices.h"
-#include "platform/host/report/RefusalRecord.h"
-#include "platform/host/report/WriteFailures.h"
+#include "platform/host/report/RunRecords.h"
 #include "platform/host/sessions/HostSessions.h"
 
 namespace orvane::host {

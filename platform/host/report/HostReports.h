@@ -20,8 +20,8 @@ class HostDeviceReport final : public platform::DeviceReport {
       : mHostName(std::move(hostName)), mContext(std::move(context)), mHub(std::move(hub)) {}
 
   std::string hostName() const override { return mHostName; }
-  platform::StreamFormat hardwareInput() const override;
-  platform::StreamFormat hardwareOutput() const override;
+  platform::StreamFormat hardwareInput() const override { return mHub->format().inputFormat(); }
+  platform::StreamFormat hardwareOutput() const override { return mHub->format().outputFormat(); }
   std::uint32_t sliceFrames() const override { return mHub->format().sliceFrames; }
   platform::RunCount runCount() const override;
   platform::DeviceEnd deviceEnd() const override { return mContext->runEnd.end(); }

@@ -8,7 +8,7 @@
 
 #include "platform/PlatformSession.h"
 #include "platform/host/CallGate.h"
-#include "platform/host/report/RefusalRecord.h"
+#include "platform/host/report/RunRecords.h"
 
 namespace orvane::host {
 

@@ -39,11 +39,7 @@ void Conductor::quit() {
     mQuit = true;
   }
   wake();
-  if (isOwnThread()) {
-    mThread.detach();
-  } else {
-    mThread.join();
-  }
+  joinOrDetach(mThread);
 }
 
 // ---- the agenda

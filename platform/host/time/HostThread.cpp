@@ -39,4 +39,12 @@ std::thread startThread(const std::string& name, std::function<void()> body) {
   });
 }
 
+void joinOrDetach(std::thread& thread) {
+  if (thread.get_id() == std::this_thread::get_id()) {
+    thread.detach();
+  } else {
+    thread.join();
+  }
+}
+
 }  // namespace orvane::host

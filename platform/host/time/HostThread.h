@@ -12,4 +12,7 @@ namespace orvane::host {
 /// caller's signal mask stays as it was in either case.
 std::thread startThread(const std::string& name, std::function<void()> body);
 
+/// Waits for the thread to end; called on that thread itself, detaches it instead. `thread` is joinable.
+void joinOrDetach(std::thread& thread);
+
 }  // namespace orvane::host

@@ -39,11 +39,7 @@ void TaskThread::quit() {
     mQuit = true;
   }
   wake();
-  if (isOwnThread()) {
-    mThread.detach();
-  } else {
-    mThread.join();
-  }
+  joinOrDetach(mThread);
 }
 
 /// A time that is past counts as now: the task takes its place behind those that are due already.

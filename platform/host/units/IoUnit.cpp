@@ -46,16 +46,6 @@ IoUnit::~IoUnit() {
   stop();
 }
 
-StreamFormat IoUnit::hardwareInput() const {
-  const backend::DeviceFormat format = mHub->format();
-  return StreamFormat::standard(format.sampleRate, format.inputs);
-}
-
-StreamFormat IoUnit::hardwareOutput() const {
-  const backend::DeviceFormat format = mHub->format();
-  return StreamFormat::standard(format.sampleRate, format.outputs);
-}
-
 Status IoUnit::initialize() {
   auto refusal = mHub->checkAvailable();
   if (refusal) refusal->call = "UnitService::initialize";

@@ -28,8 +28,8 @@ class IoUnit final : public HubClient {
   bool isRunning() const { return mRunning; }
   platform::Status bind(std::uint32_t session) { return mSession.bind(session); }
 
-  platform::StreamFormat hardwareInput() const;
-  platform::StreamFormat hardwareOutput() const;
+  platform::StreamFormat hardwareInput() const { return mHub->format().inputFormat(); }
+  platform::StreamFormat hardwareOutput() const { return mHub->format().outputFormat(); }
   const platform::StreamFormat& clientInput() const { return mClientInput; }
   const platform::StreamFormat& clientOutput() const { return mClientOutput; }
   std::optional<platform::PlatformError> setClientInput(const platform::StreamFormat& format);

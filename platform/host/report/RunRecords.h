@@ -1,0 +1,90 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <mutex>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "platform/Failure.h"
+#include "platform/FileReport.h"
+#include "platform/Subscription.h"
+#include "platform/host/report/Notices.h"
+
+// Records that a host keeps for its reports. All are thread-safe and lock a mutex, so none is real-time safe.
+
+namespace orvane::host {
+
+/// The recordings that were completed, and the count of slices dropped from files.
+class FileRecord {
+ public:
+  void completed(platform::WrittenFile file) {
+    const std::lock_guard lock(mMutex);
+    mWritten.push_back(std::move(file));
+  }
+  /// In order of completion.
+  std::vector<platform::WrittenFile> written() const {
+    const std::lock_guard lock(mMutex);
+    return mWritten;
+  }
+
+  void addOverruns(std::uint64_t slices) { mOverruns += slices; }
+  std::uint64_t overruns() const { return mOverruns; }
+
+ private:
+  mutable std::mutex mMutex;
+  std::vector<platform::WrittenFile> mWritten;
+  std::atomic<std::uint64_t> mOverruns = 0;
+};
+
+/// The last host call that was refused.
+class RefusalRecord {
+ public:
+  void record(platform::Failure failure) {
+    const std::lock_guard lock(mMutex);
+    mLast = std::move(failure);
+  }
+  /// Nothing before the first refusal.
+  std::optional<platform::Failure> last() const {
+    const std::lock_guard lock(mMutex);
+    return mLast;
+  }
+
+ private:
+  mutable std::mutex mMutex;
+  std::optional<platform::Failure> mLast;
+};
+
+/// The first failed file write that was not reported to any caller.
+class WriteFailures {
+ public:
+  explicit WriteFailures(NoticeWorker& worker) : mNotices(worker) {}
+
+  /// Keeps `failure` and runs the notices if it is the first; otherwise does nothing.
+  void record(platform::Failure failure) {
+    const std::lock_guard lock(mMutex);
+    if (mFirst) return;
+    mFirst = std::move(failure);
+    mNotices.announce();
+  }
+  /// Nothing before the first failure.
+  std::optional<platform::Failure> first() const {
+    const std::lock_guard lock(mMutex);
+    return mFirst;
+  }
+  /// See `platform::RunControl::onWriteFailure`.
+  platform::Subscription onFirst(std::function<void()> notice) {
+    const std::lock_guard lock(mMutex);
+    return mNotices.subscribe(std::move(notice), mFirst.has_value());
+  }
+
+ private:
+  mutable std::mutex mMutex;
+  std::optional<platform::Failure> mFirst;
+  Notices mNotices;
+};
+
+}  // namespace orvane::host
