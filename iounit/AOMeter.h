@@ -9,23 +9,29 @@ namespace orvane {
 class MeterInputHandler;
 }
 
-/// Shows the level of the audio input live on standard output, as one bar of 40 characters a channel.
+/// Prints the level of the audio input to standard output, as one bar of 40 characters a channel; a full bar is full
+/// scale.
 ///
-/// The input is metered at the hardware's rate and channel count; the input client format is set to match. Every eighth
-/// slice prints a line that ends in a carriage return, so that the bars redraw in place. A render failure on the device
-/// callback prints "Error <status> while rendering in Meter" on standard error and ends the process abnormally.
+/// `start` sets the input client format to the hardware's rate and channel count. The first and every eighth slice
+/// after it print a line that ends with a carriage return, so that a terminal redraws the bars in place. Printing
+/// happens on the device callback and is the one part of it that is not real-time safe: it waits while the reader of
+/// standard output is slow. If rendering fails there, "Error STATUS while rendering in Meter" is printed to standard
+/// error and the process ends abnormally.
+///
+/// `stop` is inherited; the levels stay until the next start. Thread rules are those of `OVIOUnit`.
 class ORVANE_EXPORT AOMeter : public OVIOUnit {
  public:
+  /// Makes a meter; its unit is made when it is first needed.
   static std::shared_ptr<AOMeter> init();
   ~AOMeter() override;
 
-  /// Makes the unit with input enabled and output disabled.
+  /// Makes the unit with input enabled and output disabled. Raises what `OVIOUnit::lazyInit` raises.
   void lazyInit() override;
 
-  /// Starts metering with fresh levels. A meter that runs is stopped first.
+  /// Starts metering with all levels at 0. Stops the meter first if it is running.
   ///
-  /// Raises what `stop`, `initializeAU`, the formats and `OVIOUnit::start` raise. The unit then does not run, unless it
-  /// was `stop` that failed: then nothing has changed. `stop` is inherited and keeps the levels.
+  /// Raises what `stop`, `initializeAU`, `inputHardwareFormat`, `setInputClientFormat` and `OVIOUnit::start` raise. The
+  /// meter is then stopped; if `stop` failed, nothing has changed.
   void start() override;
 
  protected:

@@ -5,23 +5,27 @@
 
 #include "iounit/OVIOUnit.h"
 
-/// Passes the audio input straight to the audio output, through one unit and without buffers of its own: the unit
-/// renders what was captured into the output's buffers.
+/// Plays the audio input on the audio output. The unit renders captured input into the output's buffers; nothing else
+/// is buffered.
 ///
-/// Both client sides run at the hardware input's rate, with the channels of the side that has fewer; the unit converts
-/// from there to the output hardware. Where a render fails its status goes back to the unit, which plays silence.
+/// `start` sets both client formats to the input hardware's rate and the smaller of the two channel counts; the unit
+/// converts to the output hardware. If a render fails, that slice is silent. `UnitService::latency` gives the latency
+/// added by the conversion.
+///
+/// `stop` is inherited. Thread rules are those of `OVIOUnit`.
 class ORVANE_EXPORT AOPlaythru : public OVIOUnit {
  public:
+  /// Makes a play-through; its unit is made when it is first needed.
   static std::shared_ptr<AOPlaythru> init();
   ~AOPlaythru() override;
 
-  /// Makes the unit with input and output enabled.
+  /// Makes the unit with input and output enabled. Raises what `OVIOUnit::lazyInit` raises.
   void lazyInit() override;
 
-  /// Starts passing the input on, in the hardware's formats of now. A play-through that runs is stopped first.
+  /// Starts playing the input, in the current formats of the hardware. Stops first if it is running.
   ///
-  /// Raises what `stop`, `initializeAU`, the formats and `OVIOUnit::start` raise. The unit then does not run, unless it
-  /// was `stop` that failed: then nothing has changed.
+  /// Raises what `stop`, `initializeAU`, the hardware formats, the setters of the client formats and `OVIOUnit::start`
+  /// raise. The unit is then stopped; if `stop` failed, nothing has changed.
   void start() override;
 
  protected:

@@ -10,40 +10,46 @@ namespace orvane {
 class RecordInputHandler;
 }
 
-/// Records the audio input to a file of 16-bit samples in the platform's native container.
+/// Records the audio input to a file of 16-bit integer samples in the platform's native container
+/// (`platform::ConvertingFile::nativeContainer`).
 ///
-/// At another rate than the hardware's, whatever stops the recorder (`stop`, `start`, its release) writes the last
-/// frames, those that the rate conversion still holds, on the caller's thread.
+/// `start` opens the file with the input hardware's channel count and `clientSampleRate`. An existing file is replaced
+/// when the first frames are written. The file is complete when the recorder is released, or when a later `start` has
+/// opened the next file; `stop` leaves it open. If the client rate differs from the hardware's, every call that stops
+/// the recorder (`stop`, `start`, its release) writes the last frames on the caller's thread.
 ///
-/// The file is made by `start`, at the hardware input's channel count; what was at the path before is replaced when
-/// the first sound is written. It is complete once the recorder is released or a later `start` has made its successor;
-/// `stop` leaves it open. A render failure in the input handler prints "Error <status> while rendering in IORecord" on
-/// standard error and ends the process abnormally. A write that fails later is swallowed here; the host's report tells
-/// of it.
+/// If rendering the input fails, "Error STATUS while rendering in IORecord" is printed to standard error and the
+/// process ends abnormally. Failed writes are not raised; `platform::FileReport::writeFailure` has the first one. If
+/// the file cannot be disposed (a refusal, by a scenario, say), the failure is logged and the process ends.
+///
+/// `stop` is inherited. Thread rules are those of `OVIOUnit`.
 class ORVANE_EXPORT AORecord : public OVIOUnit {
  public:
-  /// Remembers the path, and makes nothing yet. A plain file-system path, not one of a folder.
+  /// Makes a recorder for the file at `filePath`, a file-system path. The path is checked by `start`; nothing is opened
+  /// before that.
   static std::shared_ptr<AORecord> initWithFilePath(std::string filePath);
-  /// The inherited one would make no recorder.
+  /// Deleted: the inherited factory would not make a recorder.
   static std::shared_ptr<AORecord> init() = delete;
   ~AORecord() override;
 
+  /// Returns the path given to `initWithFilePath`.
   const std::string& filePath() const { return _filePath; }
 
-  /// The rate in hertz at which the input is recorded; 0, the default, stands for the hardware's. Files take whole
-  /// numbers. Takes effect at the next `start`.
+  /// The sample rate of the file in hertz; 0, the default, is the hardware's rate. `start` accepts a whole number from
+  /// 1 to 6144000 that is at least 1/256 and at most 256 times the hardware's rate. Takes effect at the next `start`.
   double clientSampleRate() const { return _clientSampleRate; }
   void setClientSampleRate(double clientSampleRate) { _clientSampleRate = clientSampleRate; }
 
-  /// Makes the unit with input enabled and output disabled.
+  /// Makes the unit with input enabled and output disabled. Raises what `OVIOUnit::lazyInit` raises.
   void lazyInit() override;
 
-  /// Starts recording to a new file. A recorder that runs is stopped first; its file so far is completed, and
-  /// replaced if it is at the same path.
+  /// Starts recording to a new file. Stops the recorder first if it is running; the earlier file is completed, and then
+  /// replaced, as the path is the same.
   ///
-  /// Raises "ConvertingFile is not available on this host", "ConvertingFile::create failed: <status>" and
-  /// "ConvertingFile setting client format failed: <status>", and what `stop`, `initializeAU`, the formats and
-  /// `OVIOUnit::start` raise. The unit then does not run, unless it was `stop` that failed: then nothing has changed.
+  /// Raises "ConvertingFile is not available on this host", "ConvertingFile::create failed: STATUS" and "ConvertingFile
+  /// setting client format failed: STATUS" with the statuses of `platform::ConvertingFile`, and what `stop`,
+  /// `initializeAU`, `inputHardwareFormat`, `setInputClientFormat` and `OVIOUnit::start` raise. The recorder is then
+  /// stopped; if `stop` failed, nothing has changed.
   void start() override;
 
  protected:

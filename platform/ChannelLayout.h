@@ -7,23 +7,24 @@
 
 namespace orvane::platform {
 
-/// The position of one channel of a stream.
+/// The position of one channel of a stream. The host stores these fields and does not interpret them.
 struct ChannelDescription {
-  std::uint32_t label = 0;
-  std::uint32_t flags = 0;
-  std::array<float, 3> coordinates{};
+  std::uint32_t label = 0;             ///< Identifies the position; counts from 1 in a "discrete, in order" layout.
+  std::uint32_t flags = 0;             ///< Describes `coordinates`; 0 if they are not used.
+  std::array<float, 3> coordinates{};  ///< All 0 if not used.
 
   bool operator==(const ChannelDescription&) const = default;
 };
 
-/// The positions of a stream's channels: a tag that names a layout, a bitmap, or a description for each channel.
+/// The positions of a stream's channels, given by a tag, by a bitmap, or by one description a channel. Thread rules are
+/// those of a plain value.
 struct ChannelLayout {
   /// Tag of "channels in order, without positions"; the low sixteen bits hold the channel count.
   static constexpr std::uint32_t discreteInOrder = 0x00010000;
 
-  std::uint32_t tag = 0;
-  std::uint32_t bitmap = 0;
-  std::vector<ChannelDescription> descriptions;
+  std::uint32_t tag = 0;                         ///< Names a layout; 0 for none.
+  std::uint32_t bitmap = 0;                      ///< One bit a position; 0 if not used.
+  std::vector<ChannelDescription> descriptions;  ///< In channel order; empty if not used.
 
   bool operator==(const ChannelLayout&) const = default;
 };

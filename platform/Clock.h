@@ -7,14 +7,15 @@
 
 namespace orvane::platform {
 
-/// A point on the host clock, counted in nanoseconds from a beginning of the clock's own choice.
+/// A point in time on the host clock, or a duration, in nanoseconds. The clock's origin is unspecified.
 using HostTime = std::chrono::nanoseconds;
 
-/// The host clock. It runs on when no device does; every bound, stall limit and time stamp uses it.
+/// The host clock. It runs whether or not a device does. All timeouts, stall limits and time stamps use it. At fast
+/// pace it jumps from task to task instead of following real time, see `Scheduler`.
 class ORVANE_EXPORT Clock {
  public:
   virtual ~Clock() = default;
-  /// The time now. Never goes back. Any thread; real-time safe.
+  /// Returns the current time, which never decreases. Thread-safe; real-time safe.
   virtual HostTime now() const = 0;
 };
 

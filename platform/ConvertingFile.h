@@ -12,68 +12,82 @@
 
 namespace orvane::platform {
 
-/// The service that writes recordings: takes sound in one format, keeps it in another, and does both away from the
-/// device callback that hands it over.
+/// Writes recordings: converts samples from a client format to a file format and writes them on a thread of its own.
 ///
-/// A file is used in this order: `create`, `setClientDataFormat`, any number of `writeAsync`, `dispose`. Calls on one
-/// handle come one at a time, so nothing writes any more when it is disposed. A write that fails later, on the
-/// service's own thread, has nobody to tell: `FileReport::writeFailure` keeps the first one, and what came before it
-/// stays readable.
+/// Call `create`, then `setClientDataFormat`, any number of times `writeAsync`, then `dispose`. Thread-safe across
+/// handles; calls on one handle must not overlap. Only `writeAsync` is real-time safe. Every operation may also return
+/// the status of a refusal that a scenario injects.
 ///
-/// While a file is being written, other programs find in it all but the last half second, also after the process was
-/// killed.
+/// A write that fails after `writeAsync` has returned is kept by `FileReport::writeFailure` (the first of a run) and
+/// logged. Later frames of that file are dropped; the frames before the failure stay readable.
 ///
-/// A file that exists keeps its content until the first frames are written, on the service's own thread. A new file, or
-/// one that was empty, becomes a valid file without sound in `create`. A recording that got no frames leaves:
+/// The file on disk is valid at all times and lacks at most the last half second, also after the process was killed.
 ///
-/// - the old content, where there was any;
-/// - what was there before `create` (no file, or an empty one) if the audio device was not started between `create` and
-///   `dispose`, so that a run that never began leaves no trace, and if the first frames could not be written;
-/// - otherwise a valid file without sound.
+/// An existing file keeps its content until the first frames are written, on the service's thread. A file that is new
+/// or was empty gets a header for no frames in `create`. A recording without frames leaves:
 ///
-/// `FileReport::writtenFiles` lists a file only if its content was written by the recording. A process that exits
-/// without `dispose` leaves a valid file without sound in place of no or an empty file.
+/// - the old content, if there was any;
+/// - the state before `create` (no file, or an empty one) if the audio device was not started between `create` and
+///   `dispose`, or if writing the first frames failed;
+/// - otherwise a valid file of no frames.
+///
+/// `FileReport::writtenFiles` lists a file only if the recording wrote its content. If the process exits without
+/// `dispose`, the file is completed; without frames, a file that is new or was empty stays a valid file of no frames.
 class ORVANE_EXPORT ConvertingFile {
  public:
-  /// A file that the service has open; 0 is none.
+  /// Identifies an open file; 0 is none. At most 256 files are open at a time.
   enum class Handle : std::uint32_t { none = 0 };
 
-  /// The type of the platform's native container, 'RF64': a WAVE file, and RF64 from the moment on when it outgrows the
-  /// 4 GiB of one.
+  /// The type of the platform's native container, 'RF64': a WAVE file that becomes an RF64 file when it exceeds 4 GiB.
   static constexpr std::uint32_t nativeContainer = 0x52463634;
 
   /// Treatment of a file that is already at the path.
   enum class ExistingFile {
-    refuse,
-    erase,  ///< Replace its content. A handle that this process has on it is completed first; its later writes go
-            ///< nowhere.
+    refuse,  ///< `create` fails with `noPermission`.
+    erase,   ///< Replace its content. If a handle of this process is writing the file, that recording is completed
+             ///< first, and its later writes are dropped.
   };
 
   virtual ~ConvertingFile() = default;
 
-  /// Makes a file of sound in `dataFormat`: the native container takes 16-bit signed integers, interleaved, packed, in
-  /// the machine's byte order, 1 to 256 channels at a whole number of hertz, and no channel layout. `path` is a
-  /// file-system path. After a refusal the file system is as it was before the call.
+  /// Opens a file for writing and sets `file` to its handle, or to `none` on failure. After a failure the file system
+  /// is as it was before the call.
   ///
-  /// Statuses: `unsupportedType`, `unsupportedFormat`, and what the file system says: `notFound`, `noPermission` (also
-  /// for a file that must not be replaced, that the host reads, or that another program of this kind uses),
-  /// `notRegularFile`, `diskFull`, `ioFailure`. Not real-time safe.
+  /// `path` is a file-system path. `fileType` must be `nativeContainer`. `dataFormat` must be packed, interleaved,
+  /// 16-bit signed linear PCM in native byte order with 1 to 256 channels at a whole number of hertz from 1 to 6144000,
+  /// and `layout` must be null.
+  ///
+  /// Returns:
+  /// - `unsupportedType`, `unsupportedFormat`: a wrong `fileType`; a wrong `dataFormat`, or a layout;
+  /// - `notFound`: a folder of the path does not exist;
+  /// - `noPermission`: the system denies access, the file exists and `existing` is `refuse`, the host reads the file
+  ///   (the microphone's file or the scenario), the host writes it for another purpose (the speaker's file), or another
+  ///   process that uses this library has it open;
+  /// - `notRegularFile`: a folder, a device or a pipe;
+  /// - `diskFull`: no space, or the quota is exceeded;
+  /// - `ioFailure`: any other error of the system, too many open recordings, no memory or no thread.
   virtual Status create(const std::string& path, std::uint32_t fileType, const StreamDescription& dataFormat,
                         const ChannelLayout* layout, ExistingFile existing, Handle& file) = 0;
 
-  /// Says in which format sound will be written: 32-bit float, one buffer a channel, at the file's rate and channel
-  /// count. Another one is `unsupportedFormat`. Full scale 1.0 becomes 32768; samples are rounded to the nearest step,
-  /// and those beyond full scale held at it. Not real-time safe.
+  /// Sets the format of the samples given to `writeAsync`. It must be `StreamFormat::standard` (32-bit float, one
+  /// buffer a channel) at the file's rate and channel count. Samples are multiplied by 32768, rounded to the nearest
+  /// integer (ties to even) and clamped to -32768..32767; not-a-number becomes 0.
+  ///
+  /// Returns `badParameter` for an unknown handle, `unsupportedFormat` for another format.
   virtual Status setClientDataFormat(Handle file, const StreamDescription& format) = 0;
 
-  /// Copies `frames` frames, to be converted and written later. `list` may be null with a count of 0. Real-time safe.
+  /// Copies `frames` frames into a queue of two seconds, to be converted and written later. `list` has one buffer a
+  /// channel, each with at least `frames` samples; it may be null if `frames` is 0, which writes nothing. Real-time
+  /// safe; one thread at a time for each handle.
   ///
-  /// Statuses: `wrongState` before the client format was set, `badParameter` for a list that does not fit the format,
-  /// `overrun` where the writer is so far behind that these frames were dropped, all of them.
+  /// Returns `badParameter` for an unknown handle or a list that does not fit the client format, `wrongState` before
+  /// `setClientDataFormat`, `overrun` if the queue had no room: then all of these frames are dropped, and
+  /// `RunCount::overruns` counts them as one slice. After a failed write, frames are dropped with `success`.
   virtual Status writeAsync(Handle file, std::uint32_t frames, RenderBufferList* list) = 0;
 
-  /// Writes what is pending and closes the file; the handle is gone then. A file without sound is removed as told
-  /// above. `badParameter` where there is no such handle. Not real-time safe.
+  /// Writes all pending frames, completes and closes the file, and invalidates the handle. A recording without frames
+  /// is treated as described above. Returns `badParameter` for an unknown handle. A failed write does not change the
+  /// result; see `FileReport::writeFailure`.
   virtual Status dispose(Handle file) = 0;
 };
 

@@ -11,43 +11,50 @@
 
 namespace orvane::platform {
 
-/// Why the device no longer calls back.
+/// Why the device stopped calling back.
 enum class DeviceEnd {
-  none,        ///< It has not ended by itself: it runs, was stopped, or was never started.
-  inputEnded,  ///< The microphone's file is at its end.
+  none,        ///< It did not end by itself: it is running, was stopped, or was never started.
+  inputEnded,  ///< The end of the microphone's file was reached.
   frameLimit,  ///< The limit set by `RunControl::endAfterFrames` was reached.
-  failed,      ///< The device failed; `DeviceReport::deviceFailure` says why.
+  failed,      ///< The device failed; `DeviceReport::deviceFailure` has the reason.
 };
 
-/// Counts of a run. A run begins with the first start after the host was made and never restarts.
+/// Counts since the host was made, over all starts of the device.
 struct RunCount {
-  std::uint64_t frames = 0;           ///< Frames handed to clients.
-  std::uint64_t discontinuities = 0;  ///< Places where frames are missing.
+  std::uint64_t frames = 0;           ///< Hardware frames delivered to clients.
+  std::uint64_t discontinuities = 0;  ///< Gaps: slices that follow missing frames, and changes of the device's format.
   std::uint64_t overruns = 0;         ///< Slices dropped from output files because the disk could not keep up.
-  std::uint32_t maxSliceFrames = 0;   ///< The longest slice that came; 0 before the first.
+  std::uint32_t maxSliceFrames = 0;   ///< Frames of the longest slice so far; 0 before the first.
 };
 
-/// The device as the host sees it: formats, counts, and why it ended. Any thread; not real-time safe.
+/// Reports the audio device's formats, counts and end. Thread-safe; not real-time safe. Operations never fail.
 class ORVANE_EXPORT DeviceReport {
  public:
   virtual ~DeviceReport() = default;
 
-  /// The host's name: "simulated" or "pipewire".
+  /// Returns the host's name: "simulated" or "pipewire".
   virtual std::string hostName() const = 0;
-  /// Formats of the hardware; a channel count of 0 where it has no such side, a rate of 0 where it reports none.
+  /// Returns the hardware's format of each side, as `StreamFormat::standard`. The channel count is 0 if the hardware
+  /// lacks that side or there is no device; the rate is 0 if the hardware reports none.
   virtual StreamFormat hardwareInput() const = 0;
   virtual StreamFormat hardwareOutput() const = 0;
-  /// Frames a slice, as the device announces them; single slices may differ.
+  /// Returns the device's usual frames per slice; single slices may differ. 0 without a device.
   virtual std::uint32_t sliceFrames() const = 0;
 
+  /// Returns the counts so far. The fields are read one by one while the device may be running.
   virtual RunCount runCount() const = 0;
+  /// Returns why the device ended; starting the device resets it to `none`.
   virtual DeviceEnd deviceEnd() const = 0;
-  /// Why the device failed: `deviceLost`, `serverLost`, `stalled`, `invalidFile` or `ioFailure` (the microphone's
-  /// file), `badSlice`, and a sentence. Nothing where `deviceEnd` is not `failed`. A device that has not called back
-  /// for ten slices, and for half a second at least, has stalled.
+  /// Returns why the device failed; nothing if `deviceEnd()` is not `failed`. Statuses:
+  /// - `deviceLost`, `serverLost`: the device, or the connection to the sound server, is gone;
+  /// - `stalled`: no callback for ten slices, and for at least 500 ms;
+  /// - `invalidFile`, `ioFailure`: the microphone's file cannot be decoded or read to its end;
+  /// - `badSlice`: the device delivered a slice that does not fit its format;
+  /// - `ioFailure` also for a rate conversion that failed, and `noDevice`, `noInput`, `noOutput`, `unsupportedFormat`
+  ///   or `ioFailure` for a device that changed to a format its clients cannot use.
   virtual std::optional<Failure> deviceFailure() const = 0;
-  /// The host call that was refused last, with its sentence; nothing where none was. The classes raise the status
-  /// alone, so this is where a program finds the cause.
+  /// Returns the host call that was refused last, with its status and reason; nothing before the first refusal. The
+  /// exported classes raise the status only; this is the reason behind it.
   virtual std::optional<Failure> lastRefusal() const = 0;
 };
 

@@ -7,31 +7,34 @@
 
 namespace orvane::platform {
 
-/// The calling thread's event loop: runs the tasks that other threads post to it, and waits in between. How a program
-/// that has nothing of its own to do waits for its end.
+/// Runs tasks on the thread that calls `run`, and waits between them. Programs use it to wait for the end of a run.
+///
+/// Not real-time safe.
 class ORVANE_EXPORT EventLoop {
  public:
   virtual ~EventLoop() = default;
 
-  /// Turns SIGINT, SIGTERM and SIGHUP (unless it is ignored, as under nohup), and writing to a standard output whose
-  /// reader has gone, into a stop of the loop. A closed standard error changes nothing. Call it before any other thread
-  /// exists: it blocks the signals, and threads inherit that. Signals are read once a process and reach the loop of
-  /// every host that watches them. A second call does nothing.
+  /// Makes SIGINT, SIGTERM, SIGHUP (unless it is ignored, as under nohup) and a write to a standard output whose reader
+  /// is gone stop the loop. Writes to a closed standard error are ignored, and SIGXFSZ is.
   ///
-  /// A further signal more than 0.3 seconds after the one that a loop was stopped by, while no loop was run again, ends
-  /// the process immediately, as such a signal does by default: nothing is completed, but a run that cannot stop can
-  /// always be ended.
+  /// Call it before the program starts a thread: it blocks the signals in the calling thread, and threads inherit the
+  /// mask. One thread in the process reads the signals and stops the loop of every host that watches them. A second
+  /// call does nothing. Throws `std::system_error` if that thread cannot be started.
+  ///
+  /// If another signal arrives more than 0.3 seconds after the first and no loop has been run since, the process ends
+  /// immediately with the signal's default action and completes no files. This ends a run that cannot stop.
   virtual void watchSignals() = 0;
 
-  /// Runs posted tasks, in order, on the calling thread until `stop`; tasks that were posted before the stop still run,
-  /// later ones stay for the next run. A signal ends the run without the tasks that wait. Returns the number of the
-  /// signal (SIGPIPE for a closed standard output), 0 for a plain stop. One thread at a time.
+  /// Runs posted tasks in order on the calling thread until `stop`. Tasks posted before the stop still run; later ones
+  /// wait for the next run. A signal ends the run before the remaining tasks, which also wait for the next run.
+  ///
+  /// Returns 0 after `stop`, otherwise the signal's number (SIGPIPE for a closed standard output). An exception from a
+  /// task leaves `run`. Call it from one thread at a time, and not from a worker's task or the device callback: a wait
+  /// there ends the process with a message.
   virtual int run() = 0;
-  /// Runs `task` on the thread that is in `run`, or that comes to it next. Any thread, workers included; not real-time
-  /// safe. An exception that leaves the task leaves `run`.
+  /// Queues `task`, which must not be empty, for the thread that is in `run` or calls it next. Thread-safe.
   virtual void post(std::function<void()> task) = 0;
-  /// Ends the run, or the next one if none is going on. A run clears it: any number of stops ends one run. Any thread,
-  /// workers included.
+  /// Ends the current run, or the next one if none is in progress. Calling it several times ends one run. Thread-safe.
   virtual void stop() = 0;
 };
 

@@ -7,11 +7,11 @@
 
 namespace orvane::platform {
 
-/// One failure inside the host: its status, a sentence for people, and the call that failed.
+/// A failure of the host.
 struct Failure {
   Status status = status::success;
-  std::string reason = {};  ///< Names what was wrong, and what would be right where that is not obvious.
-  std::string call = {};    ///< The role's operation, "UnitService::start"; empty where no call was made.
+  std::string reason = {};  ///< A sentence that states what is wrong and, if not obvious, what would be right.
+  std::string call = {};    ///< The operation that failed, such as "UnitService::start"; empty outside a call.
 
   bool operator==(const Failure&) const = default;
 };

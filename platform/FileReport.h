@@ -11,22 +11,24 @@
 
 namespace orvane::platform {
 
-/// A recording that was written and completed.
+/// A completed recording.
 struct WrittenFile {
-  std::string path;
-  std::uint32_t type = 0;    ///< The container as it is in the file, a four-character code: 'WAVE', 'RF64', ...
-  std::uint64_t frames = 0;  ///< In the file.
+  std::string path;          ///< As given to `ConvertingFile::create`.
+  std::uint32_t type = 0;    ///< The container as written, a four-character code: 'WAVE', 'RF64'.
+  std::uint64_t frames = 0;  ///< Frames in the file.
 };
 
-/// The files that a run wrote. Any thread; not real-time safe.
+/// Reports the files that a host wrote. Thread-safe; not real-time safe. Operations never fail.
 class ORVANE_EXPORT FileReport {
  public:
   virtual ~FileReport() = default;
 
-  /// The recordings that were completed so far, whole or cut short by a failure, in order of completion; not the
-  /// device's own files.
+  /// Returns the recordings completed so far, in order of completion, including those cut short by a failure. The
+  /// simulated speaker's file is not among them.
   virtual std::vector<WrittenFile> writtenFiles() const = 0;
-  /// The first write that failed behind a class that swallows it by contract, or in the device's own files.
+  /// Returns the first failed write that no call reported, to a recording or to the speaker's file; nothing if there
+  /// was none. Statuses: `diskFull`, `noPermission`, `ioFailure` and the others of `ConvertingFile::create` that the
+  /// file system causes. `call` is empty.
   virtual std::optional<Failure> writeFailure() const = 0;
 };
 

@@ -10,18 +10,23 @@
 
 namespace orvane::platform {
 
-/// The host's JSON writer and reader. Any thread; not real-time safe.
+/// Writes and reads JSON. Thread-safe; not real-time safe.
 class ORVANE_EXPORT Json {
  public:
   virtual ~Json() = default;
 
-  /// The value as UTF-8 JSON text without a newline at its end: compact, or indented over several lines when `pretty`.
-  /// Dictionaries keep their order. Nothing where the value holds data or text that is not UTF-8, or where more than 64
-  /// (`Value::maxLevels`) arrays and dictionaries stand inside each other. A float that is infinite or not a number is
-  /// written as null.
+  /// Returns the value as UTF-8 JSON text without a final newline: on one line, or indented by two spaces if `pretty`.
+  /// Dictionaries keep their order. Finite floats read back as the same float and always show a fraction or an exponent
+  /// (48000.0); infinite floats and not-a-number become null. The result does not depend on the locale.
+  ///
+  /// Returns nothing if the value contains data or text that is not UTF-8, or nests more than `Value::maxLevels` (64)
+  /// arrays and dictionaries.
   virtual std::optional<std::string> write(const Value& value, bool pretty) const = 0;
 
-  /// Reads one JSON text, at most 64 levels deep. Throws `PlatformException` that says where the text is wrong.
+  /// Reads one JSON text. An integer outside the range of signed and unsigned 64-bit integers becomes a float.
+  ///
+  /// Throws `PlatformException` with the line and column for text that is not valid JSON or not UTF-8, a key that
+  /// occurs twice in one object, more than `Value::maxLevels` (64) levels, or a number that overflows a float.
   virtual Value read(std::string_view text) const = 0;
 };
 

@@ -8,21 +8,23 @@
 
 namespace orvane::platform {
 
+/// Severity of a log line, most severe first.
 enum class LogLevel { error, warning, notice };
 
-/// The platform log. Any thread; not real-time safe.
+/// The platform log. Thread-safe; not real-time safe. Operations never fail.
 class ORVANE_EXPORT Log {
  public:
+  /// Receives log lines; `line` is valid during the call.
   using Sink = std::function<void(LogLevel, std::string_view line)>;
 
   virtual ~Log() = default;
 
-  /// Writes one line; `line` has no newline at its end and is never taken as a format.
+  /// Writes one line, given without a final newline. It is never interpreted as a format string.
   virtual void write(LogLevel level, std::string_view line) = 0;
 
-  /// Sends all lines to `sink` instead of the system's log; an empty sink restores the system's log. Lines reach the
-  /// sink one at a time, on the thread that writes them. What a sink throws is dropped, and the line goes to the
-  /// system's log instead.
+  /// Sends all lines to `sink` instead of the system's log (syslog, as "orvane"); an empty sink, the default, restores
+  /// the system's log. The sink is called with one line at a time, on the thread that writes it. It may write lines and
+  /// replace itself. If it throws, the exception is dropped and the line goes to the system's log.
   virtual void setSink(Sink sink) = 0;
 };
 

@@ -8,8 +8,9 @@
 
 namespace orvane::platform {
 
-/// The shortest text that reads back as the same number, whatever the locale: "0.25", "1000000000"; with an exponent
-/// where it is very small or large, "1e+300".
+/// Returns the shortest text that reads back as the same number in any locale: "0.25", "1000000000". Uses an exponent
+/// for magnitudes below 1e-6 or from 1e15 on ("1e+300"), if that is shorter. Infinity and not-a-number give "inf" and
+/// "nan". Thread-safe; not real-time safe.
 inline std::string numberText(double number) {
   const double magnitude = std::fabs(number);
   const bool isPlain = number == 0 || (magnitude >= 1e-6 && magnitude < 1e15);

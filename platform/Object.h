@@ -7,7 +7,7 @@
 
 namespace orvane::platform {
 
-/// The root of what a host hands out by reference, so that a holder need not know its class.
+/// Base of host objects that callers hold without knowing their class.
 class ORVANE_EXPORT Object {
  public:
   Object() = default;
@@ -15,7 +15,7 @@ class ORVANE_EXPORT Object {
   Object& operator=(const Object&) = delete;
   virtual ~Object() = default;
 
-  /// The text shown for this object in messages. The default tells objects apart by address only.
+  /// Returns the text shown for this object in messages. The default is "<Object: 0x55d0c3a2b2c0>", with its address.
   virtual std::string description() const;
 };
 

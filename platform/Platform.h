@@ -18,9 +18,9 @@ class Scheduler;
 class SessionService;
 class UnitService;
 
-/// The set of host services, one role each. A role that is null is not available on this host: what needs it raises an
-/// `OVTException` that names it, and nothing is logged where there is no log. A plain value: a test copies the set,
-/// replaces a role, and hands it to `use`.
+/// The services of a host, one role each. A null role is not available on the host: operations that need it raise "ROLE
+/// is not available on this host". Without a log, nothing is logged. A plain value: a test can copy the set, replace a
+/// role and pass the set to `use`.
 struct Platform {
   std::shared_ptr<Log> log;
   std::shared_ptr<Json> json;
@@ -34,11 +34,12 @@ struct Platform {
   std::shared_ptr<FileReport> fileReport;
 };
 
-/// The services in use. Made on first use: a simulated device with its defaults where the library was built without a
-/// sound server. Any thread; not real-time safe.
+/// Returns the services in use. The first call without an earlier `use` makes the default host, the first of
+/// `availableHosts()` with its default options, and throws what making it throws. Thread-safe; not real-time safe.
 ORVANE_EXPORT Platform current();
 
-/// Puts other services in use. Objects made before keep the services that they were made with. Any thread.
+/// Puts other services in use. Objects made before keep the services they were made with. The earlier host is destroyed
+/// if nothing else holds its services. Thread-safe; not real-time safe.
 ORVANE_EXPORT void use(Platform platform);
 
 }  // namespace orvane::platform

@@ -8,18 +8,19 @@
 
 namespace orvane::platform {
 
-/// Why a host call was refused: what `std::optional<PlatformError>` results carry. An empty optional is success.
+/// The reason for a refused host call. Operations return it as `std::optional<PlatformError>`, where an empty optional
+/// is success. A plain value.
 class PlatformError {
  public:
   explicit PlatformError(Failure failure) : mFailure(std::move(failure)) {}
-  /// `where` is the host operation ("PlatformSession::setCategory"); `reason` a sentence for people.
+  /// `code` is not 0; `where` is the operation, such as "PlatformSession::setCategory"; `reason` is a sentence.
   PlatformError(Status code, std::string where, std::string reason)
       : mFailure{code, std::move(reason), std::move(where)} {}
 
   Status code() const { return mFailure.status; }
-  /// The reason alone, as a person would want to read it.
+  /// Returns the reason alone.
   const std::string& localizedDescription() const { return mFailure.reason; }
-  /// The operation, the reason, and the status in digits and words.
+  /// Returns "CALL: REASON (status STATUS, MEANING)", with MEANING as `statusMeaning` gives it.
   std::string description() const {
     return mFailure.call + ": " + mFailure.reason + " (status " + std::to_string(code()) + ", " +
            std::string(statusMeaning(code())) + ")";

@@ -3,9 +3,9 @@
 
 namespace orvane::platform {
 
-/// Marks the part of a function that runs on the device callback. In builds with ORVANE_REAL_TIME_CHECKS, allocating,
-/// locking, waiting, calling a file or stream function or throwing inside it ends the process with a line that names
-/// the call; in other builds it is empty. Nests.
+/// Marks a scope that runs on the device callback. In builds with ORVANE_REAL_TIME_CHECKS, the process ends with a
+/// message that names the call if the calling thread allocates, locks, waits, throws or uses files or streams in this
+/// scope. In other builds it does nothing. May be nested. Real-time safe.
 class RealTimeSection {
  public:
   RealTimeSection();
@@ -14,8 +14,8 @@ class RealTimeSection {
   RealTimeSection& operator=(const RealTimeSection&) = delete;
 };
 
-/// Lifts the rules of a `RealTimeSection` for its own span. Only for what is documented to break them: the meter's
-/// bars, the notice of PX_NoVector, and the line before an abnormal end.
+/// Suspends the checks of `RealTimeSection` in its scope. Only for the documented exceptions: the meter's bars, the
+/// notice of PX_NoVector, and the message before an abnormal end. Real-time safe.
 class RealTimeExemption {
  public:
   RealTimeExemption();
@@ -24,7 +24,7 @@ class RealTimeExemption {
   RealTimeExemption& operator=(const RealTimeExemption&) = delete;
 
  private:
-  [[maybe_unused]] int mDepth;  ///< Used in builds with ORVANE_REAL_TIME_CHECKS only.
+  [[maybe_unused]] int mDepth;  ///< The depth to restore; used in builds with ORVANE_REAL_TIME_CHECKS only.
 };
 
 }  // namespace orvane::platform

@@ -9,22 +9,25 @@
 
 namespace orvane::platform {
 
-/// Limits a run and tells when it ends. Any thread; not real-time safe.
+/// Limits a run and reports its end. Thread-safe; not real-time safe.
 ///
-/// Notices run on a worker of the host, one at a time. Any number may be subscribed. A notice may do anything but wait,
-/// or stop a unit while the device runs; it may end its own subscription and drop the last reference to the host.
+/// Any number of notices may be subscribed. They run on a worker of the host, one at a time. A notice must not wait,
+/// must not stop a unit while the device is running, and must not throw: each ends the process. It may end its own
+/// subscription and release the last reference to the host.
 class ORVANE_EXPORT RunControl {
  public:
   virtual ~RunControl() = default;
 
-  /// Ends the run when exactly `frames` frames were handed out since the host was made; the last slice is shorter where
-  /// it takes that. A microphone file that ends earlier is followed by silence. Set before the device starts; 0, the
-  /// default, is no limit.
+  /// Ends the run after exactly `frames` hardware frames, counted since the host was made; the last slice is shortened
+  /// if needed. With a limit, silence follows a microphone file that ends earlier. 0, the default, is no limit. Call it
+  /// before the device starts.
   virtual void endAfterFrames(std::uint64_t frames) = 0;
 
-  /// Calls `notice` each time the device ends by itself; immediately if it already has.
+  /// Calls `notice` each time the device ends by itself (`DeviceReport::deviceEnd`), also soon after this call if it
+  /// already has. `notice` must not be empty.
   virtual Subscription onDeviceEnd(std::function<void()> notice) = 0;
-  /// Calls `notice` once, at the first write failure (`FileReport::writeFailure`); immediately if one already occurred.
+  /// Calls `notice` once, after the first write failure (`FileReport::writeFailure`), also soon after this call if one
+  /// already occurred. `notice` must not be empty.
   virtual Subscription onWriteFailure(std::function<void()> notice) = 0;
 };
 

@@ -11,19 +11,27 @@
 
 namespace orvane::platform {
 
-/// Makes the workers and waiters that go with one clock. Nothing in the library starts a thread or sleeps by itself.
+/// Makes workers and waiters on one clock. The library starts threads and waits only through it. Thread-safe; not
+/// real-time safe, except for what `clock()` returns.
+///
+/// At real pace each worker is a thread. At fast pace all workers share one thread, and the clock jumps to the due time
+/// of the next task; tasks run only while a caller waits.
 class ORVANE_EXPORT Scheduler {
  public:
+  /// Scheduling of a worker's thread at real pace; ignored at fast pace.
   enum class Priority {
     ordinary,
-    realTime,  ///< Asks the system for real-time scheduling; a refusal is logged once and is no error.
+    realTime,  ///< Requests real-time scheduling from the system; a refusal is logged once and is not an error.
   };
 
   virtual ~Scheduler() = default;
 
+  /// Returns the host clock, which lives as long as the scheduler.
   virtual const Clock& clock() const = 0;
-  /// `name` is shown by debuggers; fifteen characters of it at most. The scheduler outlives the worker.
+  /// Makes a worker. Debuggers show the first fifteen bytes of `name`. The scheduler must outlive the worker. At real
+  /// pace, throws `std::system_error` if no thread can be started.
   virtual std::unique_ptr<Worker> makeWorker(const std::string& name, Priority priority = Priority::ordinary) = 0;
+  /// Makes a waiter without signals.
   virtual std::unique_ptr<Waiter> makeWaiter() = 0;
 };
 

@@ -1,8 +1,17 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-/// The platform's own spelling of session categories and modes.
+// The platform's identifiers of session categories and modes, for `PlatformSession`. `OVSession` also accepts short
+// names.
 
+/// Session categories. A category decides which sides of the device its units may use and which options it accepts
+/// (`platform::session_option`):
+///
+/// - input and output: play-and-record, multi-route, voice-command, phone-call, tty-call;
+/// - input only: record;
+/// - output only: all others.
+///
+/// The output of every category but solo-ambient mixes with that of other sessions.
 namespace orvane::platform::category {
 
 inline constexpr char ambient[] = "orvane.category.ambient";
@@ -27,6 +36,7 @@ inline constexpr char waterEjection[] = "orvane.category.water-ejection";
 
 }  // namespace orvane::platform::category
 
+/// Session modes. Every category accepts every mode; the simulated device behaves the same in all.
 namespace orvane::platform::mode {
 
 inline constexpr char defaultMode[] = "orvane.mode.default";

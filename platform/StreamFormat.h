@@ -10,23 +10,26 @@
 
 namespace orvane::platform {
 
-/// A stream description with the layout of its channels, and what it amounts to. A plain value; not real-time safe.
+/// A stream description with an optional channel layout. A plain value. Not real-time safe, except `sampleRate`,
+/// `channelCount`, `isInterleaved`, `description` and `layout`. Any description is accepted, also an inconsistent one.
 class ORVANE_EXPORT StreamFormat {
  public:
-  /// The sample formats that most code takes as they are.
+  /// The common sample formats; see `common`.
   enum class Common { none = 0, float32 = 1, float64 = 2, int16 = 3, int32 = 4 };
 
-  /// An empty description: rate 0, no channels.
+  /// Makes a format whose description is all 0, without a layout.
   StreamFormat() = default;
-  /// Wraps a description. A stream of 3 to 1024 channels is given the layout "discrete, in order", labelled from 1, as
-  /// its description does not say where they belong; mono and stereo carry no layout.
+  /// Wraps a description. For 3 to 1024 channels the layout is "discrete, in order", with labels from 1 on; for other
+  /// channel counts there is none.
   explicit StreamFormat(const StreamDescription& description);
-  /// Wraps a description with a layout of the caller's, whatever its channel count.
+  /// Wraps a description with a given layout, which is not checked against the channel count.
   StreamFormat(const StreamDescription& description, ChannelLayout layout);
 
-  /// The format in which audio units exchange samples: 32-bit float, one buffer a channel.
+  /// Makes the format in which units exchange samples: packed 32-bit float linear PCM in native byte order, one buffer
+  /// a channel. The rate is in hertz.
   static StreamFormat standard(double sampleRate, std::uint32_t channelCount);
-  /// Packed linear PCM in the machine's byte order; `kind` is `format_flag::isFloat`, `signedInteger` or 0 (unsigned).
+  /// Makes packed linear PCM in native byte order. The rate is in hertz; `bitsPerChannel` is a multiple of 8; `kind` is
+  /// `format_flag::isFloat`, `format_flag::signedInteger` or 0 for unsigned integers.
   static StreamFormat linearPcm(double sampleRate, std::uint32_t channelCount, std::uint32_t bitsPerChannel,
                                 std::uint32_t kind, bool interleaved);
 
@@ -36,9 +39,9 @@ class ORVANE_EXPORT StreamFormat {
   const StreamDescription& description() const { return mDescription; }
   const std::optional<ChannelLayout>& layout() const { return mLayout; }
 
-  /// Which common format this is: linear PCM, packed, in the machine's byte order, one frame a packet, 32- or 64-bit
-  /// float or 16- or 32-bit signed integer, interleaved or not. `none` for anything else, for a format that differs in
-  /// a single field, and without channels.
+  /// Returns the common format whose description equals this one's in every field: packed linear PCM in native byte
+  /// order, one frame a packet, 32-bit or 64-bit float or 16-bit or 32-bit signed integer, interleaved or not. Returns
+  /// `none` for any other format and for one without channels.
   Common common() const;
 
   bool operator==(const StreamFormat&) const = default;

@@ -6,16 +6,19 @@
 
 namespace orvane::platform {
 
-/// Keeps a notice in force: destroying or resetting it ends the notice and waits for a run of it that is under way,
-/// unless that run is what ends it. Movable; an empty one stands for no notice. Belongs to one thread at a time; not
-/// real-time safe. May outlive the host.
+/// Owns a subscribed notice. Destroying or resetting it ends the notice and waits for a call of it that is in progress,
+/// unless that call is what ends it. Movable; an empty one holds no notice. May outlive the host.
+///
+/// Not thread-safe: use it from one thread at a time. Not real-time safe.
 class [[nodiscard]] Subscription {
  public:
   Subscription() = default;
-  /// `registration` ends the notice when it is destroyed.
+  /// For hosts: destroying `registration` ends the notice.
   explicit Subscription(std::shared_ptr<void> registration) : mRegistration(std::move(registration)) {}
 
+  /// Ends the notice; does nothing if empty.
   void reset() { mRegistration.reset(); }
+  /// Whether it holds a notice.
   explicit operator bool() const { return mRegistration != nullptr; }
 
  private:

@@ -15,25 +15,27 @@
 
 namespace orvane::platform {
 
-/// An integer of up to 64 bits; `bool` and the character types are none.
+/// An integer type of up to 64 bits, except `bool` and the character types.
 template <typename Number>
 concept PlainInteger = std::integral<Number> && sizeof(Number) <= sizeof(std::int64_t) && !std::same_as<Number, bool> &&
                        !std::same_as<Number, char> && !std::same_as<Number, wchar_t> &&
                        !std::same_as<Number, char8_t> && !std::same_as<Number, char16_t> &&
                        !std::same_as<Number, char32_t>;
 
-/// The host's generic value: what JSON objects, loosely typed numbers and property dictionaries are made of.
+/// A generic value for JSON objects, numbers of unspecified type and property dictionaries: null, a boolean, an
+/// integer, a float, text, data, an array or a dictionary.
 ///
-/// A plain value: copying copies everything below it. A dictionary keeps the order in which its keys were set. Values
-/// may be nested to any depth: copying, comparing and destroying them do not recurse. Not real-time safe.
+/// A plain value: copies are deep. A dictionary keeps the order in which its keys were set. Values may be nested to any
+/// depth; copying, comparing and destroying them do not recurse. Text is not checked; `Json::write` requires UTF-8. Not
+/// real-time safe.
 class ORVANE_EXPORT Value {
  public:
   struct Member;
-  using Data = std::vector<std::uint8_t>;
+  using Data = std::vector<std::uint8_t>;  ///< Bytes.
   using Array = std::vector<Value>;
   using Dictionary = std::vector<Member>;
 
-  /// How many arrays and dictionaries may stand inside each other for JSON, and for `description` to show them.
+  /// Nesting limit of arrays and dictionaries for `Json` and `description`.
   static constexpr int maxLevels = 64;
 
   Value(const Value& other);
@@ -42,30 +44,30 @@ class ORVANE_EXPORT Value {
   Value& operator=(Value&& other) noexcept;
   ~Value();
 
-  Value();  ///< Null: also what stands for an absent object.
-  // Exactly a truth value or a float: otherwise pointers and characters would convert to one.
+  Value();  ///< Null, which also represents an absent object.
+  // Templates, so that pointers and characters do not convert to booleans and floats.
   template <std::same_as<bool> Flag>
   Value(Flag value) : Value(FromFlag{value}) {}
   template <std::floating_point Number>
   requires(sizeof(Number) <= sizeof(double)) Value(Number value) : Value(FromFloat{value}) {}
-  /// Held as `std::int64_t`; as `std::uint64_t` where it is larger than that can be.
+  /// Stored as `std::int64_t`, or as `std::uint64_t` if it exceeds that range.
   template <PlainInteger Number>
   Value(Number value) : Value(FromInteger{static_cast<std::uint64_t>(value), value < Number{}}) {}
-  Value(const char* text);  ///< Null where `text` is null.
+  Value(const char* text);  ///< Zero-terminated text; a null pointer gives null.
   Value(std::string text);
   Value(std::string_view text);
   Value(Data data);
   Value(Array array);
-  /// Of members with equal keys the value of the last stays, at the place of the first.
+  /// If a key occurs several times, the last value is kept, at the position of the first.
   Value(Dictionary dictionary);
 
-  /// A dictionary with these members, in this order; equal keys as above.
+  /// Makes a dictionary with these members in this order; repeated keys are treated as above.
   static Value dictionary(std::initializer_list<std::pair<std::string_view, Value>> members = {});
 
   bool isNull() const { return std::holds_alternative<std::monostate>(mContent); }
-  /// The content as one of the alternatives (`bool`, `std::int64_t`, `std::uint64_t`, `double`, `std::string`, `Data`,
-  /// `Array`, `Dictionary`), or null where it is another kind. Who adds members to a dictionary through it keeps their
-  /// keys unique.
+  /// Returns the content as `Kind`, one of `bool`, `std::int64_t`, `std::uint64_t`, `double`, `std::string`, `Data`,
+  /// `Array` and `Dictionary`; a null pointer if the content is of another kind. Callers that add members to a
+  /// dictionary through it must keep the keys unique.
   template <typename Kind>
   const Kind* as() const {
     return std::get_if<Kind>(&mContent);
@@ -75,17 +77,19 @@ class ORVANE_EXPORT Value {
     return std::get_if<Kind>(&mContent);
   }
 
-  /// The value at `key` of a dictionary; null where there is none or this is no dictionary.
+  /// Returns the value at `key`; a null pointer if the key is missing or this is not a dictionary. The pointer is valid
+  /// until the dictionary changes.
   const Value* find(std::string_view key) const;
-  /// Sets `key` of a dictionary, in place where it exists, else at the end, and returns the dictionary. Null becomes an
-  /// empty dictionary first. Throws `PlatformException` for any other kind.
+  /// Sets `key` in a dictionary, in place if it exists, else at the end, and returns this value. Null becomes a
+  /// dictionary first. Throws `PlatformException` for any other kind.
   Value& set(std::string_view key, Value value);
 
-  /// A readable text, close to JSON; data as "<00 11 FF>", null as "(null)", an array or dictionary inside
-  /// `maxLevels` others as "…".
+  /// Returns readable text similar to JSON, without quotation marks. Data appears as "<00 11 FF>", null as "(null)",
+  /// and an array or dictionary nested inside `maxLevels` others as "…".
   std::string description() const;
 
-  /// Integers are equal where their values are; an integer never equals a float.
+  /// Compares kind and content; dictionaries also compare the order of their keys. Integers compare by value, signed or
+  /// unsigned. An integer never equals a float.
   bool operator==(const Value& other) const;
 
  private:
@@ -107,6 +111,7 @@ class ORVANE_EXPORT Value {
       mContent;
 };
 
+/// A key and its value in a dictionary.
 struct Value::Member {
   std::string key;
   Value value;

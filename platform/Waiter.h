@@ -6,18 +6,20 @@
 
 namespace orvane::platform {
 
-/// The one way to wait for something. Signals are counted: each lets one wait return.
+/// A counting semaphore on the host clock. All waiting in the library goes through it.
 class ORVANE_EXPORT Waiter {
  public:
-  /// A limit that never comes.
+  /// No time limit.
   static constexpr HostTime forever = HostTime::max();
 
   virtual ~Waiter() = default;
 
-  /// Lets one wait return, now or later. Any thread but the device callback, which fires a `Trigger` instead.
+  /// Adds one signal, which lets one wait return, now or later. Thread-safe. Do not call it on the device callback,
+  /// which fires a `Trigger` instead: at fast pace it locks a mutex.
   virtual void signal() = 0;
-  /// Waits until signalled, for at most `limit` of host time. True if a signal was taken, false if the limit came
-  /// first. A wait inside a worker's task or on the device callback ends the process with a line that says so.
+  /// Waits for a signal and takes it. Returns false if `limit`, a duration of host time, elapses first; a negative
+  /// limit counts as 0. Thread-safe. A call inside a worker's task or on the device callback ends the process with a
+  /// message.
   virtual bool wait(HostTime limit) = 0;
 };
 

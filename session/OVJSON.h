@@ -6,26 +6,29 @@
 #include "platform/StreamDescription.h"
 #include "platform/Value.h"
 
-// Audio formats as JSON objects, and the printing of any JSON object. All functions keep no state and may be called on
-// any thread except the device callback.
+// Audio formats as JSON objects, and a function that prints JSON objects. The functions keep no state. Thread-safe; not
+// real-time safe.
 
 namespace orvane {
 
-/// A stream description as a dictionary, as the host's `StreamFormat` understands it.
+/// Describes a stream description as a dictionary, by way of `platform::StreamFormat`. Members, in this order:
 ///
-/// Always "sampleRate" (hertz), "channelCount" and "interleaved". Then, for a format that is common to most code,
-/// "commonFormat": "Float32", "Float64", "Int16" or "Int32"; for any other "formatID" (the code's four characters),
-/// "formatFlags", "bytesPerPacket", "framesPerPacket", "bytesPerFrame" and "bitsPerChannel". Then "channelLayout", as
-/// `jsonACL` gives it, where the format carries one.
+/// - "sampleRate" (float, hertz), "channelCount" (integer), "interleaved" (boolean);
+/// - "commonFormat" for a common format (`StreamFormat::common`): "Float32", "Float64", "Int16" or "Int32"; for any
+///   other format "formatID" (text, as `PXX4CCStringNoQuote` renders it) and the integers "formatFlags",
+///   "bytesPerPacket", "framesPerPacket", "bytesPerFrame" and "bitsPerChannel";
+/// - "channelLayout", a dictionary as `jsonACL` returns it, for formats of 3 to 1024 channels.
+///
+/// Accepts any description, also an invalid one.
 ORVANE_EXPORT platform::Value jsonASBD(const platform::StreamDescription& description);
 
-/// A channel layout as a dictionary: "tag", "bitmap", "numChannelDescs", and "channelDescs" with a dictionary of the
-/// one key "label" for each channel.
+/// Describes a channel layout as a dictionary of the integers "tag", "bitmap" and "numChannelDescs", and the array
+/// "channelDescs" with one dictionary {"label": integer} for each channel description.
 ORVANE_EXPORT platform::Value jsonACL(const platform::ChannelLayout& layout);
 
 }  // namespace orvane
 
-/// Writes the object to standard output as the host's JSON writer spells it, indented over several lines when `pretty`
-/// and in one line otherwise, then a newline, and flushes. An object that the writer rejects leaves only the newline.
-/// Raises "Json is not available on this host".
+/// Writes the object and a newline to standard output, and flushes. The text is that of `platform::Json::write`:
+/// indented over several lines if `pretty`, else on one line. If the writer rejects the object, only the newline is
+/// written. Output errors are ignored. Raises "Json is not available on this host".
 ORVANE_EXPORT void OVPrintJSON(const orvane::platform::Value& object, bool pretty);

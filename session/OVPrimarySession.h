@@ -6,13 +6,13 @@
 #include "platform/Export.h"
 #include "session/OVSession.h"
 
-/// The session on the process's primary platform session.
+/// A session on the host's primary platform session, which all objects of this class share. Otherwise as `OVSession`.
 class ORVANE_EXPORT OVPrimarySession : public OVSession {
  public:
-  /// Null where the implementation type is 0. Raises "SessionService is not available on this host" where the host in
-  /// use has none.
+  /// Returns null if the implementation type is 0. Raises "SessionService is not available on this host" if the host in
+  /// use has no sessions.
   static std::shared_ptr<OVPrimarySession> init();
-  /// The inherited one would make no primary session.
+  /// Deleted: the inherited factory would not make an `OVPrimarySession`.
   static std::shared_ptr<OVPrimarySession> initWithAuxillarySession(bool auxiliary) = delete;
 
  protected:

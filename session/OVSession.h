@@ -14,99 +14,127 @@ class Object;
 class PlatformSession;
 }  // namespace orvane::platform
 
-/// Configures one of the platform's audio sessions by short names, option by option, and activates it.
+/// Configures and activates one of the host's audio sessions (`platform::PlatformSession`) by short names.
 ///
-/// Category, mode, options and activation live in the platform session: two objects on the same one see each other's
-/// changes, and nothing is cached here. Calls may come in any order, before or after `activate`. Where the platform
-/// refuses, the operation raises an `OVTException` and the session keeps whatever the platform kept.
+/// Category, mode, options and activation are stored in the platform session and not cached here: two objects on the
+/// same platform session see each other's changes. Operations may be called in any order, before or after `activate`.
+/// If the platform refuses a change, the operation raises an `OVTException` and the session stays unchanged. In the
+/// messages below REASON is the refusal's `localizedDescription()`.
 ///
-/// No operation takes a lock; use one object from one thread at a time. None is real-time safe.
+/// A new platform session is inactive, has the category `orvane.category.play-and-record`, the mode
+/// `orvane.mode.default` and no options.
 ///
-/// If the implementation type gives a session no platform session, reads return empty text, 0 or false, and
-/// operations that would change the platform session do nothing.
+/// An object without a platform session (see `implementationType`) returns empty text, 0 or false from its getters, and
+/// its operations that would change the platform session do nothing.
+///
+/// Not thread-safe: use one object from one thread at a time. Not real-time safe.
 class ORVANE_EXPORT OVSession : public OVTextEmitting {
  public:
-  /// A session on an auxiliary platform session of its own.
+  /// Makes a session on a new auxiliary platform session, which no other object shares. Raises "SessionService is not
+  /// available on this host" if the host in use has no sessions.
   static std::shared_ptr<OVSession> init();
-  /// The same for true; for false, a session on the process's primary platform session.
-  /// Both raise "SessionService is not available on this host" where the host in use has none.
+  /// With true, does the same as `init`. With false, makes a session on the host's primary platform session, which all
+  /// such sessions share. Raises as `init` does.
   static std::shared_ptr<OVSession> initWithAuxillarySession(bool auxiliary);
 
   OVSession(const OVSession&) = delete;
   OVSession& operator=(const OVSession&) = delete;
   ~OVSession() override;
 
-  /// How the sessions of this process are backed: 1, by platform sessions, is the type there is and the first value.
-  /// Applies to sessions made afterwards. Setting another type raises "unavailable session implementation type %d" and
-  /// changes nothing. Reads and writes from several threads are not ordered among each other.
+  /// How sessions of this process are implemented. The only available type is 1, the default: each session has a
+  /// platform session. The setter applies to sessions made later; for an unavailable type it raises "unavailable
+  /// session implementation type TYPE" and changes nothing. These three are thread-safe, but do not order other memory
+  /// accesses.
   static std::int64_t implementationType();
   static void setImplementationType(std::int64_t type);
   static bool isImplementationTypeAvailable(std::int64_t type);
 
-  /// The platform session that tools bind to; null where there is none.
+  /// Returns the platform session, which tools bind to; null if this object has none.
   virtual std::shared_ptr<orvane::platform::Object> session() const;
   /// Always raises "OVSession: sessionToken not implemented".
   std::uint64_t sessionToken() const;
-  /// "<OVSession: 0x55d0c3a2b2c0>": the class and the address.
+  /// Returns the class name and the object's address: "<OVSession: 0x55d0c3a2b2c0>".
   std::string description() const;
 
-  /// Makes the platform session active. The result is always null. Raises "activate failed: why".
+  /// Makes the platform session active; does nothing if it already is. Always returns null. Raises "activate failed:
+  /// REASON".
   std::shared_ptr<orvane::platform::Object> activate();
-  /// Raises "deactivate failed: why".
+  /// Makes the platform session inactive; does nothing if it already is. Raises "deactivate failed: REASON".
   void deactivate();
 
-  /// The platform's identifier of the category ("orvane.category.playback"), never the short name.
+  /// Returns the platform's identifier of the category, such as "orvane.category.playback", never the short name.
   std::string category() const;
-  /// Sets the category alone, without options or mode: by short name, "PlayAndRecord", upper and lower case as
-  /// written; any other text goes to the platform as it is, which knows its own identifiers. Raises "setCategory
-  /// failed: why".
+  /// Sets the category and keeps the mode. Options that the new category does not accept are cleared.
+  ///
+  /// `name` is a short name from the list below, case-sensitive. Any other text is passed to the platform unchanged,
+  /// which accepts its own identifiers. Raises "setCategory failed: REASON" for an unknown name.
   ///
   /// Short names: Ambient, SoloAmbient, Playback, Record, PlayAndRecord, MultiRoute, Narrava, VoiceCommand,
   /// RingtonePreview, Ringtone, VoiceMail, PhoneCall, TTYCall, Alarm, PlaybackNoSpeaker, EmergencyAlert,
   /// EmergencyAlert_CanBeMuted, Locatron, WaterEjection.
   void setCategory(const std::string& name);
 
-  /// The platform's identifier of the mode ("orvane.mode.default"), never the short name.
+  /// Returns the platform's identifier of the mode, such as "orvane.mode.default", never the short name.
   std::string mode() const;
-  /// Sets the mode, by name as `setCategory` does. Raises "setMode failed: why".
+  /// Sets the mode; every category accepts every mode. `name` is a short name from the list below, case-sensitive, or
+  /// one of the platform's identifiers. Raises "setMode failed: REASON" for an unknown name.
   ///
   /// Short names: Default, VoiceChat, GameChat, VideoRecording, Measurement, MoviePlayback, SpokenAudio, VideoChat,
   /// SpeechRecognition, VoicePrompt, Raw, VoiceMessages, LocatePhone, HearingAccessibility, Motiongram, SOS.
   void setMode(const std::string& name);
 
-  // The category options, as the platform session has them at each read. Setters are `changeCategoryOption` with the
-  // option's bits.
+  // The category options. Each is off by default, and each getter reads the platform session. A setter calls
+  // `changeCategoryOption` with the option's bits and raises what that raises: setting an option that the category does
+  // not accept is refused, clearing one never is. They are requests to the platform: the simulated device plays and
+  // captures the same with every option. `platform::session_option` has the bits.
+
+  /// Lets the session's sound play together with that of other sessions. Accepted by categories whose output mixes: all
+  /// but Record and SoloAmbient. Reads true while `mixExceptWithSpokenAudio` is set through its setter.
   bool mixWithOthers() const;
   void setMixWithOthers(bool state);
+  /// Lowers the level of other sessions' sound while this session plays. Accepted by categories whose output mixes.
+  /// Independent of `mixWithOthers`.
   bool duckOthers() const;
   void setDuckOthers(bool state);
+  /// Allows hands-free headsets (Bluetooth HFP), whose microphone can be the input. Accepted by categories with input:
+  /// Record, PlayAndRecord, MultiRoute, VoiceCommand, PhoneCall and TTYCall.
   bool allowHFP() const;
   void setAllowHFP(bool state);
+  /// Allows Bluetooth A2DP devices as the output. Accepted by categories with output: all but Record.
   bool allowA2DP() const;
   void setAllowA2DP(bool state);
+  /// Requests the speaker as the default output. Accepted by categories with input and output: PlayAndRecord,
+  /// MultiRoute, VoiceCommand, PhoneCall and TTYCall; categories without input use the speaker anyway.
   bool defaultToSpeaker() const;
   void setDefaultToSpeaker(bool state);
-  /// Stands for two bits, its own and that of `mixWithOthers`: setting changes both, reading is true for either.
+  /// Mixes as `mixWithOthers` does, except with sessions that play spoken audio. Accepted by categories whose output
+  /// mixes. Uses two bits, its own and that of `mixWithOthers`: the setter sets or clears both, and the getter returns
+  /// true if either is set, so it also reads true after `setMixWithOthers(true)`.
   bool mixExceptWithSpokenAudio() const;
   void setMixExceptWithSpokenAudio(bool state);
+  /// Allows wireless Skycast speakers as the output. Accepted by categories with output: all but Record.
   bool allowSkycast() const;
   void setAllowSkycast(bool state);
 
-  /// Sets or clears the bits of `option` among the platform session's category options, keeping category, mode and all
-  /// other options. Reads and sets in two steps: what somebody else changes in between is lost. Raises "change
-  /// categoryOption 0x%lx %d failed: %@" with the bits, the state (1 or 0) and the error's full description.
+  /// Sets (`state` true) or clears the bits of `option`, any combination of `platform::session_option`, and keeps the
+  /// category, the mode and all other options. Reads and writes in two steps, so a change that another thread makes in
+  /// between is lost.
+  ///
+  /// Raises "change categoryOption 0xBITS STATE failed: DESCRIPTION" with the bits in lower-case hexadecimal, 1 or 0,
+  /// and the error's full `description()`, if a bit is unknown or the category does not accept an option.
   void changeCategoryOption(std::uint64_t option, bool state);
 
-  /// These two have no effect.
+  /// No effect.
   void listCategories() const;
   void listModes() const;
 
-  // Values that are stored for the calling tool and change nothing in the platform session. They begin at 0 and false.
+  // Values stored for the caller. They do not change the platform session, and every value is accepted. Default: 0 and
+  // false.
   double sampleRate() const { return _sampleRate; }  ///< Hertz.
   void setSampleRate(double sampleRate) { _sampleRate = sampleRate; }
   double IOBufferDuration() const { return _IOBufferDuration; }  ///< Seconds.
   void setIOBufferDuration(double duration) { _IOBufferDuration = duration; }
-  std::uint64_t IOBufferFrameCount() const { return _IOBufferFrameCount; }
+  std::uint64_t IOBufferFrameCount() const { return _IOBufferFrameCount; }  ///< Frames.
   void setIOBufferFrameCount(std::uint64_t frameCount) { _IOBufferFrameCount = frameCount; }
   bool pauseOnDisconnect() const { return _pauseOnDisconnect; }
   void setPauseOnDisconnect(bool pauseOnDisconnect) { _pauseOnDisconnect = pauseOnDisconnect; }
@@ -116,15 +144,15 @@ class ORVANE_EXPORT OVSession : public OVTextEmitting {
  protected:
   explicit OVSession(bool auxiliary);
 
-  /// The class's name, for `description`.
+  /// Returns the class name that `description` shows.
   virtual const char* className() const;
-  /// `setImplementationType` for a class with an availability of its own.
+  /// Does what the public setter does, with the subclass's own `isAvailable`.
   static void setImplementationType(std::int64_t type, bool (*isAvailable)(std::int64_t type));
 
  private:
   std::uint64_t categoryOptions() const;
 
-  orvane::platform::Platform _services;  ///< Those in use when this object was made.
+  orvane::platform::Platform _services;  ///< The services in use when this object was made.
   bool _jsonOutput = false;
   bool _pauseOnDisconnect = false;
   std::shared_ptr<orvane::platform::PlatformSession> _session;

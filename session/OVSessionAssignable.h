@@ -7,12 +7,13 @@
 
 class OVSession;
 
-/// Adopted by the tools that can be bound to a session.
+/// Interface of tools that can be bound to a session. `OVIOUnit` has the exceptions and thread rules.
 class ORVANE_EXPORT OVSessionAssignable {
  public:
   virtual ~OVSessionAssignable() = default;
 
-  /// The session last assigned; null until then. The tool shares ownership of it.
+  /// Returns the session last assigned; null before that. The tool shares ownership of it.
   virtual std::shared_ptr<OVSession> session() const = 0;
+  /// Assigns a session; whether null is accepted is up to the implementing class.
   virtual void setSession(std::shared_ptr<OVSession> session) = 0;
 };

@@ -7,11 +7,12 @@
 #include "platform/Export.h"
 #include "platform/PlatformException.h"
 
-/// The exception of every failure of the library's classes. `name()` is always "OVTException"; `reason()` is the
-/// message, which says which step failed and why. Nothing else is attached.
+/// The exception that the exported classes and functions raise. `name()` is "OVTException"; `reason()` is the message,
+/// which names the failed step and the reason.
 ///
-/// It derives from what the host throws: catching `platform::PlatformException` by reference catches both.
+/// Derives from the exception of host calls, so one catch of `platform::PlatformException` covers both.
 class ORVANE_EXPORT OVTException : public orvane::platform::PlatformException {
  public:
+  /// `reason` is any text; it is stored as given.
   explicit OVTException(std::string reason) : PlatformException("OVTException", std::move(reason)) {}
 };

@@ -9,19 +9,20 @@
 #include "platform/Status.h"
 #include "session/OVTException.h"
 
-// How the library reports every failure: these functions write "Failure: " and the final message to the platform log as
-// an error, then throw it as an `OVTException`. They never return, undo nothing, keep no state and may be called on any
-// thread except the device callback. No text is ever taken as a format.
+// The functions through which the library reports failures. Each writes "Failure: MESSAGE" as an error line to the log
+// in use (none is written on a host without a log), then throws MESSAGE as an `OVTException`. They never return and
+// keep no state. Texts are never interpreted as format strings. Thread-safe; not real-time safe.
 
-/// Raises `message` as it is.
+/// Raises `message` unchanged.
 [[noreturn]] ORVANE_EXPORT void _OVThrowMsg(const std::string& message);
 
-/// Raises "message: why" for a host call that handed back an error; why is its localized description.
+/// Raises "MESSAGE: REASON" for a host call that returned an error; REASON is its `localizedDescription()`.
 [[noreturn]] ORVANE_EXPORT void OVThrow(const std::string& message, const orvane::platform::PlatformError& error);
 
-/// Raises "message: why" for a host call that threw; why is the exception's description.
+/// Raises "MESSAGE: REASON" for a host call that threw; REASON is the exception's `description()`.
 [[noreturn]] ORVANE_EXPORT void OVThrow(const std::string& message,
                                         const orvane::platform::PlatformException& exception);
 
-/// Raises "message: -50" for a host call that returned a status; always in signed decimal, 0 included.
+/// Raises "MESSAGE: STATUS" for a host call that returned a status, which is written in signed decimal: "MESSAGE: -10".
+/// Raises for any status, 0 included.
 [[noreturn]] ORVANE_EXPORT void OVThrow(const std::string& message, orvane::platform::Status status);

@@ -6,16 +6,17 @@
 
 namespace orvane {
 
-/// A loosely typed value as a 64-bit float: a number of any kind, true and false as 1 and 0, or the number that a text
-/// begins with.
+/// Converts a value to a 64-bit float. Accepts a number of any kind (64-bit integers are rounded to the nearest float),
+/// true and false as 1 and 0, and text that begins with a number.
 ///
-/// Of a text, leading white space is skipped, the longest decimal or hexadecimal floating-point number is read
-/// ("infinity" and "nan" in all their spellings included), and what follows is ignored: " 2.5x" is 2.5. The decimal
-/// point is always a point, whatever the locale.
+/// In a text, leading white space is skipped, the longest decimal or hexadecimal floating-point number is read
+/// ("infinity" and "nan" included, in upper and lower case), and the rest is ignored: " 2.5x" gives 2.5. The decimal
+/// point is a point in every locale.
 ///
-/// Throws `std::invalid_argument` for a text that does not begin with a number, and `std::out_of_range` for one whose
-/// number is too large, or too small to be held exactly; raises "Can't convert %@ to double" for anything else, null
-/// included. Any thread except the device callback.
+/// Throws `std::invalid_argument` for a text that does not begin with a number, and `std::out_of_range` for a number
+/// that overflows a 64-bit float or is too small to be represented exactly. For any other value (null, data, array,
+/// dictionary) raises "Can't convert VALUE to double", where VALUE is the value's `description()`. Thread-safe; not
+/// real-time safe.
 ORVANE_EXPORT double objectToDouble(const platform::Value& object);
 
 }  // namespace orvane

@@ -8,8 +8,8 @@
 #include "platform/PlatformError.h"
 #include "platform/Status.h"
 
-// The raisers of OVThrow.h for an object that keeps the services it was made with: they write to the log of those
-// services, where there is one, instead of the log in use.
+// The functions of OVThrow.h for objects that keep the services they were made with: they write to the log of those
+// services, if it has one, instead of the log in use.
 
 namespace orvane {
 
@@ -18,7 +18,7 @@ namespace orvane {
                           const platform::PlatformError& error);
 [[noreturn]] void raiseOn(const platform::Platform& services, const std::string& message, platform::Status status);
 
-/// Writes a line to the log of the services, where there is one.
+/// Writes a line to the log of the services; does nothing if they have none.
 void logOn(const platform::Platform& services, platform::LogLevel level, const std::string& line);
 
 }  // namespace orvane

@@ -9,7 +9,7 @@
 
 namespace orvane {
 
-/// The role, which is one of `services`. Raises "<name> is not available on this host" where it is null.
+/// Returns `role`, a member of `services`. Raises "NAME is not available on this host" if it is null.
 template <typename Role>
 Role& requiredRole(const platform::Platform& services, const std::shared_ptr<Role>& role, const char* name) {
   if (!role) raiseOn(services, std::string(name) + " is not available on this host");

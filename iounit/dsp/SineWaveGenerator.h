@@ -7,34 +7,34 @@
 
 namespace orvane {
 
-/// A sine oscillator with two renderers: `Render` computes the sine of each sample, correctly rounded, so that its
-/// samples have the same bits everywhere; `Render16` runs a two-pole resonator in fixed point. Each keeps a state of
-/// its own.
+/// A sine oscillator with two renderers. `Render` computes a correctly rounded sine for each sample, so its samples
+/// have the same bits on every machine. `Render16` is a two-pole resonator in fixed point. Each has its own state.
 ///
-/// Both write `frameCount` frames. With one channel sample k goes to `buffer[k * stride]`; with two the same value goes
-/// to `buffer[2 * k * stride]` and the slot after it. Any other channel count writes nothing and advances nothing.
+/// Both write `frameCount` frames. With one channel, sample k is written to `buffer[k * stride]`; with two, the same
+/// value is written to `buffer[2 * k * stride]` and the element after it. For any other channel count nothing is
+/// written and the phase does not advance. The buffer must be large enough; nothing checks it.
 ///
-/// One thread at a time. Nothing here allocates, locks, throws or fails: all of it may be called on the device
-/// callback.
+/// Not thread-safe. Real-time safe. Operations never fail and never throw.
 class ORVANE_EXPORT SineWaveGenerator {
  public:
+  /// Makes a generator of 440 Hz at 44100 Hz with amplitude 0.25.
   SineWaveGenerator() { SetInitialValues(); }
   virtual ~SineWaveGenerator() = default;
 
-  /// Renders 32-bit float samples from `mPhase` on, then multiplies `mFrequency` by `mSweepFactor` (whatever the
-  /// channel count); the factor is inverted at each call that leaves the frequency outside 60 Hz to 3000 Hz, which
-  /// brings it back. Reads the frequency afresh at every call.
+  /// Renders 32-bit float samples from `mPhase` on at `mFrequency` and `mAmplitude`, then multiplies `mFrequency` by
+  /// `mSweepFactor` (for any channel count). If the frequency is then outside 60 Hz to 3000 Hz, the factor is inverted,
+  /// unless it is 0.
   virtual void Render(float* buffer, std::uint32_t frameCount, int channelCount, int stride);
 
-  /// Renders signed 16-bit samples from the resonator's state on. The first one after a set-up is sin w x amplitude,
-  /// not 0. An amplitude above 1 wraps around.
+  /// Renders signed 16-bit samples from the resonator's state on. The first sample after a set-up is amplitude x
+  /// sin(w), w being the angle of one sample. Samples of an amplitude above 1 wrap around.
   virtual void Render16(std::int16_t* buffer, std::uint32_t frameCount, int channelCount, int stride);
 
-  /// Stores the rate in Hz, returns to the start of the period and sets the resonator up anew.
+  /// Stores the rate in hertz, sets the phase to 0 and sets up the resonator.
   virtual void SetSampleRate(float rate);
 
-  /// Sets the resonator up for the present frequency and rate, and leaves `mPhase` alone. Whoever changes `mFrequency`
-  /// calls this, or `SetSampleRate`, for `Render16` to follow.
+  /// Sets up the resonator for `mFrequency` and `mSampleRate` and keeps `mPhase`. Call this or `SetSampleRate` after
+  /// changing `mFrequency`, or `Render16` keeps the old frequency.
   void SetInitialValues();
 
   float mSampleRate = 44100.0F;   ///< Hz.
