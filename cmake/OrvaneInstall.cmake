@@ -71,4 +71,4 @@ file(RELATIVE_PATH ORVANE_PKGCONFIG_TO_PREFIX
 configure_file(packaging/orvane.pc.in "${PROJECT_BINARY_DIR}/orvane.pc" @ONLY)
 install(FILES "${PROJECT_BINARY_DIR}/orvane.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
 
-install(FILES LICENSE DESTINATION "${CMAKE_INSTALL_DOCDIR}")
+install(FILES LICENSE docs/simulated-device.md DESTINATION "${CMAKE_INSTALL_DOCDIR}")

@@ -10,27 +10,36 @@
 
 namespace orvane::platform {
 
-/// The names of the hosts that this library knows, and of those that are available here; the first available one is the
-/// default. Any thread.
+// The functions below are thread-safe and not real-time safe.
+
+/// Returns the names of the hosts that the library knows, and of those available on this machine, in order of
+/// preference. `current` uses the first available one by default.
 ORVANE_EXPORT std::vector<std::string> knownHosts();
 ORVANE_EXPORT std::vector<std::string> availableHosts();
 
-/// Makes the host of that name; `options` are its own (see `makeSimulatedHost`). Throws `PlatformException` for a name
-/// that is not known or not available, with the names that are, and for wrong options. Any thread.
+/// Makes a host by name and does not put it in use (see `use`). `options` depend on the host; `makeSimulatedHost` has
+/// those of "simulated". Throws `PlatformException` for an unknown or unavailable name, with the names that are
+/// available, and for wrong options.
 ORVANE_EXPORT Platform makeHost(std::string_view name, std::string_view options = {});
 
-/// A host on a simulated device in this process, set up by `KEY=VALUE[,KEY=VALUE…]`; an empty text gives the defaults.
-/// Throws `PlatformException` that names the wrong key and what would be right.
+/// Makes a host with a simulated audio device. `options` has the form `KEY=VALUE[,KEY=VALUE…]`; an empty text gives the
+/// defaults. In `mic`, `speaker` and `scenario`, `\,` stands for a comma and `\\` for a backslash.
 ///
-/// Keys: `mic` (a file's path, `tone:HZ[:AMPLITUDE]`, `noise[:SEED]`, `silence`, `loop`), `speaker` (`null` or the path
-/// of a 32-bit float WAVE file to write), `rate` (hertz, 0 to 768000), `inputs`, `outputs` (channels, 0 to 64), `slice`
-/// (frames, 1 to 8192), `pace` (`real` or `fast`), `scenario` (the path of a JSON file with settings of the device,
-/// refusals and faults; docs/simulated-device.md describes it).
+/// | Key | Value | Default |
+/// |---|---|---|
+/// | `mic` | path of a sound file, `tone:HZ[:AMPLITUDE]`, `noise[:SEED]`, `silence` or `loop` (the speaker) | `silence`
+/// | | `speaker` | `null`, or the path of a 32-bit float WAVE file to write | `null` | | `rate` | hertz, 0 (the
+/// hardware reports none) to 768000 | 48000, or the file's | | `inputs` | channels, 0 to 64 | 1, or the file's | |
+/// `outputs` | channels, 0 to 64 | 2 | | `slice` | frames, 1 to 8192 | 256 | | `pace` | `real`, or `fast` for a run
+/// that does not wait for the clock | `real` | | `scenario` | path of a JSON file with settings, refusals and faults |
+/// none |
 ///
-/// A key given here overrides the same setting in the scenario. Both are checked whole before
-/// anything starts, a scenario's setting that another one replaces included.
+/// A key given here overrides the same setting in the scenario. Options and scenario are checked completely before the
+/// host is made, overridden settings included. Throws `PlatformException` that names the wrong key and states what
+/// would be right, and for files that cannot be read or written.
 ///
-/// At fast pace the host clock jumps from task to task while the caller waits, so the same run gives the same bytes.
+/// At fast pace the host clock jumps from task to task while the caller waits, so repeated runs give the same bytes.
+/// The installed simulated-device.md describes microphones, scenarios and faults.
 ORVANE_EXPORT Platform makeSimulatedHost(std::string_view options = {});
 
 }  // namespace orvane::platform
