@@ -9,7 +9,7 @@
 
 namespace orvane {
 
-/// One slice of captured input, as an input handler is told of it.
+/// The arguments of an input handler.
 struct CapturedSlice {
   platform::RenderActionFlags& flags;
   const platform::RenderTimeStamp& time;
@@ -17,12 +17,13 @@ struct CapturedSlice {
   std::int32_t bus;
 };
 
-/// Pulls a slice of 32-bit float samples into `list`, one channel an entry: afterwards the entries refer to the unit's
-/// memory, valid until the input handler returns. Called inside an input handler only; real-time safe.
+/// Renders a slice of captured input into `list`, which has one entry a channel of the input client format. Afterwards
+/// each entry has `slice.frames` 32-bit float samples in the unit's memory, valid until the input handler returns. Call
+/// it inside an input handler only. Real-time safe.
 ///
-/// If the render fails, writes "Error <status> while rendering in <place>" to standard error and ends the process
-/// abnormally: an input handler has nobody to report to, and what a meter or a recording showed from then on
-/// would be wrong.
+/// If the render fails, writes "Error STATUS while rendering in PLACE" to standard error and ends the process
+/// abnormally: an input handler cannot report a failure, and a meter or a recording would show wrong results without
+/// it.
 void renderCapturedInput(const platform::RenderOperation& render, const CapturedSlice& slice, PX::BufferList& list,
                          std::string_view place);
 

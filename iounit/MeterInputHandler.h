@@ -9,43 +9,41 @@
 
 namespace orvane {
 
-/// Meters captured input, one `PowerMeter` a channel, and draws the average levels on standard output as bars that
-/// redraw in place.
+/// Meters captured input with one `PowerMeter` a channel and prints the average levels to standard output, as bars that
+/// a terminal redraws in place.
 ///
-/// Made and destroyed on the caller's thread; in between only the unit's input handler touches it. `AOMeter` keeps the
-/// hardware's rate, so the device callback alone calls it; nothing here depends on that.
+/// Not thread-safe: made and destroyed on the caller's thread, and used by the unit's input handler only in between.
 class MeterInputHandler {
  public:
-  /// Characters of a bar.
+  /// Characters per bar.
   static constexpr int barWidth = 40;
-  /// Calls of `process` from one printed line to the next.
+  /// Calls of `process` per printed line.
   static constexpr std::uint32_t printPeriod = 8;
 
-  /// `channelCount` may be 0: then nothing is metered and nothing printed. The rate is in hertz.
+  /// `sampleRate` is in hertz. With a `channelCount` of 0, nothing is metered or printed.
   MeterInputHandler(int channelCount, double sampleRate);
 
-  /// Meters the `frames` frames that the entries of `mBufferList` refer to: one channel an entry, `frames` 32-bit float
-  /// samples each. On the first call and every eighth after it, prints a line: for each channel the stars of its bar,
-  /// filled up with blanks to 40 characters; two blanks between bars, a carriage return after the last.
+  /// Meters the samples in `mBufferList`: one channel an entry, `frames` 32-bit float samples each. On the first call
+  /// and every eighth after it, prints a line: for each channel a bar of stars, padded with spaces to 40 characters,
+  /// with two spaces between bars and a carriage return after the last.
   ///
-  /// Called inside the input handler, one call at a time. Metering allocates nothing. Printing takes the lock of
-  /// standard output and waits where its reader is slow; a write that fails is ignored. Flushes standard output on
-  /// every call.
+  /// Metering is real-time safe. Printing is not: it locks standard output and waits while its reader is slow. Failed
+  /// writes are ignored. Flushes standard output on every call.
   void process(std::uint32_t frames);
 
   const std::int32_t mChannelCount;
   PX::BufferList mBufferList;
   std::vector<PowerMeter> mMeters;
-  std::uint32_t mPrintCycle = 0;  ///< Calls since the last one that printed; prints at 0.
+  std::uint32_t mPrintCycle = 0;  ///< Calls since the last printed line; a call at 0 prints.
 
  private:
   void meterChannels(std::uint32_t frames);
   void printBars() const;
-  /// The stars of a bar: a level of 1 or more (infinity included) fills it, a level below 1/40, a negative one or
-  /// not-a-number gives none.
+  /// Returns the number of stars, 0 to 40: the level times 40, truncated. A level of 1 or more, infinity included,
+  /// gives 40; a negative one or not-a-number gives 0.
   static int barStars(double level);
 
-  std::vector<const float*> mPlanes;  ///< Each channel's samples, while a block is metered.
+  std::vector<const float*> mPlanes;  ///< The samples of each channel during `process`.
 };
 
 }  // namespace orvane

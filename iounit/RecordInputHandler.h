@@ -11,26 +11,25 @@
 
 namespace orvane {
 
-/// Owns the file of a recording and the list that its slices are captured through.
+/// Owns the file of a recording and the buffer list for its slices.
 ///
-/// Made and destroyed on the caller's thread. In between only the unit's input handler touches it: on the device
-/// callback, and on the caller's thread while the unit stops, for what a rate conversion still holds.
+/// Not thread-safe: made and destroyed on the caller's thread, and used by the unit's input handler only in between, on
+/// the device callback and, for the last frames of a rate conversion, on the thread that stops the unit.
 class RecordInputHandler {
  public:
-  /// Makes a file of 16-bit samples at `filePath`, in place of one that is there, at the rate and with the channels of
-  /// `clientFormat`, in which the samples will come. Raises "ConvertingFile is not available on this host",
-  /// "ConvertingFile::create failed: <status>", and
-  /// "ConvertingFile setting client format failed: <status>" with the file closed again.
+  /// Opens a file of 16-bit samples at `filePath`, replacing an existing one, with the rate and channels of
+  /// `clientFormat`, the format of the samples to write. Raises "ConvertingFile is not available on this host",
+  /// "ConvertingFile::create failed: STATUS", and "ConvertingFile setting client format failed: STATUS"; in the last
+  /// case the file is closed again.
   RecordInputHandler(const platform::Platform& services, const std::string& filePath,
                      const platform::StreamFormat& clientFormat);
   RecordInputHandler(const RecordInputHandler&) = delete;
   RecordInputHandler& operator=(const RecordInputHandler&) = delete;
-  /// Completes and closes the file. A service that cannot do so ends the process.
+  /// Completes and closes the file. If the service refuses, the failure is logged and the process ends.
   ~RecordInputHandler();
 
-  /// Writes the `frames` frames that the entries of `mBufferList` refer to, later and on a thread of the service's own.
-  /// Frames that it does not take are lost: there is nobody to tell. Called inside the input handler, one call at a
-  /// time, on either of its threads; real-time safe.
+  /// Queues the `frames` frames in `mBufferList` for writing on a thread of the service. Ignores the status: frames
+  /// that the service does not accept are lost. Real-time safe.
   void write(std::uint32_t frames);
 
   const std::uint32_t mChannelCount;
@@ -40,7 +39,7 @@ class RecordInputHandler {
  private:
   RecordInputHandler(const platform::Platform& services, std::uint32_t channelCount);
 
-  const platform::Platform mServices;  ///< Those of the recorder, whichever host is in use by now.
+  const platform::Platform mServices;  ///< The services of the recorder.
 };
 
 }  // namespace orvane

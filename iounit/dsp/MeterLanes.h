@@ -7,16 +7,16 @@
 
 namespace orvane {
 
-/// Four samples of one channel, on every processor that GCC and Clang know.
+/// Four samples of one channel; available on every processor that GCC and Clang support.
 using FourLanes [[gnu::vector_size(16)]] = float;
-/// Four samples each of two channels, for processors with registers of that width.
+/// Four samples of each of two channels, for processors with 256-bit registers.
 using EightLanes [[gnu::vector_size(32)]] = float;
 
-/// One step of the running mean square and the maximum of each lane, in single precision. Everything that meters
-/// contiguous samples goes through here, so that the arithmetic stands once.
+/// Updates the running mean square and the maximum magnitude of each lane by one step, in single precision. All code
+/// that meters contiguous samples uses this function, so that its arithmetic is the same. Real-time safe.
 template <typename Lanes>
 [[gnu::always_inline]] inline void meterLanes(const Lanes& samples, Lanes& meanSquare, Lanes& maxima) {
-  constexpr float smoothing = 0.11470700055360794F;  // what 0.03 a sample comes to in four
+  constexpr float smoothing = 0.11470700055360794F;  // 1 - (1 - 0.03)^4: 0.03 a sample, over four samples
   static_assert(std::bit_cast<std::uint32_t>(smoothing) == 0x3DEAEB81);
   meanSquare += (samples * samples - meanSquare) * smoothing;
 
@@ -26,7 +26,7 @@ template <typename Lanes>
   bits &= 0x7FFFFFFF;
   Lanes magnitudes;
   std::memcpy(&magnitudes, &bits, sizeof bits);
-  // In this order of operands a sample that is not a number leaves the maximum alone, as it does one by one.
+  // In this order of operands, not-a-number leaves the maximum unchanged, as in the scalar loop.
   maxima = magnitudes > maxima ? magnitudes : maxima;
 }
 

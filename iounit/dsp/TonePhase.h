@@ -9,29 +9,28 @@
 
 namespace orvane {
 
-/// The phase of a tone: its position in the period, counted in samples in single precision. Every sample adds 1; a sum
-/// greater than the period is reduced by the period once.
+/// The phase of a tone: its position in the period, in samples, in single precision. Each sample adds 1; if the sum
+/// exceeds the period, the period is subtracted once.
 ///
-/// While the phase is a multiple of the spacing of floats at the period, all of this is exact: a matter of whole
-/// numbers, in which any later phase is as near as the next. Where the period is less than 1 short of a power of two
-/// that holds within a period, and the step to the next one rounds. For a period below 1, and for up to a period after
-/// a change of it, the samples are counted one by one. The phases are the same either way.
+/// While the phase is a multiple of the spacing of floats at the period (the grid), this arithmetic is exact and is
+/// done with integers, so that several phases are computed at once. If the period is less than 1 below a power of two,
+/// it is exact within a period only, and the step to the next period rounds. For a period below 1, and for up to one
+/// period after the period has changed, samples are counted one by one. The phases are the same in each case.
 ///
-/// Real-time safe.
+/// Not thread-safe; real-time safe.
 class TonePhase {
  public:
-  /// Takes any phase and any period.
+  /// Accepts any phase and period, in samples.
   TonePhase(float phase, float period);
 
-  /// The phase of the next sample.
+  /// Returns the phase of the next sample.
   float phase() const { return mPhase; }
 
-  /// Takes as many samples as there is room for and writes the angle of each: phase / period times one turn, in single
-  /// precision. Returns whether all of them are from 0 to one turn. The width changes the speed alone; a test gives the
-  /// narrower one, and none may be given that the processor does not have.
+  /// Advances by `angles.size()` samples and writes the angle of each: phase / period x one turn, in single precision.
+  /// Returns whether all angles are from 0 to one turn. `width` changes the speed only; the processor must support it.
   bool nextAngles(std::span<float> angles, RegisterWidth width = widestRegisters());
 
-  /// The period and one sample in spacings of floats at the period.
+  /// The period and one sample, in units of the spacing of floats at the period.
   struct Grid {
     std::int32_t period;  ///< From 2^23 up to 2^24.
     std::int32_t sample;  ///< A power of two, at most the period.

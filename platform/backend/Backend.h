@@ -9,9 +9,10 @@
 
 namespace orvane::backend {
 
-/// The parts of a back end, all on one clock. Either may be absent: the host then has no such device.
+/// A back end: an audio device, a MIDI transport, or both on one clock. A null part means that the host has no such
+/// device.
 struct Backend {
-  std::string hostName;  ///< "simulated", "pipewire".
+  std::string hostName;  ///< "simulated" or "pipewire".
   std::unique_ptr<AudioDevice> audio;
   std::unique_ptr<MidiTransport> midi;
 };

@@ -3,7 +3,7 @@
 
 namespace orvane::backend {
 
-/// A MIDI connection: implemented by a back end that has one.
+/// A MIDI connection; implemented by a back end. No operations yet.
 class MidiTransport {
  public:
   virtual ~MidiTransport() = default;

@@ -11,26 +11,27 @@
 
 namespace orvane::host {
 
-/// A host operation that can be refused, named as messages spell it ("UnitService::start").
+/// A host operation that a scenario can refuse, such as "UnitService::start".
 ///
-/// Each service defines its calls as constants at namespace scope; that alone makes them known to scenarios.
+/// Each service defines its calls as constants at namespace scope; the constructor registers them for scenarios.
 class GatedCall {
  public:
   enum class Answer {
-    status,  ///< The call answers with a status, which a refusal gives.
-    object,  ///< The call answers with an object or none.
-    hidden,  ///< As `status`; refused by other means than its name, so it is not listed.
+    status,  ///< The call returns a status; a refusal needs one.
+    object,  ///< The call returns an object or none; a refusal needs no status.
+    hidden,  ///< As `status`, but not listed: scenarios refuse it through keys of their own.
   };
 
+  /// `name` must live as long as the process.
   explicit GatedCall(const char* name, Answer answer = Answer::status);
   GatedCall(const GatedCall&) = delete;
   GatedCall& operator=(const GatedCall&) = delete;
 
-  /// Terminated by a zero character.
+  /// Returns the name, which is zero-terminated.
   std::string_view name() const { return mName; }
   bool answersStatus() const { return mAnswer != Answer::object; }
 
-  /// Every call that is not hidden, by name.
+  /// Returns every call that is not hidden, sorted by name. Thread-safe once static initialisation has ended.
   static const std::vector<const GatedCall*>& all();
 
  private:
@@ -38,22 +39,24 @@ class GatedCall {
   Answer mAnswer;
 };
 
-/// Why a gate refuses a call.
+/// The status and reason with which a call is refused.
 struct Refusal {
-  platform::Status status = platform::status::success;  ///< Not 0, except for calls that answer with an object.
+  platform::Status status = platform::status::success;  ///< Not 0, except for calls that return an object.
   std::string reason;
 };
 
-/// Asked by every host operation that can be refused before it does anything. Lets everything pass unless told
-/// otherwise. Any thread; asking is real-time safe.
+/// Decides whether a host operation is refused. Every operation that can be refused asks it first. Refuses nothing by
+/// default. Thread-safe; `refusal` is real-time safe.
 class CallGate {
  public:
-  /// Decides about a call by name; null lets it pass. Real-time safe. What it returns lives as long as the gate.
+  /// Returns the refusal of the named call, or null to allow it. Must be real-time safe. The refusal must live as long
+  /// as the gate.
   using Decide = std::function<const Refusal*(std::string_view call)>;
 
-  /// Set before the host is used.
+  /// Sets the decision. Call it before the host is used.
   void setDecision(Decide decide) { mDecide = std::move(decide); }
 
+  /// Returns the refusal of `call`; null if it is allowed.
   const Refusal* refusal(const GatedCall& call) const { return mDecide ? mDecide(call.name()) : nullptr; }
 
  private:

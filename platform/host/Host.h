@@ -9,7 +9,8 @@
 
 namespace orvane::host {
 
-/// Sets up the host's services on a back end that stands on the same context.
+/// Makes the host's services on a back end that was made with the same context. Throws `std::system_error` if no thread
+/// can be started. Not real-time safe.
 platform::Platform makeHost(const std::shared_ptr<HostContext>& context, backend::Backend backend);
 
 }  // namespace orvane::host

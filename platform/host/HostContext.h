@@ -19,26 +19,30 @@
 
 namespace orvane::host {
 
-/// The services that every part of a host, and its back end, stand on. One object a host, shared by its parts. Any
-/// thread; real-time safe only where a member says so.
+/// The services shared by all parts of a host and its back end; one object a host. Thread-safe. Real-time safe only
+/// where a member says so.
 class HostContext {
  public:
+  /// The scheduler to use: by the clock (`RealPace`), or without waiting (`FastPace`).
   enum class Pace { real, fast };
 
   explicit HostContext(Pace pace);
   HostContext(const HostContext&) = delete;
   HostContext& operator=(const HostContext&) = delete;
 
-  /// Logs a refused call as an error, keeps it for `lastRefusal`, and returns its status.
+  /// Logs "CALL failed: REASON" as an error, keeps the failure for `lastRefusal`, and returns its status.
   platform::Status refuse(platform::Failure failure);
-  /// Asks the gate about a call that is not made on the device callback; a refusal is logged and kept.
+  /// Asks the gate about a call. Logs and keeps a refusal as `refuse` does and returns its status; nothing if the call
+  /// is allowed. Not for calls on the device callback, which ask `gate` directly.
   std::optional<platform::Status> refusalOf(const GatedCall& call);
+  /// See `platform::DeviceReport::lastRefusal`.
   std::optional<platform::Failure> lastRefusal() const { return mRefusals->last(); }
 
-  /// True while files cannot be written, as on a full disk: asked before each write.
+  /// Simulates a full disk while it returns true; asked before each write to a file. Thread-safe. Default: false. Set
+  /// it before the host is used.
   std::function<bool()> diskIsFull = [] { return false; };
 
-  /// Files that nobody may overwrite while the host lives. Set before the host is used.
+  /// Claims on files that must not be overwritten while the host exists. Set them before the host is used.
   std::vector<std::shared_ptr<const ReadClaim>> inputFiles;
 
   const std::shared_ptr<platform::Log> log;
@@ -46,7 +50,7 @@ class HostContext {
   const std::shared_ptr<CallGate> gate;
 
  private:
-  const std::shared_ptr<RefusalRecord> mRefusals;  ///< Sessions share it, which may outlive the host.
+  const std::shared_ptr<RefusalRecord> mRefusals;  ///< Shared with sessions, which may outlive the host.
   NoticeWorker mNotices;
 
  public:

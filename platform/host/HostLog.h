@@ -7,7 +7,8 @@
 
 namespace orvane::host {
 
-/// Writes to the system's log as "orvane", facility `LOG_USER`, until it is given a sink, and where the sink throws.
+/// Writes to the sink; without one, or if it throws, to the system's log as "orvane", facility `LOG_USER`. Lines of
+/// more than 1 MiB are cut in the system's log.
 class HostLog final : public platform::Log {
  public:
   void write(platform::LogLevel level, std::string_view line) override;

@@ -8,19 +8,20 @@
 
 namespace orvane::host {
 
-/// A value, or the failure that stands in its place. Operations without a value return `std::optional<Failure>`.
+/// A value or a failure. Operations without a value return `std::optional<Failure>` instead.
 template <typename Value>
 class [[nodiscard]] Result {
  public:
   Result(Value value) : mContent(std::in_place_index<0>, std::move(value)) {}
   Result(platform::Failure failure) : mContent(std::in_place_index<1>, std::move(failure)) {}
 
+  /// Whether there is a value.
   explicit operator bool() const { return mContent.index() == 0; }
 
-  /// The value; there is one where this is true.
+  /// Returns the value. Undefined if there is none.
   Value& operator*() { return *std::get_if<0>(&mContent); }
   Value* operator->() { return std::get_if<0>(&mContent); }
-  /// The failure; there is one where this is false.
+  /// Returns the failure. Undefined if there is a value.
   platform::Failure& failure() { return *std::get_if<1>(&mContent); }
 
  private:

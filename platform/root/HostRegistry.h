@@ -11,24 +11,24 @@
 
 namespace orvane::root {
 
-/// A kind of host that this library can set up.
+/// A kind of host.
 struct HostKind {
   std::string name;
-  std::function<bool()> isAvailable;  ///< Whether it can be made on this machine: its module is there, say.
+  std::function<bool()> isAvailable;  ///< Whether it can be made on this machine.
   std::function<platform::Platform(std::string_view options)> make;
 };
 
-/// The kinds of host, in order of preference. Any thread.
+/// The kinds of host, in order of preference. Thread-safe; not real-time safe.
 class HostRegistry {
  public:
   void add(HostKind kind);
 
-  /// The names of all kinds, and of those that are available; the first available one is the default.
+  /// Returns the names of all kinds, and of the available ones, whose first is the default.
   std::vector<std::string> known() const;
   std::vector<std::string> available() const;
 
-  /// Makes a host. Throws `platform::PlatformException` for a name that is not known, or not available, with the names
-  /// that are; and what the host itself throws.
+  /// Makes a host. Throws `platform::PlatformException` for an unknown or unavailable name, with the names that are
+  /// available, and what making the host throws.
   platform::Platform make(std::string_view name, std::string_view options) const;
 
  private:

@@ -15,16 +15,15 @@
 
 namespace PX {
 
-/// Owning storage for one `RenderBufferList`: a header with the buffer count, then 16 bytes for each buffer.
+/// Owns the storage of one `RenderBufferList`: a header with the buffer count, then 16 bytes for each buffer.
 ///
-/// Construction allocates; everything else may be called on the device callback as long as the list is used as
-/// documented. One thread at a time.
+/// Not thread-safe. The constructor allocates; all other operations are real-time safe if they do not fail.
 class BufferList {
  public:
-  /// Bytes before the first entry: the count and its alignment.
+  /// Bytes before the first entry: the count and its padding.
   static constexpr std::size_t kHeaderSize = sizeof(orvane::platform::RenderBufferList);
 
-  /// Makes a list of `bufferCount` entries, all zero: no channels, no bytes, no data.
+  /// Makes a list of `bufferCount` entries, all 0: no channels, no bytes, null data.
   explicit BufferList(std::uint32_t bufferCount)
       : mStorage(kHeaderSize + bufferCount * sizeof(orvane::platform::RenderBuffer)) {
     new (mStorage.data()) orvane::platform::RenderBufferList(bufferCount);
@@ -33,20 +32,20 @@ class BufferList {
   BufferList(const BufferList&) = delete;
   BufferList& operator=(const BufferList&) = delete;
 
-  /// The list, to be handed to a render operation. Its entries may be changed, its count may not.
+  /// Returns the list, for use in a render operation. Its entries may be changed, its count must not.
   orvane::platform::RenderBufferList& GetAudioBufferList() {
     return *std::launder(reinterpret_cast<orvane::platform::RenderBufferList*>(mStorage.data()));
   }
 
-  /// The count of buffers. A header that no longer agrees with the storage ends the process, in every kind of build:
-  /// whoever changed it may have written beyond the entries.
+  /// Returns the number of buffers. If the count in the header no longer agrees with the storage, the process ends in
+  /// every kind of build, because memory beyond the entries may have been overwritten.
   std::uint32_t GetNumberBuffers() {
     const std::uint32_t count = GetAudioBufferList().bufferCount;
     if (count != (mStorage.size() - kHeaderSize) / sizeof(orvane::platform::RenderBuffer)) failNumberBuffers();
     return count;
   }
 
-  /// One entry; throws `std::out_of_range` where `index` is not below `GetNumberBuffers()`.
+  /// Returns an entry; throws `std::out_of_range` if `index` is not below `GetNumberBuffers()`.
   orvane::platform::RenderBuffer& operator[](std::size_t index) {
     if (index >= GetNumberBuffers()) {
       throw std::out_of_range("accessing a PX::BufferList with an out-of-range index");
@@ -55,7 +54,7 @@ class BufferList {
   }
 
  private:
-  /// Straight to the descriptor, because it may happen on the device callback.
+  /// Writes to the descriptor directly, because this may run on the device callback.
   [[noreturn]] static void failNumberBuffers() {
     constexpr std::string_view message =
         "GetNumberBuffers: the buffer count of a PX::BufferList does not agree with its storage\n";
@@ -63,7 +62,7 @@ class BufferList {
     std::abort();
   }
 
-  /// Allocated by operator new, so aligned for the header and the entries.
+  /// Allocated by operator new, which aligns it for the header and the entries.
   std::vector<std::byte> mStorage;
   static_assert(alignof(orvane::platform::RenderBuffer) <= __STDCPP_DEFAULT_NEW_ALIGNMENT__);
 };

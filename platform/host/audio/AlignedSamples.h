@@ -11,9 +11,9 @@
 
 namespace orvane::host {
 
-/// Planes of 32-bit float samples, one a channel, each on a boundary that vector instructions like. Zero at first.
+/// Planes of 32-bit float samples, one a channel, each aligned to 64 bytes. Initialised with 0.
 ///
-/// Allocated by the constructor and never again; everything else is real-time safe.
+/// Not thread-safe. The constructor allocates; all other operations are real-time safe.
 class AlignedSamples {
  public:
   static constexpr std::size_t alignment = 64;

@@ -18,41 +18,44 @@
 
 namespace orvane::host {
 
-/// The one user of the audio device in a process. Hands input to each client and mixes their output, in order of
-/// registration; counts frames and enforces the limit of the run to the frame. The device runs while there is a client
-/// and until the run has ended.
+/// The only user of a host's audio device. Passes input to each client and mixes their output, in order of
+/// registration; counts frames and ends the run after exactly the limit. The device runs while there is a client, until
+/// the run ends.
 ///
-/// The list of clients reaches the callback without a lock: a new list is published, and the old one lives until no
-/// callback reads it (a hazard pointer). Control calls may come from any thread but the device's; inside a worker's
-/// task only while the device does not run, except `removeSoon`.
+/// The list of clients is published to the callback without a lock: the old list is kept until no callback reads it (a
+/// hazard pointer). Thread-safe; not real-time safe except `deviceStarts`. `add` and `remove` end the process with a
+/// message on the device callback, and inside a worker's task while the device is running.
 class AudioHub final : private backend::DeviceCallback {
  public:
-  /// `device` is null where there is none.
+  /// `device` may be null if the host has none.
   AudioHub(std::shared_ptr<HostContext> context, std::unique_ptr<backend::AudioDevice> device);
   /// Stops the device.
   ~AudioHub() override;
 
   bool hasDevice() const { return mDevice != nullptr; }
-  /// The format that the device runs in, or would be started in; zeros without a device.
+  /// Returns the format in which the device is running or would be started; all 0 without a device.
   backend::DeviceFormat format() const;
-  /// Returns why the device cannot be started, if that is known; the run has then failed, and subscribers are told.
+  /// Returns the reason if it is known that the device cannot be started; `noDevice` without a device. If the device
+  /// itself is unavailable, the run has failed and its end is announced.
   std::optional<platform::Failure> checkAvailable();
 
-  /// Registers a client and starts the device if it does not run. Returns why the client is not registered, or nothing.
+  /// Registers a client and starts the device if it is not running. Returns nothing on success, otherwise the reason
+  /// why the client is not registered.
   std::optional<platform::Failure> add(HubClient& client);
-  /// Takes a client out, and stops the device after the last one. Once this has returned the client is not called.
+  /// Removes a client; stops the device before removing the last one. The client is not called after this has returned.
+  /// Ignores an unknown client.
   void remove(HubClient& client);
-  /// The same from a task: returns immediately, and calls `done` on the hub's worker once the client is not called any
-  /// more, or if it is none. A hub that is destroyed first drops `done`.
+  /// Removes a client from inside a task: returns immediately, and calls `done` on the hub's worker when the client is
+  /// no longer called, or if it is unknown. If the hub is destroyed first, `done` is dropped.
   void removeSoon(HubClient& client, std::function<void()> done);
-  /// Stops the device for good: the host goes away. Allowed in a worker's task.
+  /// Stops the device permanently, because the host is being destroyed. Allowed in a worker's task.
   void shutDown();
 
   /// See `platform::RunControl::endAfterFrames`.
   void endAfterFrames(std::uint64_t frames) { mFrameLimit = frames; }
-  /// Counts of the run; overruns are not the hub's to count.
+  /// Returns the counts of the run, except overruns, which `FileRecord` counts.
   platform::RunCount runCount() const;
-  /// Successful starts of the device so far. Real-time safe.
+  /// Returns the number of successful starts of the device. Real-time safe.
   std::uint64_t deviceStarts() const { return mDeviceStarts; }
 
  private:

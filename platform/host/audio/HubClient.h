@@ -12,27 +12,27 @@
 
 namespace orvane::host {
 
-/// One slice of captured sound as the hub hands it to its clients: 32-bit float planes, one a channel, 16-byte aligned.
+/// One slice of captured audio: 32-bit float planes, one a channel, 16-byte aligned. Valid during the call.
 struct HubSlice {
-  platform::HostTime time{};     ///< When the first input frame was captured.
-  std::uint64_t firstFrame = 0;  ///< Frames since the device's first start, missing ones included.
+  platform::HostTime time{};     ///< Capture time of the first input frame.
+  std::uint64_t firstFrame = 0;  ///< Frames since the device's first start, missing frames included.
   std::uint32_t frames = 0;
   std::span<const float* const> inputs;
 };
 
-/// A participant in the device's slices: a unit, a queue, a graph, a sound.
+/// A client of the hub, such as a unit.
 class HubClient {
  public:
   virtual ~HubClient() = default;
-  /// Takes the slice's input and adds output. Returns why the run cannot go on, in a text that is never freed; null
-  /// otherwise. On the device callback; real-time safe.
+  /// Reads the slice's input and adds output. Called on the device callback; must be real-time safe. Returns null, or
+  /// the reason why the run cannot continue, a text with static lifetime.
   virtual const char* deviceSlice(const HubSlice& slice, OutputMix& mix) = 0;
-  /// Whether the client needs the slice's input. Asked when clients come and go.
+  /// Whether the client uses the input. Asked whenever the list of clients changes.
   virtual bool takesInput() const { return true; }
-  /// The device runs in this format from the next slice on: makes what depends on another one anew. Called before the
-  /// device starts and before the client is first called, with the format that it has already in most cases, and when
-  /// the format changes; never while a slice is; on the caller's thread or the hub's worker. Returns why the client
-  /// cannot go on, which ends the run or refuses the client; nothing otherwise.
+  /// Prepares the client for the device's format from the next slice on. Called before each start of the device, before
+  /// the client's first slice, and when the format changes, often with the format that the client already has. Called
+  /// on the caller's thread or the hub's worker, never during a slice. Returns nothing, or the reason why the client
+  /// cannot continue, which ends the run or refuses the client.
   virtual std::optional<platform::Failure> deviceChanged(const backend::DeviceFormat& format) = 0;
 };
 

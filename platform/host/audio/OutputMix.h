@@ -10,10 +10,10 @@
 
 namespace orvane::host {
 
-/// Collects what clients play in one slice. Real-time safe.
+/// Mixes the output of the clients in one slice. Not thread-safe; real-time safe.
 ///
-/// The first client of a channel is copied, not added to zero, so that a lone client's samples reach the device bit for
-/// bit, negative zero and not-a-number included.
+/// The first client's samples of a channel are copied, not added to 0, so that the samples of a single client reach the
+/// device bit for bit, negative zero and not-a-number included.
 class OutputMix {
  public:
   OutputMix(std::span<float* const> outputs, std::uint32_t frames) : mOutputs(outputs), mFrames(frames) {}
@@ -21,6 +21,7 @@ class OutputMix {
   std::uint32_t channels() const { return static_cast<std::uint32_t>(mOutputs.size()); }
   std::uint32_t frames() const { return mFrames; }
 
+  /// Adds `frames()` samples to a channel below `channels()`.
   void add(std::uint32_t channel, const float* samples) {
     float* output = mOutputs[channel];
     if (mPlayed[channel]) {
@@ -31,7 +32,7 @@ class OutputMix {
     }
   }
 
-  /// Silences the channels that nobody played.
+  /// Fills the channels without samples with silence. Call it once, last.
   void finish() {
     for (std::uint32_t channel = 0; channel < channels(); ++channel) {
       if (!mPlayed[channel]) std::fill_n(mOutputs[channel], mFrames, 0.0F);

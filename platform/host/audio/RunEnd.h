@@ -12,24 +12,25 @@
 
 namespace orvane::host {
 
-/// How the device's run ended by itself, and the subscribers to that. Any thread; real-time safe only where it says so.
+/// The end of a run by itself, and its subscribers. Thread-safe; only `end` is real-time safe.
 class RunEnd {
  public:
   explicit RunEnd(NoticeWorker& worker) : mNotices(worker) {}
 
-  /// An end and its failure.
+  /// An end, and its failure if `end` is `failed`.
   struct Record {
     platform::DeviceEnd end = platform::DeviceEnd::none;
     std::optional<platform::Failure> failure = {};
   };
-  /// The device starts: an earlier end, which is returned, no longer counts.
+  /// Clears the end before a start, and returns it.
   Record clear();
-  /// The start failed: the earlier end counts again, unless another came meanwhile. Nobody is told again.
+  /// Restores an end after a failed start, unless another was set meanwhile. Runs no notices.
   void restore(Record earlier);
-  /// The first end since the start counts, later ones are dropped. `failure` comes with `DeviceEnd::failed`.
+  /// Sets the end and runs the notices; does nothing if an end is already set. `failure` is given with
+  /// `DeviceEnd::failed` only.
   void set(platform::DeviceEnd end, std::optional<platform::Failure> failure);
 
-  /// Real-time safe.
+  /// Returns the end; `none` while there is none. Real-time safe.
   platform::DeviceEnd end() const { return mEnd; }
   std::optional<platform::Failure> failure() const;
   /// See `platform::RunControl::onDeviceEnd`.

@@ -11,27 +11,27 @@
 
 namespace orvane::host {
 
-/// Carries slices of sound from the device callback to a worker: a bounded ring of frames, without locks, allocated
-/// before the start.
+/// A bounded, lock-free ring of frames from the device callback to a worker.
 ///
-/// One thread pushes, one takes. A push is all or nothing; one that finds too little room drops its slice and is
-/// counted. What was pushed can be taken at once, to the last frame.
+/// One thread pushes and one thread takes. A push is all or nothing: if there is too little room, the slice is dropped
+/// and counted. Everything that was pushed can be taken immediately. The constructor allocates; all other operations
+/// are real-time safe.
 class SliceQueue {
  public:
-  /// Holds `frames` frames, at least one.
+  /// Makes a queue of `frames` frames, at least 1.
   SliceQueue(std::uint32_t channels, std::uint32_t frames);
 
-  /// The callback's side. Real-time safe. False where the slice was dropped.
+  /// Pushes a slice of one plane a channel. Returns false if the slice was dropped.
   bool push(std::span<const float* const> planes, std::uint32_t frames);
 
-  /// Sound as the worker sees it.
+  /// Frames in the queue, in planes; valid during the call that receives them.
   struct Block {
     std::span<const float* const> planes;
     std::uint32_t frames;  ///< 1 to `maxBlockFrames`.
   };
   static constexpr std::uint32_t maxBlockFrames = 16384;
 
-  /// The worker's side: calls `take(Block)` for what is there now, oldest first. Room is given back block by block.
+  /// Calls `take(Block)` for all frames in the queue, oldest first. The room of a block is free again after its call.
   template <typename Take>
   void takeAll(Take take) {
     const std::uint64_t pushed = mPushed.load(std::memory_order_acquire);
@@ -46,7 +46,7 @@ class SliceQueue {
     }
   }
 
-  /// Slices that were dropped. Any thread.
+  /// Returns the number of dropped slices. Thread-safe.
   std::uint64_t overruns() const { return mOverruns.load(std::memory_order_relaxed); }
 
  private:
@@ -54,13 +54,13 @@ class SliceQueue {
 
   Block blockAt(std::uint32_t place, std::uint32_t frames);
 
-  // Each side writes one count and reads the other: on lines of their own, so that they do not slow each other down.
+  // Each side writes one count and reads the other. Separate cache lines avoid false sharing.
   alignas(cacheLine) std::atomic<std::uint64_t> mPushed = 0;  ///< Frames since the beginning.
   std::atomic<std::uint64_t> mOverruns = 0;
   AlignedSamples mSamples;
   std::uint32_t mCapacity;
   alignas(cacheLine) std::atomic<std::uint64_t> mTaken = 0;
-  std::vector<const float*> mBlock;  ///< The worker's.
+  std::vector<const float*> mBlock;  ///< Used by the worker only.
 };
 
 }  // namespace orvane::host

@@ -11,31 +11,32 @@
 
 namespace orvane::host {
 
-/// Notices that a running device no longer calls back.
+/// Detects a running device that no longer calls back.
 ///
-/// A stall is no callback for ten slices, and for half a second at least. Not a stall: a callback in progress, which
-/// may be writing to a pipe that nobody empties; an interruption that the device itself reports; a process that was
-/// stopped as a whole, which shows in the watch being late itself.
+/// A stall is the absence of callbacks for ten slices, and for at least 500 ms. Not a stall: a callback in progress (it
+/// may be writing to a pipe that is not read), an interruption that the device reports, and a process that was stopped
+/// and continued, which the watch recognises because it runs late itself.
 class StallWatch {
  public:
-  /// How long a device of this format may be silent.
+  /// Returns the time without callbacks after which a device of this format has stalled.
   static platform::HostTime limit(const backend::DeviceFormat& format);
 
-  /// `onStall` runs on `worker`, at most once a run; both outlive this, and the worker is idle by its end.
+  /// Calls `onStall` on `worker` at most once a run. Clock and worker must outlive this object, and the worker must be
+  /// cancelled before it is destroyed.
   StallWatch(const platform::Clock& clock, platform::Worker& worker, std::function<void()> onStall);
 
-  /// The device is about to start: interruptions are noted from now on. `prepare`, `begin` and `end` come from one
+  /// Call it before the device starts: interruptions are recorded from now on. `prepare` and `begin` are called by one
   /// thread at a time.
   void prepare() { mLast = mClock.now(); }
-  /// The device has started: its silence counts from now on.
+  /// Call it after the device has started: starts the watch.
   void begin(const backend::DeviceFormat& format);
-  /// The device is about to stop, or has ended by itself. Any thread.
+  /// Ends the watch, before the device stops or after it has ended by itself. Thread-safe.
   void end() { ++mRun; }
 
-  /// No callback is to be expected before `time`. Not while one runs.
+  /// Records that no callback is expected before `time`. Not during a callback.
   void expectSilence(platform::HostTime time) { mLast = time; }
 
-  /// Around each callback. Real-time safe.
+  /// Call these at the beginning and the end of each callback. Real-time safe.
   void callbackBegins() { mInside.store(true, std::memory_order_release); }
   void callbackEnds();
 
@@ -49,9 +50,9 @@ class StallWatch {
   platform::Worker& mWorker;
   std::function<void()> mOnStall;
   std::atomic<platform::HostTime> mLimit{};
-  std::atomic<Run> mRun = 0;  ///< Looks that were planned for another run are void.
+  std::atomic<Run> mRun = 0;  ///< Checks scheduled for an earlier run are ignored.
   std::atomic<bool> mInside = false;
-  std::atomic<platform::HostTime> mLast{};  ///< When the last callback ended, or the next one may come.
+  std::atomic<platform::HostTime> mLast{};  ///< End of the last callback, or time before which none is expected.
 };
 
 }  // namespace orvane::host

@@ -7,14 +7,15 @@
 
 namespace orvane::host {
 
-/// How a stream of one channel count becomes a stream of another, everywhere in the host:
+/// Computes one channel, `target` of `targetCount`, of a conversion between channel counts. The host uses this rule
+/// everywhere:
 ///
-/// - equal counts: each channel as it is, bit for bit;
+/// - equal counts: each channel unchanged, bit for bit;
 /// - to one channel: the mean of all channels, summed in channel order;
-/// - from one channel: every channel gets it;
+/// - from one channel: copied to every channel;
 /// - otherwise channel by channel: surplus channels are dropped, missing ones are silent.
 ///
-/// Gives `target` of `targetCount` channels. Real-time safe.
+/// `sources` has `frames` samples each and may be empty; `samples` receives `frames` samples. Real-time safe.
 inline void applyChannelRule(std::span<const float* const> sources, std::uint32_t target, std::uint32_t targetCount,
                              float* samples, std::uint32_t frames) {
   const auto sourceCount = static_cast<std::uint32_t>(sources.size());

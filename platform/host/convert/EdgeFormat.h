@@ -5,7 +5,7 @@
 
 namespace orvane::host {
 
-/// Channels and rate of one side of an edge.
+/// Channel count and sample rate on one side of an edge.
 struct EdgeFormat {
   std::uint32_t channels = 0;
   double sampleRate = 0;  ///< Hertz.

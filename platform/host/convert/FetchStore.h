@@ -7,23 +7,23 @@
 
 namespace orvane::host {
 
-/// Converted sound that a client has not fetched yet. On underflow, prepends silence plus 16 frames of slack, because
-/// the slices of two rates whose ratio is not a whole number differ by a frame or two. So an underflow happens at the
-/// first fetches only, and the delay is constant from then on.
+/// A buffer of converted samples that a client has not fetched yet. On underflow, prepends the missing frames as
+/// silence, plus 16 frames of slack, because slices at two rates whose ratio is not an integer differ by a frame or
+/// two. Underflows therefore happen at the first fetches only, and the delay is constant after that.
 ///
-/// Allocated by the constructor and never again; everything else is real-time safe.
+/// Not thread-safe. The constructor allocates; all other operations are real-time safe.
 class FetchStore {
  public:
   explicit FetchStore(std::uint32_t channels);
 
-  /// The samples in store. New ones are added after the first `frames`, at most `roomBefore(fetched)` of them before a
-  /// fetch of `fetched` frames.
+  /// Returns the stored samples. The caller appends new ones after the first `frames()` and then calls `added`: at most
+  /// `roomBefore(fetched)` frames before a fetch of `fetched` frames.
   AlignedSamples& samples() { return mSamples; }
   std::uint32_t frames() const { return mFrames; }
   std::uint32_t roomBefore(std::uint32_t fetched) const;
   void added(std::uint32_t frames) { mFrames += frames; }
 
-  /// Moves the first `frames` frames into `target`.
+  /// Moves the first `frames` frames, after prepending silence if needed, to `target`.
   void fetch(std::uint32_t frames, AlignedSamples& target);
 
  private:

@@ -15,42 +15,44 @@
 
 namespace orvane::host {
 
-/// The edge at which captured sound leaves the hub for a client: converts the hardware's channels and rate to the
-/// client's.
+/// Converts captured audio from the hardware's channels and rate to a client's.
 ///
-/// A client that is handed its input takes it in parts: `accept` a slice, then read `planes` after each `next` that
-/// gives true. At equal rates the slice is the one part. A client that fetches its input itself, for as many frames as
-/// it plays, calls `fetch` instead; at other rates that adds silence in front, as much as it takes for the input never
-/// to run dry, and a constant delay for the rest of the run.
+/// A client with an input handler reads its input in parts: call `accept` with a slice, then read `planes()` after each
+/// `next` that returns true. At equal rates the slice is one part. A client that fetches its input, as many frames as
+/// it plays, calls `fetch` instead of `next`; at different rates this prepends silence to prevent underruns, which is a
+/// constant delay for the rest of the run.
 ///
-/// After the last slice `finish`, then `next` gives what the converter still holds, so that n hardware frames amount to
-/// exactly n x client rate / hardware rate client frames, rounded up. Made before the device starts; everything else is
-/// real-time safe.
+/// After the last slice call `finish`; `next` then returns the frames that the converter still holds, so that n
+/// hardware frames give exactly n x client rate / hardware rate client frames, rounded up.
+///
+/// Not thread-safe, except `failed`. The constructor allocates and throws what `RateConverter` throws; all other
+/// operations are real-time safe.
 class InputEdge {
  public:
-  /// `firstFrame` client frames came before, through another edge.
+  /// `firstFrame` is the number of client frames delivered through an earlier edge.
   InputEdge(EdgeFormat hardware, EdgeFormat client, std::uint64_t firstFrame = 0);
 
-  /// Takes a slice. What `planes` gives then is valid until the next call and no longer than the slice.
+  /// Takes a slice, which must stay valid until the next call of `accept` or `finish`.
   void accept(const HubSlice& slice);
-  /// Makes the next part of the client's sound; false where the slice is used up.
+  /// Makes the next part; returns false if the slice is used up.
   bool next();
-  /// Makes a part of exactly `frames` frames; false where that is more than there can be.
+  /// Makes a part of exactly `frames` frames. Returns false if `frames` exceeds the slice at equal rates, or 4096 at
+  /// different rates.
   bool fetch(std::uint32_t frames);
-  /// Says that the last slice has been.
+  /// Marks the end of the input.
   void finish();
 
   std::span<const float* const> planes() const { return mPlanes; }
   std::uint32_t frames() const { return mFrames; }
-  /// Client frames before this part, those that are missing included.
+  /// Returns the number of client frames before this part, missing frames included.
   std::uint64_t firstFrame() const { return nextFrame() - mFrames; }
-  /// The same for the next part.
+  /// Returns the number of client frames before the next part, missing frames included.
   std::uint64_t nextFrame() const { return mFirstFrame + mHandedOut + mGaps.missing(mHardware, mClient); }
 
-  /// Whether the rate conversion has failed. Silence of the right length comes from then on. Any thread.
+  /// Whether the rate conversion has failed; from then on the parts are silence of the right length. Thread-safe.
   bool failed() const { return mConverter && mConverter->failed(); }
 
-  /// How late input comes for the sake of its rate, in hardware frames.
+  /// Returns the delay of the rate conversion in hardware frames; 0 at equal rates.
   std::uint32_t delayFrames() const { return mConverter ? mConverter->delayFrames() : 0; }
 
  private:
@@ -68,7 +70,7 @@ class InputEdge {
   EdgeFormat mClient;
   std::uint64_t mFirstFrame;
   SliceGaps mGaps;
-  std::vector<const float*> mSource;  ///< The slice in the client's channels.
+  std::vector<const float*> mSource;  ///< The slice, mapped to the client's channels.
   std::uint32_t mSourceFrames = 0;
   std::uint32_t mSourceTaken = 0;
   AlignedSamples mMapped;

@@ -15,27 +15,28 @@
 
 namespace orvane::host {
 
-/// The edge at which a client's sound enters the hub: asks the client's provider for it, and converts its channels and
-/// rate to the hardware's.
+/// Calls a client's output provider and converts its output from the client's channels and rate to the hardware's.
 ///
-/// At equal rates the provider is asked once a slice, for the slice's length. At other rates it is asked for as many
-/// frames as the slice takes, in one part or more, each of one frame or more, and is ahead of the hardware by a
-/// constant number of frames. Made before the device starts; everything else is real-time safe.
+/// At equal rates the provider is called once a slice, for the slice's length. At different rates it is called as often
+/// as needed, for 1 to 1024 frames each, and is ahead of the hardware by a constant number of frames.
+///
+/// Not thread-safe, except `failed`. The constructor allocates and throws what `RateConverter` throws; all other
+/// operations are real-time safe.
 class OutputEdge {
  public:
-  /// `firstFrame` client frames came before, through another edge.
+  /// `firstFrame` is the number of client frames requested through an earlier edge.
   OutputEdge(EdgeFormat client, EdgeFormat hardware, std::uint64_t firstFrame = 0);
   ~OutputEdge();
 
-  /// Plays one slice. A provider that gives another status than 0 is silent for what it was asked for.
+  /// Plays one slice. If the provider returns a status other than 0, the frames of that call are silent.
   void play(const platform::OutputProvider& provider, const HubSlice& slice, OutputMix& mix);
 
-  /// Client frames that the provider was asked for so far, those that are missing included.
+  /// Returns the number of client frames requested so far, missing frames included.
   std::uint64_t nextFrame() const { return mFirstFrame + mAsked + mGaps.missing(mHardware, mClient); }
-  /// Whether the rate conversion has failed. The provider is not asked and silence is played from then on. Any thread.
+  /// Whether the rate conversion has failed; from then on silence is played without calling the provider. Thread-safe.
   bool failed() const { return mConverter && mConverter->failed(); }
 
-  /// How far the provider is ahead for the sake of its rate, in hardware frames.
+  /// Returns the lead of the provider in hardware frames; 0 at equal rates.
   std::uint32_t delayFrames() const;
 
  private:
@@ -51,10 +52,10 @@ class OutputEdge {
   EdgeFormat mHardware;
   std::uint64_t mFirstFrame;
   SliceGaps mGaps;
-  AlignedSamples mProvided;  ///< What the provider fills.
+  AlignedSamples mProvided;  ///< Filled by the provider.
   std::uint32_t mProvidedFrames = 0;
   std::uint32_t mProvidedTaken = 0;
-  std::uint64_t mAsked = 0;   ///< Client frames that the provider was asked for.
+  std::uint64_t mAsked = 0;   ///< Client frames requested from the provider.
   std::uint64_t mPlayed = 0;  ///< Hardware frames before the slice.
   std::optional<RateConverter> mConverter;
   AlignedSamples mConverted;

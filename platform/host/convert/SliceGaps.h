@@ -10,8 +10,8 @@
 
 namespace orvane::host {
 
-/// Counts the frames that are missing between the slices that a client is given, so that its time stamps jump where the
-/// sound does. Real-time safe.
+/// Counts the frames missing between a client's slices, so that its time stamps skip them. Not thread-safe; real-time
+/// safe.
 class SliceGaps {
  public:
   void accept(const HubSlice& slice) {
@@ -19,7 +19,7 @@ class SliceGaps {
     mNext = slice.firstFrame + slice.frames;
   }
 
-  /// Frames missing so far, in frames of the client.
+  /// Returns the number of frames missing so far, at the client's rate.
   std::uint64_t missing(const EdgeFormat& hardware, const EdgeFormat& client) const {
     if (mMissing == 0) return 0;
     return static_cast<std::uint64_t>(
@@ -27,8 +27,8 @@ class SliceGaps {
   }
 
  private:
-  std::optional<std::uint64_t> mNext;  ///< Where the next slice begins unless frames are missing.
-  std::uint64_t mMissing = 0;          ///< Frames of the hardware.
+  std::optional<std::uint64_t> mNext;  ///< First frame of the next slice if no frames are missing.
+  std::uint64_t mMissing = 0;          ///< In hardware frames.
 };
 
 }  // namespace orvane::host

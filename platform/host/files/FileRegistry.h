@@ -15,11 +15,11 @@
 
 namespace orvane::host {
 
-// The process has one registry of the files that it reads and writes. A file has one writer, and a file that is read
-// is not overwritten, whatever path leads to it. File locks (`flock`) extend both rules to other processes of this
-// kind, where the file system has locks.
+// The process has one registry of the files that it reads and writes. A file has at most one writer, and a file that is
+// being read is not overwritten, whatever path is used. File locks (`flock`) extend both rules to other processes that
+// use this library, if the file system supports locks.
 
-/// Identifies a file whatever path led to it.
+/// Identifies a file independently of its path.
 struct FileIdentity {
   dev_t device{};
   ino_t inode{};
@@ -30,10 +30,11 @@ struct FileIdentity {
   }
 };
 
-/// A file that this process reads. While the object lives no writer opens that file. Any thread.
+/// A claim on a file that this process reads: while it exists, no writer opens that file. Thread-safe; not real-time
+/// safe.
 class ReadClaim {
  public:
-  /// `name` is the file's name in messages: "the microphone's file".
+  /// `file` is open for reading; `name` is used in messages, such as "the microphone's file".
   ReadClaim(FileDescriptor file, std::string name);
   ~ReadClaim();
   ReadClaim(const ReadClaim&) = delete;
@@ -41,7 +42,7 @@ class ReadClaim {
 
   int descriptor() const { return mFile.get(); }
 
-  /// The name of the file at `path` if this process reads it.
+  /// Returns the name of the claim on the file at `path`; nothing if this process does not read it.
   static std::optional<std::string> nameAt(const std::string& path);
 
  private:
@@ -50,38 +51,39 @@ class ReadClaim {
   const std::string mName;
 };
 
-/// A file that this process writes: open, locked, its content untouched so far. Any thread, one at a time.
+/// A claim on a file that this process writes. The file is open and locked; the claim itself changes no content. May be
+/// used on any thread, one at a time; not real-time safe.
 class WriteClaim {
  public:
-  /// Whether a claim takes part in handing a file from one writer to the next. Both must.
+  /// Whether a claim takes part in the handover of a file from one writer to the next. Both claims must allow it.
   enum class Handover { refused, allowed };
 
-  /// Opens the file and claims it. With an earlier claim of this process on the file: if both allow a handover, calls
-  /// that one's `onHandover`, after which it is closed; else fails. Fails as well for a file that is read, in this
-  /// process or another one of this kind, or written by another one.
+  /// Opens and claims the file. If this process has an earlier claim on the file and both allow a handover, calls the
+  /// earlier claim's release function, which closes it. Fails with `noPermission` if not both allow it, if this process
+  /// reads the file, and if another process that uses this library reads or writes it; otherwise as `openToWrite` does.
   static Result<std::unique_ptr<WriteClaim>> make(const std::string& path, IfThere ifThere, Handover handover);
   /// Withdraws the claim and closes the file.
   ~WriteClaim();
   WriteClaim(const WriteClaim&) = delete;
   WriteClaim& operator=(const WriteClaim&) = delete;
 
-  /// `release` completes and closes the file. It is called with the registry locked, so it makes no claims. Until it is
-  /// set, handovers are refused.
+  /// Sets the function that completes and closes the file on a handover. It is called with the registry locked, so it
+  /// must not make or withdraw claims. Until it is set, handovers are refused.
   void onHandover(std::function<void()> release);
-  /// Takes the file out of the registry: no handover starts after this call, and none is under way.
+  /// Removes the file from the registry. When it returns, no handover is in progress and none will start.
   void withdraw();
 
   int descriptor() const { return mFile.get(); }
   bool isOpen() const { return mFile.get() >= 0; }
 
-  /// Whether the file holds anything that `discard` has to keep: what it held when it was claimed, or sound.
+  /// Whether the file has content that `discard` keeps: content from before the claim, or frames.
   bool hasContent() const { return mContent == Content::kept; }
-  /// Sound was written: it is kept from now on.
+  /// Marks the content as kept, because frames were written.
   void keep() { mContent = Content::kept; }
-  /// Restores the state before the claim if nothing is to be kept: removes a file that the claim created, empties one
-  /// that was empty.
+  /// Restores the state before the claim unless there is content to keep: removes a file that the claim created, and
+  /// truncates one that was empty.
   void discard();
-  /// Reports a write that failed late, as network file systems do.
+  /// Closes the file. Returns the failure of a delayed write, as network file systems report it, or nothing.
   std::optional<platform::Failure> close();
 
  private:
@@ -91,7 +93,7 @@ class WriteClaim {
   std::optional<platform::Failure> enter();
 
   const std::string mPath;
-  std::string mCreatedPath;  ///< Without symbolic links; empty for a file that existed.
+  std::string mCreatedPath;  ///< Canonical path of a file that the claim created; empty for one that existed.
   FileDescriptor mFile;
   const FileIdentity mIdentity;
   const Handover mHandover;

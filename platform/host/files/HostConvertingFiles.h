@@ -13,11 +13,11 @@
 
 namespace orvane::host {
 
-/// The host's recordings, each on a `SoundFileWriter`. Any thread.
+/// The host's recordings, each with a `SoundFileWriter`. See `platform::ConvertingFile`.
 class HostConvertingFiles final : public platform::ConvertingFile {
  public:
   HostConvertingFiles(std::shared_ptr<HostContext> context, std::shared_ptr<const AudioHub> hub);
-  /// Disposes what nobody disposed.
+  /// Disposes the files that are still open.
   ~HostConvertingFiles() override;
 
   platform::Status create(const std::string& path, std::uint32_t fileType,
@@ -31,7 +31,7 @@ class HostConvertingFiles final : public platform::ConvertingFile {
   struct OpenFile;
   using Slot = std::atomic<OpenFile*>;
 
-  /// The slot of a handle's file, found without a lock.
+  /// Returns the slot for a handle without locking.
   Slot& slotOf(Handle file) { return mSlots[static_cast<std::size_t>(file) % mSlots.size()]; }
   platform::Status open(const std::string& path, const platform::StreamFormat& format, ExistingFile existing,
                         Handle& file);
@@ -44,7 +44,7 @@ class HostConvertingFiles final : public platform::ConvertingFile {
 
   const std::shared_ptr<HostContext> mContext;
   const std::shared_ptr<const AudioHub> mHub;
-  std::mutex mMutex;  ///< Held where slots are filled and cleared, never where one is read.
+  std::mutex mMutex;  ///< Locked to fill and clear slots, not to read them.
   std::uint32_t mLastHandle = 0;
   std::array<Slot, 256> mSlots{};
 };

@@ -9,34 +9,34 @@
 
 namespace orvane::host {
 
-/// The sound of a file.
+/// Sample rate and channel count of a file.
 struct SoundShape {
   double sampleRate = 0;       ///< Hertz.
   std::uint32_t channels = 0;  ///< At least one.
 };
 
-/// A sound file of one type that is being written: encodes sound and keeps the file's headers. One thread at a time;
-/// not real-time safe. A call that fails says why.
+/// A sound file being written: encodes samples and maintains the file's headers. Call it from one thread at a time; not
+/// real-time safe. Operations return nothing on success, otherwise the failure.
 class OutputContainer {
  public:
   virtual ~OutputContainer() = default;
 
   virtual SoundShape shape() const = 0;
 
-  /// Erases the file and writes headers of a file without sound. Called first, once. The descriptor is open to write
-  /// and outlives the other calls.
+  /// Truncates the file and writes the headers of a file of no frames. Called once, first. The descriptor is open for
+  /// writing and stays open until after the last call.
   virtual std::optional<platform::Failure> begin(int descriptor) = 0;
   /// Appends a block of at most `SliceQueue::maxBlockFrames` frames. After a failure the file ends with the last whole
-  /// frame that found room, and only `finish` may follow.
+  /// frame that was written, and only `finish` may be called.
   virtual std::optional<platform::Failure> write(const SliceQueue::Block& block) = 0;
-  /// Updates the headers, so that other programs find all that was written so far.
+  /// Updates the headers to cover all frames written so far.
   virtual std::optional<platform::Failure> refreshHeader() = 0;
-  /// Completes the file. Called last, once.
+  /// Completes the file. Called once, last.
   virtual std::optional<platform::Failure> finish() = 0;
 
-  /// Frames in the file.
+  /// Returns the number of frames in the file.
   virtual std::uint64_t frames() const = 0;
-  /// The type of the container as it stands in the file, a four-character code: 'WAVE', 'RF64', ...
+  /// Returns the type of the container as written, a four-character code: 'WAVE' or 'RF64'.
   virtual std::uint32_t type() const = 0;
 };
 

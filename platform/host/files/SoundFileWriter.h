@@ -20,50 +20,54 @@
 
 namespace orvane::host {
 
-/// Writes slices of sound to a file, away from the device callback.
+/// Writes slices to a file on a worker of its own.
 ///
-/// The callback pushes into a bounded queue of two seconds (128 MiB at most); a worker empties it every 200 ms and then
-/// brings the file's header up to date, so that a process that is killed leaves a file that other programs read,
-/// without its last 400 ms at most. The first failure is kept in the record and logged; later writes go nowhere. A file
-/// that is still open when the process exits is completed then.
+/// The device callback pushes into a bounded queue of two seconds (at most 128 MiB). Every 200 ms the worker writes the
+/// queue's frames and updates the file's header, so a process that is killed leaves a readable file that lacks at most
+/// the last 400 ms. The first failure is logged and kept in `WriteFailures`; later frames are dropped. A file that is
+/// still open when the process exits is completed then.
 ///
-/// A file that had content keeps it until the first frames are written; a new or empty one gets its headers at once. A
-/// file has one writer at a time (see `WriteClaim`); one that hands its file over is completed, and its later writes go
-/// nowhere.
+/// A file with content keeps it until the first frames are written; a new or empty one gets its headers in `create`. A
+/// file has one writer at a time (see `WriteClaim`). After a handover the earlier writer's file is complete, and its
+/// later frames are dropped.
+///
+/// Thread-safe; only `push` is real-time safe.
 class SoundFileWriter {
  public:
   struct Target {
     std::string path;
-    std::uint32_t maxFrames = 0;  ///< Of a slice.
+    std::uint32_t maxFrames = 0;  ///< Frames of the longest slice.
     IfThere ifThere = IfThere::open;
     WriteClaim::Handover handover = WriteClaim::Handover::refused;
   };
 
-  /// Opens and claims the file. If that fails, the file is as it was before, or does not exist if it did not.
+  /// Opens and claims the file. On failure the file system is as it was before. Fails as `WriteClaim::make` does and if
+  /// the headers cannot be written; throws `std::bad_alloc` or, if no thread can be started, `std::system_error`.
   static Result<std::unique_ptr<SoundFileWriter>> create(const Target& target,
                                                          std::unique_ptr<OutputContainer> container,
                                                          std::shared_ptr<HostContext> context);
-  /// Completes and closes the file, and keeps it if it is without sound.
+  /// Closes the file with `IfSilent::keep` if it is open.
   ~SoundFileWriter();
 
-  /// Real-time safe; one thread. False where the queue was full and the slice was dropped.
+  /// Queues a slice of one plane a channel. Returns false if the queue was full and the slice was dropped. Call it from
+  /// one thread at a time. Real-time safe.
   bool push(std::span<const float* const> planes, std::uint32_t frames) {
     return !mOpen.load(std::memory_order_relaxed) || mQueue->push(planes, frames);
   }
 
-  /// Brings all that was pushed until now into the file, which stays open.
+  /// Writes all queued frames; the file stays open.
   void flush();
 
-  /// Treatment of a file that got no sound.
+  /// Treatment of a file without frames.
   enum class IfSilent {
-    keep,     ///< A valid file of no frames, unless the file had content before.
-    discard,  ///< Restore what was there before.
+    keep,     ///< Leave a valid file of no frames, or the content that the file had before.
+    discard,  ///< Restore the state before `create`.
   };
-  /// As `flush`, then completes and closes the file; what is pushed later goes nowhere. A failed write that left the
-  /// file without sound counts as `IfSilent::discard`.
+  /// Writes all queued frames, then completes and closes the file; later slices are dropped. If a failed write left the
+  /// file without frames, `IfSilent::discard` applies.
   void close(IfSilent ifSilent);
 
-  /// The file as it was completed; nothing before, and nothing if this writer never wrote into it or discarded it.
+  /// Returns the completed file; nothing before that, and nothing if this writer wrote nothing or discarded the file.
   std::optional<platform::WrittenFile> written();
 
  private:
@@ -82,7 +86,7 @@ class SoundFileWriter {
 
   const std::shared_ptr<HostContext> mContext;
   const std::string mPath;
-  std::mutex mMutex;  ///< Between the worker and callers.
+  std::mutex mMutex;  ///< Protects the members below between the worker and callers.
   const std::unique_ptr<WriteClaim> mClaim;
   const std::unique_ptr<OutputContainer> mContainer;
   bool mBegun = false;  ///< The container's headers are in the file.

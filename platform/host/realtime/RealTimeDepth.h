@@ -3,8 +3,8 @@
 
 namespace orvane::host {
 
-/// How many real-time sections the calling thread is in. Read by the hooks, which run before and after everything else,
-/// so it is a plain integer that needs no initialisation.
+/// The number of real-time sections that the calling thread is in. A plain integer without dynamic initialisation,
+/// because the hooks read it before and after all other code of the process runs.
 extern thread_local int realTimeDepth;
 
 }  // namespace orvane::host

@@ -13,7 +13,8 @@
 
 namespace orvane::host {
 
-/// The state of the hub and the context, as roles.
+// The reporting roles, on the state of the hub and the context. See the roles for what they return.
+
 class HostDeviceReport final : public platform::DeviceReport {
  public:
   HostDeviceReport(std::string hostName, std::shared_ptr<HostContext> context, std::shared_ptr<AudioHub> hub)

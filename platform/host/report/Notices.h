@@ -12,7 +12,8 @@
 
 namespace orvane::host {
 
-/// The worker on which all notices of a host run, made when it is first needed. Any thread; not real-time safe.
+/// Holds the worker on which all notices of a host run; makes it when it is first needed. Thread-safe; not real-time
+/// safe.
 class NoticeWorker {
  public:
   explicit NoticeWorker(platform::Scheduler& scheduler) : mScheduler(scheduler) {}
@@ -29,14 +30,14 @@ class NoticeWorker {
   std::unique_ptr<platform::Worker> mWorker;
 };
 
-/// The subscribers of one event. Any thread; not real-time safe.
+/// The subscribers of one event. Thread-safe; not real-time safe.
 class Notices {
  public:
   explicit Notices(NoticeWorker& worker) : mWorker(worker) {}
 
-  /// Calls `notice` on the worker at every `announce`. See `platform::Subscription` for its end.
+  /// Calls `notice` on the worker after every `announce`, and once soon if `immediately`. Ends with the subscription.
   platform::Subscription subscribe(std::function<void()> notice, bool immediately);
-  /// Runs every notice soon. Calls no notice itself, so the caller may hold locks.
+  /// Makes every notice run soon. Calls none itself, so the caller may hold locks.
   void announce();
 
  private:

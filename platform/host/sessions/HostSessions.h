@@ -12,7 +12,7 @@
 
 namespace orvane::host {
 
-/// The changes of a session that a scenario may refuse.
+/// The session operations that a scenario can refuse.
 namespace session_call {
 
 extern const GatedCall activate;
@@ -23,19 +23,20 @@ extern const GatedCall setOptions;
 
 }  // namespace session_call
 
-/// The sessions of one host: the primary one, identifier 1, and auxiliary ones from 2 on.
+/// The sessions of one host: the primary one with identifier 1, auxiliary ones from 2 on. See
+/// `platform::SessionService`.
 ///
-/// A new session is inactive, in the default mode without options, and in the category play-and-record: a test device
-/// begins with everything allowed. What may be set is the rule of `SessionPolicy.h`. Any thread.
+/// New sessions have the category play-and-record, so that units may use both sides without further settings.
+/// `SessionPolicy.h` decides what may be set.
 class HostSessions final : public platform::SessionService {
  public:
-  /// `gate` may refuse what sessions are asked, with a reason: those of `session_call`.
+  /// `gate` decides about the calls of `session_call`; refusals are kept in `refusals`.
   HostSessions(std::shared_ptr<const CallGate> gate, std::shared_ptr<RefusalRecord> refusals);
 
   std::shared_ptr<platform::PlatformSession> primary() override { return mPrimary; }
   std::shared_ptr<platform::PlatformSession> makeAuxiliary() override;
 
-  /// The session with this identifier; null where there is none, or where its last user has let go of it.
+  /// Returns the session with this identifier; null if there is none or it has been released.
   std::shared_ptr<platform::PlatformSession> find(std::uint32_t identifier) const;
 
  private:

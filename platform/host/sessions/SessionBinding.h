@@ -14,17 +14,18 @@
 
 namespace orvane::host {
 
-/// The session that an audio client is bound to, and the sides of the device that it gives: the one rule for units,
-/// queues and the graph. Any thread.
+/// The session that an audio client is bound to; decides which sides of the device the client may use. Thread-safe; not
+/// real-time safe.
 class SessionBinding {
  public:
   explicit SessionBinding(std::shared_ptr<const HostContext> context) : mContext(std::move(context)) {}
 
-  /// Binds to the session with this identifier. On `unknownSession` the binding stays as it was.
+  /// Binds to the session with this identifier. Returns `unknownSession`, and keeps the binding, if there is none.
   platform::Status bind(std::uint32_t identifier);
 
-  /// Why the client cannot use these sides: a side that the hardware lacks (`noDevice`), or that the category of the
-  /// session lacks (`noInput`, `noOutput`). Without a session every category is fine. `call` is the call that asks.
+  /// Returns nothing if the client may use these sides, otherwise the failure: `noDevice` for a side that the hardware
+  /// lacks, `noInput` or `noOutput` for one that the session's category lacks. Without a session only the hardware
+  /// counts. `call` is stored in the failure.
   std::optional<platform::Failure> whyNot(const backend::DeviceFormat& hardware, bool input, bool output,
                                           const std::string& call) const;
 

@@ -8,29 +8,30 @@
 
 namespace orvane::host {
 
-// What a session may be set to. All texts are the platform's own identifiers; nothing here keeps state.
+// Rules for the settings of sessions. Names are the platform's identifiers. The functions keep no state. Thread-safe;
+// not real-time safe.
 //
-// A category has an input, an output or both, and plays together with others or alone (only solo-ambient does). Each
-// option needs some of that:
+// A category has an input, an output or both, and its output mixes with other sessions or not (only solo-ambient does
+// not). Each option requires some of this:
 //
-//   mixWithOthers, duckOthers, mixExceptWithSpokenAudio   an output that plays together with others
-//   allowHFP (hands-free headsets, for their microphone)  an input
-//   allowA2DP, allowSkycast (remote speakers)             an output
-//   defaultToSpeaker                                      both: a category without input uses the speaker anyway
+// - mixWithOthers, duckOthers, mixExceptWithSpokenAudio: an output that mixes;
+// - allowHFP (the microphone of hands-free headsets): an input;
+// - allowA2DP, allowSkycast (wireless speakers): an output;
+// - defaultToSpeaker: both, as a category without input uses the speaker anyway.
 //
-// Every known mode goes with every category.
+// Every category accepts every mode.
 
-/// False for a category that is not known.
+/// Whether the category has that side; false for an unknown category.
 bool categoryHasInput(std::string_view category);
 bool categoryHasOutput(std::string_view category);
 
-/// All `platform::session_option` bits that make sense with the category; none for one that is not known.
+/// Returns all `platform::session_option` bits that the category accepts; none for an unknown category.
 std::uint64_t sensibleOptions(std::string_view category);
 
-/// Why a session cannot be set so, as a sentence that says what would be right; nothing where it can.
+/// Returns nothing if the setting is allowed, otherwise a sentence that states what would be right.
 std::optional<std::string> whyNotCategory(std::string_view category);
 std::optional<std::string> whyNotMode(std::string_view mode);
-/// The category is a known one.
+/// As above; `category` must be known.
 std::optional<std::string> whyNotOptions(std::string_view category, std::uint64_t options);
 
 }  // namespace orvane::host

@@ -20,48 +20,50 @@
 
 namespace orvane::host {
 
-/// The agenda of a run at fast pace and the thread that works it off. The thread shares it, so that the scheduler may
-/// be destroyed by a task. Any thread.
+/// The agenda of a run at fast pace, and the thread that executes it. The thread shares ownership, so that a task may
+/// destroy the scheduler. Thread-safe; only `now` and `fire` are real-time safe.
 class Conductor final : public platform::Clock {
  public:
   using HostTime = platform::HostTime;
-  /// The worker that a task belongs to; only its address counts.
+  /// Identifies the worker that a task belongs to, by its address.
   using Owner = const void*;
 
-  /// A caller inside a wait. Lives on the caller's stack; every field belongs to the conductor's mutex.
+  /// A caller's wait in progress, on the caller's stack. Protected by the conductor's mutex.
   struct Wait {
     enum class State { waiting, signalled, limitReached };
     State state = State::waiting;
-    bool endedByTask = false;  ///< The task that signalled may still be at work.
+    bool endedByTask = false;  ///< Signalled by a task, which may still be running.
   };
 
-  /// State of a waiter between signals; belongs to the conductor's mutex.
+  /// The state of a waiter. Protected by the conductor's mutex.
   struct Signals {
-    std::uint64_t untaken = 0;
-    std::vector<Wait*> waits;  ///< In the order in which they began.
+    std::uint64_t untaken = 0;  ///< Signals that no wait has taken.
+    std::vector<Wait*> waits;   ///< In the order in which they began.
   };
 
+  /// Makes a conductor and starts its thread. Throws `std::system_error` if no thread can be started.
   static std::shared_ptr<Conductor> start();
   ~Conductor() override;
   Conductor(const Conductor&) = delete;
   Conductor& operator=(const Conductor&) = delete;
 
-  /// Ends the thread; waits for its end except on that thread itself.
+  /// Ends the thread, and waits for its end except on that thread. Call it once.
   void quit();
 
   HostTime now() const override { return HostTime(mNow.load(std::memory_order_relaxed)); }
 
+  /// Adds a task; a due time in the past counts as now.
   void post(HostTime due, Owner owner, platform::Worker::Repetition task);
-  /// Drops the owner's tasks, later runs of the one that runs included, and returns when that run has ended; at once
-  /// on the conductor's own thread.
+  /// Drops the owner's tasks, including later runs of the running one, and waits for that run to end, except on the
+  /// conductor's thread.
   void cancel(Owner owner);
-  /// Cancels for the last time: the owner's address may be used again.
+  /// Cancels the owner's tasks and removes its triggers, because the owner is being destroyed.
   void forget(Owner owner);
 
   void addTrigger(Owner owner, std::shared_ptr<FiredTask> trigger);
-  /// Drops the trigger's queued run and waits for one that is under way, except on the conductor's own thread.
+  /// Removes a trigger, drops its queued run, and waits for a run in progress, except on the conductor's thread.
   void removeTrigger(const FiredTask& trigger);
-  /// Real-time safe.
+  /// Makes the trigger's task run soon. Real-time safe.
   void fire(FiredTask& trigger);
 
   void signal(Signals& signals);
@@ -71,7 +73,7 @@ class Conductor final : public platform::Clock {
   struct Task {
     Owner owner;
     platform::Worker::Repetition run;
-    const FiredTask* trigger = nullptr;  ///< The trigger that this is a run of.
+    const FiredTask* trigger = nullptr;  ///< The trigger that caused this run; null for other tasks.
   };
   struct Limit {
     Signals* signals;
@@ -107,7 +109,7 @@ class Conductor final : public platform::Clock {
   void runTask(Lock& lock, Task task);
   std::optional<HostTime> runOnce(Task& task) noexcept;
   void endWait(Signals& signals, Wait& wait, Wait::State state);
-  /// Whether somebody waits for time to pass, and nobody for it to stand still.
+  /// Whether a caller is waiting and no caller is returning from a wait.
   bool mayTimePass() const { return mWaiting > 0 && mReturning == 0; }
   bool mayRun() const { return mayTimePass() && !mAgenda.empty(); }
   bool comesFirst(HostTime due) const { return mAgenda.empty() || due < mAgenda.back().place.first; }
@@ -115,21 +117,21 @@ class Conductor final : public platform::Clock {
   std::atomic<HostTime::rep> mNow;
   std::mutex mMutex;
   sem_t mWake{};
-  std::atomic<bool> mAsleep = false;    ///< The thread waits for the semaphore, or is about to.
-  std::atomic<bool> mAnyFired = false;  ///< A trigger was fired since the thread last looked.
+  std::atomic<bool> mAsleep = false;    ///< The thread is waiting for the semaphore, or about to.
+  std::atomic<bool> mAnyFired = false;  ///< A trigger was fired since the thread last checked.
   std::condition_variable mCallerWake;
   Agenda mAgenda;
-  std::vector<Triggered> mTriggers;  ///< In the order in which they were made.
+  std::vector<Triggered> mTriggers;  ///< In order of creation.
   std::uint64_t mPosted = 0;         ///< Numbers the entries in order of posting.
-  std::size_t mWaiting = 0;          ///< Callers inside a wait that has not been ended.
-  std::size_t mReturning = 0;        ///< Callers on their way out of a wait or a cancel; nothing begins until they are.
-  Owner mRunning = nullptr;          ///< The owner of the task that runs.
+  std::size_t mWaiting = 0;          ///< Callers in a wait that has not ended.
+  std::size_t mReturning = 0;        ///< Callers returning from a wait or a cancel; no task begins until they have.
+  Owner mRunning = nullptr;          ///< The owner of the running task.
   const FiredTask* mRunningTrigger = nullptr;
   bool mTaskRuns = false;
-  bool mRunCancelled = false;  ///< By the task that runs; the conductor's thread alone uses it.
+  bool mRunCancelled = false;  ///< The running task cancelled its owner; used on the conductor's thread only.
   bool mQuit = false;
   std::thread mThread;
-  std::thread::id mThreadId;  ///< Set once, at the start; the thread itself may be detached.
+  std::thread::id mThreadId;  ///< Set at the start; stays valid when the thread is detached.
 };
 
 }  // namespace orvane::host

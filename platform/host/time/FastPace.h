@@ -9,17 +9,17 @@ namespace orvane::host {
 
 class Conductor;
 
-/// The scheduler of a run at fast pace: as fast as the processor allows, and the same at every run.
+/// The scheduler at fast pace: as fast as the processor allows, and deterministic.
 ///
-/// All workers share one conductor thread with one agenda, ordered by due time and then by order of posting. The clock,
-/// which begins at one second, jumps to the due time of each task that the conductor takes. Tasks run only while a
-/// caller is inside a wait; between the signal that ends a wait and the caller's return nothing runs but the rest of
-/// the task that signalled. So time stands still while the caller works, and with one caller thread every run takes the
-/// same course whatever the load on the machine.
+/// All workers share one conductor thread with one agenda, ordered by due time and then by order of posting. The clock
+/// starts at one second and jumps to the due time of each task that the conductor takes. Tasks run only while a caller
+/// is waiting; between the signal that ends a wait and the caller's return, only the task that signalled continues to
+/// its end. Time stands still while the caller works, so with one caller thread every run is the same, whatever the
+/// machine's load.
 class FastPace final : public platform::Scheduler {
  public:
   FastPace();
-  /// Ends the conductor. Workers, triggers and waiters may outlive it; nothing runs any more.
+  /// Ends the conductor. Workers, triggers and waiters may outlive it, but their tasks no longer run.
   ~FastPace() override;
 
   const platform::Clock& clock() const override;

@@ -11,9 +11,9 @@ namespace orvane::host {
 struct FiredTask {
   explicit FiredTask(std::function<void()> itsTask) : task(std::move(itsTask)) {}
 
-  /// Marks the task to be run; false if it already was. Real-time safe.
+  /// Marks the task as fired; returns false if it already was. Thread-safe; real-time safe.
   bool fire() { return !fired.exchange(true); }
-  /// Runs the task; fires until now count as this run, which sees what came before them.
+  /// Runs the task. This run covers all fires so far and sees the memory writes before them.
   void run() {
     isQueued = false;
     fired.exchange(false);
@@ -22,7 +22,7 @@ struct FiredTask {
 
   const std::function<void()> task;
   std::atomic<bool> fired = false;
-  /// Whether a run waits among the worker's tasks. The worker's thread changes it while nobody else looks at its tasks.
+  /// Whether a run is queued among the worker's tasks. Changed by the worker's thread and under its lock.
   std::atomic<bool> isQueued = false;
 };
 

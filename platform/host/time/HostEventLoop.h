@@ -14,7 +14,7 @@
 
 namespace orvane::host {
 
-/// The host's event loop: a queue of tasks, and a waiter that a task, a stop or a signal wakes.
+/// The host's event loop: a queue of tasks, and a waiter that tasks, stops and signals wake. See `platform::EventLoop`.
 class HostEventLoop final : public platform::EventLoop, private SignalReceiver {
  public:
   explicit HostEventLoop(std::shared_ptr<platform::Scheduler> scheduler);
@@ -39,7 +39,7 @@ class HostEventLoop final : public platform::EventLoop, private SignalReceiver {
   std::deque<Task> mTasks;
   std::uint64_t mPosted = 0;
   std::uint64_t mTaken = 0;
-  std::optional<std::uint64_t> mStopAfter;  ///< How many tasks had been posted when the stop came.
+  std::optional<std::uint64_t> mStopAfter;  ///< Number of tasks posted before the stop.
   int mSignal = 0;
   bool mWatchesSignals = false;
 };

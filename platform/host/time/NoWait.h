@@ -3,8 +3,8 @@
 
 namespace orvane::host {
 
-/// Marks a span in which the calling thread must not wait: a worker's task or the device callback. Nests. Real-time
-/// safe.
+/// Marks a scope in which the calling thread must not wait: a worker's task or the device callback. May be nested.
+/// Real-time safe.
 class NoWaitSection {
  public:
   enum class Kind { task, callback };
@@ -14,6 +14,7 @@ class NoWaitSection {
   NoWaitSection(const NoWaitSection&) = delete;
   NoWaitSection& operator=(const NoWaitSection&) = delete;
 
+  /// Whether the calling thread is in such a scope.
   static bool isInTask();
   static bool isInCallback();
 
@@ -21,10 +22,10 @@ class NoWaitSection {
   const Kind mKind;
 };
 
-/// Ends the process with a line that says what was done, if the calling thread is inside a section. `what` reads as
-/// "a wait".
+/// Ends the process with a message if the calling thread is in a section of either kind. `what` names the operation,
+/// such as "a wait".
 void forbidInsideNoWait(const char* what);
-/// The same for the device callback only.
+/// Ends the process with a message if the calling thread is in the device callback.
 void forbidInsideCallback(const char* what);
 
 }  // namespace orvane::host

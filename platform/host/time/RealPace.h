@@ -10,10 +10,10 @@
 
 namespace orvane::host {
 
-/// The scheduler of a run by the clock: each worker is a thread of its own, the clock is the system's monotonic one.
+/// The scheduler at real pace: each worker is a thread, and the clock is the system's monotonic one.
 class RealPace final : public platform::Scheduler {
  public:
-  /// `log` is told, once, when the system refuses real-time scheduling.
+  /// A refusal of real-time scheduling is written to `log` once.
   explicit RealPace(std::shared_ptr<platform::Log> log);
 
   const platform::Clock& clock() const override { return mClock; }

@@ -21,13 +21,13 @@
 
 namespace orvane::host {
 
-/// The thread of a worker at real pace, with its tasks. The thread and the worker's triggers share it, so that the
-/// worker may be destroyed by its own task.
+/// The thread of a worker at real pace, with its tasks. The thread and the worker's triggers share ownership, so that a
+/// task may destroy its own worker. Thread-safe; only `wake` is real-time safe.
 class TaskThread {
  public:
   using Repetition = platform::Worker::Repetition;
 
-  /// Starts the thread, which runs `prologue` first. Throws `std::system_error` where the system has no thread left.
+  /// Starts the thread, which runs `prologue` first. Throws `std::system_error` if no thread can be started.
   static std::shared_ptr<TaskThread> start(const SteadyClock& clock, const std::string& name,
                                            std::function<void()> prologue);
   ~TaskThread();
@@ -37,19 +37,19 @@ class TaskThread {
   /// See `platform::Worker`.
   void repeatAt(platform::HostTime first, Repetition task);
   void cancel();
-  /// Cancels and ends the thread; waits for its end except on that thread itself.
+  /// Cancels all tasks and ends the thread; waits for its end except on that thread. Call it once.
   void quit();
 
   void addTrigger(std::shared_ptr<FiredTask> trigger);
-  /// Drops the trigger's queued run and waits for one that is under way, except on the thread itself.
+  /// Removes a trigger, drops its queued run, and waits for a run in progress, except on this thread.
   void removeTrigger(const FiredTask& trigger);
-  /// Makes the thread look for fired triggers. Real-time safe.
+  /// Makes the thread check its triggers and tasks. Real-time safe.
   void wake() { sem_post(&mWake); }
 
  private:
   struct Task {
     Repetition run;
-    const FiredTask* trigger = nullptr;  ///< The trigger that this is a run of.
+    const FiredTask* trigger = nullptr;  ///< The trigger that caused this run; null for other tasks.
   };
   /// By due time, then by order of posting.
   using Place = std::pair<platform::HostTime, std::uint64_t>;
@@ -75,10 +75,10 @@ class TaskThread {
   int mCancelling = 0;  ///< Callers inside `cancel` or `removeTrigger`; no task begins meanwhile.
   bool mTaskRuns = false;
   const FiredTask* mRunningTrigger = nullptr;
-  bool mRunCancelled = false;  ///< By the task that runs; used on this thread alone.
+  bool mRunCancelled = false;  ///< The running task cancelled its worker; used on this thread only.
   bool mQuit = false;
   std::thread mThread;
-  std::thread::id mThreadId;  ///< Set once, at the start; the thread itself may be detached.
+  std::thread::id mThreadId;  ///< Set at the start; stays valid when the thread is detached.
 };
 
 }  // namespace orvane::host

@@ -10,11 +10,11 @@
 
 namespace orvane::host {
 
-/// The host's unit service: hands out I/O units of sub-type 'rioc' on the hub. Any thread.
+/// The host's unit service: makes I/O units of sub-type 'rioc' on the hub. See `platform::UnitService`.
 class HostUnits final : public platform::UnitService {
  public:
   HostUnits(std::shared_ptr<HostContext> context, std::shared_ptr<AudioHub> hub);
-  /// Disposes what nobody disposed.
+  /// Stops the device and disposes the units that still exist.
   ~HostUnits() override;
 
   platform::UnitComponent findComponent(const platform::UnitDescription& description) override;

@@ -13,13 +13,15 @@
 
 namespace orvane::host {
 
-/// One I/O unit: a duplex client of the hub with a format of its own on each side.
+/// An I/O unit: a duplex client of the hub with a client format on each side. `platform::UnitService`, `UnitBus` and
+/// `UnitWrapper` describe its operations.
 ///
-/// Control calls come from the caller's thread, one at a time. The closures run on the device callback.
+/// Control operations may be called from any thread, one at a time; not real-time safe. The closures run on the device
+/// callback.
 class IoUnit final : public HubClient {
  public:
   IoUnit(std::shared_ptr<HostContext> context, std::shared_ptr<AudioHub> hub);
-  /// Stops.
+  /// Stops the unit.
   ~IoUnit() override;
 
   platform::Status initialize();
@@ -40,10 +42,10 @@ class IoUnit final : public HubClient {
   void setInputHandler(platform::InputHandler handler);
   void setOutputProvider(platform::OutputProvider provider);
 
-  /// Latency of the last start; 0 before it. Any thread.
+  /// Returns the latency of the last start; 0 before it. Thread-safe.
   platform::UnitLatency latency() const { return {.input = mInputLatency, .output = mOutputLatency}; }
 
-  /// The unit's render operation. On the device callback, inside a closure of this unit.
+  /// Renders captured input, see `platform::RenderOperation`. Real-time safe.
   platform::Status render(std::uint32_t frames, std::int32_t bus, platform::RenderBufferList& list);
 
  private:
@@ -66,7 +68,7 @@ class IoUnit final : public HubClient {
   platform::StreamFormat mClientInput;
   platform::StreamFormat mClientOutput;
   bool mInitialized = false;
-  std::atomic<bool> mRunning = false;  ///< Set by the caller's thread, asked for on any.
+  std::atomic<bool> mRunning = false;  ///< Set on the caller's thread, read on any.
   bool mInputEnabled = false;          ///< As set for the next start.
   bool mOutputEnabled = true;
   bool mUsesInput = false;  ///< Since the last start.

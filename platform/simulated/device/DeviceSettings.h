@@ -7,14 +7,14 @@
 
 namespace orvane::simulated {
 
-/// A setting, and where it was given as messages name it: `rate=48000`.
+/// A setting, and the place where it was given, for messages: `rate=48000`.
 template <typename Kind>
 struct Given {
   Kind value{};
   std::string where;
 };
 
-/// How a simulated device is set up. What is not given has a default.
+/// The settings of a simulated device. Settings that are not given have a default.
 struct DeviceSettings {
   template <typename Kind>
   using MaybeGiven = std::optional<Given<Kind>>;
@@ -29,7 +29,7 @@ struct DeviceSettings {
   MaybeGiven<std::string> microphone;  ///< As `makeMicrophone` reads it; default "silence".
   MaybeGiven<std::string> speaker;     ///< "null", the default, or the path of a file to write.
 
-  /// Takes over what `others` gives and this does not.
+  /// Takes over the settings that `others` has and this does not.
   void fillFrom(const DeviceSettings& others) {
     const auto fill = [](auto& mine, const auto& theirs) {
       if (!mine) mine = theirs;

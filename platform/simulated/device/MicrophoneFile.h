@@ -14,11 +14,11 @@
 
 namespace orvane::simulated {
 
-/// A sound file as a microphone. It is claimed as read while the object lives.
+/// A sound file as a microphone. Holds a `ReadClaim` on the file.
 class MicrophoneFile final : public Microphone {
  public:
-  /// Throws `platform::PlatformException` if the file cannot be opened, is no sound file, is shorter than its header
-  /// declares, or does not fit a device.
+  /// Throws `platform::PlatformException` if the file cannot be opened, is not a sound file, is shorter than its header
+  /// declares, or has more than 64 channels or a rate outside 1 to 768000 hertz.
   explicit MicrophoneFile(const Given<std::string>& path);
 
   std::optional<Format> format() const override;
@@ -42,8 +42,8 @@ class MicrophoneFile final : public Microphone {
   const std::string mPath;
   SF_INFO mInfo{};
   std::optional<host::ReadClaim> mClaim;
-  std::optional<std::uint64_t> mOpenSizeAt;  ///< Four bytes that are read as 0xFF.
-  std::uint64_t mPlace = 0;                  ///< In the file, in bytes.
+  std::optional<std::uint64_t> mOpenSizeAt;  ///< Offset of four bytes that are read as 0xFF.
+  std::uint64_t mPlace = 0;                  ///< Offset in the file, in bytes.
   int mReadError = 0;                        ///< An `errno` value; 0 for none.
   std::unique_ptr<SNDFILE, Close> mFile;
   std::optional<std::uint64_t> mDeclaredFrames;

@@ -20,21 +20,22 @@
 
 namespace orvane::simulated {
 
-/// An audio device in the process. A worker plays the part of the hardware: slice after slice, each due when its last
-/// frame would have been captured, counted from the start so that there is no drift. A device that runs more than half
-/// a second late (ten slices, where they are longer), as after the process was stopped, loses the frames of that time.
+/// An audio device in the process. A worker calls back for each slice at the time when its last frame would have been
+/// captured, counted from the start so that the device does not drift. If the worker runs late by 500 ms and ten slices
+/// or more, as after the process was stopped, the frames of that time are lost.
 ///
 /// Effects of faults:
 ///
-/// - a lost device or server ends the run when the fault's time comes, and refuses later starts;
-/// - without its microphone the device delivers silence, and ends like a lost one where a client takes the input. So it
-///   does when the microphone's file cannot be read any further;
-/// - a stalled device drops the slice that is due next and all after it, at a later start too;
-/// - missing frames take the place of the slice that is due next: they pass by, that slice comes as much later, and its
-///   time stamps have jumped.
+/// - a lost device or server ends the run at the time of the fault and refuses later starts;
+/// - an unplugged microphone, or a microphone's file that cannot be read further, ends the run and refuses later starts
+///   if a client uses the input; otherwise the input is silent;
+/// - a stalled device drops the next slice and all after it, also after a later start;
+/// - a discontinuity delays the next slice by the missing frames, which also pass in the microphone; the time stamps
+///   jump.
 class SimulatedDevice final : public backend::AudioDevice {
  public:
-  /// Throws `platform::PlatformException` where the settings contradict the microphone.
+  /// Throws `platform::PlatformException` if the settings contradict the microphone or the speaker's file cannot be
+  /// written.
   SimulatedDevice(const DeviceSettings& settings, std::shared_ptr<host::HostContext> context,
                   std::shared_ptr<FaultPlan> faults);
   ~SimulatedDevice() override;
@@ -70,17 +71,17 @@ class SimulatedDevice final : public backend::AudioDevice {
   host::AlignedSamples mInputs;
   host::AlignedSamples mOutputs;
 
-  // The worker's, or the caller's while the device does not run.
+  // Used by the worker while the device is running, else by the caller.
   backend::DeviceCallback* mCallback = nullptr;
   platform::HostTime mStartTime{};      ///< Of this start.
-  std::uint64_t mPosition = 0;          ///< Frames since the first start, missing ones included.
+  std::uint64_t mPosition = 0;          ///< Frames since the first start, missing frames included.
   std::uint64_t mPositionAtStart = 0;   ///< Of this start.
-  std::uint64_t mMissing = 0;           ///< Frames that were lost since the last slice.
-  std::vector<Fault> mDiscontinuities;  ///< Those to come, the next one last.
-  bool mInputOver = false;              ///< The slice being captured is the last.
+  std::uint64_t mMissing = 0;           ///< Frames lost since the last slice.
+  std::vector<Fault> mDiscontinuities;  ///< Discontinuities that are still to come, the next one last.
+  bool mInputOver = false;              ///< The current slice is the last.
   bool mSilenceSaid = false;
   mutable std::mutex mMutex;
-  std::optional<platform::Failure> mMicrophoneFailure;  ///< With the mutex.
+  std::optional<platform::Failure> mMicrophoneFailure;  ///< Protected by the mutex.
 
   std::atomic<bool> mRunning = false;
   std::atomic<bool> mInputTaken = false;

@@ -7,11 +7,11 @@
 
 namespace orvane::simulated {
 
-/// Whether the text of a speaker is the path of a file.
+/// Whether a speaker's text is the path of a file.
 bool isSpeakerFile(const std::string& text);
 
-/// Refuses a speaker's file that could not be written, or that this process reads, without touching it. Throws
-/// `platform::PlatformException`.
+/// Throws `platform::PlatformException` if the speaker's file could not be written or this process reads it. Does not
+/// change the file system.
 void checkSpeakerFile(const Given<std::string>& speaker);
 
 }  // namespace orvane::simulated

@@ -12,23 +12,24 @@
 
 namespace orvane::simulated {
 
-/// Which faults of a scenario are in force. It follows from the host clock alone, so whoever asks at one time gets one
-/// answer, and nothing has to be told when a fault's time comes. Any thread; real-time safe.
+/// Tells which faults of a scenario are in force, from the host clock and the time of the device's first start alone.
+/// Thread-safe; real-time safe.
 class FaultPlan {
  public:
-  /// `faults` are ordered by time.
+  /// `faults` must be sorted by time.
   FaultPlan(std::vector<Fault> faults, std::shared_ptr<platform::Scheduler> scheduler);
 
   const std::vector<Fault>& faults() const { return mFaults; }
 
-  /// The device starts; faults count from the first time.
+  /// Records a start of the device; the times of faults count from the first one.
   void deviceStarts();
-  /// When a fault comes into force, once the device has started.
+  /// Returns the time when a fault comes into force. The device must have been started.
   platform::HostTime dueTime(const Fault& fault) const;
+  /// Whether this fault, or any of a kind, is in force. Faults at 0 are in force before the first start as well.
   bool isInForce(const Fault& fault) const;
   bool isInForce(Fault::Kind kind) const;
 
-  /// The refusal of a call, the latest of those in force; null where it is not refused. Lives as long as the plan.
+  /// Returns the refusal of a call, by the latest fault in force; null if it is not refused. Lives as long as the plan.
   const host::Refusal* refusal(std::string_view call) const;
 
  private:

@@ -7,11 +7,13 @@
 
 namespace orvane::simulated {
 
-/// Refuses the set-up of a simulated device, saying what is wrong and what would be right.
+/// Throws the exception for wrong settings of a simulated device; `reason` states what is wrong and what would be
+/// right.
 [[noreturn]] inline void refuse(const std::string& reason) {
   throw platform::PlatformException("SimulationException", reason);
 }
-/// The same for a setting, and where it was given: "rate=7x", "scenario=test.json: faults[2].status".
+/// Throws "WHERE: REASON" for a setting; `where` is the place of the setting, such as "rate=7x" or "scenario=test.json:
+/// faults[2].status".
 [[noreturn]] inline void refuse(const std::string& where, const std::string& reason) {
   refuse(where + ": " + reason);
 }

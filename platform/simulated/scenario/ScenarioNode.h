@@ -13,34 +13,34 @@
 
 namespace orvane::simulated {
 
-/// A value in a scenario and the place where it stands, as messages name it: `faults[2].status`. The value and the
-/// source outlive the node.
+/// A value in a scenario, with its place for messages: `faults[2].status`. The value and the source must outlive the
+/// node.
 class ScenarioNode {
  public:
-  /// The whole scenario. Messages begin with `source`.
+  /// Makes the node of the whole scenario. Messages begin with `source`.
   ScenarioNode(const platform::Value& value, const std::string& source) : mValue(value), mSource(source) {}
 
-  /// Throws `platform::PlatformException`: the source, the place, the reason.
+  /// Throws `platform::PlatformException` with the text "SOURCE: PLACE: REASON".
   [[noreturn]] void refuse(const std::string& reason) const;
 
-  /// The value as that kind; throws as `refuse` does if it is another kind or out of range.
+  /// Returns the value as the given kind; throws as `refuse` does for another kind and a number out of range.
   std::vector<ScenarioNode> members() const;
   std::vector<ScenarioNode> items() const;
   const std::string& text() const;
   double number(double min, double max, const std::string& unit) const;
-  /// A float without a fraction is a whole number too.
+  /// Also accepts a float without a fraction.
   std::int64_t wholeNumber(std::int64_t min, std::int64_t max) const;
 
-  /// The key under which a member stands.
+  /// Returns the key of a member.
   const std::string& key() const { return mKey; }
-  /// The member of that key, which must be there; `meaning` says what it would hold.
+  /// Returns the member with this key; throws as `refuse` does if it is missing, with its `meaning`.
   ScenarioNode member(std::string_view key, const std::string& meaning) const;
-  /// The node's place as messages name it: "faults[2].status"; empty for the whole scenario.
+  /// Returns the node's place: "faults[2].status"; empty for the whole scenario.
   std::string place() const { return mPlace; }
-  /// The same with the source before it.
+  /// Returns "SOURCE: PLACE".
   std::string where() const { return mSource + ": " + mPlace; }
 
-  /// Refuses the value as something else than `wanted`.
+  /// Throws as `refuse` does: `wanted` is needed, not the value.
   [[noreturn]] void need(const std::string& wanted) const;
 
  private:
@@ -53,17 +53,17 @@ class ScenarioNode {
   std::string mKey;
 };
 
-/// Refuses a member whose key is none of `known`.
+/// Throws as `ScenarioNode::refuse` does for a member whose key is not among `known`.
 [[noreturn]] void refuseKey(const ScenarioNode& member, std::span<const std::string_view> known);
 
-/// How a member of an object is read into `Target`.
+/// A key of an object, and the function that reads its member into `Target`.
 template <typename Target>
 struct ScenarioKey {
   std::string_view name;
   void (*read)(Target&, const ScenarioNode&);
 };
 
-/// Reads every member of an object as its key says.
+/// Reads every member of an object into `target`; throws for unknown keys and wrong values.
 template <typename Target, std::size_t count>
 void readMembers(const ScenarioNode& object, const std::array<ScenarioKey<Target>, count>& keys, Target& target) {
   for (const ScenarioNode& member : object.members()) {

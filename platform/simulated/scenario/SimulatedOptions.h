@@ -9,15 +9,15 @@
 
 namespace orvane::simulated {
 
-/// The content of the one-line text that sets up a simulated host.
+/// The options of a simulated host.
 struct SimulatedOptions {
   DeviceSettings device;
-  std::optional<std::string> scenario;  ///< The path of a scenario file; what `device` gives overrides it.
+  std::optional<std::string> scenario;  ///< The path of a scenario file, whose settings `device` overrides.
 };
 
-/// Reads `KEY=VALUE[,KEY=VALUE…]`; an empty text gives the defaults. In the values of `mic`, `speaker` and `scenario`
+/// Parses `KEY=VALUE[,KEY=VALUE…]`; an empty text gives the defaults. In the values of `mic`, `speaker` and `scenario`,
 /// `\,` stands for a comma and `\\` for a backslash. Opens no file. Throws `platform::PlatformException` that names the
-/// key and says what would be right.
+/// key and states what would be right.
 SimulatedOptions parseSimulatedOptions(std::string_view text);
 
 }  // namespace orvane::simulated
