@@ -103,7 +103,7 @@ class ValueBuilder final : public nlohmann::json_sax<ordered_json> {
 
   bool key(std::string& name) override {
     Level& level = mLevels.back();
-    if (!level.keys.insert(name).second) throwAt(mText, consumed(), "the key \"" + name + "\" stands twice here");
+    if (!level.keys.insert(name).second) throwAt(mText, consumed(), "the key \"" + name + "\" occurs twice here");
     level.key = std::move(name);
     return true;
   }

@@ -46,7 +46,7 @@ RateConverter::RateConverter(std::uint32_t channels, double inputRate, double ou
       mOutput(static_cast<std::size_t>(blockFrames) * channels),
       mDelayFrames(measureDelay()) {
   if (!failed()) mError = src_reset(mLibrary->state);
-  if (failed()) throw std::runtime_error(std::string("no rate conversion: ") + src_strerror(mError));
+  if (failed()) throw std::runtime_error(std::string("the rate conversion failed: ") + src_strerror(mError));
 }
 
 RateConverter::~RateConverter() = default;

@@ -140,7 +140,7 @@ void SoundFileWriter::drain() {
   }
   if (const std::uint64_t lost = mQueue->overruns(); lost != mOverrunsLogged) {
     mContext->log->write(platform::LogLevel::warning,
-                         std::to_string(lost - mOverrunsLogged) + " slices were lost: the disk is too slow");
+                         std::to_string(lost - mOverrunsLogged) + " slices dropped: the disk could not keep up");
     mContext->files.addOverruns(lost - mOverrunsLogged);
     mOverrunsLogged = lost;
   }

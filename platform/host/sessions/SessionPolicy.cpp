@@ -151,7 +151,7 @@ std::optional<std::string> whyNotMode(std::string_view mode) {
 std::optional<std::string> whyNotOptions(std::string_view category, std::uint64_t options) {
   if (const std::uint64_t unknown = options & ~knownOptions) {
     char text[96];
-    std::snprintf(text, sizeof text, "no option has the bits 0x%" PRIx64 "; the options' bits are 0x%" PRIx64, unknown,
+    std::snprintf(text, sizeof text, "unknown option bits 0x%" PRIx64 "; the known bits are 0x%" PRIx64, unknown,
                   knownOptions);
     return text;
   }

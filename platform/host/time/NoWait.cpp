@@ -15,7 +15,7 @@ thread_local int callbackDepth = 0;
 
 [[noreturn]] void end(const char* what, const char* place) {
   const platform::RealTimeExemption exemption;
-  std::fprintf(stderr, "orvane: %s inside %s could wait for ever; post it to the caller's event loop instead\n", what,
+  std::fprintf(stderr, "orvane: %s inside %s could wait forever; post it to the caller's event loop instead\n", what,
                place);
   std::abort();
 }

@@ -59,7 +59,7 @@ MicrophoneFile::MicrophoneFile(const Given<std::string>& path) : mPath(path.valu
   }
   openLibrary();
   if (mFile == nullptr) {
-    refuse(path.where, "no sound file that can be read (" + reasonOf(nullptr) + ")");
+    refuse(path.where, "not a sound file that can be read (" + reasonOf(nullptr) + ")");
   }
   checkFormat(path.where);
   mDeclaredFrames = declaredFrames(mInfo, mClaim->descriptor());

@@ -114,7 +114,7 @@ void parsePair(SimulatedOptions& options, std::string_view pair, std::vector<std
            (mayBePath ? "; a comma inside a value is written \\," : ""));
   }
   if (equals == std::string_view::npos)
-    refuse("\"" + std::string(name) + "\" needs a value: " + std::string(name) + "=…");
+    refuse("\"" + std::string(name) + "\" needs a value: " + std::string(name) + "=VALUE");
   if (std::ranges::find(seen, name) != seen.end()) refuse("the key \"" + std::string(name) + "\" is given twice");
   seen.push_back(name);
   key->set(options, {name, pair.substr(equals + 1)});
@@ -131,7 +131,7 @@ SimulatedOptions parseSimulatedOptions(std::string_view text) {
     parsePair(options, text.substr(0, length), seen);
     if (length == text.size()) break;
     text.remove_prefix(length + 1);
-    if (text.empty()) refuse("there is nothing behind the last comma");
+    if (text.empty()) refuse("nothing follows the last comma");
   }
   return options;
 }
