@@ -31,7 +31,8 @@ void AOMeter::start() {
 
   auto handler =
       std::make_unique<orvane::MeterInputHandler>(static_cast<int>(hardware.channelCount()), hardware.sampleRate());
-  // The closure of an earlier start holds the handler that goes away now; a failure below would leave it installed.
+  // Remove the closure of an earlier start: it refers to the handler that is replaced here, and a failure below would
+  // leave it installed.
   if (mInputHandler) wrapper().setInputHandler(nullptr);
   mInputHandler = std::move(handler);
 

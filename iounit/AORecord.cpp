@@ -35,7 +35,8 @@ void AORecord::start() {
   platform::RenderOperation render = wrapper().renderOperation();
 
   auto handler = std::make_unique<orvane::RecordInputHandler>(services(), _filePath, client);
-  // The closure of an earlier start holds the handler that goes away now.
+  // Remove the closure of an earlier start: it refers to the handler that is replaced here, and a failure below would
+  // leave it installed.
   if (mInputHandler) wrapper().setInputHandler(nullptr);
   mInputHandler = std::move(handler);
   wrapper().setInputHandler([handler = mInputHandler.get(), render = std::move(render)](

@@ -17,15 +17,14 @@ namespace status = platform::status;
 
 namespace {
 
-/// Appends as much of `text` as there is room for; returns the room that is left.
+/// Copies as much of `text` as fits; returns the remaining room.
 std::span<char> append(std::span<char> room, std::string_view text) {
   const std::size_t size = std::min(room.size(), text.size());
   std::copy_n(text.begin(), size, room.begin());
   return room.subspan(size);
 }
 
-/// Straight to the descriptor, from memory on the stack: streams lock and allocate, and this may be the device
-/// callback.
+/// Writes to the descriptor directly, from the stack: streams lock and allocate, and this may be the device callback.
 [[noreturn]] void endOnRenderFailure(platform::Status status, std::string_view place) {
   const platform::RealTimeExemption exemption;
   std::array<char, 12> digits{};

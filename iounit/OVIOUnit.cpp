@@ -28,7 +28,7 @@ constexpr std::uint32_t outputElement = 0;
 constexpr std::uint32_t inputElement = 1;
 constexpr std::uint32_t globalElement = 0;
 
-/// The code of a sub-type text, 'rioc' where there is none that can be used.
+/// Returns the code of a sub-type text; 'rioc' without a valid text.
 std::uint32_t subTypeCode(const platform::Platform& services, const std::optional<std::string>& subType) {
   if (!subType) return platform::UnitDescription::defaultSubType;
   if (subType->size() != sizeof(std::uint32_t)) {
@@ -40,12 +40,12 @@ std::uint32_t subTypeCode(const platform::Platform& services, const std::optiona
   return code;
 }
 
-/// A unit as messages show it.
+/// Returns the name of a unit for messages.
 std::string nameOf(UnitInstance unit) {
   return "UnitInstance " + std::to_string(static_cast<std::uint32_t>(unit));
 }
 
-/// Runs one step of a teardown. An exception must neither leave a destructor nor keep the next step from being taken.
+/// Runs one step of the teardown; logs exceptions, so that the next step still runs.
 template <typename Step>
 void attempt(const platform::Platform& services, std::string_view name, const Step& step) noexcept {
   try {
@@ -125,7 +125,7 @@ UnitWrapper& OVIOUnit::wrapper() {
 }
 
 void OVIOUnit::setDirections(bool inputEnabled, bool outputEnabled) {
-  // Not through `wrapperUnit`: without a wrapper that would come back here through `lazyInit`, without end.
+  // Not through `wrapperUnit`, which without a wrapper would call `lazyInit` and so recurse without end.
   if (!_wrapperUnit) return;
   _wrapperUnit->setInputEnabled(inputEnabled);
   _wrapperUnit->setOutputEnabled(outputEnabled);

@@ -15,7 +15,7 @@ namespace status = platform::status;
 RecordInputHandler::RecordInputHandler(const Platform& services, std::uint32_t channelCount)
     : mChannelCount(channelCount), mBufferList(channelCount), mServices(services) {}
 
-// Once the other constructor is done the object counts as made, so its destructor closes the file where this one fails.
+// After the delegated constructor the object is complete, so its destructor closes the file if this one throws.
 RecordInputHandler::RecordInputHandler(const Platform& services, const std::string& filePath,
                                        const StreamFormat& clientFormat)
     : RecordInputHandler(services, clientFormat.channelCount()) {
@@ -27,13 +27,13 @@ RecordInputHandler::RecordInputHandler(const Platform& services, const std::stri
   if (created != status::success) raiseOn(mServices, "ConvertingFile::create failed", created);
   const Status set = files.setClientDataFormat(mFile, clientFormat.description());
   if (set != status::success) raiseOn(mServices, "ConvertingFile setting client format failed", set);
-  // Has the service make ready whatever the first write would otherwise make on the device callback.
+  // Lets the service allocate here what it would otherwise allocate on the device callback.
   files.writeAsync(mFile, 0, nullptr);
 }
 
 RecordInputHandler::~RecordInputHandler() {
   if (mFile == ConvertingFile::Handle::none) return;
-  // Nothing may be raised from here, so raising is what ends the process, behind a line in the log.
+  // Raising from a destructor ends the process, after the line in the log.
   if (const Status disposed = mServices.convertingFiles->dispose(mFile))
     raiseOn(mServices, "ConvertingFile::dispose failed", disposed);
 }

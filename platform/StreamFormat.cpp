@@ -11,7 +11,7 @@ namespace {
 constexpr std::uint32_t nativeByteOrder = std::endian::native == std::endian::big ? format_flag::bigEndian : 0;
 
 std::optional<ChannelLayout> discreteLayout(std::uint32_t channelCount) {
-  // No real stream has more channels than this; a wrong description must not make us build a huge layout.
+  // More channels mean an invalid description, for which no huge layout is built.
   constexpr std::uint32_t maxChannels = 1024;
   if (channelCount <= 2 || channelCount > maxChannels) return std::nullopt;
   ChannelLayout layout;

@@ -49,7 +49,7 @@ std::string dataText(const Value::Data& data) {
   return result + ">";
 }
 
-/// Calls `use` with each value right below this one.
+/// Calls `use` with each direct child of this value.
 template <typename AnyValue, typename Use>
 void forEachChild(AnyValue& value, const Use& use) {
   if (auto* array = value.template as<Value::Array>()) {
@@ -68,7 +68,7 @@ bool hasChildren(const Value& value) {
 template <typename First, typename Second>
 using PairsToVisit = std::vector<std::pair<First*, Second*>>;
 
-/// Whether two arrays or dictionaries have the same length and keys; notes what is below them in `pending`.
+/// Whether two arrays or dictionaries have the same length and keys; adds their children to `pending`.
 template <typename Container>
 bool compareOuter(const Container& one, const Container& other, PairsToVisit<const Value, const Value>& pending) {
   if (one.size() != other.size()) return false;
@@ -149,7 +149,7 @@ Value::~Value() {
   }
 }
 
-// By way of another value: what is assigned may stand inside what goes.
+// Through a temporary, because the assigned value may be part of this one.
 Value& Value::operator=(const Value& other) {
   return *this = Value(other);
 }

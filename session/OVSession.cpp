@@ -20,13 +20,13 @@ namespace option = orvane::platform::session_option;
 
 namespace {
 
-/// The one setting of the process. Atomic only so that unordered accesses are defined; nobody waits for anybody.
+/// The setting of the process; atomic, so that concurrent accesses are defined.
 std::atomic<std::int64_t>& sharedImplementationType() {
   static std::atomic<std::int64_t> type{OVSession::isImplementationTypeAvailable(0) ? 0 : 1};
   return type;
 }
 
-/// Short names and the platform's identifiers. The tables are never freed: threads may outlive static objects.
+/// Maps short names to the platform's identifiers. Never destroyed: threads may outlive static objects.
 using NameTable = std::unordered_map<std::string_view, const char*>;
 
 const NameTable& categoryTable() {
@@ -78,7 +78,7 @@ const NameTable& modeTable() {
   return table;
 }
 
-/// The platform's identifier for a short name; a name that is not in the table is the platform's to judge.
+/// Returns the platform's identifier of a short name; any other name unchanged.
 std::string translateString(const NameTable& table, const std::string& name) {
   const auto entry = table.find(name);
   return entry == table.end() ? name : entry->second;

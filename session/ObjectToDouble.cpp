@@ -15,13 +15,13 @@ namespace orvane {
 
 namespace {
 
-/// The locale in which numbers are read; never freed, and the system's own constant where it has one.
+/// The locale in which numbers are read; never freed.
 locale_t plainLocale() {
   static const locale_t plain = newlocale(LC_ALL_MASK, "C", locale_t());
   return plain;
 }
 
-/// `std::stod`, but for two things: the process's locale has no say, and the messages name the text.
+/// As `std::stod`, but independent of the process's locale and with the text in its messages.
 double textToDouble(const std::string& text) {
   const int savedErrno = errno;
   errno = 0;

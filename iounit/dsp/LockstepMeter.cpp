@@ -16,12 +16,11 @@ namespace orvane {
 
 namespace {
 
-/// Most channels that go together. Planes often lie whole pages apart: a cache of eight ways then holds one line of
-/// each.
+/// Maximum channels of a group. Planes are often whole pages apart; an eight-way cache then holds one line of each.
 constexpr std::size_t maxTogether = 8;
 
-/// Channels that go together, each with four lanes; as many as there are in use from the front. The results are written
-/// before they are read, so they are not cleared first.
+/// A group of channels, each with four lanes, used from the front. Results are written before they are read, so they
+/// are not initialised.
 struct Group {  // NOLINT(cppcoreguidelines-pro-type-member-init)
   std::array<const float*, maxTogether> samples = {};
   std::array<const float*, maxTogether> meanSquaresBefore = {};
@@ -29,7 +28,7 @@ struct Group {  // NOLINT(cppcoreguidelines-pro-type-member-init)
   alignas(EightLanes) std::array<std::array<float, 4>, maxTogether> maxima;
 };
 
-/// Four floats of the channel, or of each of the two channels, that one register holds.
+/// Loads four floats of the one channel, or of each of the two channels, of a register.
 template <typename Lanes>
 [[gnu::always_inline]] inline void load(Lanes& lanes, const float* const* channels, std::size_t at) {
   if constexpr (sizeof(Lanes) == sizeof(FourLanes)) {
@@ -43,8 +42,8 @@ template <typename Lanes>
   }
 }
 
-/// Takes the channels of `registerCount` registers through `sampleCount` samples each, a multiple of four. All of it
-/// stays in registers, which keep several steps in flight while one channel alone would wait for each.
+/// Processes `sampleCount` samples, a multiple of four, of each channel in `registerCount` registers. All state stays
+/// in registers, so several independent steps are in flight.
 template <typename Lanes, std::size_t registerCount>
 [[gnu::always_inline]] inline void runRegisters(Group& group, std::size_t sampleCount) {
   // Registers of four lanes or of eight. NOLINTNEXTLINE(bugprone-sizeof-expression)
@@ -69,7 +68,7 @@ template <typename Lanes, std::size_t registerCount>
   }
 }
 
-/// The same for a number of registers that is known only now.
+/// Does the same for a number of registers known at run time.
 template <typename Lanes, std::size_t maxRegisters>
 [[gnu::always_inline]] inline void runGroup(Group& group, std::size_t registers, std::size_t sampleCount) {
   if constexpr (maxRegisters > 1) {
@@ -91,7 +90,7 @@ void runGroupOf128Bits(Group& group, std::size_t channels, std::size_t sampleCou
 void runGroup(Group& group, std::size_t channels, std::size_t sampleCount, [[maybe_unused]] RegisterWidth width) {
 #if defined(__x86_64__)
   if (width == RegisterWidth::bits256) {
-    // The second half of an odd channel's register works on the first channel once more.
+    // With an odd number of channels, the second half of the last register processes the first channel again.
     group.samples[channels % maxTogether] = group.samples[0];
     group.meanSquaresBefore[channels % maxTogether] = group.meanSquaresBefore[0];
     return runGroupOf256Bits(group, channels, sampleCount);
@@ -114,7 +113,7 @@ void processGroup(std::span<PowerMeter> meters, std::span<const float* const> pl
   for (std::size_t i = 0; i < meters.size(); ++i) {
     meters[i].ScaleDecayConstants(frameCount);
     group.samples[i] = planes[i];
-    // Read where they are: a load that spans two fresh stores would wait for the whole block before it to retire.
+    // Read in place: a load that spans two recent stores would stall until both have retired.
     group.meanSquaresBefore[i] = meters[i].mLaneMeanSquare.data();
   }
   const auto grouped = static_cast<std::size_t>(frameCount) / 4 * 4;
@@ -129,7 +128,7 @@ void processGroup(std::span<PowerMeter> meters, std::span<const float* const> pl
 void processTogether(std::span<PowerMeter> meters, std::span<const float* const> planes, int frameCount,
                      RegisterWidth width) {
   assert(meters.size() == planes.size() && frameCount >= 0);
-  // Groups of equal size: nine channels go as five and four, because one that is left alone takes as long as eight.
+  // Groups of equal size: nine channels make five and four, because a single channel takes as long as eight.
   for (std::size_t groups = (meters.size() + maxTogether - 1) / maxTogether; groups > 0; --groups) {
     const std::size_t count = meters.size() / groups;
     if (mayGoTogether(planes.first(count))) {

@@ -37,19 +37,19 @@ constexpr double integerSquareScale = 0x1p-30;
 constexpr double minLevel = 1e-15;
 constexpr double maxLevel = 1e15;
 
-/// The factor for one sample of a fall by 60 dB in the given time.
+/// Returns the factor per sample for a fall of 60 dB in the given time.
 double decayBase(double rate, double seconds) {
   const double samples = rate * seconds;
   return samples < minTime ? 0.0 : std::exp(lnThousandth / samples);
 }
 
-/// The value, or 0 where it is too small, too large or not a number.
+/// Returns the value, or 0 if it is too small, too large or not-a-number.
 double flushed(double value) {
   const double magnitude = std::fabs(value);
   return magnitude > minLevel && magnitude < maxLevel ? value : 0.0;
 }
 
-/// The same for lanes, with the floats nearest to the bounds.
+/// Does the same for lanes, with the floats nearest to the bounds.
 FourLanes flushed(FourLanes lanes) {
   constexpr float minFloat = 1.00000000362749e-15F;
   constexpr float maxFloat = 999999986991104.0F;
@@ -61,12 +61,12 @@ FourLanes flushed(FourLanes lanes) {
   return std::bit_cast<FourLanes>(bits & (magnitudes >= minFloat) & (magnitudes <= maxFloat));
 }
 
-/// The target where the level rises, else the given fraction of the way down to it.
+/// Returns the target if the level rises, otherwise the level lowered by a fraction of the distance to it.
 double released(double level, double target, double fraction) {
   return level > target ? level + (target - level) * fraction : target;
 }
 
-/// Four samples a step are wanted and the samples lie where they can be taken so.
+/// Whether the samples can be processed four a step.
 bool takesLanes(const float* samples, int stride) {
   std::int32_t type = gPXVectorUnitType.load(std::memory_order_relaxed);
   if (type == -1) type = PXVectorUnit_Examine();
@@ -79,14 +79,14 @@ struct Measured {
   double meanSquare;
 };
 
-/// The end of the groups of four: keeps the lanes' mean squares for the next block.
+/// Ends the groups of four: keeps the lanes' mean squares for the next block.
 inline Measured saveLanes(PowerMeter& meter, const std::array<float, 4>& lanes, const std::array<float, 4>& maxima) {
   meter.mLaneMeanSquare = std::bit_cast<std::array<float, 4>>(flushed(std::bit_cast<FourLanes>(lanes)));
   return {std::max(std::max(maxima[0], maxima[1]), std::max(maxima[2], maxima[3])),
           double{((lanes[0] + lanes[1]) + lanes[2]) + lanes[3]} * 0.25};
 }
 
-/// Carries both values over samples one at a time.
+/// Updates both values, one sample at a time.
 inline Measured processOneByOne(Measured block, const float* samples, int stride, int frameCount) {
   for (int frame = 0; frame < frameCount; ++frame) {
     const float magnitude = std::fabs(samples[std::ptrdiff_t{frame} * stride]);
@@ -108,7 +108,7 @@ inline Levels nextLevels(PowerMeter& meter, int frameCount, double peak, double 
     next.peak = released(meter.mPeakLevel, peak, meter.mRelease);
     next.average = released(meter.mAverageLevel, average, meter.mRelease);
   }
-  // Twelve hours of silence would take the counter past its range. It stays at the end, which no hold time lies beyond.
+  // Saturates: twelve hours of silence would overflow the counter.
   constexpr std::int64_t maxHold = std::numeric_limits<std::int32_t>::max();
   meter.mHoldCounter = static_cast<std::int32_t>(std::min(std::int64_t{meter.mHoldCounter} + frameCount, maxHold));
   if (meter.mHoldCounter >= truncateToInt32(meter.mSampleRate * holdSeconds)) next.hold -= next.hold * meter.mHoldDecay;
@@ -120,8 +120,8 @@ inline Levels nextLevels(PowerMeter& meter, int frameCount, double peak, double 
   return next;
 }
 
-/// The peak and the running mean square of a block of integers, whose magnitudes `magnitudeAt` gives. The arithmetic is
-/// that of 32 bits and wraps around, so it is done without a sign.
+/// Computes the peak and the running mean square of a block of integers, whose magnitudes `magnitudeAt` returns. The
+/// arithmetic wraps around at 32 bits, so it is unsigned.
 template <typename MagnitudeAt>
 void processIntegers(PowerMeter& meter, int frameCount, MagnitudeAt magnitudeAt) {
   meter.ScaleDecayConstants(frameCount);

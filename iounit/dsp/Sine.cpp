@@ -18,21 +18,21 @@ namespace orvane {
 
 namespace {
 
-// The numbers of scripts/derive-sine.
+// Constants derived by scripts/derive-sine.
 constexpr double perPi = 0x1.45f306dc9c883p-2;
-/// Of f^15 down to f.
+/// Polynomial coefficients, from f^15 down to f.
 constexpr std::array coefficients = {-0x1.61fd75df9a88dp-16, 0x1.e8979f1b4d2c7p-12, -0x1.e30607f00ac85p-8,
                                      0x1.5078320185092p-4,   -0x1.32d2cce0bd1abp-1, 0x1.466bc6774f216p+1,
                                      -0x1.4abbce625bd25p+2,  0x1.921fb54442d17p+1};
-/// The binary digits of 1 / pi, from 32 places before the point on.
+/// The binary digits of 1 / pi, starting 32 digits before the point.
 constexpr std::array<std::uint32_t, 9> digitsPerPi = {0,          0x517CC1B7, 0x27220A94, 0xFE13ABE8, 0xFA9A6EE0,
                                                       0x6DB14ACC, 0x9E21C820, 0xFF28B1D5, 0xEF5DE2B0};
 
-/// An angle whose sine lies too near to the middle between two floats for the precision of doubles.
+/// An angle whose sine is too close to the midpoint of two floats for the precision of doubles.
 struct HardCase {
   float angle, sine;
 };
-/// All that there are.
+/// All such angles.
 constexpr std::array hardCases = {HardCase{0x1.33333p+13F, -0x1.63f4bap-2F}, HardCase{0x1.95f654p+44F, -0x1.fcf42ep-1F},
                                   HardCase{0x1.524856p+80F, -0x1.ff5702p-1F}};
 
@@ -53,8 +53,8 @@ struct BitsOf<Doubles4> {
   using Type [[gnu::vector_size(32)]] = std::uint64_t;
 };
 
-/// Replaces each fraction of a half turn, of at most 1/2 either way, by its sine. The values, doubles or registers of
-/// them, go side by side, so that one works while the other waits.
+/// Replaces each fraction of a half turn, from -1/2 to 1/2, by its sine. The values, doubles or registers of doubles,
+/// are processed side by side, so that their operations overlap.
 template <typename Real, std::size_t count>
 [[gnu::always_inline]] inline void replaceFractions(Real (&values)[count]) {
   Real squares[count];
@@ -73,11 +73,11 @@ template <typename Real, std::size_t count>
   for (std::size_t i = 0; i < count; ++i) values[i] *= sums[i];
 }
 
-/// Replaces each angle, of at most one turn either way, by its sine.
+/// Replaces each angle, from minus one turn to one turn, by its sine.
 template <typename Real, std::size_t count>
 [[gnu::always_inline]] inline void replaceWithinOneTurn(Real (&values)[count]) {
   using Bits = typename BitsOf<Real>::Type;
-  // Added to a number of half turns, leaves the nearest whole number of them in the last bits of the sum.
+  // Added to a number of half turns, leaves the nearest integer in the last bits of the sum.
   constexpr double toWhole = 0x1.8p52;
   Real wholes[count];
 #pragma GCC unroll 8
@@ -99,13 +99,13 @@ template <typename Real, std::size_t count>
   }
 }
 
-/// The angle, of more than one turn, in half turns less the nearest whole number of them; `odd` tells whether that is
-/// odd.
+/// Payne-Hanek reduction of an angle of more than one turn: returns the angle in half turns minus the nearest integer,
+/// and sets `odd` to whether that integer is odd.
 double fractionOf(float angle, bool& odd) {
   const auto bits = std::bit_cast<std::uint32_t>(angle);
   const std::uint32_t mantissa = (bits & 0x7FFFFF) | 0x800000;
   const std::uint32_t exponent = (bits >> 23) - 150;  // modulo 2^32: the angle is mantissa times 2^exponent
-  // Digits of 1 / pi that times the angle make whole turns are left out: they begin at the place of weight
+  // Digits of 1 / pi whose product with the angle is a whole number of turns are skipped. The digits start at weight
   // 2^-exponent, and 128 of them are enough for every float.
   const std::uint32_t place = exponent + 31;
   const std::size_t word = place / 32;
@@ -118,7 +118,7 @@ double fractionOf(float angle, bool& odd) {
     product[i] = static_cast<std::uint32_t>(carry);
     carry >>= 32;
   }
-  // The product is the number of half turns, less an even one: one bit before the point, 127 behind it.
+  // The product is the number of half turns minus an even number: one bit before the point, 127 after it.
   odd = ((product[0] >> 31) ^ (product[0] >> 30 & 1)) != 0;
   const auto upper = static_cast<std::int32_t>(product[0] << 1 | product[1] >> 31);  // a fraction from -1/2 to 1/2
   const std::uint32_t middle = product[1] << 1 | product[2] >> 31;
@@ -138,11 +138,11 @@ float sineBeyondOneTurn(float angle) {
   return static_cast<float>(odd != std::signbit(angle) ? -value[0] : value[0]);
 }
 
-/// Registers that are computed side by side.
+/// Registers processed side by side.
 constexpr std::size_t registerCount = 8;
 constexpr std::size_t maxAtOnce = registerCount * sizeof(Doubles4) / sizeof(double);
 
-/// Replaces angles of which there are a multiple of `maxAtOnce`.
+/// Replaces angles, a multiple of `maxAtOnce`.
 void replaceIn128Bits(std::span<float> angles, float factor) {
   using Floats [[gnu::vector_size(8)]] = float;
   for (std::size_t at = 0; at < angles.size(); at += registerCount * 2) {
@@ -163,7 +163,7 @@ void replaceIn128Bits(std::span<float> angles, float factor) {
 }
 
 #if defined(__x86_64__)
-/// The same; GCC has no single instruction for this conversion but by its name.
+/// Does the same with intrinsics, without which GCC does not use a single instruction for the conversions.
 [[gnu::target("avx2")]] void replaceIn256Bits(std::span<float> angles, float factor) {
   for (std::size_t at = 0; at < angles.size(); at += registerCount * 4) {
     Doubles4 values[registerCount];

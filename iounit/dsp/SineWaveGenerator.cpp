@@ -16,7 +16,7 @@ namespace orvane {
 
 namespace {
 
-/// Writes what `nextSample` returns, once for each frame, to the one or two channels of it.
+/// Writes the result of `nextSample` for each frame to its one or two channels.
 template <typename Sample, typename Oscillator>
 void writeFrames(Sample* buffer, std::uint32_t frameCount, int channelCount, int stride, Oscillator nextSample) {
   if (channelCount != 1 && channelCount != 2) return;
@@ -28,10 +28,10 @@ void writeFrames(Sample* buffer, std::uint32_t frameCount, int channelCount, int
   }
 }
 
-/// Samples that are computed at once, few enough to stay close to the processor.
+/// Samples per block, few enough for the first-level cache.
 constexpr std::size_t blockSamples = 1024;
 
-/// Replaces the samples by those of a tone.
+/// Renders samples of a tone.
 void render(std::span<float> samples, TonePhase& phase, float amplitude) {
   while (!samples.empty()) {
     const std::span<float> block = samples.first(std::min(samples.size(), blockSamples));

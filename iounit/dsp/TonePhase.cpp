@@ -24,7 +24,7 @@ constexpr Ints lanePlaces = {0, 1, 2, 3};
 template <>
 constexpr Ints8 lanePlaces<Ints8> = {0, 1, 2, 3, 4, 5, 6, 7};
 
-// No template: GCC would not take the conversion.
+// Overloads, because GCC rejects the conversion in a template.
 [[gnu::always_inline]] inline void convert(const Ints4& from, Floats4& to) {
   to = __builtin_convertvector(from, Floats4);
 }
@@ -32,19 +32,19 @@ constexpr Ints8 lanePlaces<Ints8> = {0, 1, 2, 3, 4, 5, 6, 7};
   to = __builtin_convertvector(from, Floats8);
 }
 
-/// The grid of the phases up to the period; nothing where not every whole number lies on it.
+/// Returns the grid of phases up to the period; nothing if not every integer lies on it.
 std::optional<TonePhase::Grid> gridOf(float period) {
   if (!(period >= 1.0F && period < 0x1p24F)) return std::nullopt;
   const auto bits = std::bit_cast<std::uint32_t>(period);
   return TonePhase::Grid{static_cast<std::int32_t>((bits & 0x7FFFFF) | 0x800000), 1 << (150 - (bits >> 23))};
 }
 
-/// Whether a phase may pass a power of two together with the period, behind which floats are spaced twice as far.
+/// Whether the step past the period may exceed a power of two, above which the spacing of floats doubles.
 bool wrapsOffGrid(TonePhase::Grid grid) {
   return grid.period + grid.sample > 1 << 24;
 }
 
-/// A phase within the period in spacings of the grid; nothing where it lies off it.
+/// Returns a phase within the period in grid units; nothing if it is not on the grid.
 std::optional<std::int32_t> phaseOnGrid(TonePhase::Grid grid, float phase) {
   const float spacings = phase * static_cast<float>(grid.sample);
   if (std::signbit(phase) || !(spacings <= static_cast<float>(grid.period))) return std::nullopt;
@@ -57,15 +57,15 @@ std::int32_t twice(std::int32_t phase, std::int32_t period) {
   return 2 * phase > period ? 2 * phase - period : 2 * phase;
 }
 
-/// Adds `addend` where the place of the lane has the bit set.
+/// Adds `addend` to the lanes whose index has the bit set.
 template <typename Ints>
 [[gnu::always_inline]] inline void addWhereBit(int bit, std::int32_t addend, std::int32_t period, Ints& phases) {
   phases += -(lanePlaces<Ints> >> bit & 1) & addend;
   phases -= (phases > period) & period;
 }
 
-/// The angles of phases on the grid. Phase and period are scaled by the same power of two, which leaves their quotient
-/// as it is.
+/// Writes the angles of phases on the grid. Phase and period are scaled by the same power of two, which does not change
+/// their quotient.
 template <typename Floats, typename Ints>
 [[gnu::always_inline]] inline void writeAngles(const Ints& phases, float period, float* angles) {
   Floats lanes;
@@ -77,8 +77,8 @@ template <typename Floats, typename Ints>
   return static_cast<float>(phase) / period * oneTurn;
 }
 
-/// Writes the angles from a phase on the grid on, and returns the phase after them: one period after the other, whose
-/// first phase is rounded where the sum before it has passed the power of two.
+/// Writes the angles from a phase on the grid on and returns the phase after them, period by period: the first phase of
+/// a period is rounded if the sum before it exceeds the power of two.
 template <typename Ints, typename Floats>
 [[gnu::always_inline]] inline std::int32_t countByPeriods(TonePhase::Grid grid, std::int32_t phase,
                                                           std::span<float> angles) {
@@ -89,7 +89,7 @@ template <typename Ints, typename Floats>
     const auto left = static_cast<std::int32_t>(std::min<std::size_t>(angles.size(), 1 << 24));
     const std::int32_t count = std::min((grid.period - phase) / grid.sample + 1, left);
     std::int32_t at = 0;
-    // Lanes behind the period's end are written once more by the next one.
+    // Lanes past the period's end are overwritten by the next period.
     for (; at < count && at + laneCount <= left; at += laneCount) {
       writeAngles<Floats>(places + (phase + at * grid.sample), period, &angles[static_cast<std::size_t>(at)]);
     }
@@ -101,7 +101,7 @@ template <typename Ints, typename Floats>
   return phase;
 }
 
-/// The same where every sum is exact: each lane passes the period by itself.
+/// Does the same if every sum is exact: each lane wraps independently.
 template <typename Ints, typename Floats>
 [[gnu::always_inline]] inline std::int32_t countOnGrid(TonePhase::Grid grid, std::int32_t phase,
                                                        std::span<float> angles) {

@@ -7,7 +7,7 @@ namespace orvane::host {
 
 namespace {
 
-/// Never destroyed; filled while static objects are made, in whatever order.
+/// Never destroyed; filled during static initialisation, in any order.
 std::vector<const GatedCall*>& listedCalls() {
   static std::vector<const GatedCall*>& calls = *new std::vector<const GatedCall*>();
   return calls;

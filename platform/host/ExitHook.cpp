@@ -27,7 +27,7 @@ void runAtExit(Hooks& hooks) {
     const auto [owner, work] = std::move(hooks.works.front());
     hooks.works.pop_front();
     hooks.running = owner;
-    // Without the lock: a work takes locks under which others add and remove theirs.
+    // Unlocked: the work takes locks under which other threads add and remove work.
     lock.unlock();
     work();
     lock.lock();
@@ -36,7 +36,7 @@ void runAtExit(Hooks& hooks) {
   }
 }
 
-/// Never destroyed: the exit runs it, whatever else is gone by then.
+/// Never destroyed, because it is used at exit.
 Hooks& hooks() {
   static Hooks& instance = *[] {
     std::atexit([] { runAtExit(hooks()); });

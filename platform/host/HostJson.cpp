@@ -18,7 +18,7 @@ using platform::Value;
 
 namespace {
 
-/// Nothing where the value holds data somewhere, which JSON has no form for, or is nested too deeply.
+/// Returns nothing if the value contains data, which JSON cannot represent, or is nested too deeply.
 std::optional<ordered_json> toJson(const Value& value, int levelsLeft) {
   const bool isContainer = value.as<Value::Array>() != nullptr || value.as<Value::Dictionary>() != nullptr;
   if (isContainer && levelsLeft == 0) return std::nullopt;
@@ -49,7 +49,7 @@ std::optional<ordered_json> toJson(const Value& value, int levelsLeft) {
   return std::nullopt;
 }
 
-/// Throws what `Json::read` does for a fault that shows once `consumed` bytes of the text are read.
+/// Throws the exception of `Json::read` for a fault found after reading `consumed` bytes of the text.
 [[noreturn]] void throwAt(std::string_view text, std::size_t consumed, const std::string& fault) {
   const std::string_view before = text.substr(0, consumed == 0 ? 0 : consumed - 1);
   const auto line = 1 + std::count(before.begin(), before.end(), '\n');
@@ -58,7 +58,7 @@ std::optional<ordered_json> toJson(const Value& value, int levelsLeft) {
                                                          std::to_string(before.size() - lineStart + 1) + ": " + fault);
 }
 
-/// Reads a text byte by byte and tells how far the parser has come.
+/// Iterates over a text and records how far the parser has read.
 class CountingIterator {
  public:
   using iterator_category = std::input_iterator_tag;
@@ -165,7 +165,7 @@ std::optional<std::string> HostJson::write(const Value& value, bool pretty) cons
   if (!json) return std::nullopt;
   try {
     return json->dump(pretty ? 2 : -1);
-  } catch (const ordered_json::type_error&) {  // text that is no UTF-8
+  } catch (const ordered_json::type_error&) {  // text that is not UTF-8
     return std::nullopt;
   }
 }

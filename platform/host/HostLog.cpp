@@ -23,7 +23,7 @@ int priority(platform::LogLevel level) {
 }
 
 void writeToSystem(platform::LogLevel level, std::string_view line) {
-  // The name in the system's log belongs to the whole process; it is not taken before a line needs it.
+  // The name in the system's log is global to the process, so it is set by the first line only.
   [[maybe_unused]] static const bool opened = (openlog("orvane", 0, LOG_USER), true);
   constexpr std::size_t maxBytes = 1 << 20;
   syslog(priority(level), "%.*s", static_cast<int>(std::min(line.size(), maxBytes)), line.data());
@@ -36,7 +36,7 @@ void HostLog::write(platform::LogLevel level, std::string_view line) {
   if (!mSink || !writeToSink(level, line)) writeToSystem(level, line);
 }
 
-/// False where the sink throws: a line about a failure must not replace that failure.
+/// Returns false if the sink throws: logging a failure must not replace it by another exception.
 bool HostLog::writeToSink(platform::LogLevel level, std::string_view line) try {
   const Sink sink = mSink;  // The sink may replace itself while it runs.
   sink(level, line);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 
-// The one place that knows which hosts there are and which one is in use.
+// The only place that knows which hosts exist and which one is in use.
 
 #include <mutex>
 #include <utility>
@@ -20,7 +20,7 @@ struct InUse {
   Platform platform;
 };
 
-/// Never destroyed: the process may end while a callback runs, and files are completed by the exit hook.
+/// Never destroyed: the process may end while a callback is running, and the exit hook completes files.
 InUse& inUse() {
   static InUse& instance = *new InUse();
   return instance;
@@ -29,7 +29,7 @@ InUse& inUse() {
 root::HostRegistry& registry() {
   static root::HostRegistry& instance = *[] {
     auto* const hosts = new root::HostRegistry();
-    // This build has no client of the sound server; the name is known all the same, so that asking for it is no typo.
+    // This build has no client of the sound server. The name is known, so that it is reported as unavailable.
     hosts->add({"pipewire", [] { return false; }, {}});
     hosts->add({"simulated", [] { return true; }, simulated::makeSimulatedHost});
     return hosts;
@@ -56,8 +56,7 @@ void use(Platform platform) {
     std::swap(state.platform, platform);
     state.chosen = true;
   }
-  // The services that were in use are destroyed here, outside the lock: their threads may ask for the services in use
-  // as they end.
+  // The earlier services are destroyed here, outside the lock: their threads may call `current` before they end.
 }
 
 std::vector<std::string> knownHosts() {

@@ -23,7 +23,7 @@ void HostRegistry::add(HostKind kind) {
   mKinds.push_back(std::move(kind));
 }
 
-/// A copy, because a kind may ask the registry while it is asked.
+/// Returns a copy, because the functions of a kind may call the registry.
 std::vector<HostKind> HostRegistry::kinds() const {
   const std::lock_guard lock(mMutex);
   return mKinds;

@@ -44,14 +44,14 @@ void AudioHub::shutDown() {
   stopDevice();
 }
 
-/// The thread that has control may wait for the task that ends the process, so a task does not wait for control.
+/// A task that ends the process must not wait for the lock: the thread that holds it may be waiting for this task.
 void AudioHub::stopAtExit() {
   std::unique_lock lock(mControl, std::defer_lock);
   NoWaitSection::isInTask() || NoWaitSection::isInCallback() ? void(lock.try_lock()) : lock.lock();
   stopDevice();
 }
 
-// ---- what others ask
+// ---- queries
 
 DeviceFormat AudioHub::format() const {
   if (!mDevice) return {};
@@ -78,7 +78,7 @@ bool AudioHub::isOver() const {
 
 void AudioHub::forbidHere(const char* what) const {
   forbidInsideCallback(what);
-  // At real pace it would wait for the callback only now and then; it is forbidden always, so that a test sees it.
+  // At real pace this would rarely wait for the callback. It is always forbidden, so that tests detect it.
   if (mStarted && !isOver()) forbidInsideNoWait(what);
 }
 
@@ -87,7 +87,7 @@ std::optional<Failure> AudioHub::add(HubClient& client) {
   const std::lock_guard lock(mControl);
   if (!mDevice || mIsShutDown) return Failure{status::noDevice, "there is no audio device"};
   if (mEndOnCallback != DeviceEnd::none) finishRun();
-  // A run that failed stays failed for the clients that are still in it.
+  // A failed run stays failed for its remaining clients.
   if (auto failure = mContext->runEnd.failure(); failure && !mClients->empty()) return failure;
   if (mStarted && isOver()) stopDevice();
   // The format may have changed since the client asked for it.
@@ -98,8 +98,7 @@ std::optional<Failure> AudioHub::add(HubClient& client) {
   clients->push_back(&client);
   useInputOf(*clients);
   awaitUnread(publish(std::move(clients)));
-  // The run may have ended before the callback could see the new list. Then the device starts anew, as it would have if
-  // this call had come a moment later.
+  // If the run ended before the callback read the new list, start the device again, as if this call had come later.
   if (mStarted && !isOver()) return std::nullopt;
   stopDevice();
   auto failure = startDevice();
@@ -132,7 +131,7 @@ void AudioHub::removeSoon(HubClient& client, std::function<void()> done) {
   });
 }
 
-/// Does `work` on the hub's worker, with control. A task never waits, so it comes back if another thread has control.
+/// Runs `work` on the hub's worker with the control lock. A task must not wait, so it retries if the lock is taken.
 void AudioHub::withControlSoon(std::function<void()> work) {
   mWorker->post([this, work = std::move(work)]() mutable {
     const std::unique_lock lock(mControl, std::try_to_lock);
@@ -147,12 +146,12 @@ std::optional<Failure> AudioHub::startDevice() {
   mEndOnCallback = DeviceEnd::none;
   mClientFailure = nullptr;
   auto failure = startInFormat();
-  // For clients of an earlier run that run is still over.
+  // For the clients of the earlier run, that run is still over.
   if (failure) mContext->runEnd.restore(earlier);
   return failure;
 }
 
-/// Starts the device in its format of now, which every client is told.
+/// Starts the device in its current format, after preparing every client for it.
 std::optional<Failure> AudioHub::startInFormat() {
   mFormat = mDevice->format();
   for (HubClient* client : *mClients) {
@@ -170,7 +169,7 @@ std::optional<Failure> AudioHub::startInFormat() {
     return failure;
   }
   ++mDeviceStarts;
-  // Not before: a start may take longer than a stall.
+  // Only now, because a start may take longer than the stall limit.
   if (!isOver()) mStallWatch.begin(mFormat);
   return std::nullopt;
 }
@@ -195,7 +194,7 @@ std::unique_ptr<const AudioHub::Clients> AudioHub::without(const HubClient& clie
   return others;
 }
 
-/// Makes the callback read another list from its next slice on, and returns the old one.
+/// Publishes another list to the callback, from its next slice on, and returns the old one.
 std::unique_ptr<const AudioHub::Clients> AudioHub::publish(std::unique_ptr<const Clients> clients) {
   std::unique_ptr<const Clients> old = std::exchange(mClients, std::move(clients));
   mPublished.store(mClients.get());
@@ -203,8 +202,8 @@ std::unique_ptr<const AudioHub::Clients> AudioHub::publish(std::unique_ptr<const
 }
 
 void AudioHub::awaitUnread(std::unique_ptr<const Clients> old) {
-  // Each side writes before it reads the other's word, all in one total order: either the callback sees the wish and
-  // fires, or this thread sees that the old list is no longer read.
+  // Each side writes its own flag before it reads the other's, sequentially consistent: either the callback sees the
+  // request and fires, or this thread sees that the old list is no longer read.
   mReleaseWanted.store(true);
   while (mRead.load() == old.get()) mReleased->wait(platform::Waiter::forever);
   mReleaseWanted.store(false);
@@ -229,7 +228,7 @@ std::uint32_t AudioHub::deviceSlice(const DeviceSlice& slice) {
 
 std::uint32_t AudioHub::takePart(const DeviceSlice& slice) {
   if (!fits(slice)) {
-    // Its planes cannot be trusted, so nothing is written to them.
+    // Do not write to its planes: they may be invalid.
     endOnCallback(DeviceEnd::failed);
     return 0;
   }
@@ -246,7 +245,7 @@ std::uint32_t AudioHub::takePart(const DeviceSlice& slice) {
     callClients({slice.time, mPosition, taken, slice.inputs}, mix);
     mix.finish();
     mPosition += taken;
-    // Written here only, so the counts need no locked instruction.
+    // Written on this thread only, so no read-modify-write instruction is needed.
     mFrames.store(mFrames.load(std::memory_order_relaxed) + taken, std::memory_order_relaxed);
     if (taken > mMaxSliceFrames.load(std::memory_order_relaxed)) mMaxSliceFrames = taken;
   }
@@ -287,7 +286,7 @@ void AudioHub::endOnCallback(DeviceEnd end) {
 
 // ---- the end of a run
 
-/// Stops the device before the end is known, so that its files are complete for whoever is told.
+/// Stops the device before announcing the end, so that its files are complete when subscribers are notified.
 void AudioHub::finishRun() {
   const DeviceEnd end = mEndOnCallback;
   if (end == DeviceEnd::none) return;
@@ -319,7 +318,7 @@ void AudioHub::deviceChanged() {
   withControlSoon([this] { restart(); });
 }
 
-/// Starts a device again whose format has changed. The sound has a gap there, however short.
+/// Restarts a device whose format has changed. This counts as a discontinuity.
 void AudioHub::restart() {
   if (!mStarted || isOver()) return;
   stopDevice();

@@ -30,14 +30,14 @@ StallWatch::StallWatch(const platform::Clock& clock, platform::Worker& worker, s
 void StallWatch::begin(const backend::DeviceFormat& format) {
   const HostTime now = mClock.now();
   mLimit = limit(format);
-  // Only raised: an interruption that the device reported while it started still counts.
+  // Only increased: an interruption that the device reported during the start stays in force.
   HostTime last = mLast;
   while (last < now && !mLast.compare_exchange_weak(last, now)) continue;
   lookAt(++mRun, now + mLimit.load());
 }
 
 void StallWatch::callbackEnds() {
-  // Whoever sees that the callback has ended sees when.
+  // The time is stored before the flag, so that a reader that sees the end of the callback sees its time.
   mLast.store(mClock.now(), std::memory_order_release);
   mInside.store(false, std::memory_order_release);
 }
@@ -52,7 +52,7 @@ void StallWatch::look(Run run, HostTime due) {
   const HostTime now = mClock.now();
   if (mInside) return lookAt(run, now + allowed);
   if (now - mLast.load() < allowed) return lookAt(run, mLast.load() + allowed);
-  // After a pause of the whole process this look is late, and the device has had no chance to call back yet.
+  // After the whole process was stopped, this check is late, and the device could not call back either.
   if (now - due >= lateness) return lookAt(run, now + moment);
   mOnStall();
 }

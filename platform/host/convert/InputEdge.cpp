@@ -66,18 +66,18 @@ bool InputEdge::fetch(std::uint32_t frames) {
 
 void InputEdge::finish() {
   mFinishing = true;
-  // From here on the converter is fed silence, to push out what it holds.
+  // From now on the converter is fed silence, which pushes out the frames that it holds.
   mSourceFrames = mSourceTaken = 0;
 }
 
-/// The whole number of client frames that the accepted frames amount to.
+/// The number of client frames for all accepted frames, rounded up.
 std::uint64_t InputEdge::framesDue() const {
   const long double exact = static_cast<long double>(mAccepted) * mClient.sampleRate / mHardware.sampleRate;
   constexpr long double rounding = 1e-6L;
   return static_cast<std::uint64_t>(std::ceil(exact - rounding));
 }
 
-/// How many of them have not been handed out, `maxFrames` at most.
+/// The number of due frames that have not been delivered, at most `maxFrames`.
 std::uint32_t InputEdge::framesLeft(std::uint32_t maxFrames) const {
   const std::uint64_t left = framesDue() - std::min(framesDue(), mHandedOut);
   return static_cast<std::uint32_t>(std::min<std::uint64_t>(left, maxFrames));
@@ -100,7 +100,7 @@ std::uint32_t InputEdge::convertSlice(AlignedSamples& target, std::uint32_t firs
   return made;
 }
 
-/// Pushes out what the converter holds, by silence.
+/// Pushes out the frames that the converter holds by feeding it silence.
 std::uint32_t InputEdge::convertRest(AlignedSamples& target, std::uint32_t firstFrame, std::uint32_t wanted) {
   constexpr std::uint32_t silenceFrames = 64;
   static constexpr float silence[silenceFrames] = {};

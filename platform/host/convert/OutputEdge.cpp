@@ -60,9 +60,8 @@ bool OutputEdge::ask(const platform::OutputProvider& provider, const HubSlice& s
   return provider(flags, time, frames, outputBus, mList->header) == platform::status::success;
 }
 
-/// How many client frames are still to be asked for, for the converter to give the slice: those that it spans and those
-/// that the filter looks ahead. No more, since the converter takes whatever it is given, and the provider would run
-/// away.
+/// The number of client frames to request for this slice: those that it spans plus the filter's look-ahead. Not more,
+/// because the converter accepts any number of frames, and the provider would get further and further ahead.
 std::uint32_t OutputEdge::framesToAsk(const HubSlice& slice) const {
   const double spanned =
       std::ceil(static_cast<double>(mPlayed + slice.frames) * mClient.sampleRate / mHardware.sampleRate);

@@ -36,7 +36,7 @@ struct HostConvertingFiles::OpenFile {
         deviceStarts(itsDeviceStarts),
         planes(format.channelCount()) {}
 
-  /// Finds the samples in a list; false where it is not one of this file's client format.
+  /// Stores the list's planes; returns false if the list does not fit the client format.
   bool takePlanes(platform::RenderBufferList& list, std::uint32_t frames) {
     if (list.bufferCount != planes.size()) return false;
     for (std::size_t channel = 0; channel < planes.size(); ++channel) {
@@ -50,9 +50,9 @@ struct HostConvertingFiles::OpenFile {
   const Handle handle;
   const StreamFormat format;
   const std::unique_ptr<SoundFileWriter> writer;
-  const std::uint64_t deviceStarts;  ///< Before this file.
+  const std::uint64_t deviceStarts;  ///< Starts of the device before this file was created.
   std::atomic<bool> hasClientFormat = false;
-  std::vector<const float*> planes;  ///< Of the slice that is being written.
+  std::vector<const float*> planes;  ///< The planes of the current slice.
 };
 
 HostConvertingFiles::HostConvertingFiles(std::shared_ptr<HostContext> context, std::shared_ptr<const AudioHub> hub)
@@ -113,7 +113,7 @@ Status HostConvertingFiles::refuse(platform::Failure failure) const {
   return mContext->refuse(std::move(failure));
 }
 
-/// The longest slice that a unit hands over at a client's rate, and some frames for its converter to catch up.
+/// The longest slice at a client's rate, plus a margin for frames that the unit's converter delivers late.
 std::uint32_t HostConvertingFiles::maxFramesAt(double sampleRate) const {
   constexpr double margin = 1024;
   const backend::DeviceFormat device = mHub->format();
@@ -121,7 +121,7 @@ std::uint32_t HostConvertingFiles::maxFramesAt(double sampleRate) const {
   return static_cast<std::uint32_t>(std::min(std::ceil(device.sliceFrames * ratio) + margin, 1e9));
 }
 
-/// A handle that was not given out lately, whose slot is free; none where there is none.
+/// The next handle whose slot is free; `none` if all slots are taken.
 HostConvertingFiles::Handle HostConvertingFiles::freeHandle() {
   for (std::size_t tries = 0; tries < mSlots.size(); ++tries) {
     const auto handle = static_cast<Handle>(++mLastHandle);

@@ -37,7 +37,7 @@ platform::Status statusOfError(int error) {
 }
 
 Result<FileDescriptor> openRegular(const std::string& path, int flags) {
-  // Without O_NONBLOCK the open of a pipe would wait for its other end.
+  // Without O_NONBLOCK, opening a pipe would wait for its other end.
   FileDescriptor file(::open(path.c_str(), flags | O_CLOEXEC | O_NONBLOCK, 0666));
   if (file.get() < 0) return systemFailure(path, errno);
   struct stat facts {};
@@ -72,7 +72,7 @@ Result<WritableFile> openToWrite(const std::string& path, IfThere ifThere) {
     if (existing) return WritableFile{std::move(*existing), false};
     if (existing.failure().status != status::notFound) return existing.failure();
   }
-  // Not O_EXCL where it may exist: the path may be a symbolic link to the file to create.
+  // No O_EXCL unless refusing: the path may be a symbolic link to the file to create.
   auto created = openRegular(path, O_RDWR | O_CREAT | (ifThere == IfThere::refuse ? O_EXCL : 0));
   if (!created) return created.failure();
   return WritableFile{std::move(*created), true};

@@ -16,12 +16,12 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr platform::HostTime drainPeriod = 200ms;
-/// How much sound the queue holds: far more than a period, for disks that pause.
+/// Length of the queue: many periods, for disks that pause.
 constexpr double queueSeconds = 2;
 /// Memory limit of a queue, apart from the room for two slices. 64 channels at 48 kHz take a fifth of it.
 constexpr double maxQueueBytes = 128 << 20;
 
-/// Room for two seconds, and for one slice to be pushed while another waits, however long they are.
+/// Room for two seconds, and for at least two slices of any length.
 std::uint32_t queueFrames(const SoundShape& shape, std::uint32_t maxFrames) {
   constexpr double max = 1 << 30;
   const double bounded = std::min(std::ceil(shape.sampleRate * queueSeconds),
@@ -34,7 +34,7 @@ std::uint32_t queueFrames(const SoundShape& shape, std::uint32_t maxFrames) {
 Result<std::unique_ptr<SoundFileWriter>> SoundFileWriter::create(const Target& target,
                                                                  std::unique_ptr<OutputContainer> container,
                                                                  std::shared_ptr<HostContext> context) {
-  // What may throw comes before the file.
+  // Everything that may throw is done before the file is opened.
   const SoundShape shape = container->shape();
   auto queue = std::make_unique<SliceQueue>(shape.channels, queueFrames(shape, target.maxFrames));
   auto worker = context->scheduler->makeWorker("file writer");
@@ -59,7 +59,7 @@ SoundFileWriter::SoundFileWriter(std::string path, std::unique_ptr<WriteClaim> c
       mQueue(std::move(queue)),
       mWorker(std::move(worker)) {}
 
-/// Writes the headers of a file without content, and begins to serve the queue.
+/// Writes the headers of a file without content, and starts draining the queue.
 std::optional<platform::Failure> SoundFileWriter::begin() {
   if (!mClaim->hasContent()) {
     if (auto failure = mContainer->begin(mClaim->descriptor())) return failure;
@@ -108,7 +108,7 @@ void SoundFileWriter::complete(IfSilent ifSilent) {
   if (auto failure = mClaim->close(); failure && !mFailed) fail(*std::move(failure));
 }
 
-/// Completes the file for another writer, which goes on with it if there is no sound in it yet.
+/// Completes the file on a handover. Without frames, the next writer takes over its state from before.
 void SoundFileWriter::handOver() {
   mWorker->cancel();
   const std::lock_guard lock(mMutex);
@@ -118,7 +118,7 @@ void SoundFileWriter::handOver() {
   if (auto failure = mClaim->close(); failure && !mFailed) fail(*std::move(failure));
 }
 
-/// With the mutex.
+/// Called with the mutex locked.
 void SoundFileWriter::finish() {
   drain();
   mOpen = false;
@@ -126,7 +126,7 @@ void SoundFileWriter::finish() {
   if (auto failure = mContainer->finish(); failure && !mFailed) fail(*std::move(failure));
 }
 
-/// Writes what is in the queue; with the mutex.
+/// Writes all queued frames. Called with the mutex locked.
 void SoundFileWriter::drain() {
   if (!mClaim->isOpen()) return;
   bool wrote = false;

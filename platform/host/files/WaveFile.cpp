@@ -30,7 +30,7 @@ template <typename Number>
 void append(std::string& bytes, Number number) {
   bytes.append(reinterpret_cast<const char*>(&number), sizeof number);
 }
-/// The chunk's identifier, its size and its fields.
+/// Appends a chunk's identifier, size and fields.
 template <typename... Field>
 void appendChunk(std::string& bytes, const char* identifier, std::uint32_t size, Field... fields) {
   bytes += identifier;
@@ -68,7 +68,7 @@ constexpr std::size_t float32HeaderBytes = 94;
 }  // namespace
 
 Result<std::unique_ptr<OutputContainer>> WaveFile::make(std::string path, Encoding encoding, SoundShape shape) {
-  // Beyond these, sizes in a header overflow.
+  // Larger values overflow fields of the header.
   constexpr double maxRate = 6'144'000;
   constexpr std::uint32_t maxChannels = 256;
   const bool inRange = shape.sampleRate >= 1 && shape.sampleRate <= maxRate &&
@@ -88,12 +88,12 @@ WaveFile::WaveFile(std::string path, Encoding encoding, SoundShape shape)
 }
 
 std::uint32_t WaveFile::type() const {
-  // Either header, less the eight bytes that its size does not count.
+  // An upper bound of the header's size field, for either encoding.
   const std::uint64_t size = mFrames * frameBytes() + float32HeaderBytes;
   return size > maxUint32 ? rf64Type : waveType;
 }
 
-/// Room for the chunk of 64-bit sizes is there from the beginning, so a file becomes RF64 in place.
+/// Reserves room for the chunk of 64-bit sizes, so that a file can become RF64 in place.
 std::string WaveFile::header() const {
   constexpr std::uint32_t size64Bytes = 28;
   constexpr std::uint16_t integerTag = 1;
@@ -139,7 +139,7 @@ std::optional<platform::Failure> WaveFile::write(const SliceQueue::Block& block)
   const std::size_t frames = written.bytes / frameBytes();
   mFrames += frames;
   if (written.error == 0) return std::nullopt;
-  // A disk that fills up may take a part of a frame, which readers would stumble over.
+  // Remove a partial frame, which other programs may not be able to read.
   [[maybe_unused]] const int ignored = ftruncate(mFile, static_cast<off_t>(end + frames * frameBytes()));
   return systemFailure(mPath, written.error);
 }

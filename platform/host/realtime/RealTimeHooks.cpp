@@ -34,7 +34,7 @@ namespace {
 
 void check(const char* call) {
   if (realTimeDepth == 0) return;
-  realTimeDepth = 0;  // What follows may itself allocate.
+  realTimeDepth = 0;  // The code below may allocate.
   const char* const parts[] = {"orvane: the device callback called ", call, ", which no real-time code may do\n"};
   for (const char* part : parts) {
     if (write(STDERR_FILENO, part, std::strlen(part)) < 0) break;
@@ -119,7 +119,7 @@ ORVANE_HOOK void free(void* memory) {
   __libc_free(memory);
 }
 
-/// A hook with these parameters that hands on these arguments.
+/// Defines a hook with these parameters that passes on these arguments.
 #define ORVANE_FORWARD_VERSION(version, Result, name, parameters, ...)     \
   ORVANE_HOOK Result name parameters {                                     \
     check(#name);                                                          \
@@ -159,7 +159,7 @@ ORVANE_FORWARD(ssize_t, pread, (int file, void* bytes, std::size_t size, off_t p
 ORVANE_FORWARD(ssize_t, pwrite, (int file, const void* bytes, std::size_t size, off_t place), file, bytes, size, place)
 ORVANE_FORWARD(int, close, (int file), file)
 
-/// The third argument of `open` and the fourth of `openat`, which is there only where a file may be made.
+/// The third argument of `open` and the fourth of `openat`, present only if the call may create a file.
 #define ORVANE_FORWARD_OPEN(name, parameters, ...)                                                   \
   ORVANE_HOOK int name parameters {                                                                  \
     check(#name);                                                                                    \
@@ -187,7 +187,7 @@ ORVANE_FORWARD(int, fputc, (int character, FILE* stream), character, stream)
 ORVANE_FORWARD(int, fflush, (FILE * stream), stream)
 ORVANE_FORWARD(int, vfprintf, (FILE * stream, const char* format, va_list arguments), stream, format, arguments)
 
-/// `printf` and `fprintf`, which call the other functions of the C library without passing by here.
+/// `printf` and `fprintf`, which call other functions of the C library without going through their hooks.
 #define ORVANE_FORWARD_PRINT(name, parameters, stream)      \
   ORVANE_HOOK int name parameters {                         \
     check(#name);                                           \
@@ -200,7 +200,7 @@ ORVANE_FORWARD(int, vfprintf, (FILE * stream, const char* format, va_list argume
 ORVANE_FORWARD_PRINT(printf, (const char* format, ...), stdout)
 ORVANE_FORWARD_PRINT(fprintf, (FILE * stream, const char* format, ...), stream)
 
-/// The first thing that a throw does.
+/// Called first by every throw.
 ORVANE_HOOK void* __cxa_allocate_exception(std::size_t size) noexcept {
   check("throw");
   static constinit Original<void*(std::size_t)> original("__cxa_allocate_exception");

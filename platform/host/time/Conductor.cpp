@@ -54,13 +54,13 @@ Conductor::Place Conductor::addToAgenda(HostTime due, std::variant<Task, Limit> 
 
 void Conductor::post(HostTime due, Owner owner, platform::Worker::Repetition task) {
   const Lock lock(mMutex);
-  // What the caller fired before comes before; else it would depend on when the thread looks.
+  // Queue triggers that the caller fired earlier first; otherwise the order would depend on the thread's timing.
   queueFired();
   addToAgenda(due, Task{owner, std::move(task)});
 }
 
-/// Takes the tasks out of the agenda that `belongs` names. Their captures may call back, so the caller destroys them
-/// without the lock.
+/// Removes the tasks for which `belongs` returns true from the agenda. Their captures may call back, so the caller
+/// destroys them without the lock.
 template <typename Predicate>
 std::vector<Conductor::Task> Conductor::takeTasks(Predicate belongs) {
   std::vector<Task> taken;
@@ -73,7 +73,7 @@ std::vector<Conductor::Task> Conductor::takeTasks(Predicate belongs) {
   return taken;
 }
 
-/// Waits for the end of a run. Nothing begins while a caller is on its way out, so what that run posts is there to be
+/// Waits for the end of a run. No task begins until the caller has returned, so tasks that the run posts can still be
 /// dropped.
 template <typename IsOver>
 void Conductor::awaitRun(Lock& lock, IsOver isOver) {
@@ -124,13 +124,13 @@ void Conductor::removeTrigger(const FiredTask& trigger) {
 
 void Conductor::fire(FiredTask& trigger) {
   if (!trigger.fire()) return;
-  // Either the thread sees the fire before it falls asleep, or this sees that it is asleep: both sides write first, all
-  // in one total order.
+  // Both sides write before they read, sequentially consistent: either the thread sees the fire before it sleeps, or
+  // this call sees that it is asleep.
   mAnyFired = true;
   wake();
 }
 
-/// Gives every fired trigger a place in the agenda, in the order in which the triggers were made; with the lock.
+/// Adds every fired trigger to the agenda, in order of creation. Called with the lock.
 void Conductor::queueFired() {
   if (!mAnyFired.exchange(false)) return;
   for (const Triggered& trigger : mTriggers) {
@@ -169,8 +169,8 @@ bool Conductor::wait(Signals& signals, HostTime limit) {
   const bool limited = limit < platform::Waiter::forever - now();
   if (limited) limitPlace = addToAgenda(now() + std::max(limit, HostTime::zero()), Limit{&signals, &wait});
   wakeIfItMayRun();
-  // Only when the task that signalled is done does the caller see a world that stands still. A signal from elsewhere,
-  // the user's Ctrl-C above all, does not wait for a task that may be stuck.
+  // After a signal by a task, wait for that task to end, so that nothing runs while the caller works. After a signal
+  // from elsewhere, such as Ctrl-C, do not wait for a running task, which may be stuck.
   mCallerWake.wait(lock, [&] { return wait.state != Wait::State::waiting && !(wait.endedByTask && mTaskRuns); });
   if (limited && wait.state == Wait::State::signalled) {
     std::erase_if(mAgenda, [&](const Entry& entry) { return entry.place == limitPlace; });
@@ -213,7 +213,7 @@ void Conductor::conduct() {
 
 void Conductor::sleep(Lock& lock) {
   mAsleep = true;
-  // If the fire saw the thread asleep, its post ends the wait below; else this is the one that takes it back.
+  // If the fire saw the thread asleep, its post ends the wait below; otherwise the flag is cleared here.
   if (mAnyFired && mAsleep.exchange(false)) return;
   lock.unlock();
   waitForSemaphore(mWake, std::nullopt);
@@ -243,14 +243,14 @@ void Conductor::runTask(Lock& lock, Task task) {
     if (!next) break;
     const HostTime due = std::max(*next, now());
     if (!mayTimePass() || !comesFirst(due) || mAnyFired || mQuit) break;
-    // Spares a repetition, a device's slices above all, the way over the agenda.
+    // A repetition that is due next, such as a device's slices, runs again without going through the agenda.
     mNow.store(due.count(), std::memory_order_relaxed);
   }
   if (next) addToAgenda(*next, std::move(task));
   mTaskRuns = false;
   mRunning = nullptr;
   mRunningTrigger = nullptr;
-  // Only those on their way out wait for the end of a task. Waking others costs a switch of threads at every slice.
+  // Only returning callers wait for the end of a task. Waking others would cost a context switch at every slice.
   if (mReturning > 0) mCallerWake.notify_all();
 }
 

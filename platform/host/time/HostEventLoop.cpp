@@ -35,7 +35,7 @@ bool HostEventLoop::hasSignal() {
   return mSignal != 0;
 }
 
-/// The result of a run that is over, which is then forgotten.
+/// Returns and clears the result of a run that is over; nothing while it is not.
 std::optional<int> HostEventLoop::takeEnd() {
   const std::lock_guard lock(mMutex);
   if (mSignal == 0 && (!mStopAfter || mTaken < *mStopAfter)) return std::nullopt;
@@ -72,7 +72,7 @@ void HostEventLoop::stop() {
 void HostEventLoop::signalled(int signal) {
   {
     const std::lock_guard lock(mMutex);
-    // The first one names the end; what comes later is the same wish.
+    // The first signal is the result; later ones request the same.
     if (mSignal == 0) mSignal = signal;
   }
   mWaiter->signal();

@@ -10,7 +10,7 @@ namespace orvane::host {
 
 namespace {
 
-/// Blocks the signals that end a run on the calling thread for its own span.
+/// Blocks the signals that end a run on the calling thread while it exists.
 class BlockedStopSignals {
  public:
   BlockedStopSignals() {
@@ -30,8 +30,7 @@ class BlockedStopSignals {
 }  // namespace
 
 std::thread startThread(const std::string& name, std::function<void()> body) {
-  // A thread inherits the mask of its maker, so the signals are blocked around the start: there is no moment in which
-  // the new thread could take one.
+  // A new thread inherits the signal mask, so the signals are blocked around its start and it never receives one.
   const BlockedStopSignals blocked;
   return std::thread([body = std::move(body), shownName = name.substr(0, 15)] {
     pthread_setname_np(pthread_self(), shownName.c_str());

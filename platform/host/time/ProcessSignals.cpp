@@ -29,12 +29,12 @@ constexpr std::chrono::milliseconds copyTime(300);
 struct State {
   std::mutex mutex;
   std::vector<SignalReceiver*> receivers;
-  std::optional<Clock::time_point> asked;  ///< When the signal came that receivers were told of last.
-  bool isAnswered = false;                 ///< What it asked for has been done.
+  std::optional<Clock::time_point> asked;  ///< Arrival of the last signal that was passed to receivers.
+  bool isAnswered = false;                 ///< The stop that it requested has been made.
   bool isReading = false;
 };
 
-/// Never destroyed: the thread that reads signals has no end.
+/// Never destroyed: the thread that reads signals never ends.
 State& state() {
   static State& instance = *new State();
   return instance;
@@ -42,8 +42,8 @@ State& state() {
 
 std::atomic<bool> outputClosed = false;
 
-/// Runs on whatever thread wrote, the device's included, so it only passes the news on to the thread that reads
-/// signals. A standard error that is closed is none: a run goes on without its words.
+/// Handles SIGPIPE on the thread that wrote, which may be the device's, so it only notifies the thread that reads
+/// signals. A closed standard error is ignored: the run continues without messages.
 void onClosedPipe(int) {
   const int savedErrno = errno;
   pollfd output{.fd = STDOUT_FILENO, .events = 0, .revents = 0};
@@ -63,7 +63,7 @@ sigset_t stopSignals() {
   return signals;
 }
 
-/// Does to the process what the signal does to one that does not watch it.
+/// Ends the process with the signal's default action.
 void endProcess(int signal) {
   std::signal(signal, SIG_DFL);
   sigset_t only;
@@ -91,7 +91,7 @@ void readSignals(const sigset_t& signals) {
     siginfo_t information;
     const int signal = sigwaitinfo(&signals, &information);
     if (signal == -1) continue;
-    // The process itself tells of its closed output; that may follow the signal that ended the pipe's other side.
+    // The process itself reports its closed output, possibly after a signal that also ended the pipe's reader.
     const bool isFromProcess = information.si_pid == getpid();
     passOn(isFromProcess && outputClosed ? SIGPIPE : signal, isFromProcess);
   }
@@ -111,7 +111,7 @@ void startReading() {
   action.sa_handler = onClosedPipe;
   action.sa_flags = SA_RESTART;
   sigaction(SIGPIPE, &action, nullptr);
-  // A file that reaches the limit set for this process is a failed write like others, not the end of the process.
+  // Reaching the process's file size limit is to be a failed write, not the end of the process.
   signal(SIGXFSZ, SIG_IGN);
 }
 

@@ -70,7 +70,7 @@ class SemaphoreWaiter final : public platform::Waiter {
     std::optional<HostTime> end;
     if (limit < forever / 2) end = mClock.systemTime(mClock.now()) + std::max(limit, HostTime::zero());
     const bool signalled = waitForSemaphore(mSemaphore, end);
-    // Pairs with the release in `signal`; the semaphore orders memory too, but not every race checker knows it does.
+    // Pairs with the release in `signal`. The semaphore orders memory too, but not every race checker knows that.
     mSignals.load(std::memory_order_acquire);
     return signalled;
   }
@@ -96,7 +96,7 @@ std::unique_ptr<platform::Waiter> RealPace::makeWaiter() {
 }
 
 void RealPace::requestRealTime() {
-  // Above ordinary threads, below the kernel's own and those of a sound server.
+  // Above ordinary threads, below those of the kernel and of a sound server.
   constexpr int priority = 20;
   sched_param parameters{};
   parameters.sched_priority = priority;

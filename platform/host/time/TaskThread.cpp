@@ -14,7 +14,7 @@ using platform::HostTime;
 std::shared_ptr<TaskThread> TaskThread::start(const SteadyClock& clock, const std::string& name,
                                               std::function<void()> prologue) {
   std::shared_ptr<TaskThread> thread(new TaskThread(clock));
-  // With the lock, so that the thread finds its own identity before its first task.
+  // Locked, so that the thread sees its own identity before its first task.
   const std::lock_guard lock(thread->mMutex);
   thread->mThread = startThread(name, [thread, prologue = std::move(prologue)] {
     prologue();
@@ -42,7 +42,7 @@ void TaskThread::quit() {
   joinOrDetach(mThread);
 }
 
-/// A time that is past counts as now: the task takes its place behind those that are due already.
+/// A time in the past counts as now: the task is placed after those that are already due.
 TaskThread::Place TaskThread::nextPlace(HostTime due) {
   return {std::max(due, mClock.now()), mPosted++};
 }
@@ -56,7 +56,7 @@ void TaskThread::repeatAt(HostTime first, Repetition task) {
 }
 
 void TaskThread::cancel() {
-  Tasks dropped;  // Destroyed without the lock: what a task holds may call back.
+  Tasks dropped;  // Destroyed without the lock: a task's captures may call back.
   {
     std::unique_lock lock(mMutex);
     if (isOwnThread()) {
@@ -111,7 +111,7 @@ void TaskThread::work() {
   }
 }
 
-/// Gives every fired trigger a place among the tasks; with the lock.
+/// Adds every fired trigger to the tasks. Called with the lock.
 void TaskThread::queueFired() {
   for (const auto& trigger : mTriggers) {
     if (!trigger->fired || trigger->isQueued.exchange(true)) continue;
@@ -151,10 +151,10 @@ std::optional<HostTime> TaskThread::runOnce(Task& task) noexcept {
 }
 
 void TaskThread::sleepUntil(std::optional<HostTime> due) {
-  // A time that no clock reaches would overflow on the way to the system's.
+  // A very late time would overflow in the conversion to the system's clock.
   due = due && *due < HostTime::max() / 2 ? std::optional(mClock.systemTime(*due)) : std::nullopt;
   waitForSemaphore(mWake, due);
-  // One look serves every wake until now.
+  // One check of the tasks serves every wake so far.
   while (sem_trywait(&mWake) == 0) continue;
 }
 

@@ -29,7 +29,7 @@ const GatedCall setPropertyCall("UnitService::setProperty");
 constexpr auto ioUnitComponent = static_cast<platform::UnitComponent>(1);
 
 void removeClosures(IoUnit& unit) {
-  // Closures hold what the unit's user gave them, the unit's own render operation included: a cycle unless cut here.
+  // Closures may hold the unit's own render operation, which is a reference cycle until they are removed.
   unit.stop();
   unit.setInputHandler(nullptr);
   unit.setOutputProvider(nullptr);
@@ -41,7 +41,7 @@ HostUnits::HostUnits(std::shared_ptr<HostContext> context, std::shared_ptr<Audio
     : mContext(std::move(context)), mHub(std::move(hub)) {}
 
 HostUnits::~HostUnits() {
-  // The host goes away, possibly in a task of its own; then no unit could be stopped while the device runs.
+  // The host may be destroyed in one of its own tasks, where no unit could be stopped while the device is running.
   mHub->shutDown();
   for (const auto& [instance, unit] : mUnits) removeClosures(*unit);
 }

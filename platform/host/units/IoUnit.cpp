@@ -62,7 +62,7 @@ Status IoUnit::start() {
   auto refusal = whyNotStart();
   if (!refusal) refusal = makeEdges(mHub->format());
   if (!refusal) {
-    // Before the hub knows of it: a device that changes right away finds a unit that runs.
+    // Set before the hub calls the unit: the device may change its format immediately.
     mRunning = true;
     refusal = mHub->add(*this);
   }
@@ -152,7 +152,7 @@ std::optional<Failure> IoUnit::whyNotFormat(const StreamFormat& format) const {
   return std::nullopt;
 }
 
-/// Asks the gate and the rules; a refusal is kept as the host's last one.
+/// Asks the gate and checks the format; keeps a refusal as the host's last one.
 std::optional<PlatformError> IoUnit::refusalOfFormat(const StreamFormat& format) {
   if (mContext->refusalOf(setFormatCall)) return PlatformError(*mContext->lastRefusal());
   auto failure = whyNotFormat(format);
@@ -175,7 +175,7 @@ std::optional<PlatformError> IoUnit::setClientOutput(const StreamFormat& format)
   return std::nullopt;
 }
 
-/// Replaces something that the callback uses. A running unit leaves the hub for that moment and misses its slices.
+/// Changes something that the callback uses. A running unit is stopped meanwhile and misses slices.
 template <typename Change>
 void IoUnit::changeWhileNotCalled(Change change) {
   const bool wasRunning = mRunning;
@@ -228,7 +228,7 @@ Status IoUnit::render(std::uint32_t frames, std::int32_t bus, platform::RenderBu
     const float* samples = mInput->planes()[channel];
     if (buffer.channels != 1) return status::badParameter;
     if (buffer.data == nullptr) {
-      // The caller reads it and must not write; the list has one kind of address for both.
+      // The caller must not write to it; the list has only one pointer type.
       buffer.data = const_cast<float*>(samples);
     } else if (buffer.byteSize >= bytes) {
       std::copy_n(samples, frames, static_cast<float*>(buffer.data));

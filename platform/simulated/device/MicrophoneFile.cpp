@@ -22,17 +22,18 @@ namespace orvane::simulated {
 
 namespace {
 
-/// 128 KiB: with less the calls of the system show, with more the block leaves the cache.
+/// 128 KiB: smaller blocks cost more in system calls, larger ones do not fit the cache.
 constexpr int blockSamples = 32768;
 
-/// The frames that a file must deliver, where it says so.
+/// The number of frames that a file declares; nothing if it does not.
 std::optional<std::uint64_t> declaredFrames(const SF_INFO& info, int file) {
   if (info.frames == std::numeric_limits<sf_count_t>::max()) return std::nullopt;
   if ((info.format & SF_FORMAT_TYPEMASK) == SF_FORMAT_MPEG && !hasMpegLength(file)) return std::nullopt;
   return static_cast<std::uint64_t>(std::max<sf_count_t>(info.frames, 0));
 }
 
-/// The library's words for the last error, "Error : flac decoder lost sync.", without what surrounds them.
+/// The library's message of the last error without its frame: "flac decoder lost sync" of "Error : flac decoder lost
+/// sync.".
 std::string reasonOf(SNDFILE* file) {
   std::string text = sf_strerror(file);
   constexpr std::string_view separator = " : ";
@@ -67,7 +68,7 @@ MicrophoneFile::MicrophoneFile(const Given<std::string>& path) : mPath(path.valu
   mInterleaved.resize(blockSamples);
 }
 
-/// Through calls of our own, which tell a failed read from the end of the file.
+/// Opens the file through virtual I/O, which distinguishes a failed read from the end of the file.
 void MicrophoneFile::openLibrary() {
   static constexpr auto file = [](void* user) -> MicrophoneFile& { return *static_cast<MicrophoneFile*>(user); };
   SF_VIRTUAL_IO calls{
@@ -136,11 +137,11 @@ std::uint32_t MicrophoneFile::read(std::span<float* const> planes, std::uint32_t
     mBlockNext += part;
     done += part;
   }
-  fillBlock();  // So that the end is known with the last frame, not one slice later.
+  fillBlock();  // Detects the end together with the last frame, not one slice later.
   return done;
 }
 
-/// Makes sure that the block holds a frame; false at the end of the file.
+/// Reads the next block if the current one is used up; returns false at the end of the file.
 bool MicrophoneFile::fillBlock() {
   if (mBlockNext < mBlockEnd) return true;
   if (mEnded) return false;
@@ -152,7 +153,7 @@ bool MicrophoneFile::fillBlock() {
   return mBlockEnd > 0;
 }
 
-/// Finds out whether the block that was just read is the last, and why.
+/// Determines whether the block just read is the last one, and whether it ended with a failure.
 void MicrophoneFile::checkBlock(sf_count_t count) {
   const auto fail = [this](platform::Status status, const std::string& trouble) {
     mEnded = true;

@@ -24,7 +24,7 @@ constexpr std::uint32_t defaultInputs = 1;
 constexpr std::uint32_t defaultOutputs = 2;
 constexpr std::uint32_t defaultSlice = 256;
 
-/// The setting's value where given, which must then be the file's.
+/// The file's value, which a given setting must equal.
 std::uint32_t agreed(const DeviceSettings::MaybeGiven<std::uint32_t>& setting, std::uint32_t files) {
   if (setting && setting->value != files) {
     refuse(setting->where, "the microphone's file has " + std::to_string(files) + "; leave the key out");
@@ -51,7 +51,7 @@ backend::DeviceFormat deviceFormat(const DeviceSettings& settings, const Microph
   return format;
 }
 
-/// The path of the speaker's file; empty where the speaker is none.
+/// The path of the speaker's file; empty if the speaker is not a file.
 std::string speakerPath(const DeviceSettings& settings, std::uint32_t outputs) {
   if (!settings.speaker || !isSpeakerFile(settings.speaker->value)) return {};
   if (outputs == 0) refuse(settings.speaker->where, "a device with outputs=0 has no speaker");
@@ -59,7 +59,7 @@ std::string speakerPath(const DeviceSettings& settings, std::uint32_t outputs) {
   return settings.speaker->value;
 }
 
-/// The discontinuities among the faults, the first one last.
+/// The discontinuities among the faults, in reverse order.
 std::vector<Fault> discontinuities(const std::vector<Fault>& faults) {
   std::vector<Fault> result;
   std::ranges::copy_if(faults, std::back_inserter(result),
@@ -129,13 +129,13 @@ void SimulatedDevice::stop() {
 }
 
 HostTime SimulatedDevice::durationOf(std::uint64_t frames) const {
-  // Whole seconds apart from the rest, so that no run is long enough to overflow or to lose a nanosecond.
+  // Whole seconds are converted separately, so that long runs neither overflow nor lose precision.
   const auto rate = static_cast<std::uint64_t>(mFormat.sampleRate);
   const std::uint64_t nanoseconds = frames % rate * 1'000'000'000 / rate;
   return std::chrono::seconds(frames / rate) + HostTime(nanoseconds);
 }
 
-/// Faults that end the run do so at their time, not at the end of a slice that may be long.
+/// Schedules the faults that end the run at their exact time, not at the end of a slice, which may be long.
 void SimulatedDevice::scheduleFaults() {
   for (const Fault& fault : mFaults->faults()) {
     const bool ends = fault.kind == Fault::Kind::deviceLost || fault.kind == Fault::Kind::serverLost ||
@@ -148,7 +148,7 @@ HostTime SimulatedDevice::nextSliceTime() const {
   return mStartTime + durationOf(mPosition - mPositionAtStart + mFormat.sliceFrames);
 }
 
-/// Returns the time of the next slice, or nothing where the run is over.
+/// Delivers one slice. Returns the time of the next one, or nothing if the run is over.
 std::optional<HostTime> SimulatedDevice::runSlice() {
   if (!mRunning || endByFault() || mFaults->isInForce(Fault::Kind::stalled)) return std::nullopt;
   resynchronise();
@@ -163,7 +163,7 @@ std::optional<HostTime> SimulatedDevice::runSlice() {
   return nextSliceTime();
 }
 
-/// Why the device can neither start nor go on: by the first fault of those in force.
+/// The reason why the device can neither start nor continue, by the first fault in force; nothing if it can.
 std::optional<Failure> SimulatedDevice::failure() const {
   for (const Fault& fault : mFaults->faults()) {
     if (!mFaults->isInForce(fault)) continue;
@@ -177,7 +177,7 @@ std::optional<Failure> SimulatedDevice::failure() const {
   return mInputTaken ? mMicrophoneFailure : std::nullopt;
 }
 
-/// Ends the run where a fault does; false where the device goes on.
+/// Ends the run if a fault does; returns false if the device continues.
 bool SimulatedDevice::endByFault() {
   if (!mRunning) return true;
   if (auto lost = failure()) {
@@ -190,7 +190,7 @@ bool SimulatedDevice::endByFault() {
   return false;
 }
 
-/// Lets the frames of the discontinuity that is due pass by; false where none is.
+/// Skips the frames of a discontinuity that is due; returns false if there is none.
 bool SimulatedDevice::loseFrames() {
   if (mDiscontinuities.empty() || !mFaults->isInForce(mDiscontinuities.back())) return false;
   passUnheard(mDiscontinuities.back().frames, "the device was interrupted");
@@ -198,7 +198,7 @@ bool SimulatedDevice::loseFrames() {
   return true;
 }
 
-/// Drops the frames of the time that the device is late. A little is made up for, as hardware with a buffer does.
+/// Drops the missed frames if the device runs late. It catches up with small delays, like hardware with a buffer.
 void SimulatedDevice::resynchronise() {
   const HostTime late = mContext->scheduler->clock().now() - nextSliceTime();
   if (late < std::max<HostTime>(500ms, durationOf(std::uint64_t{10} * mFormat.sliceFrames))) return;
@@ -209,7 +209,7 @@ void SimulatedDevice::resynchronise() {
 }
 
 void SimulatedDevice::passUnheard(std::uint64_t frames, const std::string& why) {
-  // Said first: to read so many frames may take long by itself.
+  // Reported first, because reading many frames may take long.
   mCallback->deviceInterrupted(mStartTime + durationOf(mPosition + frames - mPositionAtStart));
   for (std::uint64_t passed = 0; passed < frames && mRunning;) {
     const auto wanted = static_cast<std::uint32_t>(std::min<std::uint64_t>(frames - passed, mFormat.sliceFrames));
@@ -221,8 +221,8 @@ void SimulatedDevice::passUnheard(std::uint64_t frames, const std::string& why) 
   mContext->log->write(platform::LogLevel::warning, why + ": " + std::to_string(frames) + " frames are missing");
 }
 
-/// Reads one slice's input and returns its length: shorter or zero where the microphone is at its end and the run ends
-/// with it. Otherwise silence follows, and so it does without a microphone.
+/// Reads one slice's input and returns its length, which is shorter, or 0, if the microphone ends and the run ends with
+/// it. Otherwise fills the rest with silence, as it does for an unplugged microphone.
 std::uint32_t SimulatedDevice::capture() {
   const bool unplugged = mFaults->isInForce(Fault::Kind::microphoneUnplugged);
   const std::uint32_t captured = unplugged ? 0 : mMicrophone->read(mInputs.planes(), mFormat.sliceFrames);
@@ -234,7 +234,7 @@ std::uint32_t SimulatedDevice::capture() {
   return mFormat.sliceFrames;
 }
 
-/// Whether the run is over now that the microphone is at its end.
+/// Whether the run ends with the microphone's input, which has ended.
 bool SimulatedDevice::endsWithInput() {
   auto failed = mMicrophone->failure();
   if (!failed) return !mCallback->inputEnded();
@@ -260,7 +260,7 @@ void SimulatedDevice::callBack(std::uint32_t frames) {
 }
 
 void SimulatedDevice::endBy(DeviceEnd end, std::optional<Failure> failure) {
-  // Told before it shows, so that the end of this run cannot be taken for that of one that is started meanwhile.
+  // Reported before `mRunning` changes, so that it cannot be mistaken for the end of a run started meanwhile.
   mCallback->deviceEnded(end, std::move(failure));
   mRunning = false;
 }

@@ -17,10 +17,10 @@ namespace {
 constexpr std::uint64_t maxUint32 = std::numeric_limits<std::uint32_t>::max();
 constexpr std::uint64_t maxUint64 = std::numeric_limits<std::uint64_t>::max();
 
-/// A file that is made of chunks, each an identifier and a size, and where its sound is.
+/// A file format made of chunks, each with an identifier and a size, and its chunk of sample data.
 struct ChunkForm {
   std::string_view magic;
-  std::string_view kind;      ///< Behind `magic` and the size of the whole; empty for any.
+  std::string_view kind;      ///< Follows `magic` and the size of the file; empty for any.
   std::uint64_t headerBytes;  ///< Before the first chunk.
   std::uint64_t idBytes;
   std::uint64_t sizeBytes;
@@ -60,7 +60,7 @@ SoundFileSize sized(std::uint64_t declared, std::uint64_t begin, std::uint64_t f
   return size;
 }
 
-/// Whether the size of the whole file, at its beginning, leaves no room for anything behind an empty sound.
+/// Whether the file size in the header leaves no room for chunks after empty sample data.
 bool endsWithSound(int file, const ChunkForm& form, std::uint64_t begin) {
   const std::uint64_t whole = number(bytesAt(file, 4, 4), form.bigEndian);
   return whole == maxUint32 || whole + 8 <= begin;
@@ -86,7 +86,7 @@ std::optional<SoundFileSize> sizeByChunks(int file, const ChunkForm& form, std::
     if (bytes.starts_with(form.soundId)) {
       if (isUnknown) size = sizeIn64Bits.value_or(0);
       SoundFileSize sound = sized(size, begin, fileBytes);
-      // libsndfile takes an empty sound for one of open size in some cases only.
+      // libsndfile treats a size of 0 as unknown in some cases only.
       const bool isEmpty = !sound.declared && !isUnknown && form.kind == "WAVE";
       if (isEmpty && endsWithSound(file, form, begin)) sound.openSizeAt = offset + form.idBytes;
       return sound;
@@ -126,7 +126,7 @@ bool hasMpegLength(int file) {
     for (const char part : tag.substr(6)) firstFrame = firstFrame << 7 | (static_cast<unsigned char>(part) & 0x7F);
     firstFrame += tag.size();
   }
-  // The header takes the place of the first frame's sound, behind its side information.
+  // The header replaces the first frame's sample data, after its side information.
   constexpr std::size_t maxSideBytes = 64;
   const std::string frame = bytesAt(file, firstFrame, maxSideBytes);
   return std::ranges::any_of(std::array<std::string_view, 3>{"Xing", "Info", "VBRI"},

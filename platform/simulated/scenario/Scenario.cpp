@@ -66,10 +66,10 @@ constexpr std::array<ScenarioKey<DeviceSettings>, 7> audioKeys{{
      [](auto& device, auto& node) { device.speaker = readPath(node, "null or the path of a file to write"); }},
 }};
 
-/// A path in a scenario counts from the scenario's folder.
+/// Resolves a path of a scenario against the scenario's folder.
 std::string resolve(const fs::path& folder, const std::string& path) {
   const std::string resolved = (folder / path).string();
-  // A folder may be named like a microphone that is no file.
+  // The folder's name may look like a microphone that is not a file.
   return isMicrophoneFile(resolved) ? resolved : "./" + resolved;
 }
 
@@ -84,7 +84,7 @@ void resolvePaths(DeviceSettings& device, const fs::path& folder) {
 
 // ---- session
 
-/// Refuses a change of sessions from the beginning on.
+/// Adds a fault that refuses a session operation from the beginning.
 void refuseSession(Scenario& scenario, const char* call, const ScenarioNode& node) {
   scenario.faults.push_back(
       {.kind = Fault::Kind::refuse, .status = platform::status::noPermission, .call = call, .reason = node.text()});
@@ -104,7 +104,7 @@ constexpr std::array<ScenarioKey<Scenario>, 1> sessionKeys{{
 
 // ---- faults
 
-/// A kind of fault and the keys that it takes beside `at` and `fault`.
+/// A kind of fault, and its keys in addition to `at` and `fault`.
 struct FaultForm {
   Key name;
   Fault::Kind kind;
@@ -252,7 +252,7 @@ Scenario readScenario(const std::string& path) {
   const auto file = std::make_shared<const host::ReadClaim>(std::move(*opened), "the scenario");
   Scenario scenario = parseScenario(readText(path, file->descriptor()), path);
   scenario.file = file;
-  // Kept until the speaker is checked, so that it cannot be the same file.
+  // Exists until the speaker is checked, so that both cannot be the same file.
   const auto microphone = scenario.device.microphone ? makeMicrophone(*scenario.device.microphone) : nullptr;
   if (const auto& speaker = scenario.device.speaker; speaker && isSpeakerFile(speaker->value)) {
     checkSpeakerFile(*speaker);

@@ -12,7 +12,7 @@ using platform::Value;
 
 namespace {
 
-/// Text from a file as a message can show it: on one line, and not for pages.
+/// Text of a file for messages: control characters replaced, at most 80 bytes.
 std::string shown(const std::string& text) {
   constexpr std::size_t maxBytes = 80;
   std::size_t end = std::min(text.size(), maxBytes);

@@ -14,10 +14,10 @@ namespace orvane::simulated {
 
 namespace {
 
-/// Longer texts are nobody's command line.
+/// Limit of the options' length.
 constexpr std::size_t maxBytes = 65536;
 
-/// One pair as it stands in the text.
+/// One pair of the text.
 struct Pair {
   std::string_view key;
   std::string_view value;
@@ -107,7 +107,7 @@ void parsePair(SimulatedOptions& options, std::string_view pair, std::vector<std
   if (key == keys.end()) {
     std::string known;
     for (const Key& each : keys) known += (known.empty() ? "" : ", ") + std::string(each.name);
-    // What follows a comma in the path of the pair before is taken for a key.
+    // The rest of a path after an unescaped comma looks like a key.
     const bool mayBePath =
         !seen.empty() && (equals == std::string_view::npos || name.find_first_of("/. ") < name.size());
     refuse("unknown key \"" + std::string(name) + "\"; the keys are " + known +
