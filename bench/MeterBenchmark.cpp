@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 
-// Metering of blocks: one meter after the other, in lockstep, and the least that meters could do, which is to read
-// every sample and to keep the largest magnitude of each channel.
+// Metering of blocks: one meter after the other, in lockstep, and the lower bound, which reads every sample and keeps
+// the maximum magnitude of each channel.
 
 #include <benchmark/benchmark.h>
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 
-// Cost of the hub and a unit for a slice of 256 frames and two channels, beside the same work without them.
+// Cost of the hub and a unit for a slice of 256 frames and two channels, compared with the same work without them.
 
 #include <benchmark/benchmark.h>
 
@@ -21,7 +21,7 @@ namespace {
 constexpr std::uint32_t sliceFrames = 256;
 constexpr std::uint32_t channelCount = 2;
 
-/// A device whose slices the benchmark hands out.
+/// A device whose slices the benchmark delivers.
 class HandDevice final : public backend::AudioDevice {
  public:
   backend::DeviceFormat format() const override { return {48000, channelCount, channelCount, sliceFrames}; }

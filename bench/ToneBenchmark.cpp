@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 
-// Rendering of tones: `Render` beside the loop that calls the C library's sine for every sample, and `Render16` beside
-// the resonator alone.
+// Rendering of tones: `Render` compared with a loop that calls the C library's sine for every sample, and `Render16`
+// with the resonator alone.
 
 #include <benchmark/benchmark.h>
 

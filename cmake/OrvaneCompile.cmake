@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-# The compile rules that every target of the project shares.
+# The compile options of all targets.
 
 if(ORVANE_SANITIZE AND ORVANE_REAL_TIME_CHECKS)
   message(FATAL_ERROR "ORVANE_SANITIZE and ORVANE_REAL_TIME_CHECKS exclude each other: both replace the allocator.")

@@ -1,8 +1,8 @@
 # SPDX-License-Identifier: MIT
-# What is installed, and how clients find it.
+# Installed files, and the packages through which clients find them.
 include(CMakePackageConfigHelpers)
 
-# The headers of the exported classes, of the services beside them, and of the roles that a harness may script.
+# The headers of the exported classes and functions, and of the roles that a harness may script.
 set(ORVANE_PUBLIC_HEADERS
   Pexutil/Source/Utility/PXX4CCString.h
   iounit/AOMeter.h

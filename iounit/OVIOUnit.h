@@ -47,9 +47,9 @@ class ORVANE_EXPORT OVIOUnit : public OVSessionAssignable {
   OVIOUnit& operator=(const OVIOUnit&) = delete;
   ~OVIOUnit() override;
 
-  /// The sub-type of the unit to make, a text of exactly four bytes. Nothing, the default, stands for "rioc"; so does a
-  /// text of another length, for which `lazyInit` logs a warning. Once the unit exists, the setter changes nothing and
-  /// logs a warning.
+  /// The sub-type of the unit to make, a text of exactly four bytes. Nothing, the default, means "rioc"; so does a text
+  /// of another length, for which `lazyInit` logs a warning. Once the unit exists, the setter changes nothing and logs
+  /// a warning.
   const std::optional<std::string>& componentSubType() const { return _componentSubType; }
   void setComponentSubType(std::optional<std::string> componentSubType);
 

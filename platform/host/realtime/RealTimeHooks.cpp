@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 
-// Replaces the C library's entry points for allocation, locks, waits, files, streams and throwing in builds with
-// ORVANE_REAL_TIME_CHECKS, so that breaking a rule on the device callback ends the process at once instead of glitching
-// one day on somebody's device. `sem_post` is allowed there.
+// Replaces the C library's functions for allocation, locks, waits, files, streams and throwing in builds with
+// ORVANE_REAL_TIME_CHECKS, so that breaking a rule on the device callback ends the process instead of causing
+// occasional dropouts. `sem_post` is allowed.
 
 #include "platform/host/realtime/RealTimeDepth.h"
 
