@@ -19,7 +19,7 @@ constexpr std::uint32_t sliceFrames = 512;
 /// Files of a few bytes may claim any number of frames that some form of compression could hold.
 constexpr int maxSlices = 256;
 
-/// How files of some kinds begin, so that inputs get past the first bytes. The first byte of the input chooses.
+/// First bytes of some file types, so that inputs pass their check. The first byte of the input selects one.
 constexpr std::array<std::string_view, 9> beginnings = {
     "",
     std::string_view("RIFF\xFF\xFF\xFF\x7FWAVEfmt \x10\0\0\0", 20),

@@ -11,7 +11,7 @@
 
 namespace orvane::platform {
 
-/// Why the device stopped calling back.
+/// The reason why the device stopped calling back.
 enum class DeviceEnd {
   none,        ///< It did not end by itself: it is running, was stopped, or was never started.
   inputEnded,  ///< The end of the microphone's file was reached.

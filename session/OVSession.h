@@ -41,7 +41,7 @@ class ORVANE_EXPORT OVSession : public OVTextEmitting {
   OVSession& operator=(const OVSession&) = delete;
   ~OVSession() override;
 
-  /// How sessions of this process are implemented. The only available type is 1, the default: each session has a
+  /// The implementation of the sessions of this process. The only available type is 1, the default: each session has a
   /// platform session. The setter applies to sessions made later; for an unavailable type it raises "unavailable
   /// session implementation type TYPE" and changes nothing. These three are thread-safe, but do not order other memory
   /// accesses.

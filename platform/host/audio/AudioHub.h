@@ -115,7 +115,7 @@ class AudioHub final : private backend::DeviceCallback {
   std::uint64_t mPosition = 0;  ///< The callback's; frames so far, missing ones included.
   /// Set by the callback when the run is over for it, before `finishRun` makes it known.
   std::atomic<platform::DeviceEnd> mEndOnCallback = platform::DeviceEnd::none;
-  std::atomic<const char*> mClientFailure = nullptr;  ///< Why a client ended the run.
+  std::atomic<const char*> mClientFailure = nullptr;  ///< The reason with which a client ended the run.
 };
 
 }  // namespace orvane::host

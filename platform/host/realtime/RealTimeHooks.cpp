@@ -44,7 +44,7 @@ void check(const char* call) {
 
 /// The C library's own function of a name, looked up at the first call.
 ///
-/// Made at compile time and looked up again where two threads come at once: a guarded static would lock inside hooks.
+/// Constant-initialised, and possibly looked up by two threads: a guarded static would lock inside the hooks.
 template <typename Function>
 class Original {
  public:
