@@ -9,22 +9,22 @@
 
 namespace orvane::tool {
 
-/// Tells how a command ended: the reason of a failure on standard error and, where it is wanted, one JSON object.
+/// The report at the end of a command: the reason of a failure on standard error and, if asked for, one JSON object.
 struct ClosingReport {
-  std::string command{};  ///< The words of the command; empty where the command line names none.
+  std::string command{};  ///< The words of the command; empty if the command line has none.
   std::string host{};
-  /// Writes the object; null where none is wanted.
+  /// Writes the object; null for no object.
   std::shared_ptr<platform::Json> json{};
-  /// The command's class prints on standard output, so the object goes to standard error.
+  /// Print the object on standard error, because the command's class prints on standard output.
   bool onStandardError = false;
 
-  /// Prints the report and returns the status to exit with. Output that was lost before is a failure and part of the
-  /// report; an object that is lost is one too.
+  /// Prints the report and returns the exit status. Standard output that could not be written, by the command or for
+  /// the object, is a failure.
   ExitStatus print(Outcome outcome) const;
 };
 
-/// Text that JSON can hold: where a file name, which may be any bytes, is not UTF-8, the bytes from 0x80 on are written
-/// as "\xFF".
+/// Returns `text` as JSON can hold it: if it is not UTF-8 (a file name may be any bytes), bytes from 0x80 on are
+/// escaped as \xNN.
 std::string jsonText(const platform::Json& json, const std::string& text);
 
 }  // namespace orvane::tool

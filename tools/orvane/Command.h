@@ -1,13 +1,16 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <memory>
 #include <string>
 
 #include "platform/Platform.h"
 #include "tools/orvane/LogLines.h"
 #include "tools/orvane/Outcome.h"
+
+namespace CLI {
+class App;
+}  // namespace CLI
 
 namespace orvane::tool {
 
@@ -18,25 +21,27 @@ struct Invocation {
   bool json = false;              ///< A JSON object reports the result: print nothing on standard output.
 };
 
-/// One command of the tool. Its constructor declares the options below `parent`; `run` does the work.
+/// A command of the tool. Its constructor declares the options; `run` does the work.
 class Command {
  public:
-  Command(CLI::App& parent, const std::string& name, const std::string& description)
-      : mOptions(*parent.add_subcommand(name, description)->group("Commands")) {}
+  /// Adds the command to the command line `parent`.
+  Command(CLI::App& parent, const std::string& name, const std::string& description);
   Command(const Command&) = delete;
   Command& operator=(const Command&) = delete;
   virtual ~Command() = default;
 
-  /// Called once, after the command line was read. Throws `ToolError` or `platform::PlatformException` where the
-  /// command cannot do its work and has nothing to report.
+  /// Runs the command. Called once, after the command line was read. Throws `ToolError` or
+  /// `platform::PlatformException` if the command fails before it has anything to report.
   virtual Outcome run(const Invocation& invocation) = 0;
 
-  /// The class behind the command prints on standard output.
+  /// Whether the exported class behind the command prints on standard output.
   virtual bool classPrints() const { return false; }
-  /// Whether the command has this option of its own.
-  bool takes(const std::string& option) const { return mOptions.get_option_no_throw(option) != nullptr; }
-  std::string name() const { return mOptions.get_name(); }
-  bool wasChosen() const { return mOptions.parsed(); }
+  /// Whether the command itself declares `option`.
+  bool takes(const std::string& option) const;
+  /// The word that selects the command.
+  std::string name() const;
+  /// Whether the command line selects this command. Valid once the command line was read.
+  bool wasChosen() const;
 
  protected:
   CLI::App& options() { return mOptions; }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tools/orvane/DeviceCommand.h"
 
+#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -49,11 +50,11 @@ platform::Value describe(const platform::DeviceReport& report, OVIOUnit& unit) {
 }  // namespace
 
 DeviceCommand::DeviceCommand(CLI::App& parent)
-    : Command(parent, "device", "Show the formats of the audio hardware and of a unit's client side") {
+    : Command(parent, "device", "Show the formats of the audio hardware and of a unit's clients") {
   mUnit.declare(options());
   options().footer(
-      "The hardware formats are what the device works in; the client formats are what a unit offers before\n"
-      "a program asks for another.\n\n"
+      "The hardware formats are those of the device. The client formats are the defaults that a unit offers to a "
+      "program.\n\n"
       "Example:\n"
       "  orvane --simulate rate=44100,inputs=2 --json device");
 }
@@ -65,7 +66,7 @@ Outcome DeviceCommand::run(const Invocation& invocation) {
   if (report.hardwareInput().channelCount() == 0 && report.hardwareOutput().channelCount() == 0) {
     return failed(ExitStatus::unavailable, "the " + report.hostName() + " host has no audio input and no audio output");
   }
-  // Neither side is used, so one that the hardware or the session lacks is no failure here; a device that is gone is.
+  // Neither side is used, so that a missing side is not a failure here; a device that is gone is one.
   unit->wrapperUnit()->setInputEnabled(false);
   unit->wrapperUnit()->setOutputEnabled(false);
   unit->initializeAU();

@@ -6,7 +6,7 @@
 
 namespace orvane::tool {
 
-/// `orvane device`: shows the formats of the audio hardware and of a unit's client side.
+/// `orvane device`: shows the formats of the audio hardware and of a unit's clients.
 class DeviceCommand final : public Command {
  public:
   explicit DeviceCommand(CLI::App& parent);

@@ -7,14 +7,14 @@
 
 namespace orvane::tool {
 
-/// The text with each byte that `mustGo` names as "\xFF", its number in hexadecimal.
+/// Returns `text` with each byte for which `mustEscape` is true as \xNN, two hexadecimal digits.
 template <typename Predicate>
-std::string escapeBytes(std::string_view text, Predicate mustGo) {
+std::string escapeBytes(std::string_view text, Predicate mustEscape) {
   std::string result;
   for (const char character : text) {
     const auto byte = static_cast<unsigned char>(character);
     char escaped[8];
-    std::snprintf(escaped, sizeof escaped, mustGo(byte) ? "\\x%02X" : "%c", byte);
+    std::snprintf(escaped, sizeof escaped, mustEscape(byte) ? "\\x%02X" : "%c", byte);
     result += escaped;
   }
   return result;

@@ -6,16 +6,16 @@
 
 namespace orvane::tool {
 
-/// How the tool ends, as a shell sees it.
+/// Exit status of the tool.
 enum class ExitStatus {
-  done = 0,         ///< Also after SIGINT, SIGTERM or a closed pipe: stopping a run is how it is used.
+  done = 0,         ///< Also after SIGINT, SIGTERM, SIGHUP or a closed pipe, which end a run as intended.
   failed = 1,       ///< The reason is on standard error.
-  wrongUsage = 2,   ///< Nothing was started; what would be right is on standard error.
-  checkFailed = 3,  ///< The command ran, and what it was to check did not hold.
-  unavailable = 77  ///< No such host or device here: what test runners take as "skipped".
+  wrongUsage = 2,   ///< Nothing was started; standard error says what would be right.
+  checkFailed = 3,  ///< The command ran, and its check failed.
+  unavailable = 77  ///< No such host or device here; test runners take this status as "skipped".
 };
 
-/// Ends the tool with a status and a reason, which is shown as "orvane: REASON".
+/// Ends the tool with an exit status and a reason, shown as "orvane: REASON".
 class ToolError : public std::runtime_error {
  public:
   ToolError(ExitStatus status, const std::string& reason) : std::runtime_error(reason), mStatus(status) {}

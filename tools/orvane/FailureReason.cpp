@@ -14,7 +14,8 @@ namespace {
 
 using platform::Status;
 
-/// The status at the end of "SOMETHING failed: -77". Only a negative number: a message may end with an identifier.
+/// Returns the status at the end of "CALL failed: -77". Negative numbers only, because a message may end with an
+/// identifier.
 std::optional<Status> statusAtEnd(std::string_view text) {
   const std::size_t separator = text.rfind(": -");
   if (separator == std::string_view::npos) return std::nullopt;
@@ -24,7 +25,7 @@ std::optional<Status> statusAtEnd(std::string_view text) {
   return error == std::errc() && parsedTo == end ? std::optional(status) : std::nullopt;
 }
 
-/// The failure that ended the device's run, or its writing.
+/// Returns the failure that ended the device's run or the writing of a file.
 FailureReason firstFailure(const platform::Platform& host) {
   if (const auto device = host.deviceReport->deviceFailure()) return {device->reason, device->status};
   const auto write = host.fileReport->writeFailure();
@@ -46,7 +47,8 @@ FailureReason reasonOf(const Invocation& invocation, const std::string& thrown) 
   const std::string before = invocation.log->takeFailure(thrown);
   const auto refusal = invocation.host.deviceReport->lastRefusal();
   if (!refusal) return result;
-  // A class may have gone on after an earlier refusal, so this failure quotes it, or its line follows the refusal's.
+  // A class may have ignored an earlier refusal. This one is the cause if the failure quotes it, or if the log line of
+  // the failure follows that of the refusal.
   const bool isQuoted = !refusal->reason.empty() && thrown.find(refusal->reason) != std::string::npos;
   if (!isQuoted && before != refusal->call + " failed: " + refusal->reason) return result;
   if (result.status && *result.status != refusal->status) return result;
@@ -59,7 +61,7 @@ FailureReason failureBehind(const platform::Platform& host) {
   FailureReason reason = firstFailure(host);
   if (const std::uint64_t lost = host.deviceReport->runCount().overruns; lost > 0) {
     append(reason, "; ",
-           {std::to_string(lost) + " slices are missing in what was written: the disk is too slow",
+           {std::to_string(lost) + " slices are missing in the written file: the disk is too slow",
             platform::status::overrun});
   }
   return reason;

@@ -9,20 +9,22 @@
 
 namespace orvane::tool {
 
-/// Why a command failed: a sentence with its cause, and the host status behind it, where there is one.
+/// Reason of a failed command: a sentence with its cause, and the host status behind it, if any.
 struct FailureReason {
   std::string text{};
   std::optional<platform::Status> status{};
 };
 
-/// The reason for what the library threw, called directly after it did: the classes throw a status without a sentence,
-/// and the host keeps the sentence of the call that it refused. Takes the failure out of the log's held lines.
+/// Returns the reason of a failure that the library threw. Call it directly after the throw: the classes throw a status
+/// without a sentence, and the host keeps the sentence of the last call that it refused. Removes the failure from the
+/// log's held lines.
 FailureReason reasonOf(const Invocation& invocation, const std::string& thrown);
 
-/// The failure behind the classes, of the device or of a file; an empty text if there was none.
+/// Returns a failure of the device or of a file that no class threw; the text is empty if there was none.
 FailureReason failureBehind(const platform::Platform& host);
 
-/// The outcome of a command in which `thrown` was thrown. A device that was gone before the first frame is unavailable.
+/// Returns the outcome of a command in which `thrown` was thrown: unavailable if the device was gone before the first
+/// frame, failed otherwise.
 Outcome refused(const platform::Platform& host, const FailureReason& thrown);
 
 }  // namespace orvane::tool

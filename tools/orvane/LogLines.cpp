@@ -22,7 +22,7 @@ bool isAboutFailure(std::string_view line) {
   return line.starts_with(raised) || line.find(failedInfix) != std::string_view::npos;
 }
 
-/// The sentence of a line about a failure, without the prefix that the log puts in front.
+/// Returns the reason in a line about a failure.
 std::string_view sentenceOf(std::string_view line) {
   if (line.starts_with(raised)) return line.substr(raised.size());
   return line.substr(line.find(failedInfix) + failedInfix.size());
@@ -43,7 +43,7 @@ std::shared_ptr<LogLines> LogLines::attach(platform::Log& log, bool verbose) {
 
 void LogLines::terminate() {
   const auto lines = attached->lock();
-  // No waiting: the lock may be held by the thread that terminates.
+  // Do not wait: the terminating thread may hold the lock.
   if (const std::unique_lock lock(lines->mMutex, std::try_to_lock); lock && !lines->mVerbose) {
     for (const std::string& line : lines->mErrors) lines->show(line);
   }

@@ -11,28 +11,28 @@
 
 namespace orvane::tool {
 
-/// Shows the lines of the platform log on standard error, each behind "log error: ", "log warning: " or "log notice: ":
-/// errors always, the others if verbose.
+/// Lines of the platform log on standard error, with the prefix "log error: ", "log warning: " or "log notice: ".
+/// Errors are always shown, warnings and notices only if verbose.
 ///
-/// The log tells of a failure before anybody knows whether the command ends with it. So that a failure is not shown
-/// twice, error lines about one ("Failure: …", "CALL failed: …", "writing failed: …") are held until the command has
-/// ended, at most `maxHeld` of them, and those that its reason covers are dropped. Verbose output holds nothing. If the
-/// process ends through `std::terminate`, held lines are shown first. Any thread; not real-time safe.
+/// A failure is logged before the tool knows whether the command ends with it. To show each failure once, error lines
+/// about failures ("Failure: REASON", "CALL failed: REASON", "writing failed: REASON") are held until the command has
+/// ended, at most `maxHeld` of them; those that the reported reason covers are dropped. Verbose output holds nothing.
+/// `std::terminate` shows the held lines first. Thread-safe; not real-time safe.
 class LogLines {
  public:
   static constexpr std::size_t maxHeld = 64;
 
-  /// Sends the lines of `log` to a new object. The terminate handler shows those of the object made last.
+  /// Makes an object and sends the lines of `log` to it. The terminate handler shows the lines of the latest object.
   static std::shared_ptr<LogLines> attach(platform::Log& log, bool verbose);
 
   explicit LogLines(bool verbose) : mVerbose(verbose) {}
 
-  /// Shows what was held so far, in order.
+  /// Shows the held lines in order and drops them.
   void showHeld();
-  /// The tool is going to report the failure that was logged as "Failure: `text`", so its line is dropped. Returns the
-  /// error line that was logged directly before it, empty if there is none.
+  /// Drops the held line "Failure: `text`", because the tool reports that failure itself. Returns the error line logged
+  /// directly before it; empty if there is none.
   std::string takeFailure(const std::string& text);
-  /// Shows the held lines that `reason` does not cover. From now on every error line is shown immediately.
+  /// Shows the held lines that `reason` does not cover. From then on error lines are shown immediately.
   void finish(std::string_view reason);
 
  private:
@@ -43,7 +43,7 @@ class LogLines {
   const bool mVerbose;
   bool mHolds = true;
   std::mutex mMutex;
-  std::vector<std::string> mErrors;  ///< About failures: held, or shown already if verbose.
+  std::vector<std::string> mErrors;  ///< Held lines; if verbose, lines already shown.
 };
 
 }  // namespace orvane::tool

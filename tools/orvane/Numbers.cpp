@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tools/orvane/Numbers.h"
 
+#include <CLI/CLI.hpp>
 #include <charconv>
 #include <cmath>
 #include <system_error>
@@ -15,20 +16,19 @@ std::optional<double> parseNumber(std::string_view text) {
   return number;
 }
 
-CLI::Option* addNumber(CLI::App& options, const std::string& name, std::optional<double>& target,
-                       const NumberRange& range, const std::string& description) {
-  const auto take = [name, &target, range](const std::string& text) {
+void addNumber(CLI::App& options, const NumberOption& option, std::optional<double>& target,
+               const std::string& description) {
+  const auto take = [option, &target](const std::string& text) {
+    const auto refuse = [&option](const std::string& problem) {
+      throw CLI::ValidationError(option.name, problem + "; it takes " + option.range);
+    };
     const std::optional<double> number = parseNumber(text);
-    if (!number) throw CLI::ValidationError(name, "\"" + text + "\" is no number; it takes " + range.text);
-    if (*number < range.least || *number > range.most) {
-      throw CLI::ValidationError(name, text + " is out of range; it takes " + range.text);
-    }
-    if (range.isWhole && *number != std::floor(*number)) {
-      throw CLI::ValidationError(name, text + " has a fraction; it takes " + range.text);
-    }
+    if (!number) refuse("\"" + text + "\" is not a number");
+    if (*number < option.min || *number > option.max) refuse(text + " is out of range");
+    if (option.isWhole && *number != std::floor(*number)) refuse(text + " has a fraction");
     target = number;
   };
-  return options.add_option_function<std::string>(name, take, description);
+  options.add_option_function<std::string>(option.name, take, description)->type_name(option.placeholder);
 }
 
 }  // namespace orvane::tool

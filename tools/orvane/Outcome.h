@@ -11,15 +11,15 @@
 
 namespace orvane::tool {
 
-/// How a command ended, and what it reports.
+/// Outcome of a command.
 struct Outcome {
   ExitStatus exitStatus = ExitStatus::done;
-  std::string ended = "finished";                           ///< In the words of the JSON object.
+  std::string ended = "finished";                           ///< The member `ended` of the JSON object.
   std::string error{};                                      ///< Why the command failed; empty after a success.
-  std::optional<platform::Status> hostStatus{};             ///< The host status behind the failure, where there is one.
+  std::optional<platform::Status> hostStatus{};             ///< The host status behind the failure, if any.
   platform::Value members = platform::Value::dictionary();  ///< The command's own members of the JSON object.
 
-  /// Turns the outcome into a failure; the members stay. `status` is not `ExitStatus::done`.
+  /// Turns the outcome into a failure and keeps its members. `status` must not be `ExitStatus::done`.
   void fail(ExitStatus status, std::string reason) {
     exitStatus = status;
     ended = status == ExitStatus::wrongUsage ? "usage" : status == ExitStatus::unavailable ? "unavailable" : "failed";
@@ -27,7 +27,7 @@ struct Outcome {
   }
 };
 
-/// The outcome of a command that failed before it had anything to report.
+/// Returns the outcome of a command that failed before it had anything to report.
 inline Outcome failed(ExitStatus status, std::string reason, std::optional<platform::Status> hostStatus = {}) {
   Outcome outcome{.hostStatus = hostStatus};
   outcome.fail(status, std::move(reason));

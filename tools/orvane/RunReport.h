@@ -12,21 +12,21 @@ namespace orvane::tool {
 
 struct UnitRun;
 
-/// The client side of a run: the formats of the sides in use, none where the run did not get so far.
+/// The client side of a run: the formats of the sides in use, or none if the unit did not start.
 struct ClientSide {
   std::optional<platform::StreamFormat> input{};
   std::optional<platform::StreamFormat> output{};
   platform::UnitLatency latency{};
 };
 
-/// The formats of the sides that have one, as `input` and `output`.
+/// Describes the formats that are present, as members `input` and `output`.
 platform::Value describeSides(const std::optional<platform::StreamFormat>& input,
                               const std::optional<platform::StreamFormat>& output);
 
-/// Says on standard error what a run left behind: missing frames, and the recordings unless `json` has them.
+/// Says on standard error how many places lack frames and, unless `json` is set, what was recorded.
 void sayWhatRan(const platform::Platform& host, const ClientSide& client, bool json);
 
-/// The members of the JSON object of a command that runs.
+/// Returns the members of the JSON object for a run.
 platform::Value describeRun(const platform::Platform& host, const UnitRun& run, const ClientSide& client);
 
 }  // namespace orvane::tool

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tools/orvane/SessionCommand.h"
 
+#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -43,18 +44,18 @@ void printText(const OVSession& session, bool primary) {
 
 SessionCommand::SessionCommand(CLI::App& parent)
     : Command(parent, "session", "Configure an audio session and show its settings") {
-  options().add_flag("--primary", mPrimary, "The process's primary session instead of an auxiliary one");
+  options().add_flag("--primary", mPrimary, "Use the process's primary session instead of an auxiliary one");
   mSettings.declareSettings(options());
   mSettings.declareActivation(options());
   options().footer(
-      "Settings, and --activate and --deactivate among them, are applied in the order given.\n\n"
-      "Categories: Ambient SoloAmbient Playback Record PlayAndRecord MultiRoute Narrava VoiceCommand\n"
-      "  RingtonePreview Ringtone VoiceMail PhoneCall TTYCall Alarm PlaybackNoSpeaker EmergencyAlert\n"
-      "  EmergencyAlert_CanBeMuted Locatron WaterEjection\n"
-      "Modes: Default VoiceChat GameChat VideoRecording Measurement MoviePlayback SpokenAudio VideoChat\n"
-      "  SpeechRecognition VoicePrompt Raw VoiceMessages LocatePhone HearingAccessibility Motiongram SOS\n\n"
+      "Settings, --activate and --deactivate are applied in the order given.\n\n"
+      "Categories: Ambient SoloAmbient Playback Record PlayAndRecord MultiRoute Narrava VoiceCommand RingtonePreview "
+      "Ringtone VoiceMail PhoneCall TTYCall Alarm PlaybackNoSpeaker EmergencyAlert EmergencyAlert_CanBeMuted Locatron "
+      "WaterEjection\n\n"
+      "Modes: Default VoiceChat GameChat VideoRecording Measurement MoviePlayback SpokenAudio VideoChat "
+      "SpeechRecognition VoicePrompt Raw VoiceMessages LocatePhone HearingAccessibility Motiongram SOS\n\n"
       "Example:\n"
-      "  orvane session --category PlayAndRecord --option defaultToSpeaker=on --mode Measurement --activate");
+      "  orvane session --category PlayAndRecord --mode Measurement --activate");
 }
 
 Outcome SessionCommand::run(const Invocation& invocation) {

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "tools/orvane/SessionOptions.h"
 
+#include <CLI/CLI.hpp>
 #include <string>
+#include <utility>
 
 namespace orvane::tool {
 
@@ -19,7 +21,7 @@ std::function<void(OVSession&)> categoryOptionStep(const std::string& text) {
   for (const CategoryOption& option : categoryOptions) {
     known += (known.empty() ? "" : ", ") + std::string(option.name);
     if (option.name != name) continue;
-    if (state != "on" && state != "off") refuse("it takes =on or =off behind " + name);
+    if (state != "on" && state != "off") refuse("it takes " + name + "=on or " + name + "=off");
     return [set = option.set, isOn = state == "on"](OVSession& session) { (session.*set)(isOn); };
   }
   refuse("unknown category option; the options are " + known + ", each with =on or =off");
@@ -37,9 +39,8 @@ void SessionOptions::declareSettings(CLI::App& options) {
   options
       .add_option_function<std::string>(
           "--option", [this](const std::string& text) { mSteps.push_back(categoryOptionStep(text)); },
-          "Category option to turn on or off; may be given several times.\n"
-          "mixWithOthers, duckOthers, allowHFP, allowA2DP, defaultToSpeaker,\n"
-          "mixExceptWithSpokenAudio (off also clears mixWithOthers), allowSkycast")
+          "Category option to turn on or off, one of mixWithOthers, duckOthers, allowHFP, allowA2DP, defaultToSpeaker, "
+          "mixExceptWithSpokenAudio (off also clears mixWithOthers), allowSkycast; may be given several times")
       ->type_name("NAME=on|off")
       ->trigger_on_parse();
 }

@@ -1,14 +1,16 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <array>
 #include <functional>
-#include <memory>
+#include <string>
 #include <vector>
 
-#include "platform/Value.h"
 #include "session/OVSession.h"
+
+namespace CLI {
+class App;
+}  // namespace CLI
 
 namespace orvane::tool {
 
@@ -19,7 +21,7 @@ struct CategoryOption {
   void (OVSession::*set)(bool);
 };
 
-/// Every category option that there is.
+/// Every category option.
 inline constexpr std::array<CategoryOption, 7> categoryOptions{{
     {"mixWithOthers", &OVSession::mixWithOthers, &OVSession::setMixWithOthers},
     {"duckOthers", &OVSession::duckOthers, &OVSession::setDuckOthers},
@@ -30,17 +32,17 @@ inline constexpr std::array<CategoryOption, 7> categoryOptions{{
     {"allowSkycast", &OVSession::allowSkycast, &OVSession::setAllowSkycast},
 }};
 
-/// Settings of an audio session, kept and applied in the order in which they were typed: a category drops options that
-/// make no sense with it, and two options may share a bit, so the order is the user's to choose.
+/// Settings of an audio session, applied in the order in which they were given. The order matters: setting a category
+/// clears options that it does not support, and two options share a bit.
 class SessionOptions {
  public:
   /// Declares --category, --mode and --option.
   void declareSettings(CLI::App& options);
-  /// Declares --activate and --deactivate, which take their place in the order.
+  /// Declares --activate and --deactivate, which are applied in order with the settings.
   void declareActivation(CLI::App& options);
 
   bool empty() const { return mSteps.empty(); }
-  /// Raises the first refusal; what was set before it stays.
+  /// Throws at the first refusal; settings applied before it stay.
   void applyTo(OVSession& session) const;
 
  private:

@@ -18,7 +18,7 @@ namespace orvane::tool {
 
 void openStandardStreams() {
   for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-    // The lowest free number is the one that is missing, as those below it are there by now.
+    // open() takes the lowest free descriptor, which is this one: those below it are open by now.
     if (fcntl(descriptor, F_GETFD) == -1 && open("/dev/null", O_RDWR) == -1) _exit(1);
   }
 }
@@ -26,9 +26,9 @@ void openStandardStreams() {
 std::string printable(std::string_view text) {
   unsigned char before = 0;
   return escapeBytes(text, [&before](unsigned char byte) {
-    // The second byte in UTF-8 of what commands some terminals too, from U+0080 to U+009F.
-    const bool endsCommand = std::exchange(before, byte) == 0xC2 && byte < 0xA0;
-    return byte < ' ' || byte == 0x7F || endsCommand;
+    // The second UTF-8 byte of a C1 control character, U+0080 to U+009F.
+    const bool endsControl = std::exchange(before, byte) == 0xC2 && byte < 0xA0;
+    return byte < ' ' || byte == 0x7F || endsControl;
   });
 }
 
@@ -40,6 +40,10 @@ void sayLine(std::string line) {
   line += '\n';
   std::fwrite(line.data(), 1, line.size(), stderr);
   std::fflush(stderr);
+}
+
+bool standardErrorIsTerminal() {
+  return isatty(STDERR_FILENO) == 1;
 }
 
 OutputTerminal::OutputTerminal() {
@@ -58,7 +62,7 @@ void OutputTerminal::endLine() const {
 
 bool standardOutputArrived() {
   if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return true;
-  // What went wrong may have happened on another thread a while ago, so its error number is gone: ask the descriptor.
+  // The write may have failed on another thread, so errno is lost: ask the descriptor.
   pollfd output{.fd = STDOUT_FILENO, .events = 0, .revents = 0};
   return poll(&output, 1, 0) == 1 && (output.revents & (POLLERR | POLLHUP)) != 0;
 }
@@ -68,8 +72,8 @@ void abandonStandardOutput() {
   if (nowhere == -1) return;
   dup2(nowhere, STDOUT_FILENO);
   close(nowhere);
-  // A write that had begun still waits. A signal with a handler interrupts it; the tool cannot know which thread
-  // writes, so each gets one. A write that begins after it goes nowhere already.
+  // A write in progress still waits. A signal with a handler interrupts it. The tool cannot know which thread writes,
+  // so it signals each of them. Writes that begin later go to /dev/null.
   struct sigaction interrupt {};
   interrupt.sa_handler = [](int) {};
   sigaction(SIGURG, &interrupt, nullptr);

@@ -8,20 +8,23 @@
 
 namespace orvane::tool {
 
-/// Gives standard input, output and error something to lead to where the caller closed them: else the next file that is
-/// opened, a recording perhaps, would take a closed one's place and collect what is printed.
+/// Opens /dev/null for each of standard input, output and error that the caller closed. Otherwise the next file opened
+/// (a recording, say) would take its descriptor and receive what is printed.
 void openStandardStreams();
 
-/// The text with what would command a terminal, as names of files may, as "\x1B".
+/// Escapes terminal control characters (in file names, say) as \xNN.
 std::string printable(std::string_view text);
 
-/// Writes "orvane: WORDS", in printable form, and a newline to standard error, in one piece.
+/// Writes "orvane: WORDS", with control characters escaped, and a newline to standard error in one write.
 void say(std::string_view words);
 
-/// Writes a line as it is to standard error, in one piece.
+/// Writes a line unchanged to standard error in one write.
 void sayLine(std::string line);
 
-/// The terminal that standard output leads to when this is made, if it leads to one.
+/// Whether standard error is a terminal.
+bool standardErrorIsTerminal();
+
+/// The terminal on standard output at the time of construction, if there is one.
 class OutputTerminal {
  public:
   OutputTerminal();
@@ -29,20 +32,19 @@ class OutputTerminal {
   OutputTerminal& operator=(const OutputTerminal&) = delete;
   ~OutputTerminal();
 
-  /// Ends the line that was printed on the terminal, also if standard output was abandoned since. Does nothing without
-  /// a terminal, or on one whose output is stopped.
+  /// Writes a newline to the terminal, even after `abandonStandardOutput`. Does nothing without a terminal, or while
+  /// its output is stopped.
   void endLine() const;
 
  private:
   int mDescriptor = -1;
 };
 
-/// Flushes standard output. False where something that was printed is lost, unless its reader went away, which is the
-/// reader's right.
+/// Flushes standard output. Returns false if output was lost, except when the reader closed the pipe.
 bool standardOutputArrived();
 
-/// Sends standard output nowhere from now on, and ends a write that waits for its reader: a run that a signal ends must
-/// not wait for somebody who may never read again.
+/// Redirects standard output to /dev/null and interrupts writes that wait for their reader: a run that a signal ends
+/// must not wait for a reader that may never read again.
 void abandonStandardOutput();
 
 }  // namespace orvane::tool

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tools/orvane/UnitOptions.h"
 
+#include <CLI/CLI.hpp>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -11,7 +12,7 @@
 namespace orvane::tool {
 
 void UnitOptions::declare(CLI::App& options) {
-  options.add_option("--unit", mSubType, "Sub-type of the I/O unit, a four-character code (default rioc)")
+  options.add_option("--unit", mSubType, "Subtype of the I/O unit, a four-character code (default rioc)")
       ->type_name("CODE")
       ->check([](const std::string& text) {
         const std::string bytes = std::to_string(text.size()) + (text.size() == 1 ? " byte" : " bytes");
@@ -21,13 +22,13 @@ void UnitOptions::declare(CLI::App& options) {
       });
   options
       .add_option("--session", mSession,
-                  "Session to bind to: primary, or auxiliary (the default with --category,\n"
-                  "--mode or --option; without any of these the unit is bound to none)")
+                  "Session that the unit is bound to (default: auxiliary if --category, --mode or --option is given, "
+                  "no session otherwise)")
       ->type_name("primary|auxiliary")
       ->check([](const std::string& text) {
         return text == "primary" || text == "auxiliary"
                    ? ""
-                   : "\"" + text + "\" is no session; it takes primary or auxiliary";
+                   : "\"" + text + "\" is not a session; it takes primary or auxiliary";
       });
   mSettings.declareSettings(options);
 }

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <optional>
 #include <string>
 
@@ -10,15 +9,15 @@
 
 namespace orvane::tool {
 
-/// The options of every command on an audio unit: which unit, and the session that it is bound to.
+/// The options of every command on an I/O unit: which unit, and the session that it is bound to.
 ///
-/// Without any session option the unit is bound to none. With one, a session is made, configured in the order given,
-/// activated and bound; auxiliary unless `--session primary` asks for the other.
+/// Without a session option the unit is bound to no session. With one, a session (auxiliary unless `--session primary`
+/// is given) is configured in the order of the options, activated and bound.
 class UnitOptions {
  public:
   void declare(CLI::App& options);
 
-  /// Sets the unit up, before it is started. Raises what the library raises.
+  /// Sets the unit up before it is started. Throws what the library throws.
   void applyTo(OVIOUnit& unit) const;
 
  private:

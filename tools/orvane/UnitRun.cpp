@@ -12,10 +12,10 @@
 #include "platform/DeviceReport.h"
 #include "platform/EventLoop.h"
 #include "platform/FileReport.h"
+#include "platform/NumberText.h"
 #include "platform/RunControl.h"
 #include "tools/orvane/FailureReason.h"
 #include "tools/orvane/LogLines.h"
-#include "tools/orvane/Numbers.h"
 #include "tools/orvane/RunReport.h"
 #include "tools/orvane/StandardStreams.h"
 
@@ -31,7 +31,7 @@ platform::StreamFormat hardwareFormat(const platform::DeviceReport& report, Side
   return side == Side::input ? report.hardwareInput() : report.hardwareOutput();
 }
 
-/// The side that the run needs and the hardware lacks, as a sentence.
+/// The message for a side that the run needs and the hardware lacks; nothing if there is none.
 std::optional<std::string> lackingSide(const platform::DeviceReport& report, const UnitRun& run) {
   for (const Side side : {Side::input, Side::output}) {
     const bool isNeeded = side == Side::input ? run.input : run.output;
@@ -42,8 +42,8 @@ std::optional<std::string> lackingSide(const platform::DeviceReport& report, con
   return std::nullopt;
 }
 
-/// The frames of device time that make `seconds`: the product is meant in decimal, so a binary fraction's error in the
-/// last place must not add a frame, and with it a slice.
+/// The frames of device time in `seconds`, rounded up. Rounding errors of the product must not add a frame, so a
+/// product within a few units in the last place of an integer is that integer.
 std::uint64_t framesIn(double seconds, double rate) {
   const double frames = seconds * rate;
   const double nearest = std::round(frames);
@@ -66,6 +66,13 @@ Outcome outcomeOf(const platform::Platform& host, int signal) {
   return {.ended = host.deviceReport->deviceEnd() == platform::DeviceEnd::inputEnded ? "input-ended" : "seconds"};
 }
 
+/// On a terminal, silence would look like a hang.
+void sayWhatRuns(const UnitRun& run) {
+  if (run.classPrints || !standardErrorIsTerminal()) return;
+  say(run.activity + "; ends " + (run.seconds ? "after " + platform::numberText(*run.seconds) + " s or " : "") +
+      "with Ctrl-C");
+}
+
 Outcome perform(const Invocation& invocation, const UnitRun& run, const UnitOptions& options,
                 std::shared_ptr<OVIOUnit> unit, ClientSide& client) {
   const platform::Platform& host = invocation.host;
@@ -78,7 +85,8 @@ Outcome perform(const Invocation& invocation, const UnitRun& run, const UnitOpti
     if (run.input) client.input = unit->inputClientFormat();
     if (run.output) client.output = unit->outputClientFormat();
     client.latency = host.units->latency(unit->audioUnit());
-    invocation.log->showHeld();  // The run began, so it does not end with a failure that was logged until now.
+    invocation.log->showHeld();  // The run began, so a failure logged before does not end it.
+    sayWhatRuns(run);
     const int signal = host.eventLoop->run();
     const bool abandon = signal != 0 && run.classPrints;
     if (abandon) abandonStandardOutput();
@@ -96,13 +104,6 @@ Outcome perform(const Invocation& invocation, const UnitRun& run, const UnitOpti
 
 }  // namespace
 
-void addSeconds(CLI::App& options, std::optional<double>& seconds) {
-  // The upper bound, some thirty years, keeps frame counts exact.
-  addNumber(options, "--seconds", seconds, {1e-6, 1e9, "seconds, from 0.000001 to 1000000000"},
-            "End after exactly this much device time, rounded up to a frame")
-      ->type_name("S");
-}
-
 double deviceRate(const platform::DeviceReport& report, const UnitRun& run) {
   return hardwareFormat(report, run.input ? Side::input : Side::output).sampleRate();
 }
@@ -115,7 +116,7 @@ Outcome runUnit(const Invocation& invocation, const UnitRun& run, const UnitOpti
   const auto lacking = lackingSide(*host.deviceReport, run);
   Outcome outcome =
       lacking ? failed(ExitStatus::unavailable, *lacking) : perform(invocation, run, options, std::move(unit), client);
-  // The bars redraw one line of the terminal; what comes next begins on a line of its own.
+  // The bars redraw one line of the terminal, so end it before the next message.
   if (run.classPrints && host.deviceReport->runCount().frames > 0) terminal.endLine();
   sayWhatRan(host, client, invocation.json);
   if (!run.recording.empty() && outcome.error.empty() && host.fileReport->writtenFiles().empty()) {

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <memory>
 #include <optional>
 #include <string>
@@ -15,28 +14,27 @@ namespace orvane::tool {
 /// A side of the audio hardware.
 enum class Side { input, output };
 
-/// The properties of a command that starts a unit and lets it run.
+/// A run of one I/O unit.
 struct UnitRun {
-  /// Which sides of the hardware it uses.
+  /// The sides of the hardware that it uses.
   bool input = false;
   bool output = false;
-  /// The class prints on standard output, so that a signal must end a write that waits for its reader.
+  /// The class prints on standard output, so a signal must end a write that waits for its reader.
   bool classPrints = false;
+  /// What the run does, for a message: "playing a tone on ...".
+  std::string activity = {};
   /// The path of the file that it records to; empty if it records none.
   std::string recording = {};
-  /// The device time after which the run ends; nothing lets it run until its input ends or a signal comes.
+  /// The device time after which the run ends; without it the run lasts until its input ends or a signal arrives.
   std::optional<double> seconds;
 };
 
-/// Declares --seconds.
-void addSeconds(CLI::App& options, std::optional<double>& seconds);
-
-/// The rate in which device time is counted; one clock runs both sides.
+/// The rate in hertz of the frames that measure device time. Both sides have one clock.
 double deviceRate(const platform::DeviceReport& report, const UnitRun& run);
 
-/// Sets the unit up as `options` say, starts it, waits for the end of the run, stops and releases it, and says on
-/// standard error what was recorded. Failures of the library become the outcome. Nobody else holds the unit, so its
-/// files are complete on return.
+/// Sets the unit up with `options`, starts it, waits for the end of the run, stops and releases it. Says on standard
+/// error what runs (if that is a terminal and the run would otherwise print nothing) and what was recorded. A failure
+/// of the library becomes the outcome. `unit` is the only reference, so its files are complete on return.
 Outcome runUnit(const Invocation& invocation, const UnitRun& run, const UnitOptions& options,
                 std::shared_ptr<OVIOUnit> unit);
 

@@ -24,12 +24,12 @@ namespace platform = orvane::platform;
 
 constexpr char simulated[] = "simulated";
 
-/// The name of the host that was asked for, or of the library's default one.
+/// Returns the name of the chosen host, or of the library's default host.
 std::string hostName(const CommandLine& line) {
   return line.host().value_or(line.simulate() ? simulated : platform::availableHosts().front());
 }
 
-/// The same, checked. Throws wrong usage, or that this build lacks the host.
+/// Returns the host's name after checking it. Throws `ToolError`: wrong usage, or unavailable in this build.
 std::string chooseHost(const CommandLine& line) {
   const std::vector<std::string> known = platform::knownHosts();
   const std::vector<std::string> available = platform::availableHosts();
@@ -40,8 +40,7 @@ std::string chooseHost(const CommandLine& line) {
     throw ToolError(ExitStatus::wrongUsage, "--host: unknown host \"" + host + "\"; it takes " + names);
   }
   if (host != simulated && line.simulate()) {
-    throw ToolError(ExitStatus::wrongUsage,
-                    "--simulate sets up the simulated host; it does not go with --host " + host);
+    throw ToolError(ExitStatus::wrongUsage, "--simulate sets up the simulated host and excludes --host " + host);
   }
   if (std::ranges::find(available, host) == available.end()) {
     throw ToolError(ExitStatus::unavailable, "this build has no " + host + " host; it has --host " + available.front());
@@ -74,7 +73,7 @@ Outcome perform(Command& command, const Invocation& invocation) {
 Outcome runCommand(const CommandLine& line) {
   useHost(line);
   const platform::Platform host = platform::current();
-  // From here on SIGINT and SIGTERM stop runs; until now nothing has begun that would have to be stopped cleanly.
+  // From here on signals stop runs cleanly. Before this, nothing has begun that needs a clean stop.
   host.eventLoop->watchSignals();
   const auto log = LogLines::attach(*host.log, line.verbose());
   Outcome outcome = perform(*line.command(), {.host = host, .log = log, .json = line.json()});
@@ -82,7 +81,7 @@ Outcome runCommand(const CommandLine& line) {
   return outcome;
 }
 
-/// Reads the command line and runs the command; nothing where the user asked for help or the version only.
+/// Reads the command line and runs the command. Returns nothing after help or the version.
 std::optional<Outcome> runTool(CommandLine& line, int count, const char* const* arguments) {
   try {
     if (!line.read(count, arguments)) return std::nullopt;
@@ -94,14 +93,14 @@ std::optional<Outcome> runTool(CommandLine& line, int count, const char* const* 
   }
 }
 
-/// The report that the command line asks for.
+/// Makes the report that the command line asks for.
 ClosingReport closingReport(const CommandLine& line) {
   ClosingReport report{.host = hostName(line)};
   if (const Command* command = line.command()) {
     report.command = command->name();
     report.onStandardError = command->classPrints();
   }
-  // Not the host in use: wrong usage or a missing host may have kept the tool from having one.
+  // A host of its own: after wrong usage, or with a missing host, there is none in use.
   if (line.json()) report.json = platform::makeSimulatedHost().json;
   return report;
 }
@@ -110,7 +109,7 @@ ClosingReport closingReport(const CommandLine& line) {
 
 int main(int count, char** arguments) {
   openStandardStreams();
-  // Until a host watches signals: a reader that goes away is no failure.
+  // Until a host watches signals: a reader that closes its pipe is not a failure.
   std::signal(SIGPIPE, SIG_IGN);
   CommandLine line;
   const std::optional<Outcome> outcome = runTool(line, count, arguments);

@@ -15,28 +15,28 @@ TEST(Commands, EndWithTheStatusAndTheReason) {
   const std::string notStarted = "orvane: UnitService::";
   const std::tuple<int, std::string, std::vector<std::string>> cases[] = {
       {2, "", {"a command is needed", "session, device, tone, meter, record and playthru", "'orvane --help'"}},
-      {2, "tune", {"\"tune\" is no command", "session, device, tone, meter, record and playthru"}},
+      {2, "tune", {"unknown command 'tune'", "session, device, tone, meter, record and playthru"}},
       {2, "tone meter", {"unexpected argument 'meter' for 'orvane tone' (see 'orvane tone --help')"}},
       {2, "1 tone", {"unexpected argument '1' before 'tone'"}},
       {2, "record a b", {"unexpected argument 'b' for 'orvane record'"}},
-      {2, "--seconds 1 tone", {"option '--seconds' belongs behind the command: 'orvane tone --seconds' (see"}},
-      {2, "--seconds 1", {"option '--seconds' belongs behind the command, and none is given; the commands are"}},
+      {2, "--seconds 1 tone", {"option '--seconds' must follow the command: 'orvane tone --seconds' (see"}},
+      {2, "--seconds 1", {"option '--seconds' needs a command before it; the commands are"}},
       {2, "--bogus tone", {"unknown option '--bogus' for 'orvane' (see"}},
       {2, "--bogus=1", {"unknown option '--bogus' for 'orvane' (see"}},
       {2, "meter --bogus", {"orvane: unknown option '--bogus' for 'orvane meter' (see 'orvane meter --help')\n"}},
       {2, "record -x", {"unknown option '-x' for 'orvane record'"}},
       {2, "tone --unit x", {"--unit: \"x\" has 1 byte; it takes exactly four, such as rioc"}},
       {2, "device --unit ''", {"--unit: \"\" has 0 bytes"}},
-      {2, "record -", {"PATH: \"-\" is not standard output here; write ./- for a file of that name"}},
+      {2, "record -", {"PATH: standard output is not supported; write ./- for a file named \"-\""}},
       {2, "meter --seconds", {"--seconds needs a value"}},
       {2, "meter --seconds 1 --seconds 2", {"--seconds may be given only once"}},
       {2, "meter --seconds 0", {"--seconds: 0 is out of range", "from 0.000001 to 1000000000"}},
       {2, "meter --session main", {"--session", "\"main\"", "primary or auxiliary"}},
-      {2, "session --option mixWithOthers=yes", {"it takes =on or =off behind mixWithOthers"}},
+      {2, "session --option mixWithOthers=yes", {"it takes mixWithOthers=on or mixWithOthers=off"}},
       {2, "session --option mix=on", {"\"mix=on\": unknown category option", "allowA2DP, defaultToSpeaker"}},
       {2, "--host pipe device", {"--host: unknown host \"pipe\"", "pipewire or simulated"}},
       {2, "--host pipewire --simulate pace=fast device", {"--simulate sets up the simulated host"}},
-      {2, tone + " --frequency nan", {"--frequency: \"nan\" is no number", "from 0.1 to half the rate"}},
+      {2, tone + " --frequency nan", {"--frequency: \"nan\" is not a number", "from 0.1 to half the rate"}},
       {2, tone + " --frequency 16000.01", {"--frequency: 16000.01", "from 0.1 to 16000", "24000 with --monotone"}},
       {2, tone + " --frequency 24001 --monotone", {"--frequency: 24001", "from 0.1 to 24000"}},
       {2, tone + " --frequency 5000 --client-rate 8000", {"rate of 8000", "from 0.1 to 2666.6666666666665"}},
@@ -160,14 +160,30 @@ TEST(Commands, DoWithoutAUsableStandardOutput) {
   EXPECT_EQ(readSound(file).samples, std::vector<float>(2 * 4800));
 }
 
-TEST(Commands, TellTheirUseWithAnExample) {
+TEST(Commands, TellTheirUseIn80Columns) {
   for (const std::string command : {"", "session ", "device ", "tone ", "meter ", "record ", "playthru "}) {
     const Ended help = runTool(command + "--help");
     EXPECT_THAT(help.output, testing::ContainsRegex("Usage: orvane(.|\n)*Example.*\n  orvane "));
+    std::istringstream lines(help.output);
+    for (std::string line; std::getline(lines, line);) EXPECT_LE(line.size(), 80U) << line;
     EXPECT_EQ(help, (Ended{0, help.output}));
     EXPECT_EQ(runTool(command + "-h"), help);
     EXPECT_EQ(runTool(command + "--version"), (Ended{0, "orvane 0.1.0\n"}));
   }
+}
+
+TEST(Commands, SayOnATerminalWhatRuns) {
+  const auto onTerminal = [](const std::string& arguments) {
+    return run("script -qec '" ORVANE_TOOL " --simulate pace=fast " + arguments + "' /dev/null").output;
+  };
+  const TemporaryFolder folder;
+  const std::string file = folder.file("a.wav");
+  EXPECT_EQ(onTerminal("tone --seconds 0.5"),
+            "orvane: playing a tone on the output of the simulated host; ends after 0.5 s or with Ctrl-C\r\n");
+  EXPECT_THAT(onTerminal("record --json --seconds 1 " + file),
+              testing::StartsWith("orvane: recording the input of the simulated host to " + file + "; ends after 1 s"));
+  EXPECT_THAT(onTerminal("playthru --seconds 1 --unit xyzw"), testing::Not(HasSubstr("ends"))) << "it did not start";
+  EXPECT_THAT(onTerminal("meter --seconds 1"), testing::Not(HasSubstr("ends")));
 }
 
 TEST(Examples, DoWhatTheToolDoes) {

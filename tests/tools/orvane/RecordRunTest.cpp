@@ -64,13 +64,12 @@ TEST_F(RecordRun, SaysWhatItWrote) {
   EXPECT_EQ(readSound(mTake).rate, 16000);
 }
 
-TEST_F(RecordRun, WarnsThatTheContainerDoesNotGoByTheName) {
+TEST_F(RecordRun, WarnsThatTheContainerIsNotThatOfTheExtension) {
   for (const std::string end : {".flac", ".MP3", ".aif", ".w64", ".wav", ".Wave", ".rf64", "", ".2024", ".d/take"}) {
     std::filesystem::create_directory(mTake + ".d");
     const std::string file = mTake + end;
-    const bool warns = end == ".flac" || end == ".MP3" || end == ".aif" || end == ".w64";
-    const std::string warning =
-        "orvane: " + file + " is written as WAVE: the container does not depend on the file's name\n";
+    const bool warns = end == ".flac" || end == ".MP3" || end == ".aif" || end == ".w64" || end == ".rf64";
+    const std::string warning = "orvane: " + file + " is written as WAVE, whatever its extension\n";
     EXPECT_EQ(runFast("", "record --json --seconds 0.01 " + file).errors, warns ? warning : "");
   }
 }
@@ -97,7 +96,7 @@ TEST_F(RecordRun, FailsWhereTheDiskIsSoSlowThatSlicesAreLost) {
                           mTake + " --seconds 2.6");
   EXPECT_EQ(ended.status, 1);
   EXPECT_THAT(ended.errors,
-              testing::MatchesRegex("orvane: [0-9]+ slices are missing in what was written: the disk is too slow\n"));
+              testing::MatchesRegex("orvane: [0-9]+ slices are missing in the written file: the disk is too slow\n"));
   const int lost = std::stoi(ended.errors.substr(8));
   EXPECT_THAT(ended.output, testing::AllOf(HasSubstr(R"("overruns":)" + std::to_string(lost) + ","),
                                            HasSubstr(R"("status":-11,"cause":"overrun",)")));
