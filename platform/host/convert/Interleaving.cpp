@@ -32,6 +32,10 @@ Lanes lanesAt(const float* samples) {
   return lanes;
 }
 
+void store(Lanes lanes, float* samples) {
+  std::memcpy(samples, &lanes, sizeof lanes);
+}
+
 /// Each sample's 16 bits, in the low half of its lane; the high half is anything.
 LaneBits encode(Lanes samples) {
   const auto bits = std::bit_cast<LaneBits>(samples * fullScale);
@@ -92,50 +96,59 @@ std::uint32_t separatePairs(const float* samples, std::uint32_t frames, float* l
     const Lanes second = lanesAt(samples + 2 * frame + laneCount);
     const Lanes lefts = __builtin_shufflevector(first, second, 0, 2, 4, 6);
     const Lanes rights = __builtin_shufflevector(first, second, 1, 3, 5, 7);
-    std::memcpy(left + frame, &lefts, sizeof lefts);
-    std::memcpy(right + frame, &rights, sizeof rights);
+    store(lefts, left + frame);
+    store(rights, right + frame);
   }
   return whole;
 }
 
-/// Transposes four frames of four channels: row f holds frame f, and column c is stored to plane c.
-void transpose(const std::array<Lanes, laneCount>& rows, const std::array<float*, laneCount>& planes,
-               std::uint32_t stored) {
+/// Transposes four frames of four channels: lane c of row f goes to lane f of column c.
+std::array<Lanes, laneCount> transpose(const std::array<Lanes, laneCount>& rows) {
   const Lanes low01 = __builtin_shufflevector(rows[0], rows[1], 0, 4, 1, 5);
   const Lanes low23 = __builtin_shufflevector(rows[2], rows[3], 0, 4, 1, 5);
   const Lanes high01 = __builtin_shufflevector(rows[0], rows[1], 2, 6, 3, 7);
   const Lanes high23 = __builtin_shufflevector(rows[2], rows[3], 2, 6, 3, 7);
-  const std::array<Lanes, laneCount> columns{
-      __builtin_shufflevector(low01, low23, 0, 1, 4, 5), __builtin_shufflevector(low01, low23, 2, 3, 6, 7),
-      __builtin_shufflevector(high01, high23, 0, 1, 4, 5), __builtin_shufflevector(high01, high23, 2, 3, 6, 7)};
-  for (std::uint32_t column = 0; column < stored; ++column) {
-    std::memcpy(planes[column], &columns[column], sizeof(Lanes));
+  return {__builtin_shufflevector(low01, low23, 0, 1, 4, 5), __builtin_shufflevector(low01, low23, 2, 3, 6, 7),
+          __builtin_shufflevector(high01, high23, 0, 1, 4, 5), __builtin_shufflevector(high01, high23, 2, 3, 6, 7)};
+}
+
+/// Deinterleaves `width` adjacent channels, three or four, of frames that have `channels` samples each. `frames` is a
+/// multiple of four. Written without inner loops, because GCC does not unroll them at -O2 and then keeps rows and
+/// columns in memory.
+template <std::uint32_t width>
+void separateGroup(const float* samples, std::size_t channels, float* const* planes, std::uint32_t first,
+                   std::uint32_t frames) {
+  for (std::size_t frame = 0; frame < frames; frame += laneCount) {
+    const float* const source = samples + frame * channels;
+    const std::array<Lanes, laneCount> columns = transpose(
+        {lanesAt(source), lanesAt(source + channels), lanesAt(source + 2 * channels), lanesAt(source + 3 * channels)});
+    store(columns[0], planes[0] + first + frame);
+    store(columns[1], planes[1] + first + frame);
+    store(columns[2], planes[2] + first + frame);
+    if constexpr (width == laneCount) store(columns[3], planes[3] + first + frame);
   }
 }
 
-/// Deinterleaves three channels or more, four frames and four channels a step, in blocks of frames that stay in the
-/// nearest cache. Returns the number of frames done.
+/// Deinterleaves three channels or more, four channels at a time, in blocks of frames that stay in the L1 cache.
+/// Returns the number of frames done.
 std::uint32_t separateGroups(const float* samples, std::span<float* const> planes, std::uint32_t first,
                              std::uint32_t frames) {
   const std::size_t channels = planes.size();
-  // Four lanes of three channels reach into the next frame, which the last frame does not have.
+  // With three channels the fourth lane is the next frame's first sample, which the last frame does not have.
   const std::uint32_t readable = channels < laneCount && frames > 0 ? frames - 1 : frames;
   const std::uint32_t whole = readable / laneCount * laneCount;
+  if (channels < laneCount) {
+    separateGroup<laneCount - 1>(samples, channels, planes.data(), first, whole);
+    return whole;
+  }
   constexpr std::uint32_t blockFrames = 64;
   for (std::uint32_t block = 0; block < whole; block += blockFrames) {
-    const std::uint32_t blockEnd = std::min(whole, block + blockFrames);
+    const std::uint32_t count = std::min(blockFrames, whole - block);
     for (std::size_t group = 0; group < channels; group += laneCount) {
-      // The last group overlaps the one before it, so that it is whole as well.
-      const std::size_t channel = channels < laneCount ? 0 : std::min(group, channels - laneCount);
-      const auto stored = static_cast<std::uint32_t>(std::min<std::size_t>(channels, laneCount));
-      for (std::uint32_t frame = block; frame < blockEnd; frame += laneCount) {
-        const float* const source = samples + frame * channels + channel;
-        std::array<float*, laneCount> targets{};
-        for (std::uint32_t lane = 0; lane < stored; ++lane) targets[lane] = planes[channel + lane] + first + frame;
-        transpose({lanesAt(source), lanesAt(source + channels), lanesAt(source + 2 * channels),
-                   lanesAt(source + 3 * channels)},
-                  targets, stored);
-      }
+      // The last group overlaps the one before it if the channels are not a multiple of four.
+      const std::size_t channel = std::min(group, channels - laneCount);
+      separateGroup<laneCount>(samples + block * channels + channel, channels, planes.data() + channel, first + block,
+                               count);
     }
   }
   return whole;
