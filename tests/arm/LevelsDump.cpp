@@ -15,7 +15,7 @@
 
 namespace {
 
-using namespace orvane::levels;
+using namespace orvane::test;
 
 void print(const char* name, int number, const std::vector<std::uint64_t>& bits) {
   std::printf("%s %d", name, number);
@@ -25,16 +25,15 @@ void print(const char* name, int number, const std::vector<std::uint64_t>& bits)
 
 /// Blocks for one channel or several at once, which one processor takes in wider registers than another.
 void dumpLevels(Random& random) {
-  constexpr int kMaxChannels = 19, kMaxFrames = 300;
-  alignas(16) static float floats[kMaxChannels][kMaxFrames + 4];
-  std::int16_t shorts[kMaxFrames];
-  std::int32_t words[kMaxFrames];
+  constexpr int maxChannels = 19, maxFrames = 300;
+  alignas(16) static float floats[maxChannels][maxFrames + 4];
+  std::int16_t shorts[maxFrames];
+  std::int32_t words[maxFrames];
   for (int stream = 0; stream < 400; ++stream) {
-    std::vector<orvane::PowerMeter> meters(
-        static_cast<std::size_t>(stream % 5 == 0 ? random.draw(1, kMaxChannels) : 1));
+    std::vector<orvane::PowerMeter> meters(static_cast<std::size_t>(stream % 5 == 0 ? random.draw(1, maxChannels) : 1));
     for (orvane::PowerMeter& meter : meters) meter.mInstantaneous = random.draw(0, 7) == 0;
     for (int block = 0; block < 25; ++block) {
-      const int frames = random.draw(0, kMaxFrames), format = random.draw(0, 2);
+      const int frames = random.draw(0, maxFrames), format = random.draw(0, 2);
       // Half of the blocks lie where the vectorised path takes them.
       const int offset = random.draw(0, 1) * random.draw(1, 3);
       std::vector<const float*> planes;
@@ -62,7 +61,7 @@ void dumpLevels(Random& random) {
 }
 
 void dumpTones(Random& random) {
-  constexpr std::size_t kFrames = 256;
+  constexpr std::size_t frames = 256;
   for (int tone = 0; tone < 60; ++tone) {
     orvane::SineWaveGenerator generator;
     generator.mFrequency = random.drawBetween(20.0F, 20020.0F);
@@ -72,11 +71,11 @@ void dumpTones(Random& random) {
     generator.mCoefficient = random.draw(Words::min(), Words::max());
     generator.mState2 = random.draw(-(1 << 28), 1 << 28);
     const int channels = random.draw(1, 2);
-    std::vector<float> floats(2 * kFrames);
-    std::vector<std::int16_t> shorts(2 * kFrames);
+    std::vector<float> floats(2 * frames);
+    std::vector<std::int16_t> shorts(2 * frames);
     for (int block = 0; block < 4; ++block) {
-      generator.Render(floats.data(), kFrames, channels, 1);
-      generator.Render16(shorts.data(), kFrames, channels, 1);
+      generator.Render(floats.data(), frames, channels, 1);
+      generator.Render16(shorts.data(), frames, channels, 1);
       print("tone", tone, bitsOf(floats));
       print("tone", tone, bitsOf(shorts));
       print("tone", tone, bitsOf(std::vector{generator.mFrequency, generator.mPhase, generator.mSweepFactor}));

@@ -45,14 +45,14 @@ int main(int argumentCount, char** arguments) {
   if (argumentCount != 3) return 2;
   const std::uint64_t first = std::strtoull(arguments[1], nullptr, 16);
   const std::uint64_t end = std::strtoull(arguments[2], nullptr, 16) + 1;
-  constexpr std::uint64_t kBlock = 1 << 16;
+  constexpr std::uint64_t blockFloats = 1 << 16;
   // Not correctly rounded, or not the same at all widths or with the other sign; and more than one unit in the last
   // place from the C library's sine.
   unsigned long long wrong = 0, far = 0;
 #pragma omp parallel for schedule(dynamic) reduction(+ : wrong, far)
-  for (std::uint64_t block = first; block < end; block += kBlock) {
+  for (std::uint64_t block = first; block < end; block += blockFloats) {
     std::vector<float> angles;
-    for (std::uint64_t bits = block; bits < block + kBlock && bits < end; ++bits)
+    for (std::uint64_t bits = block; bits < block + blockFloats && bits < end; ++bits)
       angles.push_back(std::bit_cast<float>(static_cast<std::uint32_t>(bits)));
     std::vector<std::vector<float>> several(angles.back() <= orvane::oneTurn ? 2 : 0, angles);
     for (std::vector<float>& sines : several)

@@ -1,19 +1,17 @@
 // SPDX-License-Identifier: MIT
 #include "platform/Value.h"
 
-#include <gmock/gmock.h>
-
 #include <concepts>
 
 #include "platform/Json.h"
 #include "platform/Platform.h"
 #include "session/ObjectToDouble.h"
-#include "tests/support/ReasonOf.h"
+#include "tests/support/Test.h"
 
-namespace orvane::platform {
+namespace orvane::test {
 namespace {
 
-using orvane::test::reasonOf;
+using namespace platform;
 
 // A pointer is no truth value, and a character is neither a number nor a text.
 template <typename... Others>
@@ -49,6 +47,7 @@ TEST(Value, IntegersKeepTheirValueWhateverTheirSign) {
   EXPECT_EQ(Value(5), stored);
   EXPECT_EQ(Value(5U).as<std::uint64_t>(), nullptr);
   EXPECT_NE(Value(1), Value(1.0));
+  EXPECT_TRUE(Value(static_cast<const char*>(nullptr)).isNull() && Value(nullptr).isNull());
 }
 
 TEST(Value, SettersChainAddSiblingsAndRefuseWhatIsNoDictionary) {
@@ -67,18 +66,12 @@ TEST(Value, SettersChainAddSiblingsAndRefuseWhatIsNoDictionary) {
 }
 
 TEST(Value, TheLastOfEqualKeysWinsInPlace) {
-  const auto expectLastWins = [](const Value& value) {
+  for (const Value& value :
+       {Value::dictionary({{"a", 1}, {"b", 2}, {"a", 3}}), Value(Value::Dictionary{{"a", 1}, {"b", 2}, {"a", 3}})}) {
     EXPECT_EQ(written(value), R"({"a":3,"b":2})");
     EXPECT_EQ(value.description(), "{a: 3, b: 2}");
     EXPECT_EQ(*value.find("a"), Value(3));
-  };
-  expectLastWins(Value::dictionary({{"a", 1}, {"b", 2}, {"a", 3}}));
-  expectLastWins(Value::Dictionary{{"a", 1}, {"b", 2}, {"a", 3}});
-}
-
-TEST(Value, ANullTextIsNull) {
-  EXPECT_TRUE(Value(static_cast<const char*>(nullptr)).isNull());
-  EXPECT_TRUE(Value(nullptr).isNull());
+  }
 }
 
 TEST(Value, TakesTheFormOfAValueInsideItself) {
@@ -92,15 +85,10 @@ TEST(Value, TakesTheFormOfAValueInsideItself) {
 /// `innermost` inside `levels` arrays and dictionaries in turn.
 Value nested(int levels, Value innermost = 1) {
   for (int level = 0; level < levels; ++level) {
-    if (level % 2 == 0) {
-      Value::Array array;
-      array.push_back(std::move(innermost));
-      innermost = std::move(array);
-    } else {
-      Value::Dictionary dictionary;
-      dictionary.push_back({"k", std::move(innermost)});
-      innermost = std::move(dictionary);
-    }
+    Value outer = level % 2 == 0 ? Value(Value::Array(1)) : Value(Value::Dictionary{{"k", {}}});
+    (level % 2 == 0 ? outer.as<Value::Array>()->front() : outer.as<Value::Dictionary>()->front().value) =
+        std::move(innermost);
+    innermost = std::move(outer);
   }
   return innermost;
 }
@@ -108,8 +96,8 @@ Value nested(int levels, Value innermost = 1) {
 TEST(Value, IsWrittenAndDescribedDownToSixtyFourLevels) {
   EXPECT_EQ(current().json->read(written(nested(64))), nested(64));
   EXPECT_EQ(written(nested(65)), "rejected");
-  EXPECT_THAT(nested(64).description(), testing::HasSubstr("[1]"));
-  EXPECT_THAT(nested(65).description(), testing::HasSubstr("{k: [{k: …}]}"));
+  EXPECT_THAT(nested(64).description(), HasSubstr("[1]"));
+  EXPECT_THAT(nested(65).description(), HasSubstr("{k: [{k: …}]}"));
 }
 
 TEST(Value, AnyDepthIsCopiedComparedAndDestroyed) {
@@ -135,4 +123,4 @@ TEST(Value, EqualityLooksAtKeysOrderAndLength) {
 }
 
 }  // namespace
-}  // namespace orvane::platform
+}  // namespace orvane::test

@@ -1,12 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "session/OVJSON.h"
 
-#include <gmock/gmock.h>
 #include <stdio_ext.h>
 
 #include <bit>
 #include <clocale>
-#include <cmath>
 #include <cstdlib>
 #include <map>
 #include <sstream>
@@ -16,13 +14,13 @@
 #include "platform/Platform.h"
 #include "platform/StreamFormat.h"
 #include "session/ObjectToDouble.h"
-#include "tests/support/ReasonOf.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/Test.h"
 
+namespace orvane::test {
 namespace {
 
-using namespace orvane::platform;
-using orvane::objectToDouble;
+using namespace platform;
 
 std::string written(const Value& value) {
   return current().json->write(value, false).value_or("rejected");
@@ -35,14 +33,14 @@ TEST(Json, NamesCommonFormatsAndSpellsOutOthers) {
                                          {format_flag::signedInteger, 32U, "Int32"}}) {
     StreamDescription stream = StreamFormat::linearPcm(44100, 2, bits, kind, false).description();
     const std::string start = R"({"sampleRate":44100.0,"channelCount":2,"interleaved":false,)";
-    EXPECT_EQ(written(orvane::jsonASBD(stream)), start + R"("commonFormat":")" + name + R"("})");
+    EXPECT_EQ(written(jsonASBD(stream)), start + R"("commonFormat":")" + name + R"("})");
     stream.formatFlags ^= format_flag::bigEndian;
-    EXPECT_THAT(written(orvane::jsonASBD(stream)), testing::StartsWith(start + R"("formatID":"lpcm","formatFlags":)"));
+    EXPECT_THAT(written(jsonASBD(stream)), StartsWith(start + R"("formatID":"lpcm","formatFlags":)"));
   }
-  EXPECT_EQ(written(orvane::jsonASBD({0.5, 0xFFFFFFFF, 0x80000000, 6, 7, 8, 2, 24, 9})),
+  EXPECT_EQ(written(jsonASBD({0.5, 0xFFFFFFFF, 0x80000000, 6, 7, 8, 2, 24, 9})),
             R"({"sampleRate":0.5,"channelCount":2,"interleaved":true,"formatID":"-1","formatFlags":2147483648,)"
             R"("bytesPerPacket":6,"framesPerPacket":7,"bytesPerFrame":8,"bitsPerChannel":24})");
-  EXPECT_EQ(written(orvane::jsonACL({0xFFFF0002, 0x80000001, {{0xFFFFFFFF, 3, {1, 2, 3}}}})),
+  EXPECT_EQ(written(jsonACL({0xFFFF0002, 0x80000001, {{0xFFFFFFFF, 3, {1, 2, 3}}}})),
             R"({"tag":4294901762,"bitmap":2147483649,"numChannelDescs":1,"channelDescs":[{"label":4294967295}]})");
 }
 
@@ -68,7 +66,7 @@ TEST(Json, IsReadInOrderAndWrongTextIsPointedAt) {
                                    {"[1,\n\n 1e999]", "line 3, column 6: .*1e999"},
                                    {"\"\xC3(\"", "line 1, column 3: .*UTF-8"},
                                    {std::string(1'000'000, '['), "column 65: .*64 levels"}})
-    EXPECT_THAT(orvane::test::reasonOf([&text = text] { current().json->read(text); }), testing::ContainsRegex(says));
+    EXPECT_THAT(reasonOf([&text = text] { current().json->read(text); }), ContainsRegex(says));
 }
 
 /// The result of a conversion, bit by bit, as a text that can be compared.
@@ -100,7 +98,7 @@ TEST(Numbers, AreReadFromTextAsTheStandardConversionDoesAndWrittenAsJsonWhatever
       "123456789012345678901234567890");
   std::map<std::string, std::string> expected;
   for (std::string text; std::getline(texts, text, '|');) expected[text] = outcome([&] { return std::stod(text); });
-  const orvane::test::TemporaryFolder folder;
+  const TemporaryFolder folder;
   useADecimalComma(folder.path().string());
   for (const auto& [text, number] : expected)
     EXPECT_EQ(outcome([&text = text] { return objectToDouble(text); }), number) << '"' << text << '"';
@@ -116,8 +114,8 @@ TEST(ObjectToDouble, TakesNumbersOfAnyKindAndRaisesForAnythingElse) {
        {std::pair<Value, double>{INT64_MAX, 0x1p63}, {-2.5, -2.5}, {true, 1}, {false, 0}})
     EXPECT_EQ(objectToDouble(object), number);
   for (const auto& [object, shown] : {std::pair<Value, std::string>{{}, "(null)"}, {Value::Array{1, "2"}, "[1, 2]"}})
-    EXPECT_EQ(orvane::test::reasonOf([&object = object] { objectToDouble(object); }),
-              "Can't convert " + shown + " to double");
+    EXPECT_EQ(reasonOf([&object = object] { objectToDouble(object); }), "Can't convert " + shown + " to double");
 }
 
 }  // namespace
+}  // namespace orvane::test

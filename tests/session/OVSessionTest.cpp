@@ -1,26 +1,20 @@
 // SPDX-License-Identifier: MIT
 #include "session/OVSession.h"
 
-#include <gmock/gmock.h>
-
 #include <syslog.h>
 
 #include <barrier>
 #include <cstdarg>
-#include <cstdio>
-#include <functional>
 #include <set>
 #include <sstream>
-#include <stdexcept>
-#include <thread>
-#include <utility>
 
+#include "platform/Log.h"
+#include "platform/Platform.h"
 #include "platform/PlatformSession.h"
 #include "platform/SessionIdentifiers.h"
-#include "platform/host/sessions/HostSessions.h"
 #include "session/OVPrimarySession.h"
 #include "session/OVThrow.h"
-#include "tests/support/ScriptedHost.h"
+#include "tests/support/Test.h"
 
 /// The last line for the system's log. This program has a `syslog` of its own, so that nothing reaches the system.
 static std::string lastSystemLine;
@@ -35,38 +29,41 @@ extern "C" void syslog(int priority, const char* format, ...) {
   lastSystemLine = std::to_string(priority) + " " + line;
 }
 
+namespace orvane::test {
 namespace {
 
-using namespace orvane::platform;
+using namespace platform;
 
-TEST(OVSession, LogsEachFailureThenRaisesIt) {
-  ScriptedHost host;
-  Platform services = current();
-  const auto gate = std::make_shared<orvane::host::CallGate>();
-  const orvane::host::Refusal refusal{status::noPermission, "no %d"};
-  gate->setDecision([&](std::string_view call) { return call == "PlatformSession::setOptions" ? &refusal : nullptr; });
-  services.sessions =
-      std::make_shared<orvane::host::HostSessions>(gate, std::make_shared<orvane::host::RefusalRecord>());
-  use(services);
+/// The log in use, whose sink is removed with the test.
+struct WithLog : testing::Test {
+  ~WithLog() override { log->setSink({}); }
+
+  const std::shared_ptr<Log> log = current().log;
+};
+
+using OVSessionWithLog = WithLog;
+
+TEST_F(OVSessionWithLog, LogsEachFailureThenRaisesIt) {
   const auto session = OVSession::init();
   const std::pair<std::function<void()>, std::string> cases[] = {
       {[] { _OVThrowMsg("100%s of %n and %@"); }, "100%s of %n and %@"},
       {[] { OVThrow("start failed", PlatformException("Name", "no %d")); }, "start failed: no %d"},
       {[] { OVThrow("least", INT32_MIN); }, "least: -2147483648"},
-      {[&] { session->changeCategoryOption(0xA00000000, false); },
-       "change categoryOption 0xa00000000 0 failed: PlatformSession::setCategory: no %d (status -3, no permission)"},
+      {[&] { session->changeCategoryOption(0xA00000000, true); },
+       "change categoryOption 0xa00000000 1 failed: PlatformSession::setCategory: unknown option bits 0xa00000000; "
+       "the known bits are 0x7f (status -1, bad parameter)"},
       {[&] { session->sessionToken(); }, "OVSession: sessionToken not implemented"},
       {[] { OVSession::setImplementationType(-2); }, "unavailable session implementation type -2"}};
+  std::vector<std::string> errors;
+  log->setSink([&](LogLevel level, auto line) { errors.emplace_back(level == LogLevel::error ? line : "no error"); });
   for (const auto& [raise, reason] : cases) {
-    host.logged.clear();
     EXPECT_THAT(raise, testing::Throws<OVTException>(testing::Property(&PlatformException::reason, reason)));
-    EXPECT_THAT(host.logged, testing::ElementsAre("Failure: " + reason));
+    EXPECT_THAT(std::exchange(errors, {}), ElementsAre("Failure: " + reason));
     EXPECT_EQ(OVSession::implementationType(), 1);
   }
 }
 
-TEST(OVSession, RaisesItsOwnFailureWhateverTheLogsSinkThrows) {
-  const auto log = current().log;
+TEST_F(OVSessionWithLog, RaisesItsOwnFailureWhateverTheLogsSinkThrows) {
   const std::function<void()> throwers[] = {[] { throw std::runtime_error("the sink is full"); },
                                             [] { OVThrow("a failure inside the sink", -1); }, [] { throw 1; }};
   for (const auto& thrower : throwers) {
@@ -74,14 +71,12 @@ TEST(OVSession, RaisesItsOwnFailureWhateverTheLogsSinkThrows) {
     log->setSink([&](LogLevel, std::string_view) {
       if (!std::exchange(hasThrown, true)) thrower();
     });
-    EXPECT_EQ(orvane::test::reasonOf([] { OVThrow("start failed", -10); }), "start failed: -10");
+    EXPECT_EQ(reasonOf([] { OVThrow("start failed", -10); }), "start failed: -10");
     EXPECT_EQ(lastSystemLine, std::to_string(LOG_ERR) + " Failure: start failed: -10");
   }
-  log->setSink({});
 }
 
-TEST(PlatformLog, GoesToTheSystemUnlessItHasASink) {
-  const auto log = current().log;
+TEST_F(WithLog, GoesToTheSystemUnlessItHasASink) {
   log->setSink([](auto, auto) {});
   log->write(LogLevel::error, "unseen");
   log->setSink({});
@@ -142,12 +137,9 @@ struct AnyTypeSession : OVSession {
   using OVSession::setImplementationType;
 };
 
-TEST(OVSession, HasOneImplementationType) {
+TEST(OVSession, HasOneImplementationTypeAndNoPlatformSessionOfAnother) {
   for (const std::int64_t type : {-1, 0, 1, 2, 7}) EXPECT_EQ(OVSession::isImplementationTypeAvailable(type), type == 1);
-}
-
-TEST(OVSession, HasNoPlatformSessionOfAnotherImplementationType) {
-  EXPECT_THAT(OVPrimarySession::init()->description(), testing::MatchesRegex("<OVPrimarySession: 0x[0-9a-f]+>"));
+  EXPECT_THAT(OVPrimarySession::init()->description(), MatchesRegex("<OVPrimarySession: 0x[0-9a-f]+>"));
   for (const std::int64_t type : {7, 0}) {
     AnyTypeSession::setImplementationType(type, [](std::int64_t) { return true; });
     EXPECT_EQ(OVPrimarySession::init() == nullptr, type == 0);
@@ -188,17 +180,16 @@ TEST(PlatformSession, RefusalsSayWhatWouldBeRightAndChangeNothing) {
       {category::multiRoute, 0x8000000000000081, "0x8000000000000080; .*0x7f$"}};
   const auto session = current().sessions->makeAuxiliary();
   for (const auto& [name, options, says] : cases) {
-    EXPECT_THAT(session->setCategory(name, options)->localizedDescription(), testing::ContainsRegex(says));
+    EXPECT_THAT(session->setCategory(name, options)->localizedDescription(), ContainsRegex(says));
     EXPECT_EQ(session->category(), category::playAndRecord);
   }
   EXPECT_THAT(session->setMode("raw")->localizedDescription(),
-              testing::ContainsRegex("no mode is named \"raw\".*\"Measurement\".* of default, .*, sos$"));
+              ContainsRegex("no mode is named \"raw\".*\"Measurement\".* of default, .*, sos$"));
 }
 
-TEST(OVSession, ThreadsShareThePrimarySessionAndTheLogFromTheirFirstUseOn) {
+TEST_F(OVSessionWithLog, ThreadsShareThePrimarySessionAndTheLogFromTheirFirstUseOn) {
   constexpr unsigned threadCount = 8, rounds = 200;
   unsigned lines = 0;
-  const auto log = current().log;
   log->setSink([&](LogLevel level, std::string_view line) {
     const unsigned before = lines;
     std::this_thread::yield();  // where another line came in meanwhile, one of the two is lost from the count
@@ -228,3 +219,4 @@ TEST(OVSession, ThreadsShareThePrimarySessionAndTheLogFromTheirFirstUseOn) {
 }
 
 }  // namespace
+}  // namespace orvane::test

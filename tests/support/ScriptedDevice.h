@@ -1,14 +1,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <array>
-#include <functional>
-#include <memory>
-#include <utility>
-
 #include "platform/backend/Backend.h"
 #include "platform/host/Host.h"
 #include "platform/host/audio/AlignedSamples.h"
+#include "tests/support/Test.h"
 
 namespace orvane::test {
 
@@ -16,8 +12,8 @@ namespace orvane::test {
 struct ScriptedDevice {
   struct State {
     backend::DeviceFormat format{48000, 1, 1, 256};
-    backend::DeviceCallback* callback = nullptr;  ///< While the device runs.
-    std::function<std::optional<platform::Failure>()> onStart = [] { return std::nullopt; };
+    backend::DeviceCallback* callback = nullptr;                ///< While the device runs.
+    std::function<std::optional<platform::Failure>()> onStart;  ///< Decides on a start where set.
     std::atomic<int> starts = 0;
     bool inputTaken = false;
     std::vector<float> played;  ///< What the callback filled the first output with.
@@ -31,7 +27,7 @@ struct ScriptedDevice {
     std::optional<platform::Failure> start(backend::DeviceCallback& callback) override {
       mState->callback = &callback;
       ++mState->starts;
-      auto failure = mState->onStart();
+      auto failure = mState->onStart ? mState->onStart() : std::nullopt;
       if (failure) mState->callback = nullptr;
       return failure;
     }
@@ -46,12 +42,25 @@ struct ScriptedDevice {
       : context(std::make_shared<host::HostContext>(pace)),
         services(host::makeHost(context, {"scripted", std::make_unique<Device>(state), nullptr})) {}
 
+  /// Lets every start fail.
+  void loseDevice() const {
+    state->onStart = [] { return platform::Failure{platform::status::deviceLost, "gone"}; };
+  }
+
+  /// Says that the device's format has changed, and is silent until it is started again.
+  void change(const backend::DeviceFormat& format) const {
+    backend::DeviceCallback* const callback = std::exchange(state->callback, nullptr);
+    state->format = format;
+    callback->deviceChanged();
+  }
+
   /// Calls back once, with planes of `inputs` channels; returns the frames that took part.
   std::uint32_t slice(std::uint32_t frames, std::uint64_t missing = 0, std::size_t inputs = 1, std::size_t offset = 0) {
     if (state->callback == nullptr) return 0;
     host::AlignedSamples samples(2, 8200);
     const std::vector<const float*> planes(inputs, samples.plane(0) + offset);
     float* const output[] = {samples.plane(1)};
+    std::fill_n(output[0], 8200, 99.0F);
     const std::uint32_t taken = state->callback->deviceSlice({{}, missing, frames, planes, output});
     state->played.assign(output[0], output[0] + std::min(frames, 8192U));
     return taken;

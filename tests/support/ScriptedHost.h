@@ -1,10 +1,6 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <functional>
 #include <map>
 
 #include "Pexutil/Source/Utility/PXBufferList.h"
@@ -13,25 +9,25 @@
 #include "platform/Platform.h"
 #include "platform/RealTime.h"
 #include "platform/UnitService.h"
-#include "tests/support/ReasonOf.h"
+#include "tests/support/Test.h"
 
-namespace orvane::platform {
+namespace orvane::test {
+
+using platform::Status, platform::StreamDescription, platform::StreamFormat, platform::UnitInstance;
 
 /// A host that has one unit, in use for the length of a test. It keeps what is logged and a trace of the calls, and
 /// grants each that a test does not answer otherwise. The test plays the device callback with `deliver` and `fill`.
-class ScriptedHost : Log, UnitService, UnitWrapper, ConvertingFile {
-  /// Shows what is asked of it and grants it, but goes on telling the format that a test gave it.
-  struct Bus : UnitBus {
+class ScriptedHost : platform::Log, platform::UnitService, platform::UnitWrapper, platform::ConvertingFile {
+  /// Shows what is asked of it and grants it, but goes on telling its own format: whole numbers, as some hardware has.
+  struct Bus : platform::UnitBus {
     Bus(ScriptedHost& host, std::string name, double rate, std::uint32_t channels)
-        : mHost(host), mName(std::move(name)), told(StreamFormat::standard(rate, channels)) {}
-    StreamFormat format() const override {
-      mHost.note(mName);
-      return told;
-    }
-    std::optional<PlatformError> setFormat(const StreamFormat& format) override {
-      if (const Status status = mHost.note("set" + mName, shown(format.description())))
-        return PlatformError(status, "UnitBus::setFormat", std::to_string(status));
-      return {};
+        : mHost(host),
+          mName(std::move(name)),
+          told(StreamFormat::linearPcm(rate, channels, 16, platform::format_flag::signedInteger, true)) {}
+    StreamFormat format() const override { return mHost.note(mName), told; }
+    std::optional<platform::PlatformError> setFormat(const StreamFormat& format) override {
+      const Status status = mHost.note("set" + mName, shown(format.description()));
+      return status == 0 ? std::nullopt : std::optional<platform::PlatformError>({status, "", std::to_string(status)});
     }
     ScriptedHost& mHost;
     const std::string mName;
@@ -40,17 +36,17 @@ class ScriptedHost : Log, UnitService, UnitWrapper, ConvertingFile {
 
  public:
   ScriptedHost() {
-    Platform services = mBefore;
-    services.log = std::shared_ptr<Log>(std::shared_ptr<void>(), this);
-    services.units = std::shared_ptr<UnitService>(std::shared_ptr<void>(), this);
-    services.convertingFiles = std::shared_ptr<ConvertingFile>(std::shared_ptr<void>(), this);
-    use(services);
+    platform::Platform services = mBefore;
+    services.log = std::shared_ptr<platform::Log>(std::shared_ptr<void>(), this);
+    services.units = std::shared_ptr<platform::UnitService>(std::shared_ptr<void>(), this);
+    services.convertingFiles = std::shared_ptr<platform::ConvertingFile>(std::shared_ptr<void>(), this);
+    platform::use(services);
   }
-  ~ScriptedHost() override { use(mBefore); }
+  ~ScriptedHost() override { platform::use(mBefore); }
 
   /// Hands a slice of captured input to the tool.
   void deliver(std::uint32_t frames) {
-    const RealTimeSection section;
+    const platform::RealTimeSection section;
     inputHandler(mFlags, mTime, frames, 1);
   }
 
@@ -60,9 +56,9 @@ class ScriptedHost : Log, UnitService, UnitWrapper, ConvertingFile {
     PX::BufferList list(2);
     list[0] = {1, frames * 4, first.data()};
     list[1] = {1, frames * 4, second.data()};
-    const RealTimeSection section;
+    const platform::RealTimeSection section;
     const Status status = outputProvider(mFlags, mTime, frames, 0, list.GetAudioBufferList());
-    const RealTimeExemption exemption;
+    const platform::RealTimeExemption exemption;
     EXPECT_EQ(status, renderStatus);
     return first;
   }
@@ -70,23 +66,22 @@ class ScriptedHost : Log, UnitService, UnitWrapper, ConvertingFile {
   /// The calls since the last time, as "find rioc > create > wrap".
   std::string takeCalls() { return std::exchange(mCalls, {}); }
 
-  std::vector<std::string> logged;
-  std::vector<LogLevel> levels;                            ///< Of every line so far.
+  std::vector<std::string> logged;                         ///< As "warning: line".
   std::map<std::string, std::function<Status()>> answers;  ///< By the name of the call.
   Bus inputHardware{*this, "InputHardwareFormat", 48000, 2};
   Bus outputHardware{*this, "OutputHardwareFormat", 44100, 1};
   bool isUnitRunning = false;
-  InputHandler inputHandler;      ///< As the tool installed it.
-  OutputProvider outputProvider;  ///< As the tool installed it.
+  platform::InputHandler inputHandler;      ///< As the tool installed it.
+  platform::OutputProvider outputProvider;  ///< As the tool installed it.
   std::vector<std::vector<float>> captured = {{1, 2, 3}, {-1, -2, -3}};
-  Status renderStatus = status::success;
+  Status renderStatus = platform::status::success;
   int lent = 0;  ///< Renders that left the memory of every buffer to the host.
 
  private:
   Status note(const std::string& call, const std::string& details = {}) {
-    const RealTimeExemption exemption;
+    const platform::RealTimeExemption exemption;
     mCalls += (mCalls.empty() ? "" : " > ") + call + (details.empty() ? "" : " ") + details;
-    return answers.contains(call) ? answers.at(call)() : status::success;
+    return answers.contains(call) ? answers.at(call)() : platform::status::success;
   }
 
   static std::string shown(const StreamDescription& format) {
@@ -94,61 +89,60 @@ class ScriptedHost : Log, UnitService, UnitWrapper, ConvertingFile {
     return (standard.description() == format ? "" : std::to_string(format.bitsPerChannel) + " bits, ") +
            std::to_string(static_cast<int>(format.sampleRate)) + " Hz, " + std::to_string(format.channelsPerFrame);
   }
+  static std::string number(Handle file) { return std::to_string(static_cast<int>(file)); }
 
-  void write(LogLevel level, std::string_view line) override {
-    logged.emplace_back(line);
-    levels.push_back(level);
+  void write(platform::LogLevel level, std::string_view line) override {
+    logged.push_back((level == platform::LogLevel::error ? "error: " : "warning: ") + std::string(line));
   }
   void setSink(Sink) override {}
 
-  UnitComponent findComponent(const UnitDescription& description) override {
-    EXPECT_EQ(description, UnitDescription{.subType = description.subType});
+  platform::UnitComponent findComponent(const platform::UnitDescription& description) override {
+    EXPECT_EQ(description, platform::UnitDescription{.subType = description.subType});
     std::string subType;
     for (const int shift : {24, 16, 8, 0}) subType += static_cast<char>(description.subType >> shift);
-    return static_cast<UnitComponent>(note("find", subType) == status::success ? 1 : 0);
+    return static_cast<platform::UnitComponent>(note("find", subType) == 0 ? 1 : 0);
   }
   /// If a test answers with success, there is no unit.
-  Status createInstance(UnitComponent, UnitInstance& unit) override {
+  Status createInstance(platform::UnitComponent, UnitInstance& unit) override {
     const Status status = note("create");
-    unit = static_cast<UnitInstance>(answers.contains("create") && status == status::success ? 0 : 3);
+    unit = static_cast<UnitInstance>(answers.contains("create") && status == 0 ? 0 : 3);
     return status;
   }
   std::shared_ptr<UnitWrapper> wrap(UnitInstance) override {
-    return {std::shared_ptr<void>(), note("wrap") == status::success ? this : nullptr};
+    return {std::shared_ptr<void>(), note("wrap") == 0 ? this : nullptr};
   }
   Status initialize(UnitInstance) override { return note("UnitService::initialize"); }
   Status start(UnitInstance) override { return note("UnitService::start"); }
   Status stop(UnitInstance) override { return note("UnitService::stop"); }
   bool isRunning(UnitInstance) const override { return isUnitRunning; }
-  UnitLatency latency(UnitInstance) const override { return {}; }
-  Status setProperty(UnitInstance, UnitProperty property, UnitScope scope, std::uint32_t element, const void* data,
-                     std::uint32_t byteSize) override {
+  platform::UnitLatency latency(UnitInstance) const override { return {}; }
+  Status setProperty(UnitInstance, platform::UnitProperty property, platform::UnitScope scope, std::uint32_t element,
+                     const void* data, std::uint32_t byteSize) override {
     EXPECT_EQ(std::tuple(property, scope, element, byteSize),
-              std::tuple(UnitProperty::sessionIdentifier, UnitScope::global, 0U, 4U));
+              std::tuple(platform::UnitProperty::sessionIdentifier, platform::UnitScope::global, 0U, 4U));
     return note("setSession", std::to_string(*static_cast<const std::uint32_t*>(data)));
   }
   void dispose(UnitInstance) override { note("UnitService::dispose"); }
 
-  UnitBus& inputBus(std::uint32_t element) override { return element == 1 ? inputHardware : mOutputClient; }
-  UnitBus& outputBus(std::uint32_t element) override { return element == 1 ? mInputClient : outputHardware; }
+  platform::UnitBus& inputBus(std::uint32_t element) override { return element == 1 ? inputHardware : mOutputClient; }
+  platform::UnitBus& outputBus(std::uint32_t element) override { return element == 1 ? mInputClient : outputHardware; }
   void setInputEnabled(bool enabled) override { note("setInputEnabled", enabled ? "yes" : "no"); }
   void setOutputEnabled(bool enabled) override { note("setOutputEnabled", enabled ? "yes" : "no"); }
-  void setInputHandler(InputHandler handler) override {
+  void setInputHandler(platform::InputHandler handler) override {
     note("setInputHandler", handler ? "" : "none");
     inputHandler = std::move(handler);
   }
-  void setOutputProvider(OutputProvider provider) override {
+  void setOutputProvider(platform::OutputProvider provider) override {
     note("setOutputProvider");
     outputProvider = std::move(provider);
   }
   /// Lends the captured samples where a tool leaves the memory to it.
-  RenderOperation renderOperation() override {
+  platform::RenderOperation renderOperation() override {
     return [this](auto& flags, const auto& time, std::uint32_t frames, std::int32_t bus, auto& list, const auto* pull) {
-      const RealTimeExemption exemption;
+      const platform::RealTimeExemption exemption;
       EXPECT_TRUE(&flags == &mFlags && &time == &mTime && bus == 1 && pull == nullptr);
       EXPECT_EQ(list.bufferCount, captured.size());
-      if (std::ranges::all_of(list.buffers(), [](const RenderBuffer& buffer) { return buffer.data == nullptr; }))
-        ++lent;
+      if (std::ranges::all_of(list.buffers(), [](const auto& buffer) { return buffer.data == nullptr; })) ++lent;
       for (std::size_t i = 0; i < captured.size(); ++i) {
         auto& [channels, byteSize, data] = list.buffers()[i];
         EXPECT_TRUE(channels == 1 && byteSize == frames * 4);
@@ -160,28 +154,27 @@ class ScriptedHost : Log, UnitService, UnitWrapper, ConvertingFile {
   void invalidate() override { note("UnitWrapper::invalidate"); }
 
   Status create(const std::string& path, std::uint32_t fileType, const StreamDescription& format,
-                const ChannelLayout* layout, ExistingFile existing, Handle& file) override {
+                const platform::ChannelLayout* layout, ExistingFile existing, Handle& file) override {
     EXPECT_TRUE(fileType == nativeContainer && layout == nullptr && existing == ExistingFile::erase);
     const Status status = note("ConvertingFile::create", path + ": " + shown(format));
-    file = static_cast<Handle>(status == status::success ? ++mFiles : 0);
+    file = static_cast<Handle>(status == 0 ? ++mFiles : 0);
     return status;
   }
   Status setClientDataFormat(Handle file, const StreamDescription& format) override {
     return note("ConvertingFile setting client format", shown(format) + " of " + number(file));
   }
-  Status writeAsync(Handle file, std::uint32_t frames, RenderBufferList*) override {
+  Status writeAsync(Handle file, std::uint32_t frames, platform::RenderBufferList*) override {
     return note("write", std::to_string(frames) + " to " + number(file));
   }
   Status dispose(Handle file) override { return note("ConvertingFile::dispose", number(file)); }
-  static std::string number(Handle file) { return std::to_string(static_cast<int>(file)); }
 
   Bus mInputClient{*this, "InputClientFormat", 8000, 3};
   Bus mOutputClient{*this, "OutputClientFormat", 8000, 4};
-  const Platform mBefore = current();
+  const platform::Platform mBefore = platform::current();
   std::string mCalls;
   int mFiles = 0;
-  RenderActionFlags mFlags = 0;
-  const RenderTimeStamp mTime;
+  platform::RenderActionFlags mFlags = 0;
+  const platform::RenderTimeStamp mTime;
 };
 
-}  // namespace orvane::platform
+}  // namespace orvane::test

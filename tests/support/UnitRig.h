@@ -1,13 +1,6 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <memory>
-#include <optional>
-#include <string>
-#include <vector>
-
 #include "Pexutil/Source/Utility/PXBufferList.h"
 #include "platform/DeviceReport.h"
 #include "platform/FileReport.h"
@@ -18,6 +11,7 @@
 #include "platform/UnitService.h"
 #include "tests/support/SoundFiles.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/Test.h"
 
 namespace orvane::test {
 
@@ -82,6 +76,9 @@ class UnitRig {
     if (started == platform::status::success && ended->wait(limit)) host.units->stop(unit);
     return started;
   }
+
+  /// The status of the device's failure; success where it has not failed.
+  platform::Status failure() const { return report.deviceFailure().value_or(platform::Failure{}).status; }
 
   platform::Platform host;
   platform::DeviceReport& report = *host.deviceReport;

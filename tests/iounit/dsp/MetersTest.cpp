@@ -1,17 +1,15 @@
 // SPDX-License-Identifier: MIT
-#include <gtest/gtest.h>
 
 #include <array>
-#include <cmath>
-#include <thread>
 
 #include "Pexutil/Source/Utility/PXVectorUnit.h"
 #include "iounit/dsp/LockstepMeter.h"
 #include "platform/host/audio/AlignedSamples.h"
 #include "tests/iounit/dsp/Random.h"
 #include "tests/iounit/dsp/SlowPowerMeter.h"
+#include "tests/support/Test.h"
 
-namespace orvane::levels {
+namespace orvane::test {
 namespace {
 
 /// A process whose vector unit has not been examined.
@@ -24,12 +22,12 @@ TEST_F(Meters, AgreeWithTheSlowMeterInEveryField) {
   alignas(16) float floats[1700];
   std::int16_t shorts[1700];
   std::int32_t words[1700];
-  constexpr double kRates[] = {0.0, 44100.0, 48000.0, 8000.0, 1.0, 1e-7, 1e12, -5.0};
+  constexpr double rates[] = {0.0, 44100.0, 48000.0, 8000.0, 1.0, 1e-7, 1e12, -5.0};
   for (int run = 0; run < 3000; ++run) {
     PowerMeter meter;
     SlowPowerMeter slow;
     meter.mInstantaneous = slow.mInstantaneous = draw(0, 9) == 0;
-    if (const double rate = kRates[draw(0, 7)]; rate != 0.0) meter.SetSampleRate(rate), slow.setRate(rate);
+    if (const double rate = rates[draw(0, 7)]; rate != 0.0) meter.SetSampleRate(rate), slow.setRate(rate);
     if (draw(0, 4) == 0) slow.mPeakHold = meter.mPeakHold = 1e9;
     // Half a day after a peak the counter meets its end.
     if (draw(0, 4) == 0) slow.mHoldCounter = meter.mHoldCounter = Words::max() - 100;
@@ -96,12 +94,12 @@ TEST_F(Meters, ReadOneForAFullScaleSineAndFallInTheStatedTimes) {
 }
 
 TEST_F(Meters, GiveTogetherWhatOneAfterTheOtherGives) {
-  constexpr int kMaxChannels = 40;
-  host::AlignedSamples samples(kMaxChannels, 600);
+  constexpr int maxChannels = 40;
+  host::AlignedSamples samples(maxChannels, 600);
   for (const RegisterWidth width : {RegisterWidth::bits128, widestRegisters()})
-    for (int run = 0; run < 25 * kMaxChannels; ++run) {
+    for (int run = 0; run < 25 * maxChannels; ++run) {
       gPXVectorUnitType = draw(0, 19) == 0 ? draw(-1, 0) : 200;
-      std::vector<PowerMeter> single(static_cast<std::size_t>(run % (kMaxChannels + 1)));
+      std::vector<PowerMeter> single(static_cast<std::size_t>(run % (maxChannels + 1)));
       for (PowerMeter& meter : single) {  // each with a past of its own, some of them odd
         if (draw(0, 3) > 0) meter.SetSampleRate(draw(1, 96000));
         for (float& lane : meter.mLaneMeanSquare) lane = drawSample(draw(0, 12));
@@ -142,4 +140,4 @@ TEST_F(Meters, ExamineTheVectorUnitOnSeveralThreadsAtOnce) {
 }
 
 }  // namespace
-}  // namespace orvane::levels
+}  // namespace orvane::test

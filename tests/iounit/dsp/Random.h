@@ -9,7 +9,7 @@
 #include <random>
 #include <vector>
 
-namespace orvane::levels {
+namespace orvane::test {
 
 using Limits = std::numeric_limits<float>;
 using Words = std::numeric_limits<std::int32_t>;
@@ -47,11 +47,11 @@ class Random {
 
   /// A sample of one of thirteen kinds: of some loudness, or now and then a value that is no ordinary number.
   float drawSample(int kind) {
-    constexpr float kScales[] = {1.0F, 0.0F, 1e-40F, 3e-8F, 1e-19F, 1e7F, 1e15F, 3e38F};
-    constexpr float kRare[] = {Limits::infinity(), -Limits::infinity(), Limits::quiet_NaN(), -0.0F};
+    constexpr float scales[] = {1.0F, 0.0F, 1e-40F, 3e-8F, 1e-19F, 1e7F, 1e15F, 3e38F};
+    constexpr float rare[] = {Limits::infinity(), -Limits::infinity(), Limits::quiet_NaN(), -0.0F};
     const float noise = drawBetween(-1.0F, 1.0F);
-    if (kind < 8) return noise * kScales[kind];
-    return draw(0, 15) == 0 ? kRare[draw(0, 3)] : noise;
+    if (kind < 8) return noise * scales[kind];
+    return draw(0, 15) == 0 ? rare[draw(0, 3)] : noise;
   }
 
   /// A word of one of thirteen kinds: from quiet to loud, or the lowest and the highest there are.
@@ -64,4 +64,4 @@ class Random {
   std::mt19937_64 mEngine{20240229};
 };
 
-}  // namespace orvane::levels
+}  // namespace orvane::test

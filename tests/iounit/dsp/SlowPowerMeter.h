@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <vector>
 
-namespace orvane::levels {
+namespace orvane::test {
 
 /// A second power meter to hold the real one against: one sample at a time, samples already gathered, integers in 64
 /// bits, a counter without an end. Slow and plain on purpose.
@@ -90,4 +90,4 @@ struct SlowPowerMeter {
   }
 };
 
-}  // namespace orvane::levels
+}  // namespace orvane::test

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
-#include <gtest/gtest.h>
 
 #include "iounit/dsp/Sine.h"
 #include "iounit/dsp/SineWaveGenerator.h"
 #include "iounit/dsp/TonePhase.h"
 #include "tests/iounit/dsp/Random.h"
+#include "tests/support/Test.h"
 
-namespace orvane::levels {
+namespace orvane::test {
 namespace {
 
 class Tones : public testing::Test, protected Random {};
@@ -40,7 +40,7 @@ float nextAngle(float& phase, float period) {
 }
 
 TEST_F(Tones, PhasesAndSinesTakenTogetherAreThoseOfOneByOne) {
-  constexpr float kOdd[] = {-3.5F, 0.0F, Limits::infinity(), Limits::quiet_NaN()};
+  constexpr float odd[] = {-3.5F, 0.0F, Limits::infinity(), Limits::quiet_NaN()};
   for (const RegisterWidth width : {RegisterWidth::bits128, widestRegisters()})
     for (int run = 0; run < 4000; ++run) {
       const int kind = draw(0, 9);
@@ -48,7 +48,7 @@ TEST_F(Tones, PhasesAndSinesTakenTogetherAreThoseOfOneByOne) {
       if (kind < 4) period = 48000.0F / drawBetween(20.0F, 24000.0F);
       if (kind == 4) period = static_cast<float>(draw(1, 300));
       if (kind == 5) period = std::ldexp(1.0F, draw(0, 24)) - drawBetween(0.0F, 1.1F);
-      if (kind == 6 && draw(0, 3) == 0) period = draw(0, 3) == 0 ? -period : kOdd[draw(0, 3)];
+      if (kind == 6 && draw(0, 3) == 0) period = draw(0, 3) == 0 ? -period : odd[draw(0, 3)];
       float phase = 0.0F;
       if (draw(0, 2) == 0) phase = drawBetween(-1.0F, 2.0F) * (std::abs(period) < 1e6F ? period : 1.0F);
       if (draw(0, 9) == 0) phase = period;
@@ -135,4 +135,4 @@ TEST_F(Tones, ResonatorIsExact) {
 }
 
 }  // namespace
-}  // namespace orvane::levels
+}  // namespace orvane::test

@@ -1,10 +1,8 @@
 // SPDX-License-Identifier: MIT
-#include <gtest/gtest.h>
-
-#include <string>
 
 #include "Pexutil/Source/Utility/PXBufferList.h"
 #include "Pexutil/Source/Utility/PXX4CCString.h"
+#include "tests/support/Test.h"
 
 static_assert(!std::is_copy_constructible_v<PX::BufferList> && !std::is_copy_assignable_v<PX::BufferList>);
 static_assert(sizeof(PXX4CCString) == 16 && sizeof(PXX4CCStringNoQuote) == 16);

@@ -1,13 +1,10 @@
 // SPDX-License-Identifier: MIT
-#include <gmock/gmock.h>
 
 #include "iounit/AOMeter.h"
 #include "platform/Hosts.h"
-#include "platform/PlatformException.h"
 #include "platform/host/CallGate.h"
 #include "platform/host/Host.h"
 #include "platform/root/HostRegistry.h"
-#include "tests/support/ReasonOf.h"
 #include "tests/support/ScriptedDevice.h"
 #include "tests/support/UnitRig.h"
 
@@ -15,7 +12,6 @@ namespace orvane::test {
 namespace {
 
 using namespace platform;
-using namespace std::chrono_literals;
 
 /// At real pace and at fast pace.
 struct HostAt : testing::TestWithParam<const char*> {};
@@ -48,10 +44,7 @@ TEST_P(HostAt, MayBeDroppedWhileItsDeviceRunsInATask) {
   const std::shared_ptr<Scheduler> scheduler = host.scheduler;
   const auto waiter = scheduler->makeWaiter();
   const auto worker = scheduler->makeWorker("drops");
-  worker->postAt(scheduler->clock().now() + 20ms, [&] {
-    host = {};
-    waiter->signal();
-  });
+  worker->postAt(scheduler->clock().now() + 20ms, [&] { host = {}, waiter->signal(); });
   EXPECT_TRUE(waiter->wait(10s));
 }
 
@@ -60,10 +53,7 @@ TEST_P(HostAt, TellsEverySubscriberAndNobodyWhoHasLeft) {
   rig.playSilence();
   rig.control.endAfterFrames(80);
   std::atomic<int> told = 0;
-  const auto tell = [&] {
-    ++told;
-    rig.waiter->signal();
-  };
+  const auto tell = [&] { ++told, rig.waiter->signal(); };
   const auto first = rig.control.onDeviceEnd(tell);
   auto left = rig.control.onDeviceEnd([] { FAIL(); });
   const auto second = rig.control.onDeviceEnd(tell);
@@ -95,9 +85,8 @@ TEST(HostRegistry, KnowsMoreHostsThanAreAvailableAndMakesThoseByName) {
   bool isPluggedIn = false;
   hosts.add({"optional", [&] { return isPluggedIn; }, [](auto) { return Platform(); }});
   hosts.add({"other", [] { return true; },
-             [](std::string_view options) {
+             [](std::string_view options) -> Platform {
                throw PlatformException("Name", "made with " + std::string(options));
-               return Platform();
              }});
   EXPECT_EQ(hosts.known(), (std::vector<std::string>{"optional", "other"}));
   EXPECT_EQ(hosts.available(), std::vector<std::string>{"other"});

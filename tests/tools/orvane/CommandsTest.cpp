@@ -4,8 +4,6 @@
 namespace orvane::test {
 namespace {
 
-using testing::HasSubstr;
-
 TEST(Commands, EndWithTheStatusAndTheReason) {
   const TemporaryFolder folder;
   const std::string file = folder.file("untouched.wav");
@@ -22,11 +20,8 @@ TEST(Commands, EndWithTheStatusAndTheReason) {
       {2, "--seconds 1 tone", {"option '--seconds' must follow the command: 'orvane tone --seconds' (see"}},
       {2, "--seconds 1", {"option '--seconds' needs a command before it; the commands are"}},
       {2, "--bogus tone", {"unknown option '--bogus' for 'orvane' (see"}},
-      {2, "--bogus=1", {"unknown option '--bogus' for 'orvane' (see"}},
       {2, "meter --bogus", {"orvane: unknown option '--bogus' for 'orvane meter' (see 'orvane meter --help')\n"}},
-      {2, "record -x", {"unknown option '-x' for 'orvane record'"}},
       {2, "tone --unit x", {"--unit: \"x\" has 1 byte; it takes exactly four, such as rioc"}},
-      {2, "device --unit ''", {"--unit: \"\" has 0 bytes"}},
       {2, "record -", {"PATH: standard output is not supported; write ./- for a file named \"-\""}},
       {2, "meter --seconds", {"--seconds needs a value"}},
       {2, "meter --seconds 1 --seconds 2", {"--seconds may be given only once"}},
@@ -107,42 +102,34 @@ TEST(Commands, ShowTheSessionAndTheHardware) {
 }
 
 TEST(Commands, PrintOneObjectHoweverTheyEnd) {
-  // Rows are read in this order. NOLINTNEXTLINE(clang-analyzer-optin.performance.Padding)
-  const struct {
-    std::string arguments;
-    int status;
-    std::string members;
-    bool toErrors = false;
-  } cases[] = {
-      // NOLINT(clang-analyzer-optin.performance.Padding): rows read in this order.
+  const std::tuple<std::string, int, std::string> cases[] = {
       {"--json", 2, R"("command":"","host":"simulated","ended":"usage","error":"a command is needed; )"},
       {"--bogus tone --json=true", 2, R"("command":"tone","host":"simulated","ended":"usage","error":")"},
       {"--host pipewire --json record", 2, R"("command":"record","host":"pipewire","ended":"usage","error":"PATH is )"},
-      {"meter --bogus --json", 2, R"("command":"meter","host":"simulated","ended":"usage","error":")", true},
-      {"meter --json --seconds 0", 2, R"("command":"meter","host":"simulated","ended":"usage","error":"--sec)", true},
+      {"meter --bogus --json", 2, R"("command":"meter","host":"simulated","ended":"usage","error":")"},
+      {"meter --json --seconds 0", 2, R"("command":"meter","host":"simulated","ended":"usage","error":"--sec)"},
       {"record --json --simulate mic=/none '\xFF'", 2, R"("command":"record","host":"simulated","ended":"usage",)"},
       {"tone --json --frequency 24001", 2, R"("command":"tone","host":"simulated","ended":"usage","error":"--fr)"},
       {"device --json --host pipewire", 77, R"("command":"device","host":"pipewire","ended":"unavailable","error":")"},
-      {"meter --json --host pipewire", 77, R"("command":"meter","host":"pipewire","ended":"unavailable",)", true},
+      {"meter --json --host pipewire", 77, R"("command":"meter","host":"pipewire","ended":"unavailable",)"},
       {"meter --json --simulate inputs=0", 77,
        R"("command":"meter","host":"simulated","ended":"unavailable","error":"the simulated host has no audio input",)"
-       R"("seconds":0.0,"frames":0,"slice":0,)",
-       true},
+       R"("seconds":0.0,"frames":0,"slice":0,)"},
       {"session --json --category x", 1, R"("command":"session","host":"simulated","ended":"failed","error":"setCa)"},
       {"device --json --unit xyzw", 1, R"("command":"device","host":"simulated","ended":"failed","error":"I/O unit)"},
       {"tone --json --simulate pace=fast,slice=100 --seconds 0.1", 0,
        R"("command":"tone","host":"simulated","ended":"seconds","seconds":0.1,"frames":4800,"slice":100,)"},
       {"meter --json --simulate pace=fast --seconds 1 >/dev/full", 1,
        R"("command":"meter","host":"simulated","ended":"failed","error":"standard output could not be written",)"
-       R"("seconds":1.0,"frames":48000,)",
-       true}};
-  for (const auto& [arguments, status, members, toErrors] : cases) {
+       R"("seconds":1.0,"frames":48000,)"}};
+  for (const auto& [arguments, status, members] : cases) {
     const Ended ended = runTool(arguments);
     EXPECT_EQ(ended.status, status) << arguments;
-    // The object is the last line, and the only thing on standard output where it goes there.
+    // The object is the last line, and the only thing on standard output where it goes there: bars stand alone on it.
+    const bool toErrors = members.starts_with(R"("command":"meter")");
     const std::string& stream = toErrors ? ended.errors : ended.output;
     const std::string object = stream.substr(std::min(stream.find("{\"command\""), stream.size()));
-    EXPECT_THAT(object, testing::AllOf(testing::StartsWith("{" + members), testing::EndsWith("}\n"))) << arguments;
+    EXPECT_THAT(object, AllOf(StartsWith("{" + members), EndsWith("}\n"))) << arguments;
     EXPECT_EQ(std::ranges::count(object, '\n'), 1) << arguments;
     EXPECT_TRUE(toErrors || ended.output == object) << ended;
     EXPECT_TRUE(status == 0 || ended.errors.starts_with("orvane: ")) << ended;
@@ -163,7 +150,7 @@ TEST(Commands, DoWithoutAUsableStandardOutput) {
 TEST(Commands, TellTheirUseIn80Columns) {
   for (const std::string command : {"", "session ", "device ", "tone ", "meter ", "record ", "playthru "}) {
     const Ended help = runTool(command + "--help");
-    EXPECT_THAT(help.output, testing::ContainsRegex("Usage: orvane(.|\n)*Example.*\n  orvane "));
+    EXPECT_THAT(help.output, ContainsRegex("Usage: orvane(.|\n)*Example.*\n  orvane "));
     std::istringstream lines(help.output);
     for (std::string line; std::getline(lines, line);) EXPECT_LE(line.size(), 80U) << line;
     EXPECT_EQ(help, (Ended{0, help.output}));
@@ -192,20 +179,19 @@ TEST(Examples, DoWhatTheToolDoes) {
   EXPECT_EQ(meter, runFast("mic=tone:440:0.5", "meter --seconds 5"));
 
   const TemporaryFolder folder;
-  const std::string example = folder.file("example.wav");
-  const std::string tool = folder.file("tool.wav");
+  const std::string example = folder.file("example.wav"), tool = folder.file("tool.wav"),
+                    lost = folder.file("lost.json");
   EXPECT_EQ(run(ORVANE_EXAMPLE_TONE " pace=fast,speaker=" + example), Ended{0});
   EXPECT_EQ(runFast("speaker=" + tool, "tone --frequency 440 --monotone --seconds 2"), Ended{0});
-  EXPECT_EQ(framesOfWholeFile(example), "96000");
   EXPECT_TRUE(readFile(example) == readFile(tool));
-  const std::string lost = folder.file("lost.json");
   std::ofstream(lost) << R"({"audio":{"pace":"fast"},"faults":[{"at":0.5,"fault":"device-lost"}]})";
-  for (const std::string name : {"tone", "meter"}) {
-    const Ended ended = run((name == "tone" ? ORVANE_EXAMPLE_TONE : ORVANE_EXAMPLE_METER) + (" scenario=" + lost));
+  for (const auto& [name, command] :
+       {std::pair<std::string, std::string>{"tone", ORVANE_EXAMPLE_TONE}, {"meter", ORVANE_EXAMPLE_METER}}) {
+    const Ended ended = run(command + " scenario=" + lost);
     EXPECT_EQ(ended, (Ended{1, ended.output, name + ": the device was lost\n"})) << "no failure looks like a pass";
+    EXPECT_EQ(run(command + " speaker=/none/heard.wav").errors,
+              name + ": speaker=/none/heard.wav: \"/none/heard.wav\": there is no such folder\n");
   }
-  EXPECT_EQ(run(ORVANE_EXAMPLE_TONE " speaker=/none/heard.wav").errors,
-            "tone: speaker=/none/heard.wav: \"/none/heard.wav\": there is no such folder\n");
 }
 
 TEST(ReadMe, ShowsWhatIsPrinted) {

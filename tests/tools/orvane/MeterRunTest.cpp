@@ -8,7 +8,7 @@ namespace {
 /// The expected output of the meter for slices of `slice` frames; the last slice takes the frames that are left.
 std::string expectedBars(const Sound& sound, std::size_t slice, bool fourLanes = true) {
   const auto channels = static_cast<std::size_t>(sound.channels);
-  std::vector<levels::SlowPowerMeter> meters(channels);
+  std::vector<SlowPowerMeter> meters(channels);
   for (auto& meter : meters) meter.setRate(sound.rate);
   std::string bars;
   for (std::size_t first = 0, call = 0; first < sound.frames(); first += slice, ++call) {
@@ -26,7 +26,7 @@ std::string expectedBars(const Sound& sound, std::size_t slice, bool fourLanes =
   return bars;
 }
 
-struct MeterRun : VoiceRun {};
+using MeterRun = ToolRun;
 
 TEST_F(MeterRun, PrintsTheBarsOfAFileToTheByte) {
   for (const Sound& sound : {makeVoice(48000, 1), makeVoice(44100, 2), makeVoice(8000, 3)}) {

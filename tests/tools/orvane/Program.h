@@ -1,21 +1,17 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <gmock/gmock.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <filesystem>
 #include <fstream>
-#include <functional>
-#include <string>
-#include <thread>
 
 #include "tests/support/SoundFiles.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/Test.h"
 
 namespace orvane::test {
 
@@ -86,13 +82,27 @@ inline Ended runFast(const std::string& device, const std::string& arguments) {
   return runTool("--simulate pace=fast" + (device.empty() ? "" : "," + device) + " " + arguments);
 }
 
+/// Whole runs of the tool, with a folder for what they hear and record.
+class ToolRun : public testing::Test {
+ protected:
+  /// A device that hears this sound.
+  std::string hearing(const Sound& sound) const {
+    writeSound(mVoice, sound);
+    return "mic=" + mVoice;
+  }
+
+  const TemporaryFolder mFolder;
+  const std::string mVoice = mFolder.file("voice.wav");
+  const std::string mTake = mFolder.file("take.wav");
+};
+
 /// The frames of a sound file, where independent readers agree and none has anything to complain about.
 inline std::string framesOfWholeFile(const std::string& path) {
   EXPECT_EQ(run("sox " + path + " -n"), Ended{0});
   const std::string frames = run("soxi -s " + path).output;
   EXPECT_EQ(run("ffprobe -v warning -show_entries stream=duration_ts -of csv=p=0 " + path), (Ended{0, frames}));
-  EXPECT_THAT(run("sndfile-info " + path).output, testing::AllOf(testing::HasSubstr("Frames      : " + frames),
-                                                                 testing::Not(testing::HasSubstr("should "))));
+  EXPECT_THAT(run("sndfile-info " + path).output,
+              AllOf(HasSubstr("Frames      : " + frames), Not(HasSubstr("should "))));
   return frames.substr(0, frames.find('\n'));
 }
 

@@ -4,8 +4,6 @@
 namespace orvane::test {
 namespace {
 
-using testing::HasSubstr;
-
 /// The content of a recording of the sound: little-endian 16-bit samples.
 std::string encoded(const Sound& sound) {
   std::string bytes;
@@ -20,15 +18,13 @@ std::string bytesOf(const std::vector<float>& samples) {
   return {reinterpret_cast<const char*>(samples.data()), samples.size() * sizeof(float)};
 }
 
-class RecordRun : public VoiceRun {
+class RecordRun : public ToolRun {
  protected:
   /// The sound that the speaker plays of this microphone.
   std::vector<float> played(const std::string& device, const std::string& options = {}) {
     EXPECT_EQ(runFast("speaker=" + mTake + "," + device, "playthru " + options).status, 0);
     return readSound(mTake).samples;
   }
-
-  const std::string mTake = mFolder.file("take.wav");
 };
 
 TEST_F(RecordRun, KeepsEverySampleAtEverySliceLength) {
@@ -79,7 +75,7 @@ TEST_F(RecordRun, FailsWhereThereIsNoRoomAndKeepsWhatItHas) {
     const Ended ended = run("prlimit --fsize=" + std::to_string(room) + " " ORVANE_TOOL +
                             " --simulate pace=fast,mic=noise,inputs=7 record --seconds 3 " + mTake);
     EXPECT_EQ(ended.status, 1);
-    EXPECT_THAT(ended.errors, testing::EndsWith("orvane: writing failed: \"" + mTake + "\": File too large\n"));
+    EXPECT_THAT(ended.errors, EndsWith("orvane: writing failed: \"" + mTake + "\": File too large\n"));
     EXPECT_EQ(readFile(mTake).size(), 80 + (room - 80) / 14 * 14) << "whole frames behind a header of 80 bytes";
     EXPECT_THAT(ended.errors, HasSubstr("wrote " + framesOfWholeFile(mTake) + " frames"));
   }
@@ -96,10 +92,10 @@ TEST_F(RecordRun, FailsWhereTheDiskIsSoSlowThatSlicesAreLost) {
                           mTake + " --seconds 2.6");
   EXPECT_EQ(ended.status, 1);
   EXPECT_THAT(ended.errors,
-              testing::MatchesRegex("orvane: [0-9]+ slices are missing in the written file: the disk is too slow\n"));
+              MatchesRegex("orvane: [0-9]+ slices are missing in the written file: the disk is too slow\n"));
   const int lost = std::stoi(ended.errors.substr(8));
-  EXPECT_THAT(ended.output, testing::AllOf(HasSubstr(R"("overruns":)" + std::to_string(lost) + ","),
-                                           HasSubstr(R"("status":-11,"cause":"overrun",)")));
+  EXPECT_THAT(ended.output, AllOf(HasSubstr(R"("overruns":)" + std::to_string(lost) + ","),
+                                  HasSubstr(R"("status":-11,"cause":"overrun",)")));
   EXPECT_EQ(std::stoi(framesOfWholeFile(mTake)), (488 - lost) * 256);
 }
 

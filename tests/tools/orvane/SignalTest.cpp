@@ -34,7 +34,7 @@ class Signal : public testing::Test {
   void expectCleanEnd(const Ended& ended) const {
     EXPECT_EQ(ended.status, 0) << ended;
     EXPECT_THAT(ended.output + ended.errors,
-                testing::ContainsRegex(R"("ended":"signal",.*"frames":)" + framesOfWholeFile(mFile) + ","));
+                ContainsRegex(R"("ended":"signal",.*"frames":)" + framesOfWholeFile(mFile) + ","));
   }
 
   const TemporaryFolder mFolder;
@@ -113,8 +113,8 @@ TEST_F(Signal, ARunOnATerminalEndsItsLine) {
     const Ended ended = metering.finish();
     readOn();
     EXPECT_EQ(ended.status, 0);
-    EXPECT_THAT(ended.errors, testing::StartsWith(R"({"command")"));
-    EXPECT_THAT(shown, testing::EndsWith(" \r\r\n"));
+    EXPECT_THAT(ended.errors, StartsWith(R"({"command")"));
+    EXPECT_THAT(shown, EndsWith(" \r\r\n"));
   }
   close(held);
   close(terminal);
@@ -131,7 +131,7 @@ TEST_F(Signal, AClosedStandardErrorChangesNothing) {
   const Ended ended = recording.finish();
   EXPECT_EQ(ended.status, 0) << ended;
   EXPECT_THAT(ended.output,
-              testing::HasSubstr(R"("ended":"seconds","seconds":0.5,"frames":24000,"slice":256,"discontinuities":1)"));
+              HasSubstr(R"("ended":"seconds","seconds":0.5,"frames":24000,"slice":256,"discontinuities":1)"));
   EXPECT_EQ(framesOfWholeFile(mFile), "24000");
 }
 
@@ -146,8 +146,8 @@ TEST_F(Signal, AStoppedProcessLosesFramesAndSaysSo) {
   recording.send(SIGINT);
   const Ended ended = recording.finish();
   expectCleanEnd(ended);
-  EXPECT_THAT(ended.output, testing::HasSubstr(R"("discontinuities":1,"overruns":0)"));
-  EXPECT_THAT(ended.errors, testing::HasSubstr("frames are missing in 1 place"));
+  EXPECT_THAT(ended.output, HasSubstr(R"("discontinuities":1,"overruns":0)"));
+  EXPECT_THAT(ended.errors, HasSubstr("frames are missing in 1 place"));
 }
 
 TEST_F(Signal, EndsARunWhoseOutputNobodyReads) {

@@ -42,10 +42,10 @@ TEST(Tone, LastsExactlyTheFramesOfTheSeconds) {
       {"2.5e-1", "rate=8000,slice=64", "2000"}};
   for (const auto& [seconds, device, frames] : cases) {
     EXPECT_THAT(runFast(device, "tone --monotone --json --seconds " + seconds).output,
-                testing::HasSubstr("\"frames\":" + frames + ","));
+                HasSubstr("\"frames\":" + frames + ","));
   }
   EXPECT_THAT(runFast("", "tone --client-rate 44100 --seconds 0.1 --json").output,
-              testing::HasSubstr(R"("client":{"output":)" + formatJson(44100, 2)));
+              HasSubstr(R"("client":{"output":)" + formatJson(44100, 2)));
 }
 
 }  // namespace

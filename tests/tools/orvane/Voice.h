@@ -2,7 +2,6 @@
 #pragma once
 
 #include <array>
-#include <cmath>
 #include <random>
 
 #include "tests/tools/orvane/Program.h"
@@ -26,17 +25,5 @@ inline Sound makeVoice(int rate, int channels) {
   voice.samples.resize(voice.frames() * width);
   return voice;
 }
-
-/// Runs that hear a voice.
-class VoiceRun : public testing::Test {
- protected:
-  /// A device that hears this sound.
-  std::string hearing(const Sound& sound) const {
-    writeSound(mFolder.file("voice.wav"), sound);
-    return "mic=" + mFolder.file("voice.wav");
-  }
-
-  const TemporaryFolder mFolder;
-};
 
 }  // namespace orvane::test

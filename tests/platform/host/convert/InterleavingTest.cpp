@@ -1,14 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include "platform/host/convert/Interleaving.h"
 
-#include <gtest/gtest.h>
-
 #include <bit>
 #include <random>
-#include <vector>
 
-namespace orvane::host {
+#include "tests/support/Test.h"
+
+namespace orvane::test {
 namespace {
+
+using namespace host;
 
 /// Channel counts that take each path: one, pairs, three lanes of four, whole groups of four, overlapping ones.
 class Deinterleave : public testing::TestWithParam<std::uint32_t> {};
@@ -41,4 +42,4 @@ INSTANTIATE_TEST_SUITE_P(Channels, Deinterleave, testing::Values(1, 2, 3, 4, 5, 
                          [](const auto& each) { return std::to_string(each.param); });
 
 }  // namespace
-}  // namespace orvane::host
+}  // namespace orvane::test

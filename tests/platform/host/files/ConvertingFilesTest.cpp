@@ -1,15 +1,12 @@
 // SPDX-License-Identifier: MIT
-#include <dlfcn.h>
 #include <fcntl.h>
-#include <gmock/gmock.h>
 #include <sys/file.h>
+#include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <csignal>
-#include <thread>
 
 #include "Pexutil/Source/Utility/PXBufferList.h"
 #include "platform/ConvertingFile.h"
@@ -17,24 +14,10 @@
 #include "platform/host/Host.h"
 #include "tests/support/UnitRig.h"
 
-/// This program has a truncation of its own in front of the system's, which fails while this is set.
-static bool cannotTruncate = false;
-// The C library names the parameters by abbreviations.
-// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name)
-extern "C" int ftruncate(int file, off_t size) noexcept {
-  using Truncate = int (*)(int, off_t);
-  static const auto next = reinterpret_cast<Truncate>(dlsym(RTLD_NEXT, "ftruncate"));
-  if (!cannotTruncate) return next(file, size);
-  errno = EIO;
-  return -1;
-}
-
 namespace orvane::test {
 namespace {
 
 using namespace platform;
-using namespace std::chrono_literals;
-using testing::HasSubstr;
 using Handle = ConvertingFile::Handle;
 using ExistingFile = ConvertingFile::ExistingFile;
 using Samples = std::vector<float>;
@@ -63,9 +46,10 @@ class ConvertingFilesTest : public testing::Test, protected UnitRig {
     const ChannelLayout* layout = nullptr;
     ExistingFile existing = ExistingFile::erase;
   };
-  Status create(const Wanted& wanted, Handle& file) {
-    return files.create(wanted.path, wanted.type, wanted.format.description(), wanted.layout, wanted.existing, file);
+  static Status create(const Wanted& wanted, Handle& file, ConvertingFile& by) {
+    return by.create(wanted.path, wanted.type, wanted.format.description(), wanted.layout, wanted.existing, file);
   }
+  Status create(const Wanted& wanted, Handle& file) { return create(wanted, file, files); }
 
   /// A file that takes `channels` channels of sound.
   Handle make(const std::string& path, std::uint32_t channels, double rate = 48000) {
@@ -94,17 +78,15 @@ TEST_F(ConvertingFilesTest, WhatCannotBeMadeIsRefusedAndHarmsNothing) {
   std::filesystem::create_directory(folder.file("folder"));
   std::filesystem::create_symlink("nowhere/at/all", folder.file("dangling"));
   ASSERT_EQ(mkfifo(folder.file("pipe").c_str(), 0600), 0);
-  // A file that its user may not write. Root may write any, so it becomes somebody else for a moment.
-  chmod(old.c_str(), 0444);
+  Handle file{};
+  // Root may write any file, so it becomes somebody else for a moment.
   chmod(folder.path().c_str(), 0755);
   const uid_t user = geteuid();
-  ASSERT_EQ(seteuid(user == 0 ? 65534 : user), 0);
-  Handle file{};
+  ASSERT_EQ(chmod(old.c_str(), 0444) + seteuid(user == 0 ? 65534 : user), 0);
   EXPECT_EQ(create({old}, file), status::noPermission);
-  ASSERT_EQ(seteuid(user), 0);
-  chmod(old.c_str(), 0644);
+  ASSERT_EQ(seteuid(user) + chmod(old.c_str(), 0644), 0);
   const ChannelLayout layout{.tag = ChannelLayout::discreteInOrder | 2, .bitmap = 0, .descriptions = {}};
-  const std::pair<Wanted, Status> rows[] = {
+  std::vector<std::pair<Wanted, Status>> rows = {
       {{""}, status::notFound},
       {{folder.file("missing/take.wav")}, status::notFound},
       {{old + "/take.wav"}, status::notFound},
@@ -115,13 +97,10 @@ TEST_F(ConvertingFilesTest, WhatCannotBeMadeIsRefusedAndHarmsNothing) {
       {{.path = old, .type = 0x57415645}, status::unsupportedType},
       {{.path = old, .layout = &layout}, status::unsupportedFormat},
       {{old, StreamFormat::standard(48000, 2)}, status::unsupportedFormat},
-      {{old, int16(48000, 0)}, status::unsupportedFormat},
-      {{old, int16(48000, 257)}, status::unsupportedFormat},
-      {{old, int16(0, 2)}, status::unsupportedFormat},
-      {{old, int16(44100.5, 2)}, status::unsupportedFormat},
-      {{old, int16(6144001, 2)}, status::unsupportedFormat},
-      {{old, int16(std::nan(""), 2)}, status::unsupportedFormat},
       {{old, StreamFormat::linearPcm(48000, 2, 16, format_flag::signedInteger, false)}, status::unsupportedFormat}};
+  const std::pair<double, std::uint32_t> shapes[] = {{48000, 0},   {48000, 257}, {0, 2},
+                                                     {44100.5, 2}, {6144001, 2}, {std::nan(""), 2}};
+  for (const auto& [rate, channels] : shapes) rows.push_back({{old, int16(rate, channels)}, status::unsupportedFormat});
   for (const auto& [wanted, refusal] : rows) {
     SCOPED_TRACE(wanted.path + ": " + std::to_string(wanted.format.sampleRate()));
     file = Handle{9};
@@ -131,7 +110,7 @@ TEST_F(ConvertingFilesTest, WhatCannotBeMadeIsRefusedAndHarmsNothing) {
     EXPECT_THAT(log, HasSubstr("ConvertingFile::create failed: \"" + wanted.path + "\""));
     EXPECT_EQ(readSound(old).samples, Samples{0.25F});
   }
-  EXPECT_THAT(host.fileReport->writtenFiles(), testing::IsEmpty());
+  EXPECT_THAT(host.fileReport->writtenFiles(), IsEmpty());
 
   // Locked as by another process that writes it.
   const int other = open(old.c_str(), O_RDONLY | O_CLOEXEC);
@@ -244,32 +223,33 @@ TEST_F(ConvertingFilesTest, WhatWasThereStaysUntilSoundIsWritten) {
     EXPECT_TRUE(content() == before || before == "an old recording");
     EXPECT_EQ(host.fileReport->writeFailure()->status, status::ioFailure);
   }
-  EXPECT_THAT(host.fileReport->writtenFiles(), testing::IsEmpty());
+  EXPECT_THAT(host.fileReport->writtenFiles(), IsEmpty());
 }
 
 TEST_F(ConvertingFilesTest, AnOldFileThatCannotBeTruncatedStaysWhole) {
-  const std::string old = folder.file("old.wav");
+  const int sealed = memfd_create("old", MFD_ALLOW_SEALING | MFD_CLOEXEC);
+  const std::string old = "/proc/self/fd/" + std::to_string(sealed);
   writeSound(old, {.rate = 44100, .samples = Samples(3000, 0.25F)});
+  ASSERT_EQ(fcntl(sealed, F_ADD_SEALS, F_SEAL_SHRINK), 0);
   const Handle file = make(old, 1);
   write(file, {Samples(100)});
-  cannotTruncate = true;
   EXPECT_EQ(files.dispose(file), 0);
-  cannotTruncate = false;
-  EXPECT_EQ(host.fileReport->writeFailure().value_or(Failure{}).status, status::ioFailure);
-  EXPECT_THAT(host.fileReport->writtenFiles(), testing::IsEmpty());
+  EXPECT_EQ(host.fileReport->writeFailure().value_or(Failure{}).status, status::noPermission);
+  const auto late = control.onWriteFailure([&] { waiter->signal(); });
+  EXPECT_TRUE(waiter->wait(1s)) << "told however late somebody asks";
+  EXPECT_THAT(host.fileReport->writtenFiles(), IsEmpty());
   EXPECT_EQ(readSound(old).rate, 44100);
   EXPECT_EQ(readSound(old).samples, Samples(3000, 0.25F));
+  close(sealed);
 }
 
 TEST_F(ConvertingFilesTest, ARefusedDisposeHoldsNothingWhenTheHostGoes) {
   const auto context = std::make_shared<orvane::host::HostContext>(orvane::host::HostContext::Pace::fast);
   const orvane::host::Refusal no{-3, "no"};
   {
-    Platform services = orvane::host::makeHost(context, {"silent", nullptr, nullptr});
+    const Platform services = orvane::host::makeHost(context, {"silent", nullptr, nullptr});
     Handle file{};
-    ASSERT_EQ(services.convertingFiles->create(folder.file("take.wav"), ConvertingFile::nativeContainer,
-                                               int16(48000, 1).description(), nullptr, ExistingFile::erase, file),
-              0);
+    ASSERT_EQ(create({folder.file("take.wav")}, file, *services.convertingFiles), 0);
     context->gate->setDecision(
         [&](std::string_view call) { return call == "ConvertingFile::dispose" ? &no : nullptr; });
     EXPECT_EQ(services.convertingFiles->dispose(file), -3);

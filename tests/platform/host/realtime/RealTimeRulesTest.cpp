@@ -1,33 +1,27 @@
 // SPDX-License-Identifier: MIT
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <poll.h>
 #include <pthread.h>
 #include <semaphore.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
-#include <functional>
 #include <iostream>
 #include <mutex>
 #include <shared_mutex>
-#include <string>
-#include <thread>
-#include <vector>
 
 #include "platform/RealTime.h"
+#include "tests/support/Test.h"
 
 namespace orvane::test {
 namespace {
 
 using namespace platform;
-using namespace std::chrono_literals;
 
 #if ORVANE_REAL_TIME_CHECKS
 

@@ -1,19 +1,15 @@
 // SPDX-License-Identifier: MIT
-#include <gtest/gtest.h>
 #include <signal.h>
-
-#include <stdexcept>
-#include <thread>
 
 #include "platform/EventLoop.h"
 #include "platform/Hosts.h"
 #include "platform/Scheduler.h"
+#include "tests/support/Test.h"
 
 namespace orvane::test {
 namespace {
 
 using namespace platform;
-using namespace std::chrono_literals;
 
 /// At real pace and at fast pace.
 class EventLoopAt : public testing::TestWithParam<const char*> {
@@ -49,15 +45,11 @@ TEST_P(EventLoopAt, RunsWhatIsPostedOnTheThreadOfTheRunUntilAStop) {
 }
 
 TEST_P(EventLoopAt, AStopIsAStateThatTheNextRunClears) {
-  loop.stop();
-  loop.stop();
+  for (int stop = 0; stop < 2; ++stop) loop.stop();
   EXPECT_EQ(loop.run(), 0);
   const auto worker = host.scheduler->makeWorker("stops");
   bool stopped = false;
-  worker->postAt(host.scheduler->clock().now() + 20ms, [&] {
-    stopped = true;
-    loop.stop();
-  });
+  worker->postAt(host.scheduler->clock().now() + 20ms, [&] { stopped = true, loop.stop(); });
   EXPECT_EQ(loop.run(), 0);
   EXPECT_TRUE(stopped) << "the second of two stops must not end a later run";
 }

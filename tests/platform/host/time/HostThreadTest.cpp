@@ -1,17 +1,24 @@
 // SPDX-License-Identifier: MIT
 #include "platform/host/time/HostThread.h"
 
-#include <gtest/gtest.h>
 #include <pthread.h>
 #include <signal.h>
 
-#include <cstddef>
-#include <string>
-#include <system_error>
-#include <utility>
+#include <cerrno>
 
-namespace orvane::host {
+#include "platform/host/HostLog.h"
+#include "platform/host/time/RealPace.h"
+#include "tests/support/Test.h"
+
+/// This program has a call of its own in front of the system's, which no test could make fail.
+extern "C" int pthread_setschedparam(pthread_t, int, const sched_param*) noexcept {
+  return EPERM;
+}
+
+namespace orvane::test {
 namespace {
+
+using namespace host;
 
 /// Those of the signals that end a run which the calling thread blocks.
 std::string blockedSignals() {
@@ -46,5 +53,22 @@ TEST(HostThread, LeavesTheCallersSignalsAloneWhereNoThreadCanBeMade) {
   pthread_attr_destroy(&usual);
 }
 
+TEST(RealPace, GoesOnWithoutRealTimePriorityAndSaysSoOnce) {
+  const auto log = std::make_shared<HostLog>();
+  std::vector<std::string> lines;
+  log->setSink([&](platform::LogLevel level, std::string_view line) {
+    EXPECT_EQ(level, platform::LogLevel::notice);
+    lines.emplace_back(line);
+  });
+  RealPace pace(log);
+  const auto waiter = pace.makeWaiter();
+  for (int made = 0; made < 3; ++made) {
+    const auto worker = pace.makeWorker("device", platform::Scheduler::Priority::realTime);
+    worker->post([&] { waiter->signal(); });
+    EXPECT_TRUE(waiter->wait(10s));
+  }
+  EXPECT_THAT(lines, ElementsAre(HasSubstr("refused real-time priority (Operation not permitted)")));
+}
+
 }  // namespace
-}  // namespace orvane::host
+}  // namespace orvane::test

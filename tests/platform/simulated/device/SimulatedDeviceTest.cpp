@@ -1,12 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include <gmock/gmock.h>
 
-#include <cmath>
 #include <fstream>
-#include <functional>
-#include <thread>
 
-#include "platform/PlatformException.h"
 #include "platform/RealTime.h"
 #include "platform/host/audio/StallWatch.h"
 #include "tests/support/UnitRig.h"
@@ -15,8 +10,6 @@ namespace orvane::test {
 namespace {
 
 using namespace platform;
-using namespace std::chrono_literals;
-using testing::HasSubstr;
 
 TEST(SimulatedDevice, TheLoopHearsTheSpeakerOneSliceLater) {
   UnitRig rig("pace=fast,mic=loop,inputs=2,slice=100");
@@ -74,7 +67,7 @@ TEST(Fault, EndsTheRunAtItsTimeAndStaysThere) {
     EXPECT_EQ(rig.host.scheduler->clock().now() - 1s, end);
     EXPECT_EQ(rig.run(3s), fault == "stalled" ? status::success : failure) << "what went wrong stays wrong";
     EXPECT_EQ(rig.report.deviceEnd(), DeviceEnd::failed);
-    EXPECT_EQ(rig.report.deviceFailure()->status, failure);
+    EXPECT_EQ(rig.failure(), failure);
     EXPECT_EQ(rig.captured.size(), 4800U);
   }
 }
@@ -90,32 +83,6 @@ TEST(Fault, AnUnpluggedMicrophoneEndsTheRunOnceSomebodyTakesTheInput) {
   rig.waiter->wait(100ms);
   EXPECT_EQ(rig.report.deviceFailure()->reason, "the microphone was unplugged");
   rig.host.units->dispose(listener);
-}
-
-TEST(Fault, AMicrophonesFileThatBreaksOffFailsTheDevice) {
-  const TemporaryFolder folder;
-  const std::string file = folder.file("mic.wav");
-  writeSound(file, {.samples = std::vector<float>(100'000, 0.25F)});
-  UnitRig rig("pace=fast,mic=" + file);
-  std::filesystem::resize_file(file, std::filesystem::file_size(file) - 4 * 40'000);
-  rig.playSilence();
-  rig.run(2s);
-  EXPECT_EQ(rig.report.deviceEnd(), DeviceEnd::none) << "nobody takes the input";
-  EXPECT_THAT(rig.log, HasSubstr("and ends at frame 60000: the input is silent"));
-  rig.takeInput();
-  rig.host.units->stop(rig.unit);
-  EXPECT_EQ(rig.run(2s), status::invalidFile);
-  EXPECT_EQ(rig.report.deviceFailure()->status, status::invalidFile);
-}
-
-TEST(Fault, AFullDiskIsToldHoweverLateSomebodyAsks) {
-  const TemporaryFolder folder;
-  FaultyRig rig(R"({"at":0.1,"fault":"disk-full"})", "pace=fast,speaker=" + folder.file("heard.wav"));
-  rig.playSilence();
-  rig.run(1s);
-  EXPECT_EQ(rig.host.fileReport->writeFailure()->status, status::diskFull);
-  const auto notice = rig.control.onWriteFailure([&] { rig.waiter->signal(); });
-  EXPECT_TRUE(rig.waiter->wait(1s));
 }
 
 TEST(Fault, FramesThatAreMissingShowInStampsSamplesAndCount) {
@@ -141,28 +108,12 @@ TEST(Fault, FramesThatAreMissingShowInStampsSamplesAndCount) {
   EXPECT_THAT(rig.log, HasSubstr("the device was interrupted: 1000 frames are missing"));
 }
 
-TEST(StallAtRealPace, IsNoticedAndIsNoCallbackThatBlocks) {
-  FaultyRig stalled(R"({"at":0.05,"fault":"stalled"})", "pace=real");
-  stalled.takeInput();
-  ASSERT_EQ(stalled.run(20s), status::success);
-  EXPECT_EQ(stalled.report.deviceFailure()->status, status::stalled);
-  EXPECT_EQ(stalled.report.runCount().frames, stalled.captured.size());
-  EXPECT_GE(stalled.host.scheduler->clock().now(), 1500ms) << "the clock begins at one second";
-
+TEST(Fault, AGapThatTakesLongToMakeUpAtRealPaceIsNoStall) {
   // Frames that nobody hears take the device a second to make up.
-  FaultyRig interrupted(R"({"at":0.01,"fault":"discontinuity","frames":8000000})", "pace=real,mic=noise,inputs=64");
-  interrupted.playSilence();
-  ASSERT_EQ(interrupted.run(1500ms), status::success);
-  EXPECT_EQ(interrupted.report.deviceEnd(), DeviceEnd::none);
-
-  UnitRig blocked("pace=real");
-  blocked.wrapper->setInputEnabled(true);
-  blocked.wrapper->setInputHandler([](auto&, auto&, auto, auto) {
-    const RealTimeExemption exemption;
-    std::this_thread::sleep_for(700ms);
-  });
-  ASSERT_EQ(blocked.run(900ms), status::success);
-  EXPECT_EQ(blocked.report.deviceEnd(), DeviceEnd::none);
+  FaultyRig rig(R"({"at":0.01,"fault":"discontinuity","frames":8000000})", "pace=real,mic=noise,inputs=64");
+  rig.playSilence();
+  ASSERT_EQ(rig.run(1500ms), status::success);
+  EXPECT_EQ(rig.report.deviceEnd(), DeviceEnd::none);
 }
 
 /// A clock and a worker of one task that a test winds by hand.
@@ -171,6 +122,11 @@ struct HandWound final : Clock, Worker {
   void repeatAt(HostTime when, Repetition next) override { std::tie(due, task) = std::tie(when, next); }
   void cancel() override {}
   std::unique_ptr<Trigger> makeTrigger(Task) override { return nullptr; }
+
+  void lookAt(HostTime now) {
+    time = now;
+    Repetition{task}();
+  }
 
   HostTime time = 1s;
   HostTime due{};
@@ -182,28 +138,22 @@ TEST(StallWatch, TakesNeitherASuspendedProcessNorACallbackThatTookLongForAStall)
   int stalls = 0;
   host::StallWatch watch(hand, hand, [&] { ++stalls; });
   watch.begin({48000, 1, 2, 256});
-  hand.time = 60s;  // Passes without anything that runs.
-  Worker::Repetition(hand.task)();
+  hand.lookAt(60s);  // Passes without anything that runs.
   EXPECT_EQ(stalls, 0);
   watch.callbackBegins();
-  const auto lookWhenDue = [&hand] {
-    hand.time = hand.due;
-    Worker::Repetition(hand.task)();
-  };
-  lookWhenDue();
+  hand.lookAt(hand.due);
   hand.time += 400ms;
   watch.callbackEnds();
-  lookWhenDue();
+  hand.lookAt(hand.due);
   EXPECT_EQ(stalls, 0) << "it counts from the end of that callback";
-  lookWhenDue();
+  hand.lookAt(hand.due);
   EXPECT_EQ(stalls, 1) << "what follows counts again";
   // A short pause: the watch comes a little late, and the device calls back a little later.
   watch.begin({48000, 1, 2, 256});
-  hand.time = hand.due + 100ms;
-  Worker::Repetition(hand.task)();
+  hand.lookAt(hand.due + 100ms);
   watch.callbackBegins();
   watch.callbackEnds();
-  lookWhenDue();
+  hand.lookAt(hand.due);
   EXPECT_EQ(stalls, 1);
 }
 
@@ -269,14 +219,15 @@ TEST(IoUnit, RefusesWhatItCannotDo) {
 
 TEST(IoUnit, RenderWorksInsideItsOwnSliceOnly) {
   UnitRig rig("pace=fast,inputs=2");
-  PX::BufferList empty(0);
+  PX::BufferList longer(3);
+  for (const std::size_t index : {0U, 1U, 2U}) longer[index] = {1, 4, nullptr};
   PX::BufferList list(2);
   RenderActionFlags flags = 0;
   const auto render = rig.wrapper->renderOperation();
-  const auto renderOutside = [&] { return render(flags, {}, 16, 1, empty.GetAudioBufferList(), nullptr); };
+  const auto renderOutside = [&] { return render(flags, {}, 16, 1, longer.GetAudioBufferList(), nullptr); };
   EXPECT_EQ(renderOutside(), status::wrongState);
   std::vector<Status> seen;
-  seen.reserve(100);
+  seen.reserve(5);
   rig.wrapper->setInputEnabled(true);
   rig.wrapper->setInputHandler([&](auto& theirs, auto& time, std::uint32_t frames, int) {
     const auto renderInto = [&](std::uint32_t wanted, int bus, PX::BufferList& target, RenderBuffer first) {
@@ -287,7 +238,7 @@ TEST(IoUnit, RenderWorksInsideItsOwnSliceOnly) {
     float tooSmall[1];
     renderInto(frames, 0, list, {1, 4, nullptr});
     renderInto(frames + 1, 1, list, {1, 4, nullptr});
-    renderInto(frames, 1, empty, {1, 4, nullptr});
+    renderInto(frames, 1, longer, {1, 4, nullptr});
     renderInto(frames, 1, list, {1, 4, tooSmall});
     renderInto(frames, 1, list, {2, 4, nullptr});
   });

@@ -1,33 +1,32 @@
 // SPDX-License-Identifier: MIT
 #include "platform/simulated/scenario/Scenario.h"
 
-#include <gmock/gmock.h>
-
 #include <fstream>
 
 #include "platform/DeviceReport.h"
 #include "platform/Hosts.h"
-#include "tests/support/ReasonOf.h"
 #include "tests/support/SoundFiles.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/Test.h"
 
-namespace orvane::simulated {
+namespace orvane::test {
 namespace {
 
-using testing::HasSubstr;
+using namespace simulated;
+
 using Cases = std::vector<std::pair<std::string, std::string>>;
 
 std::string refusalOf(const std::string& options) {
-  return test::reasonOf([&] { platform::makeSimulatedHost(options); });
+  return reasonOf([&] { platform::makeSimulatedHost(options); });
 }
 
 TEST(SimulatedOptions, WhatIsWrongIsRefusedByItsKey) {
-  const test::TemporaryFolder folder;
+  const TemporaryFolder folder;
   const std::string file = folder.file("mic.wav");
-  test::writeSound(file, {.rate = 44100, .channels = 1, .samples = {0, 0}});
-  test::writeSound(folder.file("a,b.wav"), {.rate = 8000, .channels = 1, .samples = {0}});
-  test::writeSound(folder.file("wide.wav"), {.rate = 48000, .channels = 65, .samples = std::vector<float>(65)});
-  test::writeSound(folder.file("quick.wav"), {.rate = 768001, .channels = 1, .samples = {0}});
+  writeSound(file, {.rate = 44100, .channels = 1, .samples = {0, 0}});
+  writeSound(folder.file("a,b.wav"), {.rate = 8000, .channels = 1, .samples = {0}});
+  writeSound(folder.file("wide.wav"), {.rate = 48000, .channels = 65, .samples = std::vector<float>(65)});
+  writeSound(folder.file("quick.wav"), {.rate = 768001, .channels = 1, .samples = {0}});
   const Cases cases{
       {"colour=red", "unknown key \"colour\"; the keys are mic, speaker, rate, inputs, outputs, slice, pace"},
       {"rate", "\"rate\" needs a value"},
@@ -70,9 +69,9 @@ TEST(SimulatedOptions, WhatIsWrongIsRefusedByItsKey) {
 }
 
 TEST(Scenario, WhatIsWrongIsRefusedByItsPlace) {
-  const test::TemporaryFolder folder;
+  const TemporaryFolder folder;
   const std::string file = folder.file("scenario.json");
-  test::writeSound(folder.file("voice.wav"), {.rate = 44100, .channels = 2, .samples = {0, 0}});
+  writeSound(folder.file("voice.wav"), {.rate = 44100, .channels = 2, .samples = {0, 0}});
   const std::string longKey(300, 'k');
   std::string many;
   for (int fault = 0; fault < 1000; ++fault) many += "0,";
@@ -116,14 +115,13 @@ TEST(Scenario, WhatIsWrongIsRefusedByItsPlace) {
       {R"({"faults":[{"at":0,"fault":"refuse","call":"UnitService::start"}]})", "the key \"status\" is missing"}};
   for (const auto& [text, reason] : cases) {
     std::ofstream(file) << text;
-    EXPECT_THAT(refusalOf("scenario=" + file),
-                testing::AllOf(testing::StartsWith("scenario=" + file + ": "), HasSubstr(reason)))
+    EXPECT_THAT(refusalOf("scenario=" + file), AllOf(StartsWith("scenario=" + file + ": "), HasSubstr(reason)))
         << text.substr(0, 100);
   }
 }
 
 TEST(Scenario, SetsUpTheDeviceWhereNoOptionDoes) {
-  const test::TemporaryFolder folder;
+  const TemporaryFolder folder;
   const std::string file = folder.file("scenario.json");
   std::ofstream(file) << R"({"audio":{"rate":44100.0,"inputs":3,"outputs":0,"slice":64,"microphone":"noise"}})";
   const auto report = platform::makeSimulatedHost("inputs=2,scenario=" + file).deviceReport;
@@ -135,4 +133,4 @@ TEST(Scenario, SetsUpTheDeviceWhereNoOptionDoes) {
 }
 
 }  // namespace
-}  // namespace orvane::simulated
+}  // namespace orvane::test
