@@ -10,8 +10,9 @@ namespace orvane::platform {
 /// A point in time on the host clock, or a duration, in nanoseconds. The clock's origin is unspecified.
 using HostTime = std::chrono::nanoseconds;
 
-/// The host clock. It runs whether or not a device does. All timeouts, stall limits and time stamps use it. At fast
-/// pace it jumps from task to task instead of following real time, see `Scheduler`.
+/// The host clock. It advances whether or not a device is running. All timeouts, stall limits and time stamps use it.
+/// At fast pace (simulated time, see `Scheduler`) it jumps from one task's due time to the next instead of following
+/// real time.
 class ORVANE_EXPORT Clock {
  public:
   virtual ~Clock() = default;

@@ -12,19 +12,21 @@
 
 namespace orvane::platform {
 
-/// Writes recordings: converts samples from a client format to a file format and writes them on a thread of its own.
+/// The file service: writes recordings. Converts samples from a client format to a file format and writes them on the
+/// service's own thread.
 ///
 /// Call `create`, then `setClientDataFormat`, any number of times `writeAsync`, then `dispose`. Thread-safe across
 /// handles; calls on one handle must not overlap. Only `writeAsync` is real-time safe. Every operation may also return
-/// the status of a refusal that a scenario injects.
+/// a failure status that a scenario (the simulated device's script of faults) injects.
 ///
-/// A write that fails after `writeAsync` has returned is kept by `FileReport::writeFailure` (the first of a run) and
-/// logged. Later frames of that file are dropped; the frames before the failure stay readable.
+/// A write that fails after `writeAsync` has returned is logged, and `FileReport::writeFailure` returns the first such
+/// failure of a run. Later frames of that file are dropped; the frames before the failure stay readable.
 ///
-/// The file on disk is valid at all times and lacks at most the last half second, also after the process was killed.
+/// The file on disk is valid at all times, and at most the last half second is missing from it, even if the process is
+/// killed.
 ///
 /// An existing file keeps its content until the first frames are written, on the service's thread. A file that is new
-/// or was empty gets a header for no frames in `create`. A recording without frames leaves:
+/// or was empty gets a header for no frames in `create`. A recording without frames leaves at the path:
 ///
 /// - the old content, if there was any;
 /// - the state before `create` (no file, or an empty one) if the audio device was not started between `create` and
@@ -32,10 +34,11 @@ namespace orvane::platform {
 /// - otherwise a valid file of no frames.
 ///
 /// `FileReport::writtenFiles` lists a file only if the recording wrote its content. If the process exits without
-/// `dispose`, the file is completed; without frames, a file that is new or was empty stays a valid file of no frames.
+/// `dispose`, the file is completed at exit; if no frames were recorded, a file that is new or was empty is left as a
+/// valid file of no frames.
 class ORVANE_EXPORT ConvertingFile {
  public:
-  /// Identifies an open file; 0 is none. At most 256 files are open at a time.
+  /// Identifies an open file; `none` (0) is no file. At most 256 files can be open at a time.
   enum class Handle : std::uint32_t { none = 0 };
 
   /// The type of the platform's native container, 'RF64': a WAVE file that becomes an RF64 file when it exceeds 4 GiB.
@@ -58,36 +61,37 @@ class ORVANE_EXPORT ConvertingFile {
   /// and `layout` must be null.
   ///
   /// Returns:
-  /// - `unsupportedType`, `unsupportedFormat`: a wrong `fileType`; a wrong `dataFormat`, or a layout;
+  /// - `unsupportedType`: `fileType` is not supported;
+  /// - `unsupportedFormat`: `dataFormat` is not supported, or `layout` is not null;
   /// - `notFound`: a folder of the path does not exist;
   /// - `noPermission`: the system denies access, the file exists and `existing` is `refuse`, the host reads the file
   ///   (the microphone's file or the scenario), the host writes it for another purpose (the speaker's file), or another
   ///   process that uses this library has it open;
-  /// - `notRegularFile`: a folder, a device or a pipe;
-  /// - `diskFull`: no space, or the quota is exceeded;
+  /// - `notRegularFile`: the path leads to a folder, a device or a pipe;
+  /// - `diskFull`: the disk is full or the quota is exceeded;
   /// - `ioFailure`: any other error of the system, too many open recordings, no memory or no thread.
   virtual Status create(const std::string& path, std::uint32_t fileType, const StreamDescription& dataFormat,
                         const ChannelLayout* layout, ExistingFile existing, Handle& file) = 0;
 
   /// Sets the format of the samples given to `writeAsync`. It must be `StreamFormat::standard` (32-bit float, one
-  /// buffer a channel) at the file's rate and channel count. Samples are multiplied by 32768, rounded to the nearest
+  /// buffer per channel) at the file's rate and channel count. Samples are multiplied by 32768, rounded to the nearest
   /// integer (ties to even) and clamped to -32768..32767; not-a-number becomes 0.
   ///
-  /// Returns `badParameter` for an unknown handle, `unsupportedFormat` for another format.
+  /// Returns `badParameter` for an unknown handle and `unsupportedFormat` for any other format.
   virtual Status setClientDataFormat(Handle file, const StreamDescription& format) = 0;
 
-  /// Copies `frames` frames into a queue of two seconds, to be converted and written later. `list` has one buffer a
-  /// channel, each with at least `frames` samples; it may be null if `frames` is 0, which writes nothing. Real-time
-  /// safe; one thread at a time for each handle.
+  /// Copies `frames` frames into a queue of two seconds, to be converted and written later. `list` must have one buffer
+  /// per channel, each with at least `frames` samples. If `frames` is 0, `list` may be null, and nothing is written.
+  /// Real-time safe; each handle must be used by one thread at a time.
   ///
-  /// Returns `badParameter` for an unknown handle or a list that does not fit the client format, `wrongState` before
-  /// `setClientDataFormat`, `overrun` if the queue had no room: then all of these frames are dropped, and
-  /// `RunCount::overruns` counts them as one slice. After a failed write, frames are dropped with `success`.
+  /// Returns `badParameter` for an unknown handle or a list that does not match the client format, and `wrongState`
+  /// before `setClientDataFormat`. If the queue has too little room, drops all `frames` frames, returns `overrun` and
+  /// adds 1 to `RunCount::overruns`. After a failed write to the disk, frames are dropped and the result is `success`.
   virtual Status writeAsync(Handle file, std::uint32_t frames, RenderBufferList* list) = 0;
 
-  /// Writes all pending frames, completes and closes the file, and invalidates the handle. A recording without frames
-  /// is treated as described above. Returns `badParameter` for an unknown handle. A failed write does not change the
-  /// result; see `FileReport::writeFailure`.
+  /// Writes all pending frames, completes and closes the file, and invalidates the handle. The class description states
+  /// what a recording without frames leaves. Returns `badParameter` for an unknown handle. A failed write does not
+  /// change the returned status; `FileReport::writeFailure` returns it.
   virtual Status dispose(Handle file) = 0;
 };
 

@@ -7,19 +7,21 @@
 
 namespace orvane::platform {
 
-/// Runs tasks on the thread that calls `run`, and waits between them. Programs use it to wait for the end of a run.
+/// An event loop: runs posted tasks on the thread that calls `run`, and waits between them. Programs use it to wait for
+/// the end of an audio run.
 ///
 /// Not real-time safe.
 class ORVANE_EXPORT EventLoop {
  public:
   virtual ~EventLoop() = default;
 
-  /// Makes SIGINT, SIGTERM, SIGHUP (unless it is ignored, as under nohup) and a write to a standard output whose reader
-  /// is gone stop the loop. Writes to a closed standard error are ignored, and SIGXFSZ is.
+  /// Makes the following stop the loop: SIGINT, SIGTERM, SIGHUP (unless the process ignores it, as under nohup), and a
+  /// write to a standard output whose reader is gone. Also ignores SIGXFSZ and failed writes to a closed standard
+  /// error.
   ///
-  /// Call it before the program starts a thread: it blocks the signals in the calling thread, and threads inherit the
-  /// mask. One thread in the process reads the signals and stops the loop of every host that watches them. A second
-  /// call does nothing. Throws `std::system_error` if that thread cannot be started.
+  /// Must be called before the program starts a thread: it blocks the signals in the calling thread, and new threads
+  /// inherit this mask. One thread in the process reads the signals and stops the loop of every host that watches them.
+  /// A second call does nothing. Throws `std::system_error` if that thread cannot be started.
   ///
   /// If another signal arrives more than 0.3 seconds after the first and no loop has been run since, the process ends
   /// immediately with the signal's default action and completes no files. This ends a run that cannot stop.
@@ -28,13 +30,14 @@ class ORVANE_EXPORT EventLoop {
   /// Runs posted tasks in order on the calling thread until `stop`. Tasks posted before the stop still run; later ones
   /// wait for the next run. A signal ends the run before the remaining tasks, which also wait for the next run.
   ///
-  /// Returns 0 after `stop`, otherwise the signal's number (SIGPIPE for a closed standard output). An exception from a
-  /// task leaves `run`. Call it from one thread at a time, and not from a worker's task or the device callback: a wait
-  /// there ends the process with a message.
+  /// Returns 0 after `stop`, otherwise the signal's number (SIGPIPE for a closed standard output). An exception thrown
+  /// by a task propagates out of `run`. Must be called from one thread at a time, and not from a worker's task or the
+  /// device callback: waiting there ends the process with a message.
   virtual int run() = 0;
-  /// Queues `task`, which must not be empty, for the thread that is in `run` or calls it next. Thread-safe.
+  /// Queues `task`, which must not be empty, for execution by the current or next call of `run`. Thread-safe.
   virtual void post(std::function<void()> task) = 0;
-  /// Ends the current run, or the next one if none is in progress. Calling it several times ends one run. Thread-safe.
+  /// Ends the current call of `run`, or the next one if none is in progress. Several calls of `stop` end one run only.
+  /// Thread-safe.
   virtual void stop() = 0;
 };
 

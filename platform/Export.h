@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-/// Marks what a client of the shared library may use. Everything else is hidden.
+/// Exports a class or function from the shared library. All symbols without this mark are hidden from clients.
 #define ORVANE_EXPORT __attribute__((visibility("default")))

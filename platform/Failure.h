@@ -7,7 +7,7 @@
 
 namespace orvane::platform {
 
-/// A failure of the host.
+/// A failure inside the host: its status, its reason and the operation that failed.
 struct Failure {
   Status status = status::success;
   std::string reason = {};  ///< A sentence that states what is wrong and, if not obvious, what would be right.

@@ -11,24 +11,25 @@
 
 namespace orvane::platform {
 
-/// A completed recording.
+/// A completed recording, as reported by `FileReport::writtenFiles`.
 struct WrittenFile {
-  std::string path;          ///< As given to `ConvertingFile::create`.
-  std::uint32_t type = 0;    ///< The container as written, a four-character code: 'WAVE', 'RF64'.
+  std::string path;          ///< The path given to `ConvertingFile::create`.
+  std::uint32_t type = 0;    ///< The container that was written, as a four-character code: 'WAVE' or 'RF64'.
   std::uint64_t frames = 0;  ///< Frames in the file.
 };
 
-/// Reports the files that a host wrote. Thread-safe; not real-time safe. Operations never fail.
+/// The report service for files: returns the recordings that a host completed and the first failed write. Thread-safe;
+/// not real-time safe. Operations never fail.
 class ORVANE_EXPORT FileReport {
  public:
   virtual ~FileReport() = default;
 
-  /// Returns the recordings completed so far, in order of completion, including those cut short by a failure. The
-  /// simulated speaker's file is not among them.
+  /// Returns the recordings completed so far, in order of completion, including those cut short by a failure. The list
+  /// does not include the simulated speaker's file.
   virtual std::vector<WrittenFile> writtenFiles() const = 0;
-  /// Returns the first failed write that no call reported, to a recording or to the speaker's file; nothing if there
-  /// was none. Statuses: `diskFull`, `noPermission`, `ioFailure` and the others of `ConvertingFile::create` that the
-  /// file system causes. `call` is empty.
+  /// Returns the first failed background write to a recording or to the speaker's file, or `std::nullopt` if there was
+  /// none. The status is `diskFull`, `noPermission`, `ioFailure` or another file-system status of
+  /// `ConvertingFile::create`; the field `call` is empty.
   virtual std::optional<Failure> writeFailure() const = 0;
 };
 

@@ -10,7 +10,7 @@
 
 namespace orvane::platform {
 
-/// Writes and reads JSON. Thread-safe; not real-time safe.
+/// The JSON service: converts between `Value` objects and JSON text. Thread-safe; not real-time safe.
 class ORVANE_EXPORT Json {
  public:
   virtual ~Json() = default;
@@ -19,14 +19,15 @@ class ORVANE_EXPORT Json {
   /// Dictionaries keep their order. Finite floats read back as the same float and always show a fraction or an exponent
   /// (48000.0); infinite floats and not-a-number become null. The result does not depend on the locale.
   ///
-  /// Returns nothing if the value contains data or text that is not UTF-8, or nests more than `Value::maxLevels` (64)
-  /// arrays and dictionaries.
+  /// Returns `std::nullopt` if the value contains binary data (`Value::Data`) or text that is not UTF-8, or if its
+  /// arrays and dictionaries are nested more than `Value::maxLevels` (64) deep.
   virtual std::optional<std::string> write(const Value& value, bool pretty) const = 0;
 
-  /// Reads one JSON text. An integer outside the range of signed and unsigned 64-bit integers becomes a float.
+  /// Parses one JSON text and returns its value. An integer outside the range of signed and unsigned 64-bit integers
+  /// becomes a float.
   ///
-  /// Throws `PlatformException` with the line and column for text that is not valid JSON or not UTF-8, a key that
-  /// occurs twice in one object, more than `Value::maxLevels` (64) levels, or a number that overflows a float.
+  /// Throws `PlatformException`, with the line and column, for invalid JSON, invalid UTF-8, a key that occurs twice in
+  /// one object, nesting deeper than `Value::maxLevels` (64), or a number that overflows a 64-bit float.
   virtual Value read(std::string_view text) const = 0;
 };
 

@@ -8,10 +8,11 @@
 
 namespace orvane::platform {
 
-/// Severity of a log line, most severe first.
+/// Severity of a log line, from most to least severe.
 enum class LogLevel { error, warning, notice };
 
-/// The platform log. Thread-safe; not real-time safe. Operations never fail.
+/// The log to which the library and the host write errors, warnings and notices. Thread-safe; not real-time safe.
+/// Operations never fail.
 class ORVANE_EXPORT Log {
  public:
   /// Receives log lines; `line` is valid during the call.

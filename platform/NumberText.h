@@ -8,9 +8,9 @@
 
 namespace orvane::platform {
 
-/// Returns the shortest text that reads back as the same number in any locale: "0.25", "1000000000". Uses an exponent
-/// for magnitudes below 1e-6 or from 1e15 on ("1e+300"), if that is shorter. Infinity and not-a-number give "inf" and
-/// "nan". Thread-safe; not real-time safe.
+/// Returns the shortest text from which the same number can be parsed, independent of the locale: "0.25", "1000000000".
+/// For magnitudes below 1e-6 or of at least 1e15, uses an exponent ("1e+300") if the text is then shorter. Infinity and
+/// not-a-number give "inf" and "nan". Thread-safe; not real-time safe.
 inline std::string numberText(double number) {
   const double magnitude = std::fabs(number);
   const bool isPlain = number == 0 || (magnitude >= 1e-6 && magnitude < 1e15);

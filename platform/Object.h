@@ -7,7 +7,7 @@
 
 namespace orvane::platform {
 
-/// Base of host objects that callers hold without knowing their class.
+/// Base class of host objects that callers hold through pointers without knowing the concrete class.
 class ORVANE_EXPORT Object {
  public:
   Object() = default;
@@ -15,7 +15,8 @@ class ORVANE_EXPORT Object {
   Object& operator=(const Object&) = delete;
   virtual ~Object() = default;
 
-  /// Returns the text shown for this object in messages. The default is "<Object: 0x55d0c3a2b2c0>", with its address.
+  /// Returns the text shown for this object in messages. By default it contains the object's address: "<Object:
+  /// 0x55d0c3a2b2c0>".
   virtual std::string description() const;
 };
 

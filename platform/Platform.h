@@ -18,9 +18,9 @@ class Scheduler;
 class SessionService;
 class UnitService;
 
-/// The services of a host, one role each. A null role is not available on the host: operations that need it raise "ROLE
-/// is not available on this host". Without a log, nothing is logged. A plain value: a test can copy the set, replace a
-/// role and pass the set to `use`.
+/// The services of a host, one pointer per service ("role"). A null pointer means that the host does not provide that
+/// role: operations that need it raise "ROLE is not available on this host". Without a log, nothing is logged. A plain
+/// value: a test can copy the set, replace a role and pass the set to `use`.
 struct Platform {
   std::shared_ptr<Log> log;
   std::shared_ptr<Json> json;
@@ -34,12 +34,13 @@ struct Platform {
   std::shared_ptr<FileReport> fileReport;
 };
 
-/// Returns the services in use. The first call without an earlier `use` makes the default host, the first of
-/// `availableHosts()` with its default options, and throws what making it throws. Thread-safe; not real-time safe.
+/// Returns the services in use. If `use` was not called before, the first call creates the default host, which is the
+/// first of `availableHosts()` with default options, and may throw what `makeHost` throws. Thread-safe; not real-time
+/// safe.
 ORVANE_EXPORT Platform current();
 
-/// Puts other services in use. Objects made before keep the services they were made with. The earlier host is destroyed
-/// if nothing else holds its services. Thread-safe; not real-time safe.
+/// Replaces the services in use. Existing objects keep the services with which they were created. The previous host is
+/// destroyed when nothing else refers to its services. Thread-safe; not real-time safe.
 ORVANE_EXPORT void use(Platform platform);
 
 }  // namespace orvane::platform

@@ -13,14 +13,15 @@ namespace orvane::platform {
 class PlatformError {
  public:
   explicit PlatformError(Failure failure) : mFailure(std::move(failure)) {}
-  /// `code` is not 0; `where` is the operation, such as "PlatformSession::setCategory"; `reason` is a sentence.
+  /// Creates an error. `code` must not be 0; `where` is the operation, such as "PlatformSession::setCategory"; `reason`
+  /// is a sentence.
   PlatformError(Status code, std::string where, std::string reason)
       : mFailure{code, std::move(reason), std::move(where)} {}
 
   Status code() const { return mFailure.status; }
-  /// Returns the reason alone.
+  /// Returns the reason without the operation and the status.
   const std::string& localizedDescription() const { return mFailure.reason; }
-  /// Returns "CALL: REASON (status STATUS, MEANING)", with MEANING as `statusMeaning` gives it.
+  /// Returns "CALL: REASON (status STATUS, MEANING)", where MEANING is `statusMeaning(STATUS)`.
   std::string description() const {
     return mFailure.call + ": " + mFailure.reason + " (status " + std::to_string(code()) + ", " +
            std::string(statusMeaning(code())) + ")";

@@ -3,9 +3,9 @@
 
 namespace orvane::platform {
 
-/// Marks a scope that runs on the device callback. In builds with ORVANE_REAL_TIME_CHECKS, the process ends with a
-/// message that names the call if the calling thread allocates, locks, waits, throws or uses files or streams in this
-/// scope. In other builds it does nothing. May be nested. Real-time safe.
+/// A scope guard that marks code on the device callback. In builds with ORVANE_REAL_TIME_CHECKS, the process ends with
+/// a message that names the call if the calling thread allocates, locks, waits, throws or uses files or streams in this
+/// scope. In other builds it does nothing. Sections may be nested. Real-time safe.
 class RealTimeSection {
  public:
   RealTimeSection();
@@ -14,8 +14,9 @@ class RealTimeSection {
   RealTimeSection& operator=(const RealTimeSection&) = delete;
 };
 
-/// Suspends the checks of `RealTimeSection` in its scope. Only for the documented exceptions: the meter's bars, the
-/// notice of PX_NoVector, and the message before an abnormal end. Real-time safe.
+/// A scope guard that suspends the checks of `RealTimeSection`. To be used only for the documented exceptions: printing
+/// the meter's bars, the notice about the environment variable PX_NoVector, and the message before the process aborts.
+/// Real-time safe.
 class RealTimeExemption {
  public:
   RealTimeExemption();

@@ -9,25 +9,26 @@
 
 namespace orvane::platform {
 
-/// Limits a run and reports its end. Thread-safe; not real-time safe.
+/// The service that controls a run: limits its length and notifies subscribers of its end. Thread-safe; not real-time
+/// safe.
 ///
-/// Any number of notices may be subscribed. They run on a worker of the host, one at a time. A notice must not wait,
-/// must not stop a unit while the device is running, and must not throw: each ends the process. It may end its own
-/// subscription and release the last reference to the host.
+/// A notice is a function that a caller subscribes; any number may be subscribed. Notices run one at a time on a worker
+/// of the host. A notice must not wait, stop a unit while the device is running, or throw: each of these ends the
+/// process. A notice may end its own subscription and release the last reference to the host.
 class ORVANE_EXPORT RunControl {
  public:
   virtual ~RunControl() = default;
 
-  /// Ends the run after exactly `frames` hardware frames, counted since the host was made; the last slice is shortened
-  /// if needed. With a limit, silence follows a microphone file that ends earlier. 0, the default, is no limit. Call it
-  /// before the device starts.
+  /// Makes the run end after exactly `frames` hardware frames, counted since the host was created; the last slice
+  /// (block of one device callback) is shortened if necessary. If the simulated microphone's file ends before the
+  /// limit, the input is silent from there on. 0, the default, means no limit. Must be called before the device starts.
   virtual void endAfterFrames(std::uint64_t frames) = 0;
 
-  /// Calls `notice` each time the device ends by itself (`DeviceReport::deviceEnd`), also soon after this call if it
-  /// already has. `notice` must not be empty.
+  /// Subscribes `notice`, which is called each time the device ends by itself (see `DeviceReport::deviceEnd`). If the
+  /// device has already ended, `notice` is called soon after this call. `notice` must not be empty.
   virtual Subscription onDeviceEnd(std::function<void()> notice) = 0;
-  /// Calls `notice` once, after the first write failure (`FileReport::writeFailure`), also soon after this call if one
-  /// already occurred. `notice` must not be empty.
+  /// Subscribes `notice`, which is called once, after the first write failure (see `FileReport::writeFailure`). If a
+  /// write has already failed, `notice` is called soon after this call. `notice` must not be empty.
   virtual Subscription onWriteFailure(std::function<void()> notice) = 0;
 };
 

@@ -11,11 +11,11 @@
 
 namespace orvane::platform {
 
-/// Makes workers and waiters on one clock. The library starts threads and waits only through it. Thread-safe; not
-/// real-time safe, except for what `clock()` returns.
+/// The service for threads and waiting: creates workers and waiters that share one clock. The library starts threads
+/// and waits only through the scheduler. Thread-safe. Not real-time safe, except for the clock that `clock()` returns.
 ///
-/// At real pace each worker is a thread. At fast pace all workers share one thread, and the clock jumps to the due time
-/// of the next task; tasks run only while a caller waits.
+/// At real pace each worker is a thread. At fast pace (simulated time, faster than real time) all workers share one
+/// thread, and the clock jumps to the due time of the next task; tasks run only while a caller waits.
 class ORVANE_EXPORT Scheduler {
  public:
   /// Scheduling of a worker's thread at real pace; ignored at fast pace.
@@ -28,10 +28,10 @@ class ORVANE_EXPORT Scheduler {
 
   /// Returns the host clock, which lives as long as the scheduler.
   virtual const Clock& clock() const = 0;
-  /// Makes a worker. Debuggers show the first fifteen bytes of `name`. The scheduler must outlive the worker. At real
-  /// pace, throws `std::system_error` if no thread can be started.
+  /// Creates a worker. At real pace the first fifteen bytes of `name` name its thread, as shown by debuggers. The
+  /// scheduler must outlive the worker. At real pace, throws `std::system_error` if no thread can be started.
   virtual std::unique_ptr<Worker> makeWorker(const std::string& name, Priority priority = Priority::ordinary) = 0;
-  /// Makes a waiter without signals.
+  /// Creates a waiter with a count of 0 signals.
   virtual std::unique_ptr<Waiter> makeWaiter() = 0;
 };
 

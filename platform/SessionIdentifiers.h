@@ -4,14 +4,14 @@
 // The platform's identifiers of session categories and modes, for `PlatformSession`. `OVSession` also accepts short
 // names.
 
-/// Session categories. A category decides which sides of the device its units may use and which options it accepts
-/// (`platform::session_option`):
+/// Identifiers of session categories. A category decides which sides of the device the session's units may use, and
+/// which options (`platform::session_option`) the session accepts:
 ///
 /// - input and output: play-and-record, multi-route, voice-command, phone-call, tty-call;
 /// - input only: record;
 /// - output only: all others.
 ///
-/// The output of every category but solo-ambient mixes with that of other sessions.
+/// The output of every category except solo-ambient mixes with that of other sessions.
 namespace orvane::platform::category {
 
 inline constexpr char ambient[] = "orvane.category.ambient";
@@ -36,7 +36,7 @@ inline constexpr char waterEjection[] = "orvane.category.water-ejection";
 
 }  // namespace orvane::platform::category
 
-/// Session modes. Every category accepts every mode; the simulated device behaves the same in all.
+/// Identifiers of session modes. Every category accepts every mode; the simulated device behaves the same in all modes.
 namespace orvane::platform::mode {
 
 inline constexpr char defaultMode[] = "orvane.mode.default";

@@ -12,7 +12,7 @@ namespace orvane::platform {
 /// list.
 using Status = std::int32_t;
 
-/// The statuses that have a name.
+/// Named values of `Status`.
 namespace status {
 
 inline constexpr Status success = 0;

@@ -5,17 +5,17 @@
 
 namespace orvane::platform {
 
-/// The format of an audio stream's data. A plain record; nothing checks that the fields agree.
+/// The format of an audio stream's data. A plain record; the fields are not checked for consistency.
 struct StreamDescription {
   double sampleRate = 0;               ///< Hertz.
   std::uint32_t formatID = 0;          ///< A four-character code such as `linearPcmFormatID`.
   std::uint32_t formatFlags = 0;       ///< Bits whose meaning depends on `formatID`; `format_flag` for linear PCM.
-  std::uint32_t bytesPerPacket = 0;    ///< Of one buffer, which holds one channel if channels are not interleaved.
+  std::uint32_t bytesPerPacket = 0;    ///< In one buffer; a buffer holds one channel if channels are not interleaved.
   std::uint32_t framesPerPacket = 0;   ///< 1 for linear PCM.
-  std::uint32_t bytesPerFrame = 0;     ///< Of one buffer, as `bytesPerPacket`.
+  std::uint32_t bytesPerFrame = 0;     ///< In one buffer, like `bytesPerPacket`.
   std::uint32_t channelsPerFrame = 0;  ///< Channel count.
   std::uint32_t bitsPerChannel = 0;    ///< Bits of one sample.
-  std::uint32_t reserved = 0;          ///< 0.
+  std::uint32_t reserved = 0;          ///< Must be 0.
 
   bool operator==(const StreamDescription&) const = default;
 };
@@ -26,14 +26,16 @@ inline constexpr std::uint32_t linearPcmFormatID = 0x6C70636D;
 /// Bits of `StreamDescription::formatFlags` for linear PCM.
 namespace format_flag {
 
-inline constexpr std::uint32_t isFloat = 0x1;          ///< Floating-point samples; clear for integers.
-inline constexpr std::uint32_t bigEndian = 0x2;        ///< Most significant byte first.
-inline constexpr std::uint32_t signedInteger = 0x4;    ///< Signed integers; clear for unsigned ones.
-inline constexpr std::uint32_t packed = 0x8;           ///< Samples fill all bits of their bytes.
-inline constexpr std::uint32_t alignedHigh = 0x10;     ///< Samples that are not packed are in the high bits.
-inline constexpr std::uint32_t nonInterleaved = 0x20;  ///< One buffer a channel.
+inline constexpr std::uint32_t isFloat = 0x1;        ///< Floating-point samples; clear for integers.
+inline constexpr std::uint32_t bigEndian = 0x2;      ///< Most significant byte first.
+inline constexpr std::uint32_t signedInteger = 0x4;  ///< Signed integers; clear for unsigned ones.
+inline constexpr std::uint32_t packed = 0x8;         ///< Samples fill all bits of their bytes.
+inline constexpr std::uint32_t alignedHigh =
+    0x10;  ///< Samples that are not packed occupy the high bits of their bytes.
+inline constexpr std::uint32_t nonInterleaved = 0x20;  ///< Each channel has its own buffer.
 inline constexpr std::uint32_t nonMixable = 0x40;      ///< The stream cannot be mixed with others.
-inline constexpr std::uint32_t allClear = 0x80000000;  ///< Means "no flag" where 0 means "any flags".
+inline constexpr std::uint32_t allClear =
+    0x80000000;  ///< Requests a format without flags in places where 0 accepts any flags.
 
 }  // namespace format_flag
 

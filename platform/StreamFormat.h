@@ -10,26 +10,26 @@
 
 namespace orvane::platform {
 
-/// A stream description with an optional channel layout. A plain value. Not real-time safe, except `sampleRate`,
-/// `channelCount`, `isInterleaved`, `description` and `layout`. Any description is accepted, also an inconsistent one.
+/// A stream description with an optional channel layout. A plain value. Any description is accepted, even an
+/// inconsistent one. Only `sampleRate`, `channelCount`, `isInterleaved`, `description` and `layout` are real-time safe.
 class ORVANE_EXPORT StreamFormat {
  public:
   /// The common sample formats; see `common`.
   enum class Common { none = 0, float32 = 1, float64 = 2, int16 = 3, int32 = 4 };
 
-  /// Makes a format whose description is all 0, without a layout.
+  /// Creates a format without a layout whose description has only zero fields.
   StreamFormat() = default;
-  /// Wraps a description. For 3 to 1024 channels the layout is "discrete, in order", with labels from 1 on; for other
-  /// channel counts there is none.
+  /// Creates a format from a description. For 3 to 1024 channels the layout has the tag
+  /// `ChannelLayout::discreteInOrder` and the labels 1, 2, ...; for other channel counts there is no layout.
   explicit StreamFormat(const StreamDescription& description);
-  /// Wraps a description with a given layout, which is not checked against the channel count.
+  /// Creates a format from a description and a layout, which is not checked against the channel count.
   StreamFormat(const StreamDescription& description, ChannelLayout layout);
 
-  /// Makes the format in which units exchange samples: packed 32-bit float linear PCM in native byte order, one buffer
-  /// a channel. The rate is in hertz.
+  /// Returns the format in which units exchange samples: packed 32-bit float linear PCM in native byte order, one
+  /// buffer per channel. `sampleRate` is in hertz.
   static StreamFormat standard(double sampleRate, std::uint32_t channelCount);
-  /// Makes packed linear PCM in native byte order. The rate is in hertz; `bitsPerChannel` is a multiple of 8; `kind` is
-  /// `format_flag::isFloat`, `format_flag::signedInteger` or 0 for unsigned integers.
+  /// Returns a packed linear PCM format in native byte order. `sampleRate` is in hertz; `bitsPerChannel` must be a
+  /// multiple of 8; `kind` must be `format_flag::isFloat`, `format_flag::signedInteger`, or 0 for unsigned integers.
   static StreamFormat linearPcm(double sampleRate, std::uint32_t channelCount, std::uint32_t bitsPerChannel,
                                 std::uint32_t kind, bool interleaved);
 
@@ -39,9 +39,9 @@ class ORVANE_EXPORT StreamFormat {
   const StreamDescription& description() const { return mDescription; }
   const std::optional<ChannelLayout>& layout() const { return mLayout; }
 
-  /// Returns the common format whose description equals this one's in every field: packed linear PCM in native byte
-  /// order, one frame a packet, 32-bit or 64-bit float or 16-bit or 32-bit signed integer, interleaved or not. Returns
-  /// `none` for any other format and for one without channels.
+  /// Returns which common format this is: packed linear PCM in native byte order, one frame per packet, with 32-bit or
+  /// 64-bit float or 16-bit or 32-bit signed integer samples, interleaved or not. All fields of the description must
+  /// match; otherwise, and for 0 channels, returns `none`.
   Common common() const;
 
   bool operator==(const StreamFormat&) const = default;

@@ -6,19 +6,20 @@
 
 namespace orvane::platform {
 
-/// Owns a subscribed notice. Destroying or resetting it ends the notice and waits for a call of it that is in progress,
-/// unless that call is what ends it. Movable; an empty one holds no notice. May outlive the host.
+/// The owner of a subscribed notice (see `RunControl`). Destroying or resetting the subscription unsubscribes the
+/// notice and waits for a call of the notice in progress, except if the notice itself does it. Movable. A
+/// default-constructed subscription is empty. A subscription may outlive the host.
 ///
 /// Not thread-safe: use it from one thread at a time. Not real-time safe.
 class [[nodiscard]] Subscription {
  public:
   Subscription() = default;
-  /// For hosts: destroying `registration` ends the notice.
+  /// Used by hosts: creates a subscription that owns `registration`, whose destructor must unsubscribe the notice.
   explicit Subscription(std::shared_ptr<void> registration) : mRegistration(std::move(registration)) {}
 
-  /// Ends the notice; does nothing if empty.
+  /// Unsubscribes the notice; does nothing if the subscription is empty.
   void reset() { mRegistration.reset(); }
-  /// Whether it holds a notice.
+  /// Returns whether the subscription holds a notice.
   explicit operator bool() const { return mRegistration != nullptr; }
 
  private:

@@ -5,16 +5,17 @@
 
 namespace orvane::platform {
 
-/// Runs a task on a worker when fired. The device callback uses it to wake a worker. Made by `Worker::makeTrigger`.
+/// A trigger makes a worker run a certain task. The device callback uses triggers to wake workers. Created by
+/// `Worker::makeTrigger`.
 ///
-/// Destroying it drops a run that has not begun and waits for one in progress, unless that run is what destroys it. It
-/// may outlive its worker; firing it then does nothing.
+/// Destroying a trigger drops a run of its task that has not begun and waits for one in progress, except if the task
+/// itself destroys the trigger. A trigger may outlive its worker; firing it then does nothing.
 class ORVANE_EXPORT Trigger {
  public:
   virtual ~Trigger() = default;
 
-  /// Runs the task soon. Several calls before the run begins cause one run; a call during the run causes another.
-  /// Thread-safe; real-time safe at both paces.
+  /// Makes the task run soon. Several calls before the run begins cause one run; a call during the run causes another
+  /// run. Thread-safe; real-time safe at both paces.
   virtual void fire() = 0;
 };
 

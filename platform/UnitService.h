@@ -13,99 +13,108 @@
 
 namespace orvane::platform {
 
-/// The time of the first frame that a handler or provider is called for.
+/// The time of the first frame of a call of an input handler or output provider.
 struct RenderTimeStamp {
-  double sampleTime = 0;       ///< Frames at the client's rate since the unit started, missing frames included.
-  std::uint64_t hostTime = 0;  ///< When the slice's first input frame was captured, in nanoseconds on the host clock.
+  double sampleTime = 0;  ///< Frames at the client's rate since the unit started, missing frames included.
+  std::uint64_t hostTime =
+      0;  ///< Capture time of the first input frame of the device callback's block (slice), in nanoseconds.
 };
 
-/// Flags passed through renders, handlers and providers. None is defined; the host passes 0 and ignores changes.
+/// Flags passed to render operations, input handlers and output providers. No flag is defined: the host passes 0 and
+/// ignores changes.
 using RenderActionFlags = std::uint32_t;
 
-/// Supplies the input of a render. Units of this host have their own input and never call it.
+/// A function that supplies the input of a render operation. The host's units capture their own input and never call
+/// it.
 using PullInput = std::function<Status(RenderActionFlags& flags, const RenderTimeStamp& time, std::uint32_t frames,
                                        std::int32_t bus, RenderBufferList& list)>;
 
-/// Renders `frames` frames of captured input into `list`. Call it only inside the unit's input handler or output
-/// provider, with `bus` 1, the frame count that was passed to the handler or provider, and one entry a channel of the
-/// input client format, each with `channels` 1. `pullInput` is ignored and may be null. Real-time safe.
+/// A function that renders `frames` frames of captured input into `list`. Must be called inside the unit's input
+/// handler or output provider, with `bus` 1, with the `frames` of that call, and with one entry in `list` per channel
+/// of the input client format, each with `channels` 1. `pullInput` is ignored and may be null. Real-time safe.
 ///
-/// If an entry's `data` is null, it is set to memory of the unit, to be read only and valid until the handler or
-/// provider returns; otherwise the samples are copied to it, and `byteSize` must be large enough. `byteSize` is set to
-/// the size of the frames.
+/// If an entry's `data` is null, it is set to the unit's own memory, which is read-only for the caller and valid until
+/// the handler or provider returns. Otherwise the samples are copied to `data`, and `byteSize` must be large enough for
+/// them. In both cases `byteSize` is set to the size of the samples.
 ///
-/// Returns `wrongState` outside a handler or provider and for a unit whose input is disabled, `badParameter` for
-/// another bus, frame count, channel count or buffer size, or the status that a scenario injects.
+/// Returns `wrongState` outside a handler or provider and for a unit whose input is disabled, `badParameter` for any
+/// other bus, frame count, channel count or too small a buffer, or a status that a scenario injects.
 using RenderOperation =
     std::function<Status(RenderActionFlags& flags, const RenderTimeStamp& time, std::uint32_t frames, std::int32_t bus,
                          RenderBufferList& list, const PullInput* pullInput)>;
 
-/// Called on the device callback for captured input, with `bus` 1: once a slice if the client's rate is the hardware's,
-/// otherwise any number of times, with 1 to 8192 frames each. Must be real-time safe and must not throw.
+/// A function called on the device callback for captured input, with `bus` 1. If the client format has the hardware's
+/// rate, it is called once per slice (block of one device callback); otherwise any number of times, with 1 to 8192
+/// frames each. It must be real-time safe and must not throw.
 ///
-/// If the rates differ, every call that stops the unit also calls the handler on the caller's thread for the frames
-/// that the rate conversion still holds, after the last call on the device callback and before returning. Calls never
-/// overlap, and each sees the memory writes of the one before it.
+/// If the rates differ, every operation that stops the unit also calls the handler (possibly several times) on the
+/// caller's thread, after the last device callback, with the frames that are still in the rate converter. Calls never
+/// overlap, and each sees the memory writes of the previous one.
 using InputHandler =
     std::function<void(RenderActionFlags& flags, const RenderTimeStamp& time, std::uint32_t frames, std::int32_t bus)>;
 
-/// Called on the device callback to supply output, with `bus` 0: once a slice if the client's rate is the hardware's,
-/// otherwise any number of times, with 1 to 8192 frames each. `list` has one buffer a channel of the output client
-/// format, whose samples the provider must write. If it returns a status other than 0, these frames are silent. Never
-/// called on another thread. Must be real-time safe and must not throw.
+/// A function called on the device callback to supply output, with `bus` 0. If the client format has the hardware's
+/// rate, it is called once per slice (block of one device callback); otherwise any number of times, with 1 to 8192
+/// frames each. `list` has one buffer per channel of the output client format, and the function must write all its
+/// samples. If it returns a status other than 0, the host plays silence for these frames. It must be real-time safe and
+/// must not throw.
 using OutputProvider = std::function<Status(RenderActionFlags& flags, const RenderTimeStamp& time, std::uint32_t frames,
                                             std::int32_t bus, RenderBufferList& list)>;
 
-/// One side of one element of a unit. Has the thread rules of `UnitService`.
+/// The input or output side of one element of a unit (see `UnitWrapper`). The thread rules are those of `UnitService`.
 class ORVANE_EXPORT UnitBus {
  public:
   virtual ~UnitBus() = default;
-  /// Returns the current format. Client formats default to the hardware's formats when the unit was made.
+  /// Returns the current format. The default of a client format is the hardware's format at the time when the unit was
+  /// created.
   virtual StreamFormat format() const = 0;
-  /// Sets a client format: `StreamFormat::standard` with 1 to 64 channels and a rate, in hertz, of at least 1/256 and
-  /// at most 256 times the hardware's. Takes effect at the next start.
+  /// Sets a client format, which must be a `StreamFormat::standard` with 1 to 64 channels and a rate from 1/256 to 256
+  /// times the hardware's. Takes effect at the next start.
   ///
-  /// Returns nothing on success, or an error that leaves the format unchanged: `wrongState` while the unit is running,
-  /// `unsupportedFormat` for any other format and on the hardware's side, or the status that a scenario injects.
+  /// Returns `std::nullopt` on success. Otherwise the format is unchanged and the error's status is `wrongState` while
+  /// the unit is running, `unsupportedFormat` for any other format or for the hardware's side, or a status that a
+  /// scenario injects.
   virtual std::optional<PlatformError> setFormat(const StreamFormat& format) = 0;
 };
 
-/// Gives access to a unit's buses, switches and closures. Has the thread rules of `UnitService`.
+/// The wrapper of a unit, which controls its formats, enabled sides and closures (input handler and output provider).
+/// The thread rules are those of `UnitService`.
 ///
-/// Element 0 plays to the hardware output: its input side is the output client format, its output side the hardware
-/// output. Element 1 captures: its input side is the hardware input, its output side the input client format.
+/// A unit has two elements. Element 0 plays: its input side has the output client format, its output side the
+/// hardware's output format. Element 1 captures: its input side has the hardware's input format, its output side the
+/// input client format.
 class ORVANE_EXPORT UnitWrapper : public Object {
  public:
-  /// The class name for messages.
+  /// The name of this class for use in messages.
   static constexpr char className[] = "UnitWrapper";
 
-  /// Returns the input or output side of an element, 0 or 1; throws `PlatformException` for another index. The bus
+  /// Return the input and output side of an element, which must be 0 or 1; otherwise throw `PlatformException`. The bus
   /// lives as long as the wrapper.
   virtual UnitBus& inputBus(std::uint32_t element) = 0;
   virtual UnitBus& outputBus(std::uint32_t element) = 0;
 
-  /// Enables a side. Default: input disabled, output enabled. Takes effect at the next start. A unit without an output
-  /// provider plays nothing, even if output is enabled.
+  /// Enable or disable the input and output side of the unit. By default input is disabled and output enabled. Take
+  /// effect at the next start. A unit without an output provider plays nothing, even if output is enabled.
   virtual void setInputEnabled(bool enabled) = 0;
   virtual void setOutputEnabled(bool enabled) = 0;
 
-  /// Replaces a closure; an empty one, the default, removes it. Once this returns, the old one is not called again. A
-  /// running unit is stopped and started again, and misses the slices in between; if it cannot start again, an error is
-  /// logged. Does nothing after `invalidate`.
+  /// Replace the input handler or output provider; an empty function, the default, removes it. The old function is not
+  /// called after the operation has returned. A running unit is stopped and started again and misses the slices in
+  /// between; if it cannot start again, an error is logged. After `invalidate` these operations do nothing.
   virtual void setInputHandler(InputHandler handler) = 0;
   virtual void setOutputProvider(OutputProvider provider) = 0;
 
-  /// Returns the unit's render operation. Copies of it stay callable; after the unit was disposed they return
+  /// Returns the unit's render operation. Copies remain callable after the unit was disposed and then return
   /// `wrongState`.
   virtual RenderOperation renderOperation() = 0;
 
-  /// Stops the unit and removes its closures. Later calls that set closures do nothing. Call it before disposing the
-  /// instance.
+  /// Stops the unit, removes its closures, and makes later calls that set closures do nothing. Should be called before
+  /// disposing the unit.
   virtual void invalidate() = 0;
 };
 
-/// Criteria for `UnitService::findComponent`. The defaults describe the host's I/O unit. The codes are four characters,
-/// the first in the most significant byte.
+/// Criteria for `UnitService::findComponent`. The defaults describe the host's I/O unit. The codes consist of four
+/// characters, the first in the most significant byte.
 struct UnitDescription {
   static constexpr std::uint32_t outputType = 0x61756F75;            ///< 'auou'
   static constexpr std::uint32_t defaultSubType = 0x72696F63;        ///< 'rioc'
@@ -114,77 +123,84 @@ struct UnitDescription {
   std::uint32_t type = outputType;
   std::uint32_t subType = defaultSubType;
   std::uint32_t manufacturer = platformManufacturer;
-  std::uint32_t flags = 0;      ///< Required flags; the I/O unit has none.
+  std::uint32_t flags = 0;      ///< Required values of the flags in `flagsMask`; all flags of the I/O unit are 0.
   std::uint32_t flagsMask = 0;  ///< The bits of `flags` to compare; 0 accepts any flags.
 
   bool operator==(const UnitDescription&) const = default;
 };
 
-/// Identifies a kind of unit; 0 is none.
+/// Identifies a kind of unit that can be created; `none` (0) is no kind.
 enum class UnitComponent : std::uint32_t { none = 0 };
 
-/// Identifies a unit; 0 is none.
+/// Identifies a unit; `none` (0) is no unit.
 enum class UnitInstance : std::uint32_t { none = 0 };
 
 /// Properties for `UnitService::setProperty`.
 enum class UnitProperty : std::uint32_t {
-  sessionIdentifier = 1,  ///< `PlatformSession::identifier` of the session to bind; global scope, element 0, 4 bytes.
+  sessionIdentifier = 1,  ///< The session to bind (`PlatformSession::identifier`, 4 bytes); global scope, element 0.
 };
 /// The part of a unit that a property belongs to.
 enum class UnitScope : std::uint32_t { global = 0, input = 1, output = 2 };
 
-/// Latency added by client-format conversion, in hardware frames. Constant from start to stop; 0 at the hardware's
-/// rate.
+/// Latency added by the conversion to and from the client formats, in hardware frames. It is constant from start to
+/// stop, and 0 if the client format has the hardware's rate.
 struct UnitLatency {
-  std::uint32_t input = 0;   ///< Delay of captured input at the input handler.
-  std::uint32_t output = 0;  ///< Lead of the output provider over the hardware.
+  std::uint32_t input = 0;   ///< Delay of captured frames until they reach the input handler.
+  std::uint32_t output = 0;  ///< Time by which the output provider is called before its frames are played.
 };
 
-/// Makes and controls I/O units, each a duplex stream to the audio device.
+/// The unit service: creates and controls I/O units. An I/O unit is a duplex stream between a client and the audio
+/// device.
 ///
-/// A unit is created, initialised, started and stopped any number of times, and disposed. Stopping may call the input
-/// handler on the caller's thread, see `InputHandler`.
+/// A unit is created, initialised, started and stopped any number of times, and finally disposed. Stopping may call the
+/// input handler on the caller's thread, see `InputHandler`.
 ///
-/// Thread-safe across units; calls on one unit must not overlap. Not real-time safe. `initialize`, `start` and `stop`
-/// on the device callback, and starting or stopping a unit inside a worker's task while the device is running, end the
-/// process with a message.
+/// Different units may be used on different threads at the same time; calls on one unit must not overlap. Not real-time
+/// safe. Calling `initialize`, `start` or `stop` on the device callback, or starting or stopping a unit inside a
+/// worker's task while the device is running, ends the process with a message.
 ///
 /// Operations on a unit return `badParameter` for an unknown instance. Every operation except `isRunning`, `latency`
-/// and `dispose` may fail with a refusal that a scenario injects. Those refusals and those of `initialize`, `start` and
-/// setting a client format are logged and kept as `DeviceReport::lastRefusal`.
+/// and `dispose` may fail with a status that a scenario (the simulated device's script of faults) injects. Those
+/// failures, and failures of `initialize`, `start` and `UnitBus::setFormat`, are logged, and
+/// `DeviceReport::lastRefusal` returns the last of them.
 class ORVANE_EXPORT UnitService {
  public:
   virtual ~UnitService() = default;
 
-  /// Returns the component that fits the description; `none` if there is none or the host has no audio device.
+  /// Returns the component that matches the description, or `none` if no component matches or the host has no audio
+  /// device.
   virtual UnitComponent findComponent(const UnitDescription& description) = 0;
-  /// Creates a unit and sets `instance`. Returns `badParameter` for an unknown component. On failure there is no
-  /// instance, whatever `instance` holds.
+  /// Creates a unit and sets `instance` to it. Returns `badParameter` for an unknown component. On failure no unit is
+  /// created, and the value of `instance` is unspecified.
   virtual Status createInstance(UnitComponent component, UnitInstance& instance) = 0;
-  /// Returns a wrapper of the instance; null for an unknown instance.
+  /// Returns a wrapper of the unit, or null for an unknown instance.
   virtual std::shared_ptr<UnitWrapper> wrap(UnitInstance instance) = 0;
-  /// Initialises the unit; `start` requires it. A second call checks again. Returns `noDevice` if there is no device or
-  /// the hardware lacks an enabled side, `noInput` or `noOutput` if the category of the bound session lacks one, and
-  /// the device's failure if it is known to be unable to start: `deviceLost`, `serverLost`, `invalidFile`, `ioFailure`.
+  /// Initialises the unit, which must be done before `start`; a second call repeats the checks. Returns `noDevice` if
+  /// there is no device or the hardware has no such side as the unit has enabled, `noInput` or `noOutput` if the bound
+  /// session's category has no such side, and `deviceLost`, `serverLost`, `invalidFile` or `ioFailure` if the device is
+  /// already known to be unable to start.
   virtual Status initialize(UnitInstance instance) = 0;
-  /// Starts the unit; stops it first if it is running. Output starts only with an output provider. Returns `wrongState`
-  /// if the unit is not initialised, `noDevice` if the hardware reports no sample rate, `unsupportedFormat` or
-  /// `ioFailure` if the rates cannot be converted or memory is lacking, and what `initialize` and opening the speaker's
-  /// file (`ConvertingFile::create`) return.
+  /// Starts the unit, stopping it first if it is running. Output starts only if there is an output provider. Returns
+  /// `wrongState` if the unit is not initialised, `noDevice` if the hardware reports no sample rate,
+  /// `unsupportedFormat` if the rates cannot be converted, `ioFailure` if memory is exhausted, and the statuses of
+  /// `initialize` and of opening the speaker's file (those of `ConvertingFile::create`).
   virtual Status start(UnitInstance instance) = 0;
-  /// Stops the unit; no closure is called after it has returned. Succeeds if the unit is not running.
+  /// Stops the unit. No closure is called after `stop` has returned. Succeeds without effect if the unit is not
+  /// running.
   virtual Status stop(UnitInstance instance) = 0;
-  /// Whether the unit was started and not stopped; false for an unknown instance. Also true after the device has ended
-  /// by itself, see `DeviceReport::deviceEnd`. Thread-safe.
+  /// Returns whether the unit was started and not stopped; returns false for an unknown instance. Remains true after
+  /// the device has ended by itself (see `DeviceReport::deviceEnd`). Thread-safe.
   virtual bool isRunning(UnitInstance instance) const = 0;
-  /// Returns the latency of the unit's last start; 0 before it and for an unknown instance. Thread-safe.
+  /// Returns the latency determined by the unit's last start, or 0 before the first start and for an unknown instance.
+  /// Thread-safe.
   virtual UnitLatency latency(UnitInstance instance) const = 0;
-  /// Sets a property from `byteSize` bytes at `data`. Returns `badParameter` for an unknown property, a scope, element
-  /// or size other than the property's, or null `data`, and `unknownSession` if no session has the identifier; the unit
-  /// then keeps its binding. A unit without a session may use every side of the hardware. Checked at the next start.
+  /// Sets a property to the `byteSize` bytes at `data`. Returns `badParameter` for an unknown property, a scope,
+  /// element or size other than that of the property, or null `data`. Returns `unknownSession`, and keeps the current
+  /// session, if no session has the identifier. A unit without a session may use every side of the hardware; the
+  /// session's category is checked at the next `initialize` or `start`.
   virtual Status setProperty(UnitInstance instance, UnitProperty property, UnitScope scope, std::uint32_t element,
                              const void* data, std::uint32_t byteSize) = 0;
-  /// Stops and destroys the unit; no closure is called after it has returned. Ignores an unknown instance.
+  /// Stops and destroys the unit. No closure is called after `dispose` has returned. Ignores an unknown instance.
   virtual void dispose(UnitInstance instance) = 0;
 };
 

@@ -49,7 +49,7 @@ std::string dataText(const Value::Data& data) {
   return result + ">";
 }
 
-/// Calls `use` with each direct child of this value.
+/// Calls `use` with each direct child (array item or dictionary value) of `value`.
 template <typename AnyValue, typename Use>
 void forEachChild(AnyValue& value, const Use& use) {
   if (auto* array = value.template as<Value::Array>()) {
@@ -68,7 +68,8 @@ bool hasChildren(const Value& value) {
 template <typename First, typename Second>
 using PairsToVisit = std::vector<std::pair<First*, Second*>>;
 
-/// Whether two arrays or dictionaries have the same length and keys; adds their children to `pending`.
+/// Returns whether two arrays or dictionaries have the same length and keys, and appends the pairs of their children to
+/// `pending`.
 template <typename Container>
 bool compareOuter(const Container& one, const Container& other, PairsToVisit<const Value, const Value>& pending) {
   if (one.size() != other.size()) return false;
@@ -149,7 +150,7 @@ Value::~Value() {
   }
 }
 
-// Through a temporary, because the assigned value may be part of this one.
+// Copies into a temporary first, because `other` may be part of this value.
 Value& Value::operator=(const Value& other) {
   return *this = Value(other);
 }

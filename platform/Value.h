@@ -15,19 +15,19 @@
 
 namespace orvane::platform {
 
-/// An integer type of up to 64 bits, except `bool` and the character types.
+/// Any integer type of up to 64 bits, except `bool` and the character types.
 template <typename Number>
 concept PlainInteger = std::integral<Number> && sizeof(Number) <= sizeof(std::int64_t) && !std::same_as<Number, bool> &&
                        !std::same_as<Number, char> && !std::same_as<Number, wchar_t> &&
                        !std::same_as<Number, char8_t> && !std::same_as<Number, char16_t> &&
                        !std::same_as<Number, char32_t>;
 
-/// A generic value for JSON objects, numbers of unspecified type and property dictionaries: null, a boolean, an
-/// integer, a float, text, data, an array or a dictionary.
+/// A generic value, used for JSON, for property dictionaries, and for numbers that may be integer or float. It holds
+/// null, a boolean, an integer, a float, text, binary data, an array or a dictionary.
 ///
-/// A plain value: copies are deep. A dictionary keeps the order in which its keys were set. Values may be nested to any
-/// depth; copying, comparing and destroying them do not recurse. Text is not checked; `Json::write` requires UTF-8. Not
-/// real-time safe.
+/// Has value semantics: copies are deep. A dictionary keeps the order in which its keys were set. Values may be nested
+/// to any depth; copying, comparing and destroying them do not recurse. Text is not checked, but `Json::write` requires
+/// UTF-8. Not real-time safe.
 class ORVANE_EXPORT Value {
  public:
   struct Member;
@@ -35,7 +35,7 @@ class ORVANE_EXPORT Value {
   using Array = std::vector<Value>;
   using Dictionary = std::vector<Member>;
 
-  /// Nesting limit of arrays and dictionaries for `Json` and `description`.
+  /// The maximum nesting depth of arrays and dictionaries that `Json` and `description` support.
   static constexpr int maxLevels = 64;
 
   Value(const Value& other);
@@ -50,7 +50,7 @@ class ORVANE_EXPORT Value {
   Value(Flag value) : Value(FromFlag{value}) {}
   template <std::floating_point Number>
   requires(sizeof(Number) <= sizeof(double)) Value(Number value) : Value(FromFloat{value}) {}
-  /// Stored as `std::int64_t`, or as `std::uint64_t` if it exceeds that range.
+  /// Stores the integer as `std::int64_t`, or as `std::uint64_t` if it is too large for that.
   template <PlainInteger Number>
   Value(Number value) : Value(FromInteger{static_cast<std::uint64_t>(value), value < Number{}}) {}
   Value(const char* text);  ///< Zero-terminated text; a null pointer gives null.
@@ -58,16 +58,17 @@ class ORVANE_EXPORT Value {
   Value(std::string_view text);
   Value(Data data);
   Value(Array array);
-  /// If a key occurs several times, the last value is kept, at the position of the first.
+  /// Stores a dictionary. If a key occurs several times, keeps its last value, at the position of its first.
   Value(Dictionary dictionary);
 
-  /// Makes a dictionary with these members in this order; repeated keys are treated as above.
+  /// Returns a dictionary with these members in this order. If a key occurs several times, keeps its last value, at the
+  /// position of its first.
   static Value dictionary(std::initializer_list<std::pair<std::string_view, Value>> members = {});
 
   bool isNull() const { return std::holds_alternative<std::monostate>(mContent); }
-  /// Returns the content as `Kind`, one of `bool`, `std::int64_t`, `std::uint64_t`, `double`, `std::string`, `Data`,
-  /// `Array` and `Dictionary`; a null pointer if the content is of another kind. Callers that add members to a
-  /// dictionary through it must keep the keys unique.
+  /// Returns a pointer to the content if its type is `Kind`, otherwise null. `Kind` is one of `bool`, `std::int64_t`,
+  /// `std::uint64_t`, `double`, `std::string`, `Data`, `Array` and `Dictionary`. Callers that add members to a
+  /// dictionary through this pointer must keep the keys unique.
   template <typename Kind>
   const Kind* as() const {
     return std::get_if<Kind>(&mContent);
@@ -77,19 +78,19 @@ class ORVANE_EXPORT Value {
     return std::get_if<Kind>(&mContent);
   }
 
-  /// Returns the value at `key`; a null pointer if the key is missing or this is not a dictionary. The pointer is valid
-  /// until the dictionary changes.
+  /// Returns a pointer to the value of `key`, or null if the key is missing or this value is not a dictionary. The
+  /// pointer is valid until the dictionary changes.
   const Value* find(std::string_view key) const;
-  /// Sets `key` in a dictionary, in place if it exists, else at the end, and returns this value. Null becomes a
-  /// dictionary first. Throws `PlatformException` for any other kind.
+  /// Sets the value of `key` in this dictionary, appending the key if it is missing, and returns `*this`. If this value
+  /// is null, it becomes a dictionary. Throws `PlatformException` if this value is of any other kind.
   Value& set(std::string_view key, Value value);
 
-  /// Returns readable text similar to JSON, without quotation marks. Data appears as "<00 11 FF>", null as "(null)",
-  /// and an array or dictionary nested inside `maxLevels` others as "…".
+  /// Returns a text for messages that resembles JSON without quotation marks. Data appears as "<00 11 FF>", null as
+  /// "(null)", and an array or dictionary nested inside `maxLevels` others as "…".
   std::string description() const;
 
-  /// Compares kind and content; dictionaries also compare the order of their keys. Integers compare by value, signed or
-  /// unsigned. An integer never equals a float.
+  /// Returns whether two values have the same kind and content; in dictionaries the order of keys must be the same.
+  /// Signed and unsigned integers are compared by value. An integer never equals a float.
   bool operator==(const Value& other) const;
 
  private:
@@ -111,7 +112,7 @@ class ORVANE_EXPORT Value {
       mContent;
 };
 
-/// A key and its value in a dictionary.
+/// A member of a dictionary: a key and its value.
 struct Value::Member {
   std::string key;
   Value value;

@@ -12,80 +12,81 @@
 
 namespace orvane::backend {
 
-/// The format of a device's hardware, and the limits of all devices.
+/// The format of an audio device's hardware, and limits that apply to every device.
 struct DeviceFormat {
   double sampleRate = 0;          ///< Hertz; 0 if the hardware reports none.
   std::uint32_t inputs = 0;       ///< Input channels; 0 if there is no input.
   std::uint32_t outputs = 0;      ///< Output channels; 0 if there is no output.
-  std::uint32_t sliceFrames = 0;  ///< Usual frames per slice; single slices may differ.
+  std::uint32_t sliceFrames = 0;  ///< Usual frames per slice (callback block); individual slices may differ.
 
-  /// Maximum frames per slice.
+  /// The maximum number of frames per slice.
   static constexpr std::uint32_t maxSliceFrames = 8192;
-  /// Maximum channels per side.
+  /// The maximum number of channels per side (input or output).
   static constexpr std::uint32_t maxChannels = 64;
-  /// Alignment of each plane, in bytes.
+  /// The alignment of each plane (the samples of one channel), in bytes.
   static constexpr std::size_t planeAlignment = 16;
 
-  /// The format of each side, as units exchange samples.
+  /// Return the format of each side, in the form in which units exchange samples.
   platform::StreamFormat inputFormat() const { return platform::StreamFormat::standard(sampleRate, inputs); }
   platform::StreamFormat outputFormat() const { return platform::StreamFormat::standard(sampleRate, outputs); }
 
   bool operator==(const DeviceFormat&) const = default;
 };
 
-/// One slice of duplex audio: one plane of 32-bit float samples for each channel of the format that the device was
-/// started with, aligned to `DeviceFormat::planeAlignment`. Valid during the callback.
+/// A slice: the block of input and output audio of one device callback. It has one plane (array) of 32-bit float
+/// samples for each channel of the format with which the device was started, aligned to `DeviceFormat::planeAlignment`.
+/// Valid during the callback.
 struct DeviceSlice {
   platform::HostTime time{};        ///< Capture time of the first input frame.
   std::uint64_t missingFrames = 0;  ///< Frames that the device lost between the previous slice and this one.
   std::uint32_t frames = 0;         ///< 1 to `DeviceFormat::maxSliceFrames`.
   std::span<const float* const> inputs;
-  std::span<float* const> outputs;  ///< To be filled; uninitialised.
+  std::span<float* const> outputs;  ///< Uninitialised; the callback fills them.
 };
 
-/// Receives a device's slices and events; implemented by the host. `deviceSlice` is called on the device callback, the
-/// other operations on any other thread.
+/// The receiver of a device's slices and events; implemented by the host. `deviceSlice` is called on the device's
+/// real-time thread, the other operations on any other thread.
 class DeviceCallback {
  public:
   virtual ~DeviceCallback() = default;
-  /// Processes a slice: reads the inputs and fills the outputs. Returns the number of frames that belong to the run:
-  /// fewer than the slice's in its last slice, 0 after that; the remaining output frames are silent. A slice that does
-  /// not fit the format ends the run with `badSlice`. Real-time safe.
+  /// Processes a slice: reads the inputs and fills the outputs. Returns how many of the slice's frames belong to the
+  /// run: all of them, fewer in the last slice of the run, and 0 after it; the remaining output frames are silent. A
+  /// slice that does not match the format ends the run with `badSlice`. Real-time safe.
   virtual std::uint32_t deviceSlice(const DeviceSlice& slice) = 0;
-  /// Reports an interruption: no slice will arrive before `until`. The next slice has the number of missing frames.
+  /// Reports an interruption: no slice will arrive before `until`. The next slice states the number of missing frames.
   virtual void deviceInterrupted(platform::HostTime until) = 0;
-  /// Reports that the input has ended, as a file does. Returns true if the device is to continue with silence, false if
-  /// it is to end with its last frames.
+  /// Reports that the input has ended, because the microphone is a file, for example. Returns true if the device must
+  /// continue with silent input, false if the run must end with the last input frames.
   virtual bool inputEnded() = 0;
-  /// Reports that the device ended by itself and delivers no more slices. `failure` is given with `DeviceEnd::failed`
-  /// only. May be called inside `AudioDevice::start`.
+  /// Reports that the device ended by itself and delivers no more slices. `failure` is set only if `end` is
+  /// `DeviceEnd::failed`. May be called inside `AudioDevice::start`.
   virtual void deviceEnded(platform::DeviceEnd end, std::optional<platform::Failure> failure) = 0;
   /// Reports that `AudioDevice::format` has changed. The device has stopped calling back; the host starts it again.
   virtual void deviceChanged() = 0;
 };
 
-/// An audio device; implemented by a back end. `start`, `stop` and `useInput` are called by one thread at a time, never
-/// on the callback; the other operations are thread-safe. Not real-time safe.
+/// An audio device; implemented by a back end. `start`, `stop` and `useInput` must be called by one thread at a time
+/// and never on the device callback; the other operations are thread-safe. Not real-time safe.
 class AudioDevice {
  public:
   virtual ~AudioDevice() = default;
 
-  /// Returns the format, which is constant from start to stop except for a change reported by `deviceChanged`.
+  /// Returns the format. From start to stop it changes only if the device also calls `DeviceCallback::deviceChanged`.
   virtual DeviceFormat format() const = 0;
-  /// Returns the reason if it is known that the device cannot be started: `deviceLost`, `serverLost`, `invalidFile` or
-  /// `ioFailure`. Otherwise nothing.
+  /// Returns the reason why the device cannot be started (`deviceLost`, `serverLost`, `invalidFile` or `ioFailure`), or
+  /// `std::nullopt` if no reason is known.
   virtual std::optional<platform::Failure> whyUnavailable() const = 0;
 
-  /// Starts calling `callback`, which must live until `stop`; calls do not overlap. May block for long. Returns nothing
-  /// on success, otherwise the reason: `noDevice`, what `whyUnavailable` returns, or the failure of a file of the
-  /// device.
+  /// Starts calling `callback`, which must live until `stop`; calls of `deviceSlice` do not overlap. May block for a
+  /// long time. Returns `std::nullopt` on success. Otherwise returns `noDevice`, the failure that `whyUnavailable`
+  /// returns, or the failure to open one of the device's own files.
   virtual std::optional<platform::Failure> start(DeviceCallback& callback) = 0;
-  /// Stops calling back. When it returns, no callback is running and the device's own files are up to date. Succeeds if
-  /// the device is not running.
+  /// Stops the device. When `stop` returns, no callback is running and the device's own files are up to date. Does
+  /// nothing if the device is not running.
   virtual void stop() = 0;
 
-  /// Sets whether a client uses the input; may be called before the start and while the device is running. Default:
-  /// false. A device that loses its input fails if the input is used, and otherwise continues with silent input.
+  /// Sets whether any client uses the input; the default is false. May be called before the start and while the device
+  /// is running. A device that loses its input fails if the input is used, and otherwise continues with silent input.
   virtual void useInput(bool taken) = 0;
 };
 

@@ -9,7 +9,7 @@
 
 namespace orvane::backend {
 
-/// A back end: an audio device, a MIDI transport, or both on one clock. A null part means that the host has no such
+/// A back end: an audio device, a MIDI transport, or both on one clock. A null pointer means that the host has no such
 /// device.
 struct Backend {
   std::string hostName;  ///< "simulated" or "pipewire".

@@ -3,7 +3,7 @@
 
 namespace orvane::backend {
 
-/// A MIDI connection; implemented by a back end. No operations yet.
+/// A MIDI connection; implemented by a back end. This interface has no operations yet.
 class MidiTransport {
  public:
   virtual ~MidiTransport() = default;
