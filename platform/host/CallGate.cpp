@@ -7,7 +7,8 @@ namespace orvane::host {
 
 namespace {
 
-/// Never destroyed; filled during static initialisation, in any order.
+/// Returns the list of registered calls, which is filled during static initialisation, in any order, and never
+/// destroyed.
 std::vector<const GatedCall*>& listedCalls() {
   static std::vector<const GatedCall*>& calls = *new std::vector<const GatedCall*>();
   return calls;

@@ -16,8 +16,8 @@ struct Hooks {
   std::mutex mutex;
   std::condition_variable workEnded;
   std::deque<std::pair<const void*, std::function<void()>>> works;
-  const void* running = nullptr;  ///< The owner of the work that runs.
-  std::thread::id exiting;        ///< The thread that ends the process.
+  const void* running = nullptr;  ///< The owner of the function that is running.
+  std::thread::id exiting;        ///< The thread that runs the functions at exit.
 };
 
 void runAtExit(Hooks& hooks) {
@@ -27,7 +27,8 @@ void runAtExit(Hooks& hooks) {
     const auto [owner, work] = std::move(hooks.works.front());
     hooks.works.pop_front();
     hooks.running = owner;
-    // Unlocked: the work takes locks under which other threads add and remove work.
+    // The mutex is unlocked here, because `work` locks mutexes that other threads hold while they call `add` or
+    // `remove`.
     lock.unlock();
     work();
     lock.lock();
@@ -36,7 +37,7 @@ void runAtExit(Hooks& hooks) {
   }
 }
 
-/// Never destroyed, because it is used at exit.
+/// Returns the process's list, which is never destroyed because it is used at exit.
 Hooks& hooks() {
   static Hooks& instance = *[] {
     std::atexit([] { runAtExit(hooks()); });

@@ -5,15 +5,16 @@
 
 namespace orvane::host {
 
-/// Runs work at the end of the process for owners that are still alive, such as completing a file. The process can end
-/// on any thread without unwinding, so owners cannot rely on their destructors. Thread-safe; not real-time safe.
+/// A registry of functions that run at the exit of the process for objects that still exist then, for example to
+/// complete a file. `exit` can be called on any thread and runs no destructors of such objects. Thread-safe; not
+/// real-time safe.
 class ExitHook {
  public:
-  /// Registers `work` to run at exit, in order of registration: the device is stopped before the files that it feeds
-  /// are completed. It does not run if the process is killed or aborts.
+  /// Registers `work` to run at exit. Functions run in order of registration, so the device, which registers first, is
+  /// stopped before the files that it writes to are completed. They do not run if the process is killed or aborts.
   static void add(const void* owner, std::function<void()> work);
-  /// Removes the owner's work, and waits for it if it is running, except on the thread that ends the process. Ignores
-  /// an unknown owner.
+  /// Removes the owner's function, and waits for it if it is running, except on the thread that runs the functions at
+  /// exit. Ignores an unknown owner.
   static void remove(const void* owner);
 };
 

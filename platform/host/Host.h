@@ -9,8 +9,8 @@
 
 namespace orvane::host {
 
-/// Makes the host's services on a back end that was made with the same context. Throws `std::system_error` if no thread
-/// can be started. Not real-time safe.
+/// Creates the services of a host that uses `backend`, which must have been created with the same context. Throws
+/// `std::system_error` if no thread can be started. Not real-time safe.
 platform::Platform makeHost(const std::shared_ptr<HostContext>& context, backend::Backend backend);
 
 }  // namespace orvane::host

@@ -19,30 +19,30 @@
 
 namespace orvane::host {
 
-/// The services shared by all parts of a host and its back end; one object a host. Thread-safe. Real-time safe only
-/// where a member says so.
+/// The services and state shared by all parts of one host and its back end: log, scheduler, call gate, sessions, and
+/// the records for the host's reports. Thread-safe. Members are real-time safe only if their own description says so.
 class HostContext {
  public:
-  /// The scheduler to use: by the clock (`RealPace`), or without waiting (`FastPace`).
+  /// The kind of scheduler: real time (`RealPace`), or simulated time, faster than real time (`FastPace`).
   enum class Pace { real, fast };
 
   explicit HostContext(Pace pace);
   HostContext(const HostContext&) = delete;
   HostContext& operator=(const HostContext&) = delete;
 
-  /// Logs "CALL failed: REASON" as an error, keeps the failure for `lastRefusal`, and returns its status.
+  /// Logs "CALL failed: REASON" as an error, stores the failure for `lastRefusal`, and returns the failure's status.
   platform::Status refuse(platform::Failure failure);
-  /// Asks the gate about a call. Logs and keeps a refusal as `refuse` does and returns its status; nothing if the call
-  /// is allowed. Not for calls on the device callback, which ask `gate` directly.
+  /// Asks the gate whether a scenario refuses `call`. If so, logs and stores the refusal as `refuse` does and returns
+  /// its status; otherwise returns `std::nullopt`. Must not be used on the device callback, which asks `gate` directly.
   std::optional<platform::Status> refusalOf(const GatedCall& call);
-  /// See `platform::DeviceReport::lastRefusal`.
+  /// Returns the last refused call, as `platform::DeviceReport::lastRefusal` does.
   std::optional<platform::Failure> lastRefusal() const { return mRefusals->last(); }
 
-  /// Simulates a full disk while it returns true; asked before each write to a file. Thread-safe. Default: false. Set
-  /// it before the host is used.
+  /// A function that is called before each write to a file; while it returns true, the disk is treated as full. By
+  /// default it returns false. It must be thread-safe and be set before the host is used.
   std::function<bool()> diskIsFull = [] { return false; };
 
-  /// Claims on files that must not be overwritten while the host exists. Set them before the host is used.
+  /// Claims on input files, which must not be overwritten while the host exists. Must be set before the host is used.
   std::vector<std::shared_ptr<const ReadClaim>> inputFiles;
 
   const std::shared_ptr<platform::Log> log;

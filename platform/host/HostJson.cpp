@@ -18,7 +18,8 @@ using platform::Value;
 
 namespace {
 
-/// Returns nothing if the value contains data, which JSON cannot represent, or is nested too deeply.
+/// Converts a value; returns `std::nullopt` if it contains binary data, which JSON cannot represent, or is nested too
+/// deeply.
 std::optional<ordered_json> toJson(const Value& value, int levelsLeft) {
   const bool isContainer = value.as<Value::Array>() != nullptr || value.as<Value::Dictionary>() != nullptr;
   if (isContainer && levelsLeft == 0) return std::nullopt;
@@ -49,16 +50,16 @@ std::optional<ordered_json> toJson(const Value& value, int levelsLeft) {
   return std::nullopt;
 }
 
-/// Throws the exception of `Json::read` for a fault found after reading `consumed` bytes of the text.
+/// Throws the exception of `Json::read` for an error that was found after reading `consumed` bytes of the text.
 [[noreturn]] void throwAt(std::string_view text, std::size_t consumed, const std::string& fault) {
   const std::string_view before = text.substr(0, consumed == 0 ? 0 : consumed - 1);
   const auto line = 1 + std::count(before.begin(), before.end(), '\n');
-  const std::size_t lineStart = before.rfind('\n') + 1;  // 0 where there is none
+  const std::size_t lineStart = before.rfind('\n') + 1;  // 0 if there is no newline
   throw platform::PlatformException("JSONException", "JSON is wrong at line " + std::to_string(line) + ", column " +
                                                          std::to_string(before.size() - lineStart + 1) + ": " + fault);
 }
 
-/// Iterates over a text and records how far the parser has read.
+/// An iterator over a text that records how far the parser has read.
 class CountingIterator {
  public:
   using iterator_category = std::input_iterator_tag;
@@ -80,7 +81,7 @@ class CountingIterator {
   const char** mReached;
 };
 
-/// Builds a value from the parser's events, without recursion.
+/// The receiver of the parser's events; builds a value from them without recursion.
 class ValueBuilder final : public nlohmann::json_sax<ordered_json> {
  public:
   explicit ValueBuilder(std::string_view text) : mText(text), mReached(text.data()) {}
@@ -95,7 +96,7 @@ class ValueBuilder final : public nlohmann::json_sax<ordered_json> {
   bool number_unsigned(std::uint64_t integer) override { return add(integer); }
   bool number_float(double number, const std::string&) override { return add(number); }
   bool string(std::string& text) override { return add(std::move(text)); }
-  bool binary(ordered_json::binary_t&) override { return false; }  // no text has binary values
+  bool binary(ordered_json::binary_t&) override { return false; }  // JSON text has no binary values
   bool start_object(std::size_t) override { return open(Value::Dictionary()); }
   bool start_array(std::size_t) override { return open(Value::Array()); }
   bool end_object() override { return close(); }
@@ -113,7 +114,7 @@ class ValueBuilder final : public nlohmann::json_sax<ordered_json> {
     std::string_view why = error.what();
     why.remove_prefix(std::min(why.find("] ") + 2, why.size()));
     if (why.starts_with("parse error at ")) why.remove_prefix(why.find(": ") + 2);
-    constexpr std::size_t longest = 200;  // it can quote a token of any length
+    constexpr std::size_t longest = 200;  // the message may quote a token of any length
     throwAt(mText, position, std::string(why.substr(0, longest)) + (why.size() > longest ? "…" : ""));
   }
 
@@ -132,7 +133,7 @@ class ValueBuilder final : public nlohmann::json_sax<ordered_json> {
     } else if (Value::Array* items = mLevels.back().container.as<Value::Array>()) {
       items->push_back(std::move(value));
     } else {
-      // Not by `set`, which looks for the key along the whole dictionary.
+      // `set` would search the whole dictionary for the key.
       mLevels.back().container.as<Value::Dictionary>()->push_back({std::move(mLevels.back().key), std::move(value)});
     }
     return true;
@@ -165,7 +166,7 @@ std::optional<std::string> HostJson::write(const Value& value, bool pretty) cons
   if (!json) return std::nullopt;
   try {
     return json->dump(pretty ? 2 : -1);
-  } catch (const ordered_json::type_error&) {  // text that is not UTF-8
+  } catch (const ordered_json::type_error&) {  // the value contains text that is not UTF-8
     return std::nullopt;
   }
 }

@@ -5,7 +5,7 @@
 
 namespace orvane::host {
 
-/// The host's JSON writer and reader, on nlohmann's library. Keeps no state. See `platform::Json`.
+/// The host's implementation of `platform::Json`, based on nlohmann's JSON library. Has no state.
 class HostJson final : public platform::Json {
  public:
   std::optional<std::string> write(const platform::Value& value, bool pretty) const override;

@@ -23,7 +23,7 @@ int priority(platform::LogLevel level) {
 }
 
 void writeToSystem(platform::LogLevel level, std::string_view line) {
-  // The name in the system's log is global to the process, so it is set by the first line only.
+  // `openlog` affects the whole process, so it is called for the first line only.
   [[maybe_unused]] static const bool opened = (openlog("orvane", 0, LOG_USER), true);
   constexpr std::size_t maxBytes = 1 << 20;
   syslog(priority(level), "%.*s", static_cast<int>(std::min(line.size(), maxBytes)), line.data());
@@ -36,7 +36,8 @@ void HostLog::write(platform::LogLevel level, std::string_view line) {
   if (!mSink || !writeToSink(level, line)) writeToSystem(level, line);
 }
 
-/// Returns false if the sink throws: logging a failure must not replace it by another exception.
+/// Passes the line to the sink. Returns false if the sink throws. The exception is dropped, because a failure to log
+/// must not replace the failure that is logged.
 bool HostLog::writeToSink(platform::LogLevel level, std::string_view line) try {
   const Sink sink = mSink;  // The sink may replace itself while it runs.
   sink(level, line);

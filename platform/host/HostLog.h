@@ -7,8 +7,8 @@
 
 namespace orvane::host {
 
-/// Writes to the sink; without one, or if it throws, to the system's log as "orvane", facility `LOG_USER`. Lines of
-/// more than 1 MiB are cut in the system's log.
+/// The host's implementation of `platform::Log`. Writes each line to the sink. Without a sink, or if the sink throws,
+/// writes to syslog as "orvane" with facility `LOG_USER`, truncating lines of more than 1 MiB.
 class HostLog final : public platform::Log {
  public:
   void write(platform::LogLevel level, std::string_view line) override;
@@ -17,7 +17,7 @@ class HostLog final : public platform::Log {
  private:
   bool writeToSink(platform::LogLevel level, std::string_view line);
 
-  // Recursive, so that a sink may write a line of its own, or replace itself.
+  // Recursive, so that the sink may write lines to this log and replace itself.
   std::recursive_mutex mMutex;
   Sink mSink;
 };

@@ -8,20 +8,21 @@
 
 namespace orvane::host {
 
-/// A value or a failure. Operations without a value return `std::optional<Failure>` instead.
+/// The result of an operation: a value or a failure. Operations without a value return `std::optional<Failure>`
+/// instead.
 template <typename Value>
 class [[nodiscard]] Result {
  public:
   Result(Value value) : mContent(std::in_place_index<0>, std::move(value)) {}
   Result(platform::Failure failure) : mContent(std::in_place_index<1>, std::move(failure)) {}
 
-  /// Whether there is a value.
+  /// Returns true if the result is a value, false if it is a failure.
   explicit operator bool() const { return mContent.index() == 0; }
 
-  /// Returns the value. Undefined if there is none.
+  /// Returns the value. The result must not be a failure.
   Value& operator*() { return *std::get_if<0>(&mContent); }
   Value* operator->() { return std::get_if<0>(&mContent); }
-  /// Returns the failure. Undefined if there is a value.
+  /// Returns the failure. The result must not be a value.
   platform::Failure& failure() { return *std::get_if<1>(&mContent); }
 
  private:

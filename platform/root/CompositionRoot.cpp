@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 
-// The only place that knows which hosts exist and which one is in use.
+// This file is the only place that knows which hosts exist and which one is in use.
 
 #include <mutex>
 #include <utility>
@@ -20,7 +20,8 @@ struct InUse {
   Platform platform;
 };
 
-/// Never destroyed: the process may end while a callback is running, and the exit hook completes files.
+/// Returns the services in use. The object is never destroyed, because the process may exit while a callback is
+/// running, and files are completed by the exit hook.
 InUse& inUse() {
   static InUse& instance = *new InUse();
   return instance;
@@ -29,7 +30,8 @@ InUse& inUse() {
 root::HostRegistry& registry() {
   static root::HostRegistry& instance = *[] {
     auto* const hosts = new root::HostRegistry();
-    // This build has no client of the sound server. The name is known, so that it is reported as unavailable.
+    // This build has no client for the sound server. Its name is registered, so that it is reported as unavailable, not
+    // as unknown.
     hosts->add({"pipewire", [] { return false; }, {}});
     hosts->add({"simulated", [] { return true; }, simulated::makeSimulatedHost});
     return hosts;
@@ -56,7 +58,8 @@ void use(Platform platform) {
     std::swap(state.platform, platform);
     state.chosen = true;
   }
-  // The earlier services are destroyed here, outside the lock: their threads may call `current` before they end.
+  // The previous services are destroyed here, after unlocking, because their threads may call `current` before they
+  // end.
 }
 
 std::vector<std::string> knownHosts() {

@@ -23,7 +23,8 @@ void HostRegistry::add(HostKind kind) {
   mKinds.push_back(std::move(kind));
 }
 
-/// Returns a copy, because the functions of a kind may call the registry.
+/// Returns a copy of the kinds, because their functions may call the registry and must therefore be called without its
+/// lock.
 std::vector<HostKind> HostRegistry::kinds() const {
   const std::lock_guard lock(mMutex);
   return mKinds;

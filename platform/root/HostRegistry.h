@@ -11,24 +11,24 @@
 
 namespace orvane::root {
 
-/// A kind of host.
+/// A kind of host (implementation of the audio services) that can be created by name.
 struct HostKind {
   std::string name;
-  std::function<bool()> isAvailable;  ///< Whether it can be made on this machine.
+  std::function<bool()> isAvailable;  ///< Returns whether such a host can be created on this machine.
   std::function<platform::Platform(std::string_view options)> make;
 };
 
-/// The kinds of host, in order of preference. Thread-safe; not real-time safe.
+/// The list of the kinds of host, in order of preference. Thread-safe; not real-time safe.
 class HostRegistry {
  public:
   void add(HostKind kind);
 
-  /// Returns the names of all kinds, and of the available ones, whose first is the default.
+  /// Return the names of all kinds, and of the available kinds, the first of which is the default.
   std::vector<std::string> known() const;
   std::vector<std::string> available() const;
 
-  /// Makes a host. Throws `platform::PlatformException` for an unknown or unavailable name, with the names that are
-  /// available, and what making the host throws.
+  /// Creates the host called `name`. Throws `platform::PlatformException` for an unknown or unavailable name, listing
+  /// the available names, and whatever the kind's `make` throws.
   platform::Platform make(std::string_view name, std::string_view options) const;
 
  private:

@@ -11,7 +11,8 @@
 
 namespace orvane::host {
 
-/// Planes of 32-bit float samples, one a channel, each aligned to 64 bytes. Initialised with 0.
+/// A block of 32-bit float samples with one plane (array) per channel, each aligned to 64 bytes. All samples are
+/// initially 0.
 ///
 /// Not thread-safe. The constructor allocates; all other operations are real-time safe.
 class AlignedSamples {

@@ -44,7 +44,8 @@ void AudioHub::shutDown() {
   stopDevice();
 }
 
-/// A task that ends the process must not wait for the lock: the thread that holds it may be waiting for this task.
+/// Stops the device at exit. A task that calls `exit` must not wait for the lock, because the thread that holds the
+/// lock may be waiting for this task.
 void AudioHub::stopAtExit() {
   std::unique_lock lock(mControl, std::defer_lock);
   NoWaitSection::isInTask() || NoWaitSection::isInCallback() ? void(lock.try_lock()) : lock.lock();
@@ -78,7 +79,8 @@ bool AudioHub::isOver() const {
 
 void AudioHub::forbidHere(const char* what) const {
   forbidInsideCallback(what);
-  // At real pace this would rarely wait for the callback. It is always forbidden, so that tests detect it.
+  // At real pace the operation would only rarely wait for the callback. It is always forbidden, so that tests detect
+  // the error reliably.
   if (mStarted && !isOver()) forbidInsideNoWait(what);
 }
 
@@ -87,10 +89,10 @@ std::optional<Failure> AudioHub::add(HubClient& client) {
   const std::lock_guard lock(mControl);
   if (!mDevice || mIsShutDown) return Failure{status::noDevice, "there is no audio device"};
   if (mEndOnCallback != DeviceEnd::none) finishRun();
-  // A failed run stays failed for its remaining clients.
+  // A failed run stays failed as long as it has clients.
   if (auto failure = mContext->runEnd.failure(); failure && !mClients->empty()) return failure;
   if (mStarted && isOver()) stopDevice();
-  // The format may have changed since the client asked for it.
+  // The format may have changed since the client read it.
   if (mStarted) {
     if (auto failure = client.deviceChanged(mFormat)) return failure;
   }
@@ -98,7 +100,8 @@ std::optional<Failure> AudioHub::add(HubClient& client) {
   clients->push_back(&client);
   useInputOf(*clients);
   awaitUnread(publish(std::move(clients)));
-  // If the run ended before the callback read the new list, start the device again, as if this call had come later.
+  // The run may have ended before the callback read the new list. In this case start the device again, as if `add` had
+  // been called after the end.
   if (mStarted && !isOver()) return std::nullopt;
   stopDevice();
   auto failure = startDevice();
@@ -131,7 +134,8 @@ void AudioHub::removeSoon(HubClient& client, std::function<void()> done) {
   });
 }
 
-/// Runs `work` on the hub's worker with the control lock. A task must not wait, so it retries if the lock is taken.
+/// Runs `work` on the hub's worker with `mControl` locked. A task must not wait, so if the mutex is locked, the task is
+/// posted again.
 void AudioHub::withControlSoon(std::function<void()> work) {
   mWorker->post([this, work = std::move(work)]() mutable {
     const std::unique_lock lock(mControl, std::try_to_lock);
@@ -146,12 +150,12 @@ std::optional<Failure> AudioHub::startDevice() {
   mEndOnCallback = DeviceEnd::none;
   mClientFailure = nullptr;
   auto failure = startInFormat();
-  // For the clients of the earlier run, that run is still over.
+  // The start failed, so the end of the earlier run remains in force.
   if (failure) mContext->runEnd.restore(earlier);
   return failure;
 }
 
-/// Starts the device in its current format, after preparing every client for it.
+/// Prepares every client for the device's current format and starts the device.
 std::optional<Failure> AudioHub::startInFormat() {
   mFormat = mDevice->format();
   for (HubClient* client : *mClients) {
@@ -169,7 +173,7 @@ std::optional<Failure> AudioHub::startInFormat() {
     return failure;
   }
   ++mDeviceStarts;
-  // Only now, because a start may take longer than the stall limit.
+  // The watch begins after the start, because a start may take longer than the stall limit.
   if (!isOver()) mStallWatch.begin(mFormat);
   return std::nullopt;
 }
@@ -194,7 +198,7 @@ std::unique_ptr<const AudioHub::Clients> AudioHub::without(const HubClient& clie
   return others;
 }
 
-/// Publishes another list to the callback, from its next slice on, and returns the old one.
+/// Publishes another list of clients, which the callback uses from its next slice on, and returns the old list.
 std::unique_ptr<const AudioHub::Clients> AudioHub::publish(std::unique_ptr<const Clients> clients) {
   std::unique_ptr<const Clients> old = std::exchange(mClients, std::move(clients));
   mPublished.store(mClients.get());
@@ -228,7 +232,7 @@ std::uint32_t AudioHub::deviceSlice(const DeviceSlice& slice) {
 
 std::uint32_t AudioHub::takePart(const DeviceSlice& slice) {
   if (!fits(slice)) {
-    // Do not write to its planes: they may be invalid.
+    // The slice is invalid, so its planes must not be written to.
     endOnCallback(DeviceEnd::failed);
     return 0;
   }
@@ -245,7 +249,7 @@ std::uint32_t AudioHub::takePart(const DeviceSlice& slice) {
     callClients({slice.time, mPosition, taken, slice.inputs}, mix);
     mix.finish();
     mPosition += taken;
-    // Written on this thread only, so no read-modify-write instruction is needed.
+    // These counters are written on this thread only, so no read-modify-write instruction is needed.
     mFrames.store(mFrames.load(std::memory_order_relaxed) + taken, std::memory_order_relaxed);
     if (taken > mMaxSliceFrames.load(std::memory_order_relaxed)) mMaxSliceFrames = taken;
   }
@@ -286,7 +290,8 @@ void AudioHub::endOnCallback(DeviceEnd end) {
 
 // ---- the end of a run
 
-/// Stops the device before announcing the end, so that its files are complete when subscribers are notified.
+/// Ends the run: stops the device, and only then announces the end, so that the device's files are complete when
+/// subscribers are notified.
 void AudioHub::finishRun() {
   const DeviceEnd end = mEndOnCallback;
   if (end == DeviceEnd::none) return;
@@ -318,13 +323,13 @@ void AudioHub::deviceChanged() {
   withControlSoon([this] { restart(); });
 }
 
-/// Restarts a device whose format has changed. This counts as a discontinuity.
+/// Stops the device, whose format has changed, and starts it again. Counts a discontinuity.
 void AudioHub::restart() {
   if (!mStarted || isOver()) return;
   stopDevice();
   ++mDiscontinuities;
   if (auto failure = startInFormat()) {
-    failure->reason = "the device changed its format, and the run cannot go on: " + failure->reason;
+    failure->reason = "the device changed its format, and the run cannot continue: " + failure->reason;
     mContext->runEnd.set(DeviceEnd::failed, std::move(failure));
   }
 }

@@ -18,42 +18,45 @@
 
 namespace orvane::host {
 
-/// The only user of a host's audio device. Passes input to each client and mixes their output, in order of
-/// registration; counts frames and ends the run after exactly the limit. The device runs while there is a client, until
-/// the run ends.
+/// The hub between a host's audio device and its clients (units). In each slice (block of one device callback) it
+/// passes the input to each client and mixes the clients' output, in order of registration. It counts frames and ends
+/// the run after exactly the frame limit. The device runs while there is a client, until the run ends.
 ///
 /// The list of clients is published to the callback without a lock: the old list is kept until no callback reads it (a
-/// hazard pointer). Thread-safe; not real-time safe except `deviceStarts`. `add` and `remove` end the process with a
-/// message on the device callback, and inside a worker's task while the device is running.
+/// hazard pointer). Thread-safe; only `deviceStarts` is real-time safe. Calling `add` or `remove` on the device
+/// callback, or inside a worker's task while the device is running, ends the process with a message.
 class AudioHub final : private backend::DeviceCallback {
  public:
-  /// `device` may be null if the host has none.
+  /// Creates a hub. `device` must be null if the host has no audio device.
   AudioHub(std::shared_ptr<HostContext> context, std::unique_ptr<backend::AudioDevice> device);
-  /// Stops the device.
+  /// Stops the device if it is running.
   ~AudioHub() override;
 
   bool hasDevice() const { return mDevice != nullptr; }
-  /// Returns the format in which the device is running or would be started; all 0 without a device.
+  /// Returns the format in which the device is running or, if stopped, would be started. Without a device all fields
+  /// are 0.
   backend::DeviceFormat format() const;
-  /// Returns the reason if it is known that the device cannot be started; `noDevice` without a device. If the device
-  /// itself is unavailable, the run has failed and its end is announced.
+  /// Returns the reason why the device cannot be started, or `std::nullopt` if no reason is known. The reason is
+  /// `noDevice` if there is no device. If the device itself reports that it is unavailable, the run ends as failed and
+  /// the subscribers are notified.
   std::optional<platform::Failure> checkAvailable();
 
-  /// Registers a client and starts the device if it is not running. Returns nothing on success, otherwise the reason
-  /// why the client is not registered.
+  /// Registers a client and starts the device if it is not running. Returns `std::nullopt` on success; otherwise the
+  /// client is not registered, and the reason is returned.
   std::optional<platform::Failure> add(HubClient& client);
-  /// Removes a client; stops the device before removing the last one. The client is not called after this has returned.
-  /// Ignores an unknown client.
+  /// Removes a client; if it is the last one, stops the device first. The client is not called after `remove` has
+  /// returned. Ignores an unknown client.
   void remove(HubClient& client);
-  /// Removes a client from inside a task: returns immediately, and calls `done` on the hub's worker when the client is
-  /// no longer called, or if it is unknown. If the hub is destroyed first, `done` is dropped.
+  /// Removes a client without waiting, so that it can be called inside a worker's task. Calls `done` on the hub's
+  /// worker as soon as the client is no longer called, or if the client is unknown. If the hub is destroyed first,
+  /// `done` is not called.
   void removeSoon(HubClient& client, std::function<void()> done);
-  /// Stops the device permanently, because the host is being destroyed. Allowed in a worker's task.
+  /// Stops the device permanently, because the host is being destroyed. May be called inside a worker's task.
   void shutDown();
 
-  /// See `platform::RunControl::endAfterFrames`.
+  /// Sets the frame limit of the run, see `platform::RunControl::endAfterFrames`.
   void endAfterFrames(std::uint64_t frames) { mFrameLimit = frames; }
-  /// Returns the counts of the run, except overruns, which `FileRecord` counts.
+  /// Returns the counts of the run. The field `overruns` is 0, because overruns are counted by `FileRecord`.
   platform::RunCount runCount() const;
   /// Returns the number of successful starts of the device. Real-time safe.
   std::uint64_t deviceStarts() const { return mDeviceStarts; }
@@ -90,21 +93,22 @@ class AudioHub final : private backend::DeviceCallback {
   const std::shared_ptr<HostContext> mContext;
   const std::unique_ptr<backend::AudioDevice> mDevice;
   const std::unique_ptr<platform::Waiter> mReleased;
-  const std::unique_ptr<platform::Worker> mWorker;  ///< Runs the stall watch and what follows from the callback.
+  const std::unique_ptr<platform::Worker> mWorker;  ///< Runs the stall watch and tasks that the callback triggers.
   StallWatch mStallWatch;
   std::unique_ptr<platform::Trigger> mReleaseTrigger;
   std::unique_ptr<platform::Trigger> mFinishTrigger;
 
-  std::mutex mControl;  ///< Serialises control calls; never taken on the callback.
+  std::mutex mControl;  ///< Serialises `add`, `remove`, start and stop; never locked on the callback.
   std::atomic<bool> mStarted = false;
   bool mIsShutDown = false;
-  backend::DeviceFormat mFormat;  ///< Of the last start; the callback reads it while the device runs.
+  backend::DeviceFormat mFormat;  ///< Format of the last start; read by the callback while the device is running.
   mutable std::mutex mFormatMutex;
-  std::optional<backend::DeviceFormat> mRunningFormat;  ///< The same for other threads, while the device runs.
+  std::optional<backend::DeviceFormat>
+      mRunningFormat;  ///< Copy of `mFormat` for other threads; set while the device is running.
 
   std::unique_ptr<const Clients> mClients;
   std::atomic<const Clients*> mPublished;
-  std::atomic<const Clients*> mRead = nullptr;  ///< The list that a running callback reads.
+  std::atomic<const Clients*> mRead = nullptr;  ///< The list that the callback in progress is reading; null otherwise.
   std::atomic<bool> mReleaseWanted = false;
 
   std::atomic<std::uint64_t> mDeviceStarts = 0;
@@ -112,10 +116,10 @@ class AudioHub final : private backend::DeviceCallback {
   std::atomic<std::uint64_t> mFrames = 0;
   std::atomic<std::uint64_t> mDiscontinuities = 0;
   std::atomic<std::uint32_t> mMaxSliceFrames = 0;
-  std::uint64_t mPosition = 0;  ///< The callback's; frames so far, missing ones included.
-  /// Set by the callback when the run is over for it, before `finishRun` makes it known.
+  std::uint64_t mPosition = 0;  ///< Frames so far, including missing ones; used by the callback only.
+  /// Set by the callback when it ends the run; `finishRun` announces the end later, on the hub's worker.
   std::atomic<platform::DeviceEnd> mEndOnCallback = platform::DeviceEnd::none;
-  std::atomic<const char*> mClientFailure = nullptr;  ///< The reason with which a client ended the run.
+  std::atomic<const char*> mClientFailure = nullptr;  ///< The reason that a client gave for ending the run.
 };
 
 }  // namespace orvane::host

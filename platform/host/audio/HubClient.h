@@ -12,7 +12,8 @@
 
 namespace orvane::host {
 
-/// One slice of captured audio: 32-bit float planes, one a channel, 16-byte aligned. Valid during the call.
+/// The captured audio of one slice (block of one device callback): one plane (array) of 32-bit float samples per
+/// channel, aligned to 16 bytes. Valid during the call.
 struct HubSlice {
   platform::HostTime time{};     ///< Capture time of the first input frame.
   std::uint64_t firstFrame = 0;  ///< Frames since the device's first start, missing frames included.
@@ -20,19 +21,20 @@ struct HubSlice {
   std::span<const float* const> inputs;
 };
 
-/// A client of the hub, such as a unit.
+/// A client of the audio hub, such as an I/O unit. The hub calls it for each slice of the device.
 class HubClient {
  public:
   virtual ~HubClient() = default;
-  /// Reads the slice's input and adds output. Called on the device callback; must be real-time safe. Returns null, or
-  /// the reason why the run cannot continue, a text with static lifetime.
+  /// Reads the slice's input and adds the client's output to `mix`. Called on the device callback, so it must be
+  /// real-time safe. Returns null, or a text with static lifetime that states why the run cannot continue.
   virtual const char* deviceSlice(const HubSlice& slice, OutputMix& mix) = 0;
-  /// Whether the client uses the input. Asked whenever the list of clients changes.
+  /// Returns whether the client uses the input. Called whenever the list of clients changes.
   virtual bool takesInput() const { return true; }
-  /// Prepares the client for the device's format from the next slice on. Called before each start of the device, before
-  /// the client's first slice, and when the format changes, often with the format that the client already has. Called
-  /// on the caller's thread or the hub's worker, never during a slice. Returns nothing, or the reason why the client
-  /// cannot continue, which ends the run or refuses the client.
+  /// Prepares the client for `format`, which is the device's format from the next slice on. Called before each start of
+  /// the device, before the client's first slice, and when the format changes; often the format is the one that the
+  /// client already has. Called on the thread that controls the hub or on the hub's worker, never during a slice.
+  /// Returns `std::nullopt` on success. A returned failure ends the run or, if the client is being added, refuses the
+  /// client.
   virtual std::optional<platform::Failure> deviceChanged(const backend::DeviceFormat& format) = 0;
 };
 

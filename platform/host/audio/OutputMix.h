@@ -10,10 +10,10 @@
 
 namespace orvane::host {
 
-/// Mixes the output of the clients in one slice. Not thread-safe; real-time safe.
+/// The mixer of the clients' output in one slice (block of one device callback). Not thread-safe; real-time safe.
 ///
 /// The first client's samples of a channel are copied, not added to 0, so that the samples of a single client reach the
-/// device bit for bit, negative zero and not-a-number included.
+/// device bit for bit, including negative zero and not-a-number.
 class OutputMix {
  public:
   OutputMix(std::span<float* const> outputs, std::uint32_t frames) : mOutputs(outputs), mFrames(frames) {}
@@ -21,7 +21,7 @@ class OutputMix {
   std::uint32_t channels() const { return static_cast<std::uint32_t>(mOutputs.size()); }
   std::uint32_t frames() const { return mFrames; }
 
-  /// Adds `frames()` samples to a channel below `channels()`.
+  /// Adds `frames()` samples to a channel. `channel` must be below `channels()`.
   void add(std::uint32_t channel, const float* samples) {
     float* output = mOutputs[channel];
     if (mPlayed[channel]) {
@@ -32,7 +32,7 @@ class OutputMix {
     }
   }
 
-  /// Fills the channels without samples with silence. Call it once, last.
+  /// Fills the channels to which nothing was added with silence. Must be called once, after all calls of `add`.
   void finish() {
     for (std::uint32_t channel = 0; channel < channels(); ++channel) {
       if (!mPlayed[channel]) std::fill_n(mOutputs[channel], mFrames, 0.0F);

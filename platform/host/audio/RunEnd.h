@@ -12,28 +12,30 @@
 
 namespace orvane::host {
 
-/// The end of a run by itself, and its subscribers. Thread-safe; only `end` is real-time safe.
+/// The record of whether and why the run has ended by itself. It notifies subscribers of the end. Thread-safe; only
+/// `end` is real-time safe.
 class RunEnd {
  public:
   explicit RunEnd(NoticeWorker& worker) : mNotices(worker) {}
 
-  /// An end, and its failure if `end` is `failed`.
+  /// The reason of an end, and the failure if `end` is `failed`.
   struct Record {
     platform::DeviceEnd end = platform::DeviceEnd::none;
     std::optional<platform::Failure> failure = {};
   };
-  /// Clears the end before a start, and returns it.
+  /// Clears the recorded end before a start of the device, and returns the previous record.
   Record clear();
-  /// Restores an end after a failed start, unless another was set meanwhile. Runs no notices.
+  /// Records `earlier` again after a failed start, unless another end was recorded meanwhile. Does not notify
+  /// subscribers.
   void restore(Record earlier);
-  /// Sets the end and runs the notices; does nothing if an end is already set. `failure` is given with
-  /// `DeviceEnd::failed` only.
+  /// Records the end and notifies the subscribers; does nothing if an end is already recorded. `failure` is set only if
+  /// `end` is `DeviceEnd::failed`.
   void set(platform::DeviceEnd end, std::optional<platform::Failure> failure);
 
-  /// Returns the end; `none` while there is none. Real-time safe.
+  /// Returns the reason of the end, or `none` if the run has not ended. Real-time safe.
   platform::DeviceEnd end() const { return mEnd; }
   std::optional<platform::Failure> failure() const;
-  /// See `platform::RunControl::onDeviceEnd`.
+  /// Subscribes a notice, see `platform::RunControl::onDeviceEnd`.
   platform::Subscription onEnd(std::function<void()> notice);
 
  private:

@@ -11,27 +11,29 @@
 
 namespace orvane::host {
 
-/// A bounded, lock-free ring of frames from the device callback to a worker.
+/// A bounded, lock-free ring buffer that passes slices (the blocks of the device callback) to a worker.
 ///
-/// One thread pushes and one thread takes. A push is all or nothing: if there is too little room, the slice is dropped
-/// and counted. Everything that was pushed can be taken immediately. The constructor allocates; all other operations
-/// are real-time safe.
+/// One thread pushes and one thread takes. If there is too little room for all frames of a slice, the whole slice is
+/// dropped and counted. Pushed frames can be taken immediately. The constructor allocates; all other operations are
+/// real-time safe.
 class SliceQueue {
  public:
-  /// Makes a queue of `frames` frames, at least 1.
+  /// Creates a queue with room for `frames` frames of `channels` channels; `frames` must be at least 1.
   SliceQueue(std::uint32_t channels, std::uint32_t frames);
 
-  /// Pushes a slice of one plane a channel. Returns false if the slice was dropped.
+  /// Pushes a slice of `frames` frames; `planes` must have one plane (array of samples) per channel. Returns false if
+  /// the slice was dropped.
   bool push(std::span<const float* const> planes, std::uint32_t frames);
 
-  /// Frames in the queue, in planes; valid during the call that receives them.
+  /// A block of frames in the queue, as one plane per channel. Valid during the call that receives the block.
   struct Block {
     std::span<const float* const> planes;
     std::uint32_t frames;  ///< 1 to `maxBlockFrames`.
   };
   static constexpr std::uint32_t maxBlockFrames = 16384;
 
-  /// Calls `take(Block)` for all frames in the queue, oldest first. The room of a block is free again after its call.
+  /// Calls `take(Block)` until all frames in the queue have been passed, oldest first. The room of a block is free
+  /// again when the call returns.
   template <typename Take>
   void takeAll(Take take) {
     const std::uint64_t pushed = mPushed.load(std::memory_order_acquire);
@@ -55,7 +57,7 @@ class SliceQueue {
   Block blockAt(std::uint32_t place, std::uint32_t frames);
 
   // Each side writes one count and reads the other. Separate cache lines avoid false sharing.
-  alignas(cacheLine) std::atomic<std::uint64_t> mPushed = 0;  ///< Frames since the beginning.
+  alignas(cacheLine) std::atomic<std::uint64_t> mPushed = 0;  ///< Total number of frames pushed.
   std::atomic<std::uint64_t> mOverruns = 0;
   AlignedSamples mSamples;
   std::uint32_t mCapacity;

@@ -30,14 +30,14 @@ StallWatch::StallWatch(const platform::Clock& clock, platform::Worker& worker, s
 void StallWatch::begin(const backend::DeviceFormat& format) {
   const HostTime now = mClock.now();
   mLimit = limit(format);
-  // Only increased: an interruption that the device reported during the start stays in force.
+  // `mLast` is only increased, so that an interruption that the device reported during its start stays in force.
   HostTime last = mLast;
   while (last < now && !mLast.compare_exchange_weak(last, now)) continue;
   lookAt(++mRun, now + mLimit.load());
 }
 
 void StallWatch::callbackEnds() {
-  // The time is stored before the flag, so that a reader that sees the end of the callback sees its time.
+  // The time is stored before the flag, so that a reader that sees that the callback has ended also sees when.
   mLast.store(mClock.now(), std::memory_order_release);
   mInside.store(false, std::memory_order_release);
 }
@@ -52,7 +52,7 @@ void StallWatch::look(Run run, HostTime due) {
   const HostTime now = mClock.now();
   if (mInside) return lookAt(run, now + allowed);
   if (now - mLast.load() < allowed) return lookAt(run, mLast.load() + allowed);
-  // After the whole process was stopped, this check is late, and the device could not call back either.
+  // If this check is late, the whole process was stopped, and the device could not call back either.
   if (now - due >= lateness) return lookAt(run, now + moment);
   mOnStall();
 }

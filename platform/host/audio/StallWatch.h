@@ -11,32 +11,33 @@
 
 namespace orvane::host {
 
-/// Detects a running device that no longer calls back.
+/// A watchdog that detects that a running device no longer calls the device callback.
 ///
-/// A stall is the absence of callbacks for ten slices, and for at least 500 ms. Not a stall: a callback in progress (it
-/// may be writing to a pipe that is not read), an interruption that the device reports, and a process that was stopped
-/// and continued, which the watch recognises because it runs late itself.
+/// A device has stalled if no callback has occurred for ten slices (callback blocks) or 500 ms, whichever is longer.
+/// The following are not stalls: a callback in progress (it may be writing to a pipe that is not read), an interruption
+/// that the device reports, and a process that was stopped and continued. The watch recognises the last case because
+/// its own checks are late too.
 class StallWatch {
  public:
-  /// Returns the time without callbacks after which a device of this format has stalled.
+  /// Returns the duration without callbacks after which a device of this format has stalled.
   static platform::HostTime limit(const backend::DeviceFormat& format);
 
-  /// Calls `onStall` on `worker` at most once a run. Clock and worker must outlive this object, and the worker must be
-  /// cancelled before it is destroyed.
+  /// Creates a watch, which calls `onStall` on `worker` at most once per run. `clock` and `worker` must outlive the
+  /// watch, and the worker's tasks must be cancelled before the watch is destroyed.
   StallWatch(const platform::Clock& clock, platform::Worker& worker, std::function<void()> onStall);
 
-  /// Call it before the device starts: interruptions are recorded from now on. `prepare` and `begin` are called by one
-  /// thread at a time.
+  /// Prepares for a start of the device: interruptions are recorded from now on. Must be called before the device
+  /// starts. `prepare` and `begin` must be called by one thread at a time.
   void prepare() { mLast = mClock.now(); }
-  /// Call it after the device has started: starts the watch.
+  /// Begins the watch. Must be called after the device has started.
   void begin(const backend::DeviceFormat& format);
-  /// Ends the watch, before the device stops or after it has ended by itself. Thread-safe.
+  /// Ends the watch. Must be called before the device is stopped, or after it has ended by itself. Thread-safe.
   void end() { ++mRun; }
 
-  /// Records that no callback is expected before `time`. Not during a callback.
+  /// Records that no callback is expected before `time`. Must not be called during a callback.
   void expectSilence(platform::HostTime time) { mLast = time; }
 
-  /// Call these at the beginning and the end of each callback. Real-time safe.
+  /// Record the beginning and the end of each callback. Real-time safe.
   void callbackBegins() { mInside.store(true, std::memory_order_release); }
   void callbackEnds();
 

@@ -7,15 +7,16 @@
 
 namespace orvane::host {
 
-/// Computes one channel, `target` of `targetCount`, of a conversion between channel counts. The host uses this rule
-/// everywhere:
+/// Converts between channel counts: computes the channel `target` of `targetCount` channels from the channels
+/// `sources`. The host uses this rule everywhere:
 ///
 /// - equal counts: each channel unchanged, bit for bit;
 /// - to one channel: the mean of all channels, summed in channel order;
 /// - from one channel: copied to every channel;
-/// - otherwise channel by channel: surplus channels are dropped, missing ones are silent.
+/// - otherwise each channel is copied to the channel with the same index; surplus source channels are dropped, and
+///   missing ones are silent.
 ///
-/// `sources` has `frames` samples each and may be empty; `samples` receives `frames` samples. Real-time safe.
+/// Each source has `frames` samples; `sources` may be empty. `samples` receives `frames` samples. Real-time safe.
 inline void applyChannelRule(std::span<const float* const> sources, std::uint32_t target, std::uint32_t targetCount,
                              float* samples, std::uint32_t frames) {
   const auto sourceCount = static_cast<std::uint32_t>(sources.size());

@@ -66,18 +66,18 @@ bool InputEdge::fetch(std::uint32_t frames) {
 
 void InputEdge::finish() {
   mFinishing = true;
-  // From now on the converter is fed silence, which pushes out the frames that it holds.
+  // From now on the converter gets silence as input, which pushes out the frames that it still holds.
   mSourceFrames = mSourceTaken = 0;
 }
 
-/// The number of client frames for all accepted frames, rounded up.
+/// Returns the number of client frames that correspond to all accepted hardware frames, rounded up.
 std::uint64_t InputEdge::framesDue() const {
   const long double exact = static_cast<long double>(mAccepted) * mClient.sampleRate / mHardware.sampleRate;
   constexpr long double rounding = 1e-6L;
   return static_cast<std::uint64_t>(std::ceil(exact - rounding));
 }
 
-/// The number of due frames that have not been delivered, at most `maxFrames`.
+/// Returns the number of client frames that are due but not yet delivered, limited to `maxFrames`.
 std::uint32_t InputEdge::framesLeft(std::uint32_t maxFrames) const {
   const std::uint64_t left = framesDue() - std::min(framesDue(), mHandedOut);
   return static_cast<std::uint32_t>(std::min<std::uint64_t>(left, maxFrames));
@@ -100,7 +100,8 @@ std::uint32_t InputEdge::convertSlice(AlignedSamples& target, std::uint32_t firs
   return made;
 }
 
-/// Pushes out the frames that the converter holds by feeding it silence.
+/// Passes silence to the converter to push out the frames that it still holds. Returns the number of frames written to
+/// `target`.
 std::uint32_t InputEdge::convertRest(AlignedSamples& target, std::uint32_t firstFrame, std::uint32_t wanted) {
   constexpr std::uint32_t silenceFrames = 64;
   static constexpr float silence[silenceFrames] = {};

@@ -15,44 +15,46 @@
 
 namespace orvane::host {
 
-/// Converts captured audio from the hardware's channels and rate to a client's.
+/// The converter of captured audio from the hardware's channel count and rate to those of a client.
 ///
-/// A client with an input handler reads its input in parts: call `accept` with a slice, then read `planes()` after each
-/// `next` that returns true. At equal rates the slice is one part. A client that fetches its input, as many frames as
-/// it plays, calls `fetch` instead of `next`; at different rates this prepends silence to prevent underruns, which is a
-/// constant delay for the rest of the run.
+/// For a client with an input handler: call `accept` with a slice (block of one device callback), then call `next`
+/// until it returns false; after each call that returns true, `planes()` has the next part of the converted input. At
+/// equal rates the slice is one part. For a client that fetches as much input as it plays: call `fetch` instead of
+/// `next`. At different rates `fetch` prepends silence to prevent underruns, which delays the input by a constant time
+/// for the rest of the run.
 ///
-/// After the last slice call `finish`; `next` then returns the frames that the converter still holds, so that n
+/// After the last slice call `finish`; then `next` delivers the frames that are still in the rate converter, so that n
 /// hardware frames give exactly n x client rate / hardware rate client frames, rounded up.
 ///
-/// Not thread-safe, except `failed`. The constructor allocates and throws what `RateConverter` throws; all other
+/// Not thread-safe, except for `failed`. The constructor allocates and throws what `RateConverter` throws; all other
 /// operations are real-time safe.
 class InputEdge {
  public:
-  /// `firstFrame` is the number of client frames delivered through an earlier edge.
+  /// Creates an edge. `firstFrame` is the number of client frames that an earlier edge of the same run delivered.
   InputEdge(EdgeFormat hardware, EdgeFormat client, std::uint64_t firstFrame = 0);
 
-  /// Takes a slice, which must stay valid until the next call of `accept` or `finish`.
+  /// Sets the slice to convert, which must stay valid until the next call of `accept` or `finish`.
   void accept(const HubSlice& slice);
-  /// Makes the next part; returns false if the slice is used up.
+  /// Converts the next part of the slice; returns false if the slice is used up.
   bool next();
-  /// Makes a part of exactly `frames` frames. Returns false if `frames` exceeds the slice at equal rates, or 4096 at
-  /// different rates.
+  /// Converts a part of exactly `frames` frames. Returns false if `frames` exceeds the length of the slice (at equal
+  /// rates) or 4096 (at different rates).
   bool fetch(std::uint32_t frames);
-  /// Marks the end of the input.
+  /// Marks the end of the input, after the last slice.
   void finish();
 
   std::span<const float* const> planes() const { return mPlanes; }
   std::uint32_t frames() const { return mFrames; }
-  /// Returns the number of client frames before this part, missing frames included.
+  /// Returns the position of the current part: the number of client frames before it, including missing frames.
   std::uint64_t firstFrame() const { return nextFrame() - mFrames; }
-  /// Returns the number of client frames before the next part, missing frames included.
+  /// Returns the position of the next part: the number of client frames before it, including missing frames.
   std::uint64_t nextFrame() const { return mFirstFrame + mHandedOut + mGaps.missing(mHardware, mClient); }
 
-  /// Whether the rate conversion has failed; from then on the parts are silence of the right length. Thread-safe.
+  /// Returns whether the rate conversion has failed. After a failure the parts are silent but have the correct length.
+  /// Thread-safe.
   bool failed() const { return mConverter && mConverter->failed(); }
 
-  /// Returns the delay of the rate conversion in hardware frames; 0 at equal rates.
+  /// Returns the delay of the rate conversion in hardware frames, which is 0 at equal rates.
   std::uint32_t delayFrames() const { return mConverter ? mConverter->delayFrames() : 0; }
 
  private:
@@ -70,7 +72,7 @@ class InputEdge {
   EdgeFormat mClient;
   std::uint64_t mFirstFrame;
   SliceGaps mGaps;
-  std::vector<const float*> mSource;  ///< The slice, mapped to the client's channels.
+  std::vector<const float*> mSource;  ///< The samples of the slice, converted to the client's channel count.
   std::uint32_t mSourceFrames = 0;
   std::uint32_t mSourceTaken = 0;
   AlignedSamples mMapped;

@@ -11,7 +11,7 @@ namespace orvane::host {
 
 namespace {
 
-/// Four samples a step, on every processor that GCC and Clang know.
+/// Vectors of four 32-bit lanes. GCC and Clang support them on every processor.
 using Lanes [[gnu::vector_size(16)]] = float;
 using LaneBits [[gnu::vector_size(16)]] = std::int32_t;
 using UnsignedLaneBits [[gnu::vector_size(16)]] = std::uint32_t;
@@ -19,11 +19,11 @@ using NarrowLanes [[gnu::vector_size(8)]] = std::int16_t;
 constexpr std::uint32_t laneCount = 4;
 
 constexpr float fullScale = 32768.0F;
-/// In a float of this size the last bit is worth one, so adding it rounds to whole numbers, which are then the low
-/// bits: 1.5 times 2 to the 23rd.
+/// 1.5 x 2^23. The last bit of a float of this size has the value 1, so adding this number to a sample rounds the
+/// sample to an integer, which is then in the low bits of the sum.
 constexpr float rounding = 12582912.0F;
 constexpr std::int32_t magnitudeBits = 0x7FFFFFFF;
-/// Above these only what is not a number has its bits.
+/// The bits of infinity. Magnitude bits above these represent not-a-number.
 constexpr std::int32_t infinityBits = 0x7F800000;
 
 Lanes lanesAt(const float* samples) {
@@ -36,7 +36,7 @@ void store(Lanes lanes, float* samples) {
   std::memcpy(samples, &lanes, sizeof lanes);
 }
 
-/// Each sample's 16 bits, in the low half of its lane; the high half is anything.
+/// Converts each sample to 16 bits in the low half of its lane. The high half of the lane is unspecified.
 LaneBits encode(Lanes samples) {
   const auto bits = std::bit_cast<LaneBits>(samples * fullScale);
   const Lanes number = std::bit_cast<Lanes>(bits & ((bits & magnitudeBits) <= infinityBits));
@@ -62,7 +62,7 @@ void scatter(const Sample* plane, std::uint32_t frames, Sample* samples, std::si
   for (std::uint32_t frame = 0; frame < frames; ++frame) samples[frame * stride] = plane[frame];
 }
 
-/// Any number of channels, in blocks that stay in the nearest cache.
+/// Converts any number of channels, in blocks that fit in the L1 cache.
 void encodeChannels(std::span<const float* const> planes, std::uint32_t frames, std::int16_t* samples) {
   constexpr std::uint32_t blockFrames = 1024;
   std::int16_t encoded[blockFrames];
@@ -76,7 +76,8 @@ void encodeChannels(std::span<const float* const> planes, std::uint32_t frames, 
   }
 }
 
-/// Two channels, by far the most frequent case: a lane takes a whole frame. Returns the number of frames done.
+/// Converts two channels, the most frequent case, with one frame per lane. Returns the number of frames converted, a
+/// multiple of four.
 std::uint32_t encodePairs(const float* left, const float* right, std::uint32_t frames, std::int16_t* samples) {
   std::uint32_t frame = 0;
   for (; frame + laneCount <= frames; frame += laneCount) {
@@ -88,7 +89,7 @@ std::uint32_t encodePairs(const float* left, const float* right, std::uint32_t f
   return frame;
 }
 
-/// Deinterleaves pairs, four frames a step. Returns the number of frames done.
+/// Deinterleaves two channels, four frames per step. Returns the number of frames processed, a multiple of four.
 std::uint32_t separatePairs(const float* samples, std::uint32_t frames, float* left, float* right) {
   const std::uint32_t whole = frames / laneCount * laneCount;
   for (std::size_t frame = 0; frame < whole; frame += laneCount) {
@@ -102,7 +103,7 @@ std::uint32_t separatePairs(const float* samples, std::uint32_t frames, float* l
   return whole;
 }
 
-/// Transposes four frames of four channels: lane c of row f goes to lane f of column c.
+/// Transposes four frames of four channels: lane c of row f becomes lane f of column c.
 std::array<Lanes, laneCount> transpose(const std::array<Lanes, laneCount>& rows) {
   const Lanes low01 = __builtin_shufflevector(rows[0], rows[1], 0, 4, 1, 5);
   const Lanes low23 = __builtin_shufflevector(rows[2], rows[3], 0, 4, 1, 5);
@@ -112,8 +113,8 @@ std::array<Lanes, laneCount> transpose(const std::array<Lanes, laneCount>& rows)
           __builtin_shufflevector(high01, high23, 0, 1, 4, 5), __builtin_shufflevector(high01, high23, 2, 3, 6, 7)};
 }
 
-/// Deinterleaves `width` adjacent channels, three or four, of frames that have `channels` samples each. `frames` is a
-/// multiple of four. Written without inner loops, because GCC does not unroll them at -O2 and then keeps rows and
+/// Deinterleaves `width` adjacent channels (3 or 4) of frames that have `channels` samples each. `frames` must be a
+/// multiple of four. Inner loops are avoided, because GCC does not unroll them at -O2 and would then keep rows and
 /// columns in memory.
 template <std::uint32_t width>
 void separateGroup(const float* samples, std::size_t channels, float* const* planes, std::uint32_t first,
@@ -129,12 +130,13 @@ void separateGroup(const float* samples, std::size_t channels, float* const* pla
   }
 }
 
-/// Deinterleaves three channels or more, four channels at a time, in blocks of frames that stay in the L1 cache.
-/// Returns the number of frames done.
+/// Deinterleaves three or more channels, four channels at a time, in blocks of frames that fit in the L1 cache. Returns
+/// the number of frames processed.
 std::uint32_t separateGroups(const float* samples, std::span<float* const> planes, std::uint32_t first,
                              std::uint32_t frames) {
   const std::size_t channels = planes.size();
-  // With three channels the fourth lane is the next frame's first sample, which the last frame does not have.
+  // With three channels, the fourth lane reads the first sample of the next frame, so the last frame cannot be read
+  // this way.
   const std::uint32_t readable = channels < laneCount && frames > 0 ? frames - 1 : frames;
   const std::uint32_t whole = readable / laneCount * laneCount;
   if (channels < laneCount) {
@@ -145,7 +147,7 @@ std::uint32_t separateGroups(const float* samples, std::span<float* const> plane
   for (std::uint32_t block = 0; block < whole; block += blockFrames) {
     const std::uint32_t count = std::min(blockFrames, whole - block);
     for (std::size_t group = 0; group < channels; group += laneCount) {
-      // The last group overlaps the one before it if the channels are not a multiple of four.
+      // If the number of channels is not a multiple of four, the last group overlaps the previous one.
       const std::size_t channel = std::min(group, channels - laneCount);
       separateGroup<laneCount>(samples + block * channels + channel, channels, planes.data() + channel, first + block,
                                count);

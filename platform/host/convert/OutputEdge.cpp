@@ -9,7 +9,7 @@
 
 namespace orvane::host {
 
-/// A buffer list with as many entries as a unit may have channels.
+/// The memory of a buffer list with the maximum number of channels of a unit.
 struct OutputEdge::ListStorage {
   explicit ListStorage(std::uint32_t count) : header(count) {}
   platform::RenderBufferList header;
@@ -60,8 +60,9 @@ bool OutputEdge::ask(const platform::OutputProvider& provider, const HubSlice& s
   return provider(flags, time, frames, outputBus, mList->header) == platform::status::success;
 }
 
-/// The number of client frames to request for this slice: those that it spans plus the filter's look-ahead. Not more,
-/// because the converter accepts any number of frames, and the provider would get further and further ahead.
+/// Returns the number of client frames to request for this slice: the frames that the slice spans plus the filter's
+/// look-ahead. Requesting more would put the provider further and further ahead, because the converter accepts any
+/// number of frames.
 std::uint32_t OutputEdge::framesToAsk(const HubSlice& slice) const {
   const double spanned =
       std::ceil(static_cast<double>(mPlayed + slice.frames) * mClient.sampleRate / mHardware.sampleRate);

@@ -15,28 +15,32 @@
 
 namespace orvane::host {
 
-/// Calls a client's output provider and converts its output from the client's channels and rate to the hardware's.
+/// The converter of a client's output: calls the client's output provider and converts the samples from the client's
+/// channel count and rate to those of the hardware.
 ///
-/// At equal rates the provider is called once a slice, for the slice's length. At different rates it is called as often
-/// as needed, for 1 to 1024 frames each, and is ahead of the hardware by a constant number of frames.
+/// At equal rates the provider is called once per slice (block of one device callback) for all its frames. At different
+/// rates it is called as often as needed, for 1 to 1024 frames each, and its output is ahead of the hardware by a
+/// constant number of frames.
 ///
-/// Not thread-safe, except `failed`. The constructor allocates and throws what `RateConverter` throws; all other
+/// Not thread-safe, except for `failed`. The constructor allocates and throws what `RateConverter` throws; all other
 /// operations are real-time safe.
 class OutputEdge {
  public:
-  /// `firstFrame` is the number of client frames requested through an earlier edge.
+  /// Creates an edge. `firstFrame` is the number of client frames that an earlier edge of the same run requested.
   OutputEdge(EdgeFormat client, EdgeFormat hardware, std::uint64_t firstFrame = 0);
   ~OutputEdge();
 
-  /// Plays one slice. If the provider returns a status other than 0, the frames of that call are silent.
+  /// Gets one slice of output from the provider and adds it to `mix`. If the provider returns a status other than 0,
+  /// the frames of that call are silent.
   void play(const platform::OutputProvider& provider, const HubSlice& slice, OutputMix& mix);
 
-  /// Returns the number of client frames requested so far, missing frames included.
+  /// Returns the number of client frames requested so far, including missing frames.
   std::uint64_t nextFrame() const { return mFirstFrame + mAsked + mGaps.missing(mHardware, mClient); }
-  /// Whether the rate conversion has failed; from then on silence is played without calling the provider. Thread-safe.
+  /// Returns whether the rate conversion has failed. After a failure, silence is played without calling the provider.
+  /// Thread-safe.
   bool failed() const { return mConverter && mConverter->failed(); }
 
-  /// Returns the lead of the provider in hardware frames; 0 at equal rates.
+  /// Returns by how many hardware frames the provider is ahead of the hardware; 0 at equal rates.
   std::uint32_t delayFrames() const;
 
  private:

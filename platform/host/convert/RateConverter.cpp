@@ -14,7 +14,7 @@ namespace orvane::host {
 
 namespace {
 
-/// Frames per call of the library; bounds the interleaved copies.
+/// Frames per call of libsamplerate; limits the size of the interleaved copies.
 constexpr std::uint32_t blockFrames = 1024;
 
 }  // namespace
@@ -23,7 +23,7 @@ struct RateConverter::Library {
   explicit Library(std::uint32_t channels) {
     int error = 0;
     state = src_new(SRC_SINC_MEDIUM_QUALITY, static_cast<int>(channels), &error);
-    // Rates and channel counts were checked before, so the only possible failure is a lack of memory.
+    // Rates and channel counts were checked before, so the only possible failure is that memory is exhausted.
     if (state == nullptr) throw std::bad_alloc();
   }
   ~Library() { src_delete(state); }
@@ -84,7 +84,7 @@ RateConverter::Progress RateConverter::processBlock(const Part<const float>& inp
   return {static_cast<std::uint32_t>(data.input_frames_used), made};
 }
 
-/// Feeds silence, one frame at a time, until the first output frame.
+/// Measures the delay: passes silence to a new converter, one frame at a time, until it writes the first output frame.
 std::uint32_t RateConverter::measureDelay() {
   const std::vector<float> silence(1);
   std::vector<float> heard(1);

@@ -10,8 +10,8 @@
 
 namespace orvane::host {
 
-/// Counts the frames missing between a client's slices, so that its time stamps skip them. Not thread-safe; real-time
-/// safe.
+/// A counter of the frames missing between the slices (callback blocks) that a client receives, so that the client's
+/// time stamps can skip them. Not thread-safe; real-time safe.
 class SliceGaps {
  public:
   void accept(const HubSlice& slice) {

@@ -24,7 +24,7 @@ struct Registry {
   std::map<FileIdentity, WriteClaim*> written;
 };
 
-/// Never destroyed: claims may exist until the process ends.
+/// Returns the process's registry, which is never destroyed because claims may exist until the process ends.
 Registry& registry() {
   static Registry& instance = *new Registry();
   return instance;
@@ -42,7 +42,7 @@ std::optional<FileIdentity> identityAt(const std::string& path) {
   return FileIdentity{facts.st_dev, facts.st_ino};
 }
 
-/// Returns false only if another process has locked the file, not on file systems without locks.
+/// Locks the file. Returns false only if another process has locked it; returns true on file systems without locks.
 bool lock(int descriptor, int kind) {
   return flock(descriptor, kind | LOCK_NB) == 0 || errno != EWOULDBLOCK;
 }
@@ -51,7 +51,7 @@ bool lock(int descriptor, int kind) {
 
 ReadClaim::ReadClaim(FileDescriptor file, std::string name)
     : mFile(std::move(file)), mIdentity(identityOf(mFile.get())), mName(std::move(name)) {
-  // The result is ignored: reading a file that another process is writing is allowed.
+  // The result is ignored, because a file that another process is writing may be read.
   lock(mFile.get(), LOCK_SH);
   const std::lock_guard guard(registry().mutex);
   registry().read.emplace(mIdentity, &mName);
@@ -73,7 +73,7 @@ std::optional<std::string> ReadClaim::nameAt(const std::string& path) {
 Result<std::unique_ptr<WriteClaim>> WriteClaim::make(const std::string& path, IfThere ifThere, Handover handover) {
   auto opened = openToWrite(path, ifThere);
   if (!opened) return opened.failure();
-  // Declared before the guard: its destructor locks the registry.
+  // Declared before the guard, so that it is destroyed after unlocking: its destructor locks the registry.
   std::unique_ptr<WriteClaim> claim(new WriteClaim(path, std::move(*opened), handover));
   const std::lock_guard guard(registry().mutex);
   if (auto failure = claim->enter()) return *std::move(failure);
@@ -90,7 +90,7 @@ WriteClaim::WriteClaim(std::string path, WritableFile file, Handover handover)
   mCreatedPath = std::filesystem::canonical(mPath, ignored).string();
 }
 
-/// Called with the registry locked.
+/// Enters the claim into the registry, after a handover if necessary. Called with the registry locked.
 std::optional<platform::Failure> WriteClaim::enter() {
   const auto refusal = [this](const std::string& reason) {
     return platform::Failure{status::noPermission, "\"" + mPath + "\" " + reason};

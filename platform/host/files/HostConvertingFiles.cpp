@@ -36,7 +36,8 @@ struct HostConvertingFiles::OpenFile {
         deviceStarts(itsDeviceStarts),
         planes(format.channelCount()) {}
 
-  /// Stores the list's planes; returns false if the list does not fit the client format.
+  /// Stores pointers to the channel buffers of `list` for `frames` frames. Returns false if the list does not match the
+  /// client format.
   bool takePlanes(platform::RenderBufferList& list, std::uint32_t frames) {
     if (list.bufferCount != planes.size()) return false;
     for (std::size_t channel = 0; channel < planes.size(); ++channel) {
@@ -50,9 +51,9 @@ struct HostConvertingFiles::OpenFile {
   const Handle handle;
   const StreamFormat format;
   const std::unique_ptr<SoundFileWriter> writer;
-  const std::uint64_t deviceStarts;  ///< Starts of the device before this file was created.
+  const std::uint64_t deviceStarts;  ///< Number of starts of the device before this file was created.
   std::atomic<bool> hasClientFormat = false;
-  std::vector<const float*> planes;  ///< The planes of the current slice.
+  std::vector<const float*> planes;  ///< The channel buffers of the current call of `writeAsync`.
 };
 
 HostConvertingFiles::HostConvertingFiles(std::shared_ptr<HostContext> context, std::shared_ptr<const AudioHub> hub)
@@ -81,7 +82,7 @@ Status HostConvertingFiles::create(const std::string& path, std::uint32_t fileTy
   } catch (const std::bad_alloc&) {
     return refuse(status::ioFailure, "\"" + path + "\": there is not enough memory to buffer it");
   } catch (const std::system_error& failure) {
-    return refuse(status::ioFailure, "\"" + path + "\": no thread to write it: " + failure.what());
+    return refuse(status::ioFailure, "\"" + path + "\": no thread could be started to write it: " + failure.what());
   }
 }
 
@@ -113,7 +114,8 @@ Status HostConvertingFiles::refuse(platform::Failure failure) const {
   return mContext->refuse(std::move(failure));
 }
 
-/// The longest slice at a client's rate, plus a margin for frames that the unit's converter delivers late.
+/// Returns the maximum number of frames per call of `writeAsync` at a client's rate: the longest slice (callback
+/// block), plus a margin for frames that the unit's rate converter delivers late.
 std::uint32_t HostConvertingFiles::maxFramesAt(double sampleRate) const {
   constexpr double margin = 1024;
   const backend::DeviceFormat device = mHub->format();
@@ -121,7 +123,7 @@ std::uint32_t HostConvertingFiles::maxFramesAt(double sampleRate) const {
   return static_cast<std::uint32_t>(std::min(std::ceil(device.sliceFrames * ratio) + margin, 1e9));
 }
 
-/// The next handle whose slot is free; `none` if all slots are taken.
+/// Returns the next handle whose slot is free, or `none` if all slots are taken.
 HostConvertingFiles::Handle HostConvertingFiles::freeHandle() {
   for (std::size_t tries = 0; tries < mSlots.size(); ++tries) {
     const auto handle = static_cast<Handle>(++mLastHandle);

@@ -13,11 +13,11 @@
 
 namespace orvane::host {
 
-/// The host's recordings, each with a `SoundFileWriter`. See `platform::ConvertingFile`.
+/// The host's implementation of `platform::ConvertingFile`. Each open recording has a `SoundFileWriter`.
 class HostConvertingFiles final : public platform::ConvertingFile {
  public:
   HostConvertingFiles(std::shared_ptr<HostContext> context, std::shared_ptr<const AudioHub> hub);
-  /// Disposes the files that are still open.
+  /// Completes and closes the files that are still open.
   ~HostConvertingFiles() override;
 
   platform::Status create(const std::string& path, std::uint32_t fileType,
@@ -31,7 +31,7 @@ class HostConvertingFiles final : public platform::ConvertingFile {
   struct OpenFile;
   using Slot = std::atomic<OpenFile*>;
 
-  /// Returns the slot for a handle without locking.
+  /// Returns the slot in which a handle's file is stored; the slot may be empty or hold another handle's file.
   Slot& slotOf(Handle file) { return mSlots[static_cast<std::size_t>(file) % mSlots.size()]; }
   platform::Status open(const std::string& path, const platform::StreamFormat& format, ExistingFile existing,
                         Handle& file);
@@ -44,7 +44,7 @@ class HostConvertingFiles final : public platform::ConvertingFile {
 
   const std::shared_ptr<HostContext> mContext;
   const std::shared_ptr<const AudioHub> mHub;
-  std::mutex mMutex;  ///< Locked to fill and clear slots, not to read them.
+  std::mutex mMutex;  ///< Locked to fill and clear slots; slots are read without it.
   std::uint32_t mLastHandle = 0;
   std::array<Slot, 256> mSlots{};
 };

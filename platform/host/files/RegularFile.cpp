@@ -72,7 +72,7 @@ Result<WritableFile> openToWrite(const std::string& path, IfThere ifThere) {
     if (existing) return WritableFile{std::move(*existing), false};
     if (existing.failure().status != status::notFound) return existing.failure();
   }
-  // No O_EXCL unless refusing: the path may be a symbolic link to the file to create.
+  // O_EXCL is used only for `refuse`, because the path may be a symbolic link to a file that does not exist yet.
   auto created = openRegular(path, O_RDWR | O_CREAT | (ifThere == IfThere::refuse ? O_EXCL : 0));
   if (!created) return created.failure();
   return WritableFile{std::move(*created), true};

@@ -8,7 +8,7 @@
 
 namespace orvane::host {
 
-/// Owns a file descriptor and closes it. Negative for none.
+/// The owner of a file descriptor, which it closes on destruction. A negative value means that it owns none.
 class FileDescriptor {
  public:
   explicit FileDescriptor(int descriptor) : mDescriptor(descriptor) {}
@@ -24,8 +24,8 @@ class FileDescriptor {
   int mDescriptor;
 };
 
-/// Opens a file for reading. Fails with `notRegularFile` for a folder, a device or a pipe, without waiting for it, and
-/// otherwise with the status of `systemFailure`.
+/// Opens a file for reading. Fails with `notRegularFile` for a folder, a device or a pipe (without waiting for the
+/// pipe's other end), and with the failures of `systemFailure`.
 Result<FileDescriptor> openToRead(const std::string& path);
 
 /// Treatment of a file that already exists.
@@ -37,14 +37,15 @@ enum class IfThere {
 /// A file that is open for writing.
 struct WritableFile {
   FileDescriptor descriptor;
-  bool isNew = false;  ///< Created by the call.
+  bool isNew = false;  ///< Whether `openToWrite` created the file.
 };
 
-/// Opens a file for writing; creates it if it does not exist. Fails as `openToRead` does.
+/// Opens a file for writing, creating it if it does not exist. Fails with `notRegularFile` for a folder, a device or a
+/// pipe, with `noPermission` if the file exists and `ifThere` is `refuse`, and with the failures of `systemFailure`.
 Result<WritableFile> openToWrite(const std::string& path, IfThere ifThere);
 
-/// Makes the failure of a system call on `path` that set `errno` to `error`: `notFound`, `noPermission`, `diskFull`,
-/// `notRegularFile` or `ioFailure`.
+/// Returns the failure that describes a failed system call on `path`, where `error` is the value of `errno`. Its status
+/// is `notFound`, `noPermission`, `diskFull`, `notRegularFile` or `ioFailure`.
 platform::Failure systemFailure(const std::string& path, int error);
 
 }  // namespace orvane::host

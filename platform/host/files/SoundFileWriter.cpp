@@ -16,12 +16,13 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr platform::HostTime drainPeriod = 200ms;
-/// Length of the queue: many periods, for disks that pause.
+/// Length of the queue. It is many times the writing period, because disks may pause.
 constexpr double queueSeconds = 2;
-/// Memory limit of a queue, apart from the room for two slices. 64 channels at 48 kHz take a fifth of it.
+/// Memory limit of a queue. It is exceeded only if two slices need more. 64 channels at 48 kHz need a fifth of it.
 constexpr double maxQueueBytes = 128 << 20;
 
-/// Room for two seconds, and for at least two slices of any length.
+/// Returns the queue length in frames: two seconds within the memory limit, but at least two slices of the maximum
+/// length.
 std::uint32_t queueFrames(const SoundShape& shape, std::uint32_t maxFrames) {
   constexpr double max = 1 << 30;
   const double bounded = std::min(std::ceil(shape.sampleRate * queueSeconds),
@@ -34,7 +35,7 @@ std::uint32_t queueFrames(const SoundShape& shape, std::uint32_t maxFrames) {
 Result<std::unique_ptr<SoundFileWriter>> SoundFileWriter::create(const Target& target,
                                                                  std::unique_ptr<OutputContainer> container,
                                                                  std::shared_ptr<HostContext> context) {
-  // Everything that may throw is done before the file is opened.
+  // All steps that may throw come before the file is opened.
   const SoundShape shape = container->shape();
   auto queue = std::make_unique<SliceQueue>(shape.channels, queueFrames(shape, target.maxFrames));
   auto worker = context->scheduler->makeWorker("file writer");
@@ -59,7 +60,7 @@ SoundFileWriter::SoundFileWriter(std::string path, std::unique_ptr<WriteClaim> c
       mQueue(std::move(queue)),
       mWorker(std::move(worker)) {}
 
-/// Writes the headers of a file without content, and starts draining the queue.
+/// Writes the headers if the file has no content, and starts the task that drains the queue.
 std::optional<platform::Failure> SoundFileWriter::begin() {
   if (!mClaim->hasContent()) {
     if (auto failure = mContainer->begin(mClaim->descriptor())) return failure;
@@ -108,7 +109,8 @@ void SoundFileWriter::complete(IfSilent ifSilent) {
   if (auto failure = mClaim->close(); failure && !mFailed) fail(*std::move(failure));
 }
 
-/// Completes the file on a handover. Without frames, the next writer takes over its state from before.
+/// Completes the file because another writer takes it over. If no frames were written, the next writer's claim takes
+/// over the file's original state from this writer's claim.
 void SoundFileWriter::handOver() {
   mWorker->cancel();
   const std::lock_guard lock(mMutex);
@@ -118,7 +120,7 @@ void SoundFileWriter::handOver() {
   if (auto failure = mClaim->close(); failure && !mFailed) fail(*std::move(failure));
 }
 
-/// Called with the mutex locked.
+/// Writes all queued frames, updates the headers, and makes later frames be dropped. Called with the mutex locked.
 void SoundFileWriter::finish() {
   drain();
   mOpen = false;

@@ -20,37 +20,38 @@
 
 namespace orvane::host {
 
-/// Writes slices to a file on a worker of its own.
+/// A background writer of a sound file, with its own worker.
 ///
-/// The device callback pushes into a bounded queue of two seconds (at most 128 MiB). Every 200 ms the worker writes the
-/// queue's frames and updates the file's header, so a process that is killed leaves a readable file that lacks at most
-/// the last 400 ms. The first failure is logged and kept in `WriteFailures`; later frames are dropped. A file that is
-/// still open when the process exits is completed then.
+/// The device callback pushes slices (its blocks of frames) into a bounded queue of two seconds, limited to 128 MiB.
+/// Every 200 ms the worker writes the queued frames and updates the file's header, so if the process is killed, the
+/// file is readable and at most the last 400 ms are missing. The first failure is logged and recorded in
+/// `WriteFailures`; later frames are dropped. A file that is still open when the process exits is completed then.
 ///
-/// A file with content keeps it until the first frames are written; a new or empty one gets its headers in `create`. A
-/// file has one writer at a time (see `WriteClaim`). After a handover the earlier writer's file is complete, and its
-/// later frames are dropped.
+/// An existing file with content keeps it until the first frames are written; a new or empty file gets its headers in
+/// `create`. A file has one writer at a time. When another writer takes over the file (see `WriteClaim`), this writer
+/// completes the file and drops later frames.
 ///
 /// Thread-safe; only `push` is real-time safe.
 class SoundFileWriter {
  public:
   struct Target {
     std::string path;
-    std::uint32_t maxFrames = 0;  ///< Frames of the longest slice.
+    std::uint32_t maxFrames = 0;  ///< Length of the longest slice, in frames.
     IfThere ifThere = IfThere::open;
     WriteClaim::Handover handover = WriteClaim::Handover::refused;
   };
 
-  /// Opens and claims the file. On failure the file system is as it was before. Fails as `WriteClaim::make` does and if
-  /// the headers cannot be written; throws `std::bad_alloc` or, if no thread can be started, `std::system_error`.
+  /// Opens and claims the file. Fails as `WriteClaim::make` does, and if the headers cannot be written; after a failure
+  /// the file system is as it was before. Throws `std::bad_alloc` if memory is exhausted and `std::system_error` if no
+  /// thread can be started.
   static Result<std::unique_ptr<SoundFileWriter>> create(const Target& target,
                                                          std::unique_ptr<OutputContainer> container,
                                                          std::shared_ptr<HostContext> context);
-  /// Closes the file with `IfSilent::keep` if it is open.
+  /// Closes the file, if it is open, with `IfSilent::keep`.
   ~SoundFileWriter();
 
-  /// Queues a slice of one plane a channel. Returns false if the queue was full and the slice was dropped. Call it from
-  /// one thread at a time. Real-time safe.
+  /// Queues a slice of `frames` frames; `planes` must have one plane (array of samples) per channel. Returns false if
+  /// the queue was full and the slice was dropped. Must be called from one thread at a time. Real-time safe.
   bool push(std::span<const float* const> planes, std::uint32_t frames) {
     return !mOpen.load(std::memory_order_relaxed) || mQueue->push(planes, frames);
   }
@@ -58,16 +59,17 @@ class SoundFileWriter {
   /// Writes all queued frames; the file stays open.
   void flush();
 
-  /// Treatment of a file without frames.
+  /// Treatment of a file to which no frames were written.
   enum class IfSilent {
     keep,     ///< Leave a valid file of no frames, or the content that the file had before.
     discard,  ///< Restore the state before `create`.
   };
-  /// Writes all queued frames, then completes and closes the file; later slices are dropped. If a failed write left the
-  /// file without frames, `IfSilent::discard` applies.
+  /// Writes all queued frames, then completes and closes the file; later slices are dropped. `ifSilent` applies if no
+  /// frames were written; if that is because writing failed, `IfSilent::discard` applies instead.
   void close(IfSilent ifSilent);
 
-  /// Returns the completed file; nothing before that, and nothing if this writer wrote nothing or discarded the file.
+  /// Returns the completed file, or `std::nullopt` if the file is not complete yet, was discarded, or got no content
+  /// from this writer.
   std::optional<platform::WrittenFile> written();
 
  private:

@@ -19,7 +19,7 @@ namespace orvane::host {
 
 namespace {
 
-static_assert(std::endian::native == std::endian::little, "WAVE files hold their numbers low byte first");
+static_assert(std::endian::native == std::endian::little, "numbers in WAVE files are little-endian");
 
 constexpr std::uint32_t maxUint32 = std::numeric_limits<std::uint32_t>::max();
 
@@ -68,7 +68,7 @@ constexpr std::size_t float32HeaderBytes = 94;
 }  // namespace
 
 Result<std::unique_ptr<OutputContainer>> WaveFile::make(std::string path, Encoding encoding, SoundShape shape) {
-  // Larger values overflow fields of the header.
+  // Larger values would overflow fields of the header.
   constexpr double maxRate = 6'144'000;
   constexpr std::uint32_t maxChannels = 256;
   const bool inRange = shape.sampleRate >= 1 && shape.sampleRate <= maxRate &&
@@ -88,12 +88,13 @@ WaveFile::WaveFile(std::string path, Encoding encoding, SoundShape shape)
 }
 
 std::uint32_t WaveFile::type() const {
-  // An upper bound of the header's size field, for either encoding.
+  // An upper bound of the size in the header, for both encodings.
   const std::uint64_t size = mFrames * frameBytes() + float32HeaderBytes;
   return size > maxUint32 ? rf64Type : waveType;
 }
 
-/// Reserves room for the chunk of 64-bit sizes, so that a file can become RF64 in place.
+/// Returns the header. In a WAVE file it reserves room for the chunk of 64-bit sizes, so that the file can become RF64
+/// in place.
 std::string WaveFile::header() const {
   constexpr std::uint32_t size64Bytes = 28;
   constexpr std::uint16_t integerTag = 1;
@@ -114,7 +115,7 @@ std::string WaveFile::header() const {
               bounded(static_cast<std::uint64_t>(mShape.sampleRate) * frameBytes()),
               static_cast<std::uint16_t>(frameBytes()), static_cast<std::uint16_t>(8 * sampleBytes()));
   if (isFloat) {
-    append(bytes, std::uint16_t{0});  // The size of the extension, which other formats than integers have to tell.
+    append(bytes, std::uint16_t{0});  // The size of the extension field, which non-integer formats must have.
     appendChunk(bytes, "fact", 4, size32(mFrames));
   }
   appendChunk(bytes, "data", size32(dataBytes));
@@ -139,7 +140,7 @@ std::optional<platform::Failure> WaveFile::write(const SliceQueue::Block& block)
   const std::size_t frames = written.bytes / frameBytes();
   mFrames += frames;
   if (written.error == 0) return std::nullopt;
-  // Remove a partial frame, which other programs may not be able to read.
+  // Remove a partial frame, because other programs may not be able to read it.
   [[maybe_unused]] const int ignored = ftruncate(mFile, static_cast<off_t>(end + frames * frameBytes()));
   return systemFailure(mPath, written.error);
 }

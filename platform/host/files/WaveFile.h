@@ -13,9 +13,10 @@
 
 namespace orvane::host {
 
-/// A WAVE file of 16-bit integers or 32-bit floats being written; it becomes RF64 when it exceeds the 4 GiB of a WAVE
-/// header. It has its own headers, because libsndfile writes neither an extension field for float formats nor a channel
-/// mask that its own reader accepts; other programs read these headers without a warning.
+/// A WAVE file of 16-bit integers or 32-bit floats that is being written. It becomes an RF64 file when it exceeds 4
+/// GiB, the limit of a WAVE header. This class writes the headers itself, because libsndfile writes neither an
+/// extension field for float formats nor a channel mask that its own reader accepts; other programs read these headers
+/// without a warning.
 class WaveFile final : public OutputContainer {
  public:
   enum class Encoding { int16, float32 };
@@ -23,8 +24,9 @@ class WaveFile final : public OutputContainer {
   static constexpr std::uint32_t waveType = 0x57415645;
   static constexpr std::uint32_t rf64Type = 0x52463634;
 
-  /// Accepts 1 to 256 channels at a whole number of hertz from 1 to 6144000; fails with `unsupportedFormat` otherwise.
-  /// The path is used in messages only.
+  /// Creates a container without touching the file system; `path` is used in messages only. The shape must have 1 to
+  /// 256 channels and a rate that is a whole number of hertz from 1 to 6144000; otherwise fails with
+  /// `unsupportedFormat`.
   static Result<std::unique_ptr<OutputContainer>> make(std::string path, Encoding encoding, SoundShape shape);
 
   SoundShape shape() const override { return mShape; }

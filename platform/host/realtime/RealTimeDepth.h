@@ -3,8 +3,8 @@
 
 namespace orvane::host {
 
-/// The number of real-time sections that the calling thread is in. A plain integer without dynamic initialisation,
-/// because the hooks read it before and after all other code of the process runs.
+/// The nesting depth of `RealTimeSection` on the calling thread; 0 outside. A plain integer without dynamic
+/// initialisation, because the hooks that check it run before and after all other code of the process.
 extern thread_local int realTimeDepth;
 
 }  // namespace orvane::host

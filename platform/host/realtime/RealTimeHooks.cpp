@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 
-// Replaces the C library's functions for allocation, locks, waits, files, streams and throwing in builds with
-// ORVANE_REAL_TIME_CHECKS, so that breaking a rule on the device callback ends the process instead of causing
-// occasional dropouts. `sem_post` is allowed.
+// In builds with ORVANE_REAL_TIME_CHECKS, this file replaces the C library's functions for allocation, locks, waits,
+// files, streams and throwing. If the device callback calls one of them, the process ends with a message, where
+// otherwise the fault would cause occasional dropouts. `sem_post` is allowed.
 
 #include "platform/host/realtime/RealTimeDepth.h"
 
@@ -34,7 +34,7 @@ namespace {
 
 void check(const char* call) {
   if (realTimeDepth == 0) return;
-  realTimeDepth = 0;  // The code below may allocate.
+  realTimeDepth = 0;  // Ends the check, because the code below may allocate.
   const char* const parts[] = {"orvane: the device callback called ", call, ", which no real-time code may do\n"};
   for (const char* part : parts) {
     if (write(STDERR_FILENO, part, std::strlen(part)) < 0) break;
@@ -42,13 +42,14 @@ void check(const char* call) {
   std::abort();
 }
 
-/// The C library's own function of a name, looked up at the first call.
+/// The C library's own function with a given name, looked up at the first call.
 ///
-/// Constant-initialised, and possibly looked up by two threads: a guarded static would lock inside the hooks.
+/// Two threads may look it up at the same time. It is constant-initialised, because a static variable with a guard
+/// would lock inside the hooks.
 template <typename Function>
 class Original {
  public:
-  /// `version` for a function of which the C library keeps an older form under the same name.
+  /// `version` is needed for a function of which the C library also has an older version with the same name.
   constexpr explicit Original(const char* name, const char* version = nullptr) : mName(name), mVersion(version) {}
 
   Function* get() {
@@ -74,7 +75,7 @@ class Original {
 using orvane::host::check;
 using orvane::host::Original;
 
-// The C library's own allocator under the names that it keeps for replacements like these.
+// The names under which replacements like these can call the C library's own allocator.
 extern "C" {
 void* __libc_malloc(std::size_t size);
 void* __libc_calloc(std::size_t count, std::size_t size);
@@ -119,7 +120,8 @@ ORVANE_HOOK void free(void* memory) {
   __libc_free(memory);
 }
 
-/// Defines a hook with these parameters that passes on these arguments.
+/// Defines a hook with the given parameters, which checks the rule and then calls the original with the given
+/// arguments.
 #define ORVANE_FORWARD_VERSION(version, Result, name, parameters, ...)     \
   ORVANE_HOOK Result name parameters {                                     \
     check(#name);                                                          \
@@ -159,7 +161,7 @@ ORVANE_FORWARD(ssize_t, pread, (int file, void* bytes, std::size_t size, off_t p
 ORVANE_FORWARD(ssize_t, pwrite, (int file, const void* bytes, std::size_t size, off_t place), file, bytes, size, place)
 ORVANE_FORWARD(int, close, (int file), file)
 
-/// The third argument of `open` and the fourth of `openat`, present only if the call may create a file.
+/// Defines a hook of `open` or `openat`, whose last argument (`mode`) is present only if the call may create a file.
 #define ORVANE_FORWARD_OPEN(name, parameters, ...)                                                   \
   ORVANE_HOOK int name parameters {                                                                  \
     check(#name);                                                                                    \
@@ -187,7 +189,8 @@ ORVANE_FORWARD(int, fputc, (int character, FILE* stream), character, stream)
 ORVANE_FORWARD(int, fflush, (FILE * stream), stream)
 ORVANE_FORWARD(int, vfprintf, (FILE * stream, const char* format, va_list arguments), stream, format, arguments)
 
-/// `printf` and `fprintf`, which call other functions of the C library without going through their hooks.
+/// Defines a hook of `printf` or `fprintf`. These need their own hooks, because they call other functions of the C
+/// library without going through the hooks of those.
 #define ORVANE_FORWARD_PRINT(name, parameters, stream)      \
   ORVANE_HOOK int name parameters {                         \
     check(#name);                                           \
@@ -200,7 +203,7 @@ ORVANE_FORWARD(int, vfprintf, (FILE * stream, const char* format, va_list argume
 ORVANE_FORWARD_PRINT(printf, (const char* format, ...), stdout)
 ORVANE_FORWARD_PRINT(fprintf, (FILE * stream, const char* format, ...), stream)
 
-/// Called first by every throw.
+/// Hook of the function that every `throw` expression calls first.
 ORVANE_HOOK void* __cxa_allocate_exception(std::size_t size) noexcept {
   check("throw");
   static constinit Original<void*(std::size_t)> original("__cxa_allocate_exception");

@@ -13,7 +13,8 @@
 
 namespace orvane::host {
 
-// The reporting roles, on the state of the hub and the context. See the roles for what they return.
+// The host's implementations of the reporting roles (`DeviceReport`, `RunControl`, `FileReport`), based on the state of
+// the hub and the context.
 
 class HostDeviceReport final : public platform::DeviceReport {
  public:

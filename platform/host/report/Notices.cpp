@@ -5,7 +5,7 @@
 
 namespace orvane::host {
 
-/// The registration that a subscription owns. May outlive the list.
+/// The entry of one subscriber, owned by its `Subscription`. May outlive the list.
 class Notices::Registration {
  public:
   Registration(const std::shared_ptr<List>& list, std::unique_ptr<platform::Trigger> trigger)
@@ -20,7 +20,8 @@ class Notices::Registration {
       const std::lock_guard lock(list->mutex);
       std::erase(list->triggers, mTrigger.get());
     }
-    // The trigger is destroyed last, without the lock: it waits for a running notice, which may subscribe or announce.
+    // The trigger is destroyed after unlocking, because its destructor waits for a running notice, which may itself
+    // subscribe or announce.
   }
 
   void fire() const { mTrigger->fire(); }

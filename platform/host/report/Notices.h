@@ -12,8 +12,8 @@
 
 namespace orvane::host {
 
-/// Holds the worker on which all notices of a host run; makes it when it is first needed. Thread-safe; not real-time
-/// safe.
+/// The owner of the worker on which all notices (subscribed functions) of a host run. It creates the worker when it is
+/// first needed. Thread-safe; not real-time safe.
 class NoticeWorker {
  public:
   explicit NoticeWorker(platform::Scheduler& scheduler) : mScheduler(scheduler) {}
@@ -30,14 +30,16 @@ class NoticeWorker {
   std::unique_ptr<platform::Worker> mWorker;
 };
 
-/// The subscribers of one event. Thread-safe; not real-time safe.
+/// The list of functions ("notices") that are subscribed to one event. Thread-safe; not real-time safe.
 class Notices {
  public:
   explicit Notices(NoticeWorker& worker) : mWorker(worker) {}
 
-  /// Calls `notice` on the worker after every `announce`, and once soon if `immediately`. Ends with the subscription.
+  /// Subscribes `notice`: it is called on the worker after every `announce`, and also soon after this call if
+  /// `immediately` is true, until the returned subscription ends.
   platform::Subscription subscribe(std::function<void()> notice, bool immediately);
-  /// Makes every notice run soon. Calls none itself, so the caller may hold locks.
+  /// Makes every subscribed notice run soon on the worker. The caller may hold locks, because no notice is called on
+  /// its thread.
   void announce();
 
  private:

@@ -14,18 +14,18 @@
 #include "platform/Subscription.h"
 #include "platform/host/report/Notices.h"
 
-// Records that a host keeps for its reports. All are thread-safe and lock a mutex, so none is real-time safe.
+// Records that a host keeps for its reports. All are thread-safe. They lock a mutex, so none is real-time safe.
 
 namespace orvane::host {
 
-/// The recordings that were completed, and the count of slices dropped from files.
+/// The record of completed recordings and of the number of slices (callback blocks) dropped from files.
 class FileRecord {
  public:
   void completed(platform::WrittenFile file) {
     const std::lock_guard lock(mMutex);
     mWritten.push_back(std::move(file));
   }
-  /// In order of completion.
+  /// Returns the completed recordings, in order of completion.
   std::vector<platform::WrittenFile> written() const {
     const std::lock_guard lock(mMutex);
     return mWritten;
@@ -40,14 +40,14 @@ class FileRecord {
   std::atomic<std::uint64_t> mOverruns = 0;
 };
 
-/// The last host call that was refused.
+/// The record of the host call that was refused last.
 class RefusalRecord {
  public:
   void record(platform::Failure failure) {
     const std::lock_guard lock(mMutex);
     mLast = std::move(failure);
   }
-  /// Nothing before the first refusal.
+  /// Returns the last refusal, or `std::nullopt` before the first one.
   std::optional<platform::Failure> last() const {
     const std::lock_guard lock(mMutex);
     return mLast;
@@ -58,24 +58,24 @@ class RefusalRecord {
   std::optional<platform::Failure> mLast;
 };
 
-/// The first failed file write that was not reported to any caller.
+/// The record of the first failed background write to a file.
 class WriteFailures {
  public:
   explicit WriteFailures(NoticeWorker& worker) : mNotices(worker) {}
 
-  /// Keeps `failure` and runs the notices if it is the first; otherwise does nothing.
+  /// If `failure` is the first, stores it and makes the subscribed notices run soon; otherwise does nothing.
   void record(platform::Failure failure) {
     const std::lock_guard lock(mMutex);
     if (mFirst) return;
     mFirst = std::move(failure);
     mNotices.announce();
   }
-  /// Nothing before the first failure.
+  /// Returns the first failure, or `std::nullopt` if there was none.
   std::optional<platform::Failure> first() const {
     const std::lock_guard lock(mMutex);
     return mFirst;
   }
-  /// See `platform::RunControl::onWriteFailure`.
+  /// Subscribes a notice, see `platform::RunControl::onWriteFailure`.
   platform::Subscription onFirst(std::function<void()> notice) {
     const std::lock_guard lock(mMutex);
     return mNotices.subscribe(std::move(notice), mFirst.has_value());

@@ -83,7 +83,8 @@ class HostSession final : public platform::PlatformSession {
   static constexpr char setCategoryName[] = "PlatformSession::setCategory";
   static constexpr char setModeName[] = "PlatformSession::setMode";
 
-  /// Asks the gate, then the rule, which returns why not. A refusal is kept as the host's last one.
+  /// Returns the error if the gate refuses `call` or if `whyNot` returns a reason; otherwise `std::nullopt`. Records a
+  /// refusal as the host's last one.
   template <typename Rule>
   std::optional<PlatformError> refusalOf(const GatedCall& call, const char* operation, Rule whyNot) const {
     std::optional<platform::Failure> failure;

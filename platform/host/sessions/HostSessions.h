@@ -12,7 +12,7 @@
 
 namespace orvane::host {
 
-/// The session operations that a scenario can refuse.
+/// The session operations that a scenario (the simulated device's script of faults) can refuse.
 namespace session_call {
 
 extern const GatedCall activate;
@@ -23,20 +23,21 @@ extern const GatedCall setOptions;
 
 }  // namespace session_call
 
-/// The sessions of one host: the primary one with identifier 1, auxiliary ones from 2 on. See
-/// `platform::SessionService`.
+/// The host's implementation of `platform::SessionService`. The primary session has the identifier 1, auxiliary
+/// sessions have identifiers from 2 on.
 ///
-/// New sessions have the category play-and-record, so that units may use both sides without further settings.
-/// `SessionPolicy.h` decides what may be set.
+/// New sessions have the category play-and-record, so that units may use input and output without further settings. The
+/// functions of `SessionPolicy.h` decide which settings are valid.
 class HostSessions final : public platform::SessionService {
  public:
-  /// `gate` decides about the calls of `session_call`; refusals are kept in `refusals`.
+  /// Creates the service. `gate` decides whether a call in `session_call` is refused; refusals are recorded in
+  /// `refusals`.
   HostSessions(std::shared_ptr<const CallGate> gate, std::shared_ptr<RefusalRecord> refusals);
 
   std::shared_ptr<platform::PlatformSession> primary() override { return mPrimary; }
   std::shared_ptr<platform::PlatformSession> makeAuxiliary() override;
 
-  /// Returns the session with this identifier; null if there is none or it has been released.
+  /// Returns the session with this identifier, or null if there is none or the session has been released.
   std::shared_ptr<platform::PlatformSession> find(std::uint32_t identifier) const;
 
  private:

@@ -14,18 +14,20 @@
 
 namespace orvane::host {
 
-/// The session that an audio client is bound to; decides which sides of the device the client may use. Thread-safe; not
-/// real-time safe.
+/// The binding of an audio client to a session, which decides which sides of the device the client may use.
+/// Thread-safe; not real-time safe.
 class SessionBinding {
  public:
   explicit SessionBinding(std::shared_ptr<const HostContext> context) : mContext(std::move(context)) {}
 
-  /// Binds to the session with this identifier. Returns `unknownSession`, and keeps the binding, if there is none.
+  /// Binds the client to the session with this identifier. If there is no such session, keeps the previous binding and
+  /// returns `unknownSession`.
   platform::Status bind(std::uint32_t identifier);
 
-  /// Returns nothing if the client may use these sides, otherwise the failure: `noDevice` for a side that the hardware
-  /// lacks, `noInput` or `noOutput` for one that the session's category lacks. Without a session only the hardware
-  /// counts. `call` is stored in the failure.
+  /// Returns `std::nullopt` if the client may use the input (if `input` is true) and the output (if `output` is true).
+  /// Otherwise returns a failure with the status `noDevice` if the hardware has no such side, or `noInput` or
+  /// `noOutput` if the session's category has no such side; `call` becomes the failure's operation. Without a session
+  /// only the hardware is checked.
   std::optional<platform::Failure> whyNot(const backend::DeviceFormat& hardware, bool input, bool output,
                                           const std::string& call) const;
 

@@ -14,7 +14,7 @@ namespace orvane::host {
 
 namespace {
 
-// What a category gives, and what an option needs.
+// Bits that describe which sides a category has, or which an option requires.
 using Traits = unsigned;
 constexpr Traits input = 1;
 constexpr Traits output = 2;
@@ -70,7 +70,7 @@ struct Option {
   std::uint64_t bit;
   std::string_view name;
   Traits needs;
-  std::string_view right;  ///< A category that the option makes sense with, in words.
+  std::string_view right;  ///< Describes the categories that accept the option, for use in messages.
 };
 
 constexpr std::string_view mixesRight = "a category that plays together with others, such as orvane.category.ambient";
@@ -103,7 +103,7 @@ bool fits(const Option& option, Traits traits) {
   return (option.needs & ~traits) == 0;
 }
 
-/// The sentence for a name that the platform does not know. `identifiers` all begin with `prefix`.
+/// Returns the sentence for an unknown name. All `identifiers` must begin with `prefix`.
 std::string unknownName(const std::string& what, std::string_view name, const std::string& shortName,
                         const std::string& prefix, const std::vector<std::string_view>& identifiers) {
   std::string text = "no " + what + " is named \"" + std::string(name) + "\"; short names such as \"" + shortName +

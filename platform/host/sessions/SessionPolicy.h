@@ -8,30 +8,32 @@
 
 namespace orvane::host {
 
-// Rules for the settings of sessions. Names are the platform's identifiers. The functions keep no state. Thread-safe;
-// not real-time safe.
+// Rules that decide which settings of sessions are valid. Categories and modes are the platform's identifiers, such as
+// "orvane.category.record". The functions keep no state. Thread-safe; not real-time safe.
 //
-// A category has an input, an output or both, and its output mixes with other sessions or not (only solo-ambient does
-// not). Each option requires some of this:
+// A category has an input, an output or both. The output of every category except solo-ambient mixes with that of other
+// sessions. Each option has a requirement:
 //
 // - mixWithOthers, duckOthers, mixExceptWithSpokenAudio: an output that mixes;
 // - allowHFP (the microphone of hands-free headsets): an input;
 // - allowA2DP, allowSkycast (wireless speakers): an output;
-// - defaultToSpeaker: both, as a category without input uses the speaker anyway.
+// - defaultToSpeaker: an input and an output, because a category without input uses the speaker anyway.
 //
 // Every category accepts every mode.
 
-/// Whether the category has that side; false for an unknown category.
+/// Return whether the category has an input or an output; return false for an unknown category.
 bool categoryHasInput(std::string_view category);
 bool categoryHasOutput(std::string_view category);
 
-/// Returns all `platform::session_option` bits that the category accepts; none for an unknown category.
+/// Returns all `platform::session_option` bits that the category accepts, or 0 for an unknown category.
 std::uint64_t sensibleOptions(std::string_view category);
 
-/// Returns nothing if the setting is allowed, otherwise a sentence that states what would be right.
+/// Return `std::nullopt` if the category or mode is known, otherwise a sentence for use in messages that lists the
+/// accepted values.
 std::optional<std::string> whyNotCategory(std::string_view category);
 std::optional<std::string> whyNotMode(std::string_view mode);
-/// As above; `category` must be known.
+/// Returns `std::nullopt` if the category accepts all bits of `options`, otherwise a sentence for use in messages that
+/// states what the refused option requires. `category` must be known.
 std::optional<std::string> whyNotOptions(std::string_view category, std::uint64_t options);
 
 }  // namespace orvane::host

@@ -54,13 +54,13 @@ Conductor::Place Conductor::addToAgenda(HostTime due, std::variant<Task, Limit> 
 
 void Conductor::post(HostTime due, Owner owner, platform::Worker::Repetition task) {
   const Lock lock(mMutex);
-  // Queue triggers that the caller fired earlier first; otherwise the order would depend on the thread's timing.
+  // Triggers that the caller fired earlier are queued first; otherwise the order would depend on the thread's timing.
   queueFired();
   addToAgenda(due, Task{owner, std::move(task)});
 }
 
-/// Removes the tasks for which `belongs` returns true from the agenda. Their captures may call back, so the caller
-/// destroys them without the lock.
+/// Removes the tasks for which `belongs` returns true from the agenda and returns them. The caller must destroy them
+/// after unlocking, because destructors of their captures may call the conductor.
 template <typename Predicate>
 std::vector<Conductor::Task> Conductor::takeTasks(Predicate belongs) {
   std::vector<Task> taken;
@@ -73,8 +73,8 @@ std::vector<Conductor::Task> Conductor::takeTasks(Predicate belongs) {
   return taken;
 }
 
-/// Waits for the end of a run. No task begins until the caller has returned, so tasks that the run posts can still be
-/// dropped.
+/// Waits until `isOver()` is true, which must happen at the end of a task's run. No other task begins until the caller
+/// has returned, so the caller can still drop tasks that the run posted.
 template <typename IsOver>
 void Conductor::awaitRun(Lock& lock, IsOver isOver) {
   ++mReturning;
@@ -124,13 +124,14 @@ void Conductor::removeTrigger(const FiredTask& trigger) {
 
 void Conductor::fire(FiredTask& trigger) {
   if (!trigger.fire()) return;
-  // Both sides write before they read, sequentially consistent: either the thread sees the fire before it sleeps, or
-  // this call sees that it is asleep.
+  // Both sides write their own flag before they read the other's, sequentially consistent: either the thread sees the
+  // fired trigger before it sleeps, or this call sees that the thread is asleep.
   mAnyFired = true;
   wake();
 }
 
-/// Adds every fired trigger to the agenda, in order of creation. Called with the lock.
+/// Adds a run of every fired trigger to the agenda, in the order in which the triggers were created. Called with the
+/// mutex locked.
 void Conductor::queueFired() {
   if (!mAnyFired.exchange(false)) return;
   for (const Triggered& trigger : mTriggers) {
@@ -169,8 +170,8 @@ bool Conductor::wait(Signals& signals, HostTime limit) {
   const bool limited = limit < platform::Waiter::forever - now();
   if (limited) limitPlace = addToAgenda(now() + std::max(limit, HostTime::zero()), Limit{&signals, &wait});
   wakeIfItMayRun();
-  // After a signal by a task, wait for that task to end, so that nothing runs while the caller works. After a signal
-  // from elsewhere, such as Ctrl-C, do not wait for a running task, which may be stuck.
+  // If a task signalled, wait for that task to end, so that no task runs while the caller works. After a signal from
+  // another source, such as Ctrl-C, do not wait for a running task, because it may be stuck.
   mCallerWake.wait(lock, [&] { return wait.state != Wait::State::waiting && !(wait.endedByTask && mTaskRuns); });
   if (limited && wait.state == Wait::State::signalled) {
     std::erase_if(mAgenda, [&](const Entry& entry) { return entry.place == limitPlace; });
@@ -213,7 +214,8 @@ void Conductor::conduct() {
 
 void Conductor::sleep(Lock& lock) {
   mAsleep = true;
-  // If the fire saw the thread asleep, its post ends the wait below; otherwise the flag is cleared here.
+  // If `fire` saw the thread asleep, it has posted the semaphore, which ends the wait below; otherwise the flag is
+  // cleared here.
   if (mAnyFired && mAsleep.exchange(false)) return;
   lock.unlock();
   waitForSemaphore(mWake, std::nullopt);
@@ -243,19 +245,19 @@ void Conductor::runTask(Lock& lock, Task task) {
     if (!next) break;
     const HostTime due = std::max(*next, now());
     if (!mayTimePass() || !comesFirst(due) || mAnyFired || mQuit) break;
-    // A repetition that is due next, such as a device's slices, runs again without going through the agenda.
+    // A repetition that is due next, such as the device's next slice, runs again without going through the agenda.
     mNow.store(due.count(), std::memory_order_relaxed);
   }
   if (next) addToAgenda(*next, std::move(task));
   mTaskRuns = false;
   mRunning = nullptr;
   mRunningTrigger = nullptr;
-  // Only returning callers wait for the end of a task. Waking others would cost a context switch at every slice.
+  // Only returning callers wait for the end of a task. Notifying the others too would cost a context switch per slice.
   if (mReturning > 0) mCallerWake.notify_all();
 }
 
-/// Returns the time of the task's next run. After the last run the task's captures are destroyed before it counts as
-/// ended.
+/// Runs the task once and returns the time of its next run, or `std::nullopt` after its last run. After the last run,
+/// destroys the task's captures before the task counts as ended.
 std::optional<Conductor::HostTime> Conductor::runOnce(Task& task) noexcept {
   const NoWaitSection section(NoWaitSection::Kind::task);
   mRunCancelled = false;

@@ -20,50 +20,53 @@
 
 namespace orvane::host {
 
-/// The agenda of a run at fast pace, and the thread that executes it. The thread shares ownership, so that a task may
-/// destroy the scheduler. Thread-safe; only `now` and `fire` are real-time safe.
+/// The clock and the only task thread of the scheduler at fast pace (simulated time, faster than real time). All tasks
+/// of all workers are on one agenda, ordered by due time. The thread shares ownership of the conductor, so that a task
+/// may destroy the scheduler. Thread-safe; only `now` and `fire` are real-time safe.
 class Conductor final : public platform::Clock {
  public:
   using HostTime = platform::HostTime;
-  /// Identifies the worker that a task belongs to, by its address.
+  /// Identifies the worker that a task belongs to: the worker's address.
   using Owner = const void*;
 
-  /// A caller's wait in progress, on the caller's stack. Protected by the conductor's mutex.
+  /// The state of a caller's wait in progress. The object is on the caller's stack and protected by the conductor's
+  /// mutex.
   struct Wait {
     enum class State { waiting, signalled, limitReached };
     State state = State::waiting;
-    bool endedByTask = false;  ///< Signalled by a task, which may still be running.
+    bool endedByTask = false;  ///< The signal came from a task, which may still be running.
   };
 
-  /// The state of a waiter. Protected by the conductor's mutex.
+  /// The state of a waiter (counting semaphore). Protected by the conductor's mutex.
   struct Signals {
-    std::uint64_t untaken = 0;  ///< Signals that no wait has taken.
-    std::vector<Wait*> waits;   ///< In the order in which they began.
+    std::uint64_t untaken = 0;  ///< Number of signals that no wait has taken yet.
+    std::vector<Wait*> waits;   ///< Waits in progress, in the order in which they began.
   };
 
-  /// Makes a conductor and starts its thread. Throws `std::system_error` if no thread can be started.
+  /// Creates a conductor and starts its thread. Throws `std::system_error` if no thread can be started.
   static std::shared_ptr<Conductor> start();
   ~Conductor() override;
   Conductor(const Conductor&) = delete;
   Conductor& operator=(const Conductor&) = delete;
 
-  /// Ends the thread, and waits for its end except on that thread. Call it once.
+  /// Ends the thread and, if called on another thread, waits for its end. Must be called once.
   void quit();
 
   HostTime now() const override { return HostTime(mNow.load(std::memory_order_relaxed)); }
 
   /// Adds a task; a due time in the past counts as now.
   void post(HostTime due, Owner owner, platform::Worker::Repetition task);
-  /// Drops the owner's tasks, including later runs of the running one, and waits for that run to end, except on the
-  /// conductor's thread.
+  /// Drops the owner's tasks, including later repetitions of a task that is running, and waits for the running task to
+  /// end, except if called on the conductor's thread.
   void cancel(Owner owner);
-  /// Cancels the owner's tasks and removes its triggers, because the owner is being destroyed.
+  /// Cancels the tasks and removes the triggers of an owner that is being destroyed.
   void forget(Owner owner);
 
   void addTrigger(Owner owner, std::shared_ptr<FiredTask> trigger);
-  /// Removes a trigger, drops its queued run, and waits for a run in progress, except on the conductor's thread.
+  /// Removes a trigger, drops a queued run of its task, and waits for a run in progress, except if called on the
+  /// conductor's thread.
   void removeTrigger(const FiredTask& trigger);
-  /// Makes the trigger's task run soon. Real-time safe.
+  /// Makes the task of the trigger run soon. Real-time safe.
   void fire(FiredTask& trigger);
 
   void signal(Signals& signals);
@@ -88,7 +91,8 @@ class Conductor final : public platform::Clock {
     Owner owner;
     std::shared_ptr<FiredTask> task;
   };
-  /// Sorted descending, the next entry at back(). Few entries, so a vector beats a node-based map.
+  /// The entries in descending order, so that the next one to execute is at back(). There are few entries, so a vector
+  /// is faster than a node-based map.
   using Agenda = std::vector<Entry>;
   using Lock = std::unique_lock<std::mutex>;
 
@@ -109,7 +113,7 @@ class Conductor final : public platform::Clock {
   void runTask(Lock& lock, Task task);
   std::optional<HostTime> runOnce(Task& task) noexcept;
   void endWait(Signals& signals, Wait& wait, Wait::State state);
-  /// Whether a caller is waiting and no caller is returning from a wait.
+  /// Returns whether a caller is waiting and no caller is returning from a wait, so that tasks may run.
   bool mayTimePass() const { return mWaiting > 0 && mReturning == 0; }
   bool mayRun() const { return mayTimePass() && !mAgenda.empty(); }
   bool comesFirst(HostTime due) const { return mAgenda.empty() || due < mAgenda.back().place.first; }
@@ -117,18 +121,20 @@ class Conductor final : public platform::Clock {
   std::atomic<HostTime::rep> mNow;
   std::mutex mMutex;
   sem_t mWake{};
-  std::atomic<bool> mAsleep = false;    ///< The thread is waiting for the semaphore, or about to.
-  std::atomic<bool> mAnyFired = false;  ///< A trigger was fired since the thread last checked.
+  std::atomic<bool> mAsleep = false;    ///< The thread is waiting for the semaphore or is about to.
+  std::atomic<bool> mAnyFired = false;  ///< A trigger was fired after the thread's last check.
   std::condition_variable mCallerWake;
   Agenda mAgenda;
   std::vector<Triggered> mTriggers;  ///< In order of creation.
-  std::uint64_t mPosted = 0;         ///< Numbers the entries in order of posting.
-  std::size_t mWaiting = 0;          ///< Callers in a wait that has not ended.
-  std::size_t mReturning = 0;        ///< Callers returning from a wait or a cancel; no task begins until they have.
-  Owner mRunning = nullptr;          ///< The owner of the running task.
+  std::uint64_t mPosted = 0;         ///< Number of entries posted so far; orders entries of equal due time.
+  std::size_t mWaiting = 0;          ///< Number of callers in a wait that has not ended.
+  std::size_t mReturning =
+      0;  ///< Number of callers returning from `wait` or `cancel`; no task begins until they have returned.
+  Owner mRunning = nullptr;  ///< The owner of the running task; null if none is running.
   const FiredTask* mRunningTrigger = nullptr;
   bool mTaskRuns = false;
-  bool mRunCancelled = false;  ///< The running task cancelled its owner; used on the conductor's thread only.
+  bool mRunCancelled =
+      false;  ///< The running task has cancelled its own worker's tasks; used on the conductor's thread only.
   bool mQuit = false;
   std::thread mThread;
   std::thread::id mThreadId;  ///< Set at the start; stays valid when the thread is detached.

@@ -9,17 +9,17 @@ namespace orvane::host {
 
 class Conductor;
 
-/// The scheduler at fast pace: as fast as the processor allows, and deterministic.
+/// The scheduler at fast pace: runs in simulated time, as fast as the processor allows, and deterministically.
 ///
-/// All workers share one conductor thread with one agenda, ordered by due time and then by order of posting. The clock
-/// starts at one second and jumps to the due time of each task that the conductor takes. Tasks run only while a caller
-/// is waiting; between the signal that ends a wait and the caller's return, only the task that signalled continues to
-/// its end. Time stands still while the caller works, so with one caller thread every run is the same, whatever the
-/// machine's load.
+/// All workers share one thread (see `Conductor`) with one agenda of tasks, ordered by due time and then by order of
+/// posting. The clock starts at one second and jumps to the due time of each task when the task is run. Tasks run only
+/// while a caller is waiting. After the signal that ends the wait, only the task that signalled runs to its end before
+/// the caller returns. The clock does not advance while the caller works, so with one caller thread every run is the
+/// same, whatever the load of the machine.
 class FastPace final : public platform::Scheduler {
  public:
   FastPace();
-  /// Ends the conductor. Workers, triggers and waiters may outlive it, but their tasks no longer run.
+  /// Ends the conductor thread. Workers, triggers and waiters may outlive the scheduler, but their tasks no longer run.
   ~FastPace() override;
 
   const platform::Clock& clock() const override;

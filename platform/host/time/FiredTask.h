@@ -11,9 +11,10 @@ namespace orvane::host {
 struct FiredTask {
   explicit FiredTask(std::function<void()> itsTask) : task(std::move(itsTask)) {}
 
-  /// Marks the task as fired; returns false if it already was. Thread-safe; real-time safe.
+  /// Marks the task as fired. Returns false if the task was already marked. Thread-safe; real-time safe.
   bool fire() { return !fired.exchange(true); }
-  /// Runs the task. This run covers all fires so far and sees the memory writes before them.
+  /// Clears the mark and runs the task. This run serves all calls of `fire` so far and sees the memory writes that
+  /// preceded them.
   void run() {
     isQueued = false;
     fired.exchange(false);
@@ -22,7 +23,8 @@ struct FiredTask {
 
   const std::function<void()> task;
   std::atomic<bool> fired = false;
-  /// Whether a run is queued among the worker's tasks. Changed by the worker's thread and under its lock.
+  /// Whether a run is queued among the worker's tasks. Changed on the worker's thread or with the worker's mutex
+  /// locked.
   std::atomic<bool> isQueued = false;
 };
 

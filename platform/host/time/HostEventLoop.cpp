@@ -35,7 +35,7 @@ bool HostEventLoop::hasSignal() {
   return mSignal != 0;
 }
 
-/// Returns and clears the result of a run that is over; nothing while it is not.
+/// If the current run is over, clears its end and returns its result; otherwise returns `std::nullopt`.
 std::optional<int> HostEventLoop::takeEnd() {
   const std::lock_guard lock(mMutex);
   if (mSignal == 0 && (!mStopAfter || mTaken < *mStopAfter)) return std::nullopt;
@@ -72,7 +72,7 @@ void HostEventLoop::stop() {
 void HostEventLoop::signalled(int signal) {
   {
     const std::lock_guard lock(mMutex);
-    // The first signal is the result; later ones request the same.
+    // The result of the run is the first signal; later signals request the same stop.
     if (mSignal == 0) mSignal = signal;
   }
   mWaiter->signal();

@@ -14,7 +14,8 @@
 
 namespace orvane::host {
 
-/// The host's event loop: a queue of tasks, and a waiter that tasks, stops and signals wake. See `platform::EventLoop`.
+/// The host's implementation of `platform::EventLoop`: a queue of tasks, and a waiter on which `run` waits for tasks,
+/// stops and process signals.
 class HostEventLoop final : public platform::EventLoop, private SignalReceiver {
  public:
   explicit HostEventLoop(std::shared_ptr<platform::Scheduler> scheduler);
@@ -39,7 +40,7 @@ class HostEventLoop final : public platform::EventLoop, private SignalReceiver {
   std::deque<Task> mTasks;
   std::uint64_t mPosted = 0;
   std::uint64_t mTaken = 0;
-  std::optional<std::uint64_t> mStopAfter;  ///< Number of tasks posted before the stop.
+  std::optional<std::uint64_t> mStopAfter;  ///< Number of tasks posted before `stop`; they still run.
   int mSignal = 0;
   bool mWatchesSignals = false;
 };

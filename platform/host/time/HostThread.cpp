@@ -10,7 +10,7 @@ namespace orvane::host {
 
 namespace {
 
-/// Blocks the signals that end a run on the calling thread while it exists.
+/// A scope guard that blocks SIGINT, SIGTERM and SIGHUP on the calling thread.
 class BlockedStopSignals {
  public:
   BlockedStopSignals() {
@@ -30,7 +30,7 @@ class BlockedStopSignals {
 }  // namespace
 
 std::thread startThread(const std::string& name, std::function<void()> body) {
-  // A new thread inherits the signal mask, so the signals are blocked around its start and it never receives one.
+  // A new thread inherits the signal mask. Blocking the signals during its start ensures that it never receives one.
   const BlockedStopSignals blocked;
   return std::thread([body = std::move(body), shownName = name.substr(0, 15)] {
     pthread_setname_np(pthread_self(), shownName.c_str());

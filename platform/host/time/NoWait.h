@@ -3,8 +3,8 @@
 
 namespace orvane::host {
 
-/// Marks a scope in which the calling thread must not wait: a worker's task or the device callback. May be nested.
-/// Real-time safe.
+/// A scope guard that marks code in which the calling thread must not wait: a worker's task or the device callback.
+/// Sections may be nested. Real-time safe.
 class NoWaitSection {
  public:
   enum class Kind { task, callback };
@@ -14,7 +14,7 @@ class NoWaitSection {
   NoWaitSection(const NoWaitSection&) = delete;
   NoWaitSection& operator=(const NoWaitSection&) = delete;
 
-  /// Whether the calling thread is in such a scope.
+  /// Return whether the calling thread is in a section of that kind.
   static bool isInTask();
   static bool isInCallback();
 
@@ -22,10 +22,11 @@ class NoWaitSection {
   const Kind mKind;
 };
 
-/// Ends the process with a message if the calling thread is in a section of either kind. `what` names the operation,
-/// such as "a wait".
+/// Ends the process with a message if the calling thread is in a section of either kind. `what` names the forbidden
+/// operation, such as "a wait".
 void forbidInsideNoWait(const char* what);
-/// Ends the process with a message if the calling thread is in the device callback.
+/// Ends the process with a message if the calling thread is in the device callback. `what` names the forbidden
+/// operation.
 void forbidInsideCallback(const char* what);
 
 }  // namespace orvane::host

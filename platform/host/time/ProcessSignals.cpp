@@ -29,12 +29,12 @@ constexpr std::chrono::milliseconds copyTime(300);
 struct State {
   std::mutex mutex;
   std::vector<SignalReceiver*> receivers;
-  std::optional<Clock::time_point> asked;  ///< Arrival of the last signal that was passed to receivers.
-  bool isAnswered = false;                 ///< The stop that it requested has been made.
+  std::optional<Clock::time_point> asked;  ///< Arrival time of the last signal that was passed to receivers.
+  bool isAnswered = false;                 ///< The stop requested by that signal has been completed.
   bool isReading = false;
 };
 
-/// Never destroyed: the thread that reads signals never ends.
+/// Returns the process's state, which is never destroyed because the thread that reads signals never ends.
 State& state() {
   static State& instance = *new State();
   return instance;
@@ -42,8 +42,8 @@ State& state() {
 
 std::atomic<bool> outputClosed = false;
 
-/// Handles SIGPIPE on the thread that wrote, which may be the device's, so it only notifies the thread that reads
-/// signals. A closed standard error is ignored: the run continues without messages.
+/// Handles SIGPIPE. It is called on the thread that wrote, which may be the device's, so it only notifies the thread
+/// that reads signals. A closed standard error is ignored, and the run continues without messages.
 void onClosedPipe(int) {
   const int savedErrno = errno;
   pollfd output{.fd = STDOUT_FILENO, .events = 0, .revents = 0};
@@ -91,7 +91,8 @@ void readSignals(const sigset_t& signals) {
     siginfo_t information;
     const int signal = sigwaitinfo(&signals, &information);
     if (signal == -1) continue;
-    // The process itself reports its closed output, possibly after a signal that also ended the pipe's reader.
+    // The signal handler above reports the closed output. A signal that also ended the pipe's reader may have come
+    // first.
     const bool isFromProcess = information.si_pid == getpid();
     passOn(isFromProcess && outputClosed ? SIGPIPE : signal, isFromProcess);
   }
@@ -111,7 +112,7 @@ void startReading() {
   action.sa_handler = onClosedPipe;
   action.sa_flags = SA_RESTART;
   sigaction(SIGPIPE, &action, nullptr);
-  // Reaching the process's file size limit is to be a failed write, not the end of the process.
+  // Exceeding the process's file size limit must result in a failed write, not in the end of the process.
   signal(SIGXFSZ, SIG_IGN);
 }
 

@@ -70,7 +70,8 @@ class SemaphoreWaiter final : public platform::Waiter {
     std::optional<HostTime> end;
     if (limit < forever / 2) end = mClock.systemTime(mClock.now()) + std::max(limit, HostTime::zero());
     const bool signalled = waitForSemaphore(mSemaphore, end);
-    // Pairs with the release in `signal`. The semaphore orders memory too, but not every race checker knows that.
+    // Pairs with the release in `signal`. The semaphore itself also orders memory accesses, but not every race checker
+    // knows that.
     mSignals.load(std::memory_order_acquire);
     return signalled;
   }
@@ -96,7 +97,7 @@ std::unique_ptr<platform::Waiter> RealPace::makeWaiter() {
 }
 
 void RealPace::requestRealTime() {
-  // Above ordinary threads, below those of the kernel and of a sound server.
+  // Higher than ordinary threads, and lower than the threads of the kernel and of a sound server.
   constexpr int priority = 20;
   sched_param parameters{};
   parameters.sched_priority = priority;

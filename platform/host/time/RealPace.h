@@ -13,7 +13,7 @@ namespace orvane::host {
 /// The scheduler at real pace: each worker is a thread, and the clock is the system's monotonic one.
 class RealPace final : public platform::Scheduler {
  public:
-  /// A refusal of real-time scheduling is written to `log` once.
+  /// Creates a scheduler. If the system refuses real-time scheduling, this is written to `log` once.
   explicit RealPace(std::shared_ptr<platform::Log> log);
 
   const platform::Clock& clock() const override { return mClock; }

@@ -9,8 +9,9 @@
 
 namespace orvane::host {
 
-/// Waits for the semaphore until `systemTime` on CLOCK_MONOTONIC, or without limit. Returns true if it was decremented,
-/// false at the time limit. Thread-safe; not real-time safe.
+/// Waits until the semaphore can be decremented or CLOCK_MONOTONIC reaches `systemTime`; `std::nullopt` means no time
+/// limit. Returns true if the semaphore was decremented, false if the time limit was reached. Thread-safe; not
+/// real-time safe.
 bool waitForSemaphore(sem_t& semaphore, std::optional<platform::HostTime> systemTime);
 
 }  // namespace orvane::host

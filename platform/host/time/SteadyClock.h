@@ -7,12 +7,12 @@
 
 namespace orvane::host {
 
-/// The system's monotonic clock with an origin of its own: it shows one second when it is made, as the clock at fast
-/// pace does. Copies show the same time. Thread-safe; real-time safe.
+/// The host clock at real pace: the system's monotonic clock, shifted so that it shows one second when this object is
+/// created, like the clock at fast pace. Copies show the same time. Thread-safe; real-time safe.
 class SteadyClock final : public platform::Clock {
  public:
   platform::HostTime now() const override { return systemNow() - mZero; }
-  /// Converts a time of this clock to CLOCK_MONOTONIC.
+  /// Converts a time of this clock to the corresponding time of CLOCK_MONOTONIC.
   platform::HostTime systemTime(platform::HostTime time) const { return time + mZero; }
 
  private:

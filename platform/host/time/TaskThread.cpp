@@ -14,7 +14,7 @@ using platform::HostTime;
 std::shared_ptr<TaskThread> TaskThread::start(const SteadyClock& clock, const std::string& name,
                                               std::function<void()> prologue) {
   std::shared_ptr<TaskThread> thread(new TaskThread(clock));
-  // Locked, so that the thread sees its own identity before its first task.
+  // The mutex is locked, so that `mThreadId` is set before the thread runs its first task.
   const std::lock_guard lock(thread->mMutex);
   thread->mThread = startThread(name, [thread, prologue = std::move(prologue)] {
     prologue();
@@ -42,7 +42,8 @@ void TaskThread::quit() {
   joinOrDetach(mThread);
 }
 
-/// A time in the past counts as now: the task is placed after those that are already due.
+/// Returns the place of a new task that is due at `due` in the queue. A due time in the past counts as now, so the task
+/// runs after those that are already due.
 TaskThread::Place TaskThread::nextPlace(HostTime due) {
   return {std::max(due, mClock.now()), mPosted++};
 }
@@ -56,7 +57,7 @@ void TaskThread::repeatAt(HostTime first, Repetition task) {
 }
 
 void TaskThread::cancel() {
-  Tasks dropped;  // Destroyed without the lock: a task's captures may call back.
+  Tasks dropped;  // Destroyed after unlocking, because destructors of captures may call this object.
   {
     std::unique_lock lock(mMutex);
     if (isOwnThread()) {
@@ -111,7 +112,7 @@ void TaskThread::work() {
   }
 }
 
-/// Adds every fired trigger to the tasks. Called with the lock.
+/// Adds a run of every fired trigger to the tasks. Called with the mutex locked.
 void TaskThread::queueFired() {
   for (const auto& trigger : mTriggers) {
     if (!trigger->fired || trigger->isQueued.exchange(true)) continue;
@@ -139,8 +140,8 @@ void TaskThread::runFirst(std::unique_lock<std::mutex>& lock) {
   mRunEnded.notify_all();
 }
 
-/// Returns the time of the task's next run. After the last run the task's captures are destroyed before it counts as
-/// ended.
+/// Runs the task once and returns the time of its next run, or `std::nullopt` after its last run. After the last run,
+/// destroys the task's captures before the task counts as ended.
 std::optional<HostTime> TaskThread::runOnce(Task& task) noexcept {
   const NoWaitSection section(NoWaitSection::Kind::task);
   mRunCancelled = false;
@@ -151,10 +152,10 @@ std::optional<HostTime> TaskThread::runOnce(Task& task) noexcept {
 }
 
 void TaskThread::sleepUntil(std::optional<HostTime> due) {
-  // A very late time would overflow in the conversion to the system's clock.
+  // Converting a very late time to the system's clock would overflow.
   due = due && *due < HostTime::max() / 2 ? std::optional(mClock.systemTime(*due)) : std::nullopt;
   waitForSemaphore(mWake, due);
-  // One check of the tasks serves every wake so far.
+  // Consume all other wakes, because one check of the tasks serves them all.
   while (sem_trywait(&mWake) == 0) continue;
 }
 

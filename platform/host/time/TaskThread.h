@@ -21,29 +21,31 @@
 
 namespace orvane::host {
 
-/// The thread of a worker at real pace, with its tasks. The thread and the worker's triggers share ownership, so that a
-/// task may destroy its own worker. Thread-safe; only `wake` is real-time safe.
+/// The thread and the task queue of a worker at real pace. The thread and the worker's triggers share ownership, so
+/// that a task may destroy its own worker. Thread-safe; only `wake` is real-time safe.
 class TaskThread {
  public:
   using Repetition = platform::Worker::Repetition;
 
-  /// Starts the thread, which runs `prologue` first. Throws `std::system_error` if no thread can be started.
+  /// Creates a task thread and starts it; it runs `prologue` before its first task. Throws `std::system_error` if no
+  /// thread can be started.
   static std::shared_ptr<TaskThread> start(const SteadyClock& clock, const std::string& name,
                                            std::function<void()> prologue);
   ~TaskThread();
   TaskThread(const TaskThread&) = delete;
   TaskThread& operator=(const TaskThread&) = delete;
 
-  /// See `platform::Worker`.
+  /// Queues a task, see `platform::Worker::repeatAt`.
   void repeatAt(platform::HostTime first, Repetition task);
   void cancel();
-  /// Cancels all tasks and ends the thread; waits for its end except on that thread. Call it once.
+  /// Cancels all tasks, ends the thread and, if called on another thread, waits for its end. Must be called once.
   void quit();
 
   void addTrigger(std::shared_ptr<FiredTask> trigger);
-  /// Removes a trigger, drops its queued run, and waits for a run in progress, except on this thread.
+  /// Removes a trigger, drops a queued run of its task, and waits for a run in progress, except if called on this
+  /// thread itself.
   void removeTrigger(const FiredTask& trigger);
-  /// Makes the thread check its triggers and tasks. Real-time safe.
+  /// Wakes the thread, which then checks its triggers and tasks. Real-time safe.
   void wake() { sem_post(&mWake); }
 
  private:
@@ -51,7 +53,7 @@ class TaskThread {
     Repetition run;
     const FiredTask* trigger = nullptr;  ///< The trigger that caused this run; null for other tasks.
   };
-  /// By due time, then by order of posting.
+  /// The order of a task: by due time, then by order of posting.
   using Place = std::pair<platform::HostTime, std::uint64_t>;
   using Tasks = std::map<Place, Task>;
 
@@ -72,10 +74,10 @@ class TaskThread {
   Tasks mTasks;
   std::vector<std::shared_ptr<FiredTask>> mTriggers;
   std::uint64_t mPosted = 0;
-  int mCancelling = 0;  ///< Callers inside `cancel` or `removeTrigger`; no task begins meanwhile.
+  int mCancelling = 0;  ///< Number of callers inside `cancel` or `removeTrigger`; no task begins meanwhile.
   bool mTaskRuns = false;
   const FiredTask* mRunningTrigger = nullptr;
-  bool mRunCancelled = false;  ///< The running task cancelled its worker; used on this thread only.
+  bool mRunCancelled = false;  ///< The running task has cancelled its own worker's tasks; used on this thread only.
   bool mQuit = false;
   std::thread mThread;
   std::thread::id mThreadId;  ///< Set at the start; stays valid when the thread is detached.

@@ -29,7 +29,7 @@ const GatedCall setPropertyCall("UnitService::setProperty");
 constexpr auto ioUnitComponent = static_cast<platform::UnitComponent>(1);
 
 void removeClosures(IoUnit& unit) {
-  // Closures may hold the unit's own render operation, which is a reference cycle until they are removed.
+  // Closures may hold the unit's own render operation. Removing them breaks this reference cycle.
   unit.stop();
   unit.setInputHandler(nullptr);
   unit.setOutputProvider(nullptr);
@@ -41,7 +41,8 @@ HostUnits::HostUnits(std::shared_ptr<HostContext> context, std::shared_ptr<Audio
     : mContext(std::move(context)), mHub(std::move(hub)) {}
 
 HostUnits::~HostUnits() {
-  // The host may be destroyed in one of its own tasks, where no unit could be stopped while the device is running.
+  // The host may be destroyed inside one of its own tasks, where units cannot be stopped while the device is running.
+  // Shutting down the hub first stops the device.
   mHub->shutDown();
   for (const auto& [instance, unit] : mUnits) removeClosures(*unit);
 }

@@ -10,7 +10,8 @@
 
 namespace orvane::host {
 
-/// The host's unit service: makes I/O units of sub-type 'rioc' on the hub. See `platform::UnitService`.
+/// The host's implementation of `platform::UnitService`: creates I/O units of sub-type 'rioc', which are clients of the
+/// audio hub.
 class HostUnits final : public platform::UnitService {
  public:
   HostUnits(std::shared_ptr<HostContext> context, std::shared_ptr<AudioHub> hub);

@@ -62,7 +62,7 @@ Status IoUnit::start() {
   auto refusal = whyNotStart();
   if (!refusal) refusal = makeEdges(mHub->format());
   if (!refusal) {
-    // Set before the hub calls the unit: the device may change its format immediately.
+    // Set before `add`, because the device may report a format change immediately.
     mRunning = true;
     refusal = mHub->add(*this);
   }
@@ -152,7 +152,8 @@ std::optional<Failure> IoUnit::whyNotFormat(const StreamFormat& format) const {
   return std::nullopt;
 }
 
-/// Asks the gate and checks the format; keeps a refusal as the host's last one.
+/// Returns the error if the gate refuses the call or the format is not supported; otherwise `std::nullopt`. Records a
+/// refusal as the host's last one.
 std::optional<PlatformError> IoUnit::refusalOfFormat(const StreamFormat& format) {
   if (mContext->refusalOf(setFormatCall)) return PlatformError(*mContext->lastRefusal());
   auto failure = whyNotFormat(format);
@@ -175,7 +176,8 @@ std::optional<PlatformError> IoUnit::setClientOutput(const StreamFormat& format)
   return std::nullopt;
 }
 
-/// Changes something that the callback uses. A running unit is stopped meanwhile and misses slices.
+/// Calls `change`, which modifies members that the callback uses. If the unit is running, it is stopped before and
+/// started again after the change, and misses the slices in between.
 template <typename Change>
 void IoUnit::changeWhileNotCalled(Change change) {
   const bool wasRunning = mRunning;
@@ -228,7 +230,7 @@ Status IoUnit::render(std::uint32_t frames, std::int32_t bus, platform::RenderBu
     const float* samples = mInput->planes()[channel];
     if (buffer.channels != 1) return status::badParameter;
     if (buffer.data == nullptr) {
-      // The caller must not write to it; the list has only one pointer type.
+      // The caller must not write to these samples. The cast is needed because the list has only one pointer type.
       buffer.data = const_cast<float*>(samples);
     } else if (buffer.byteSize >= bytes) {
       std::copy_n(samples, frames, static_cast<float*>(buffer.data));

@@ -13,11 +13,11 @@
 
 namespace orvane::host {
 
-/// An I/O unit: a duplex client of the hub with a client format on each side. `platform::UnitService`, `UnitBus` and
-/// `UnitWrapper` describe its operations.
+/// An I/O unit: a client of the audio hub that captures and plays, with a separate client format for input and output.
+/// `platform::UnitService`, `UnitBus` and `UnitWrapper` describe its operations.
 ///
-/// Control operations may be called from any thread, one at a time; not real-time safe. The closures run on the device
-/// callback.
+/// Control operations may be called from any thread, one at a time; they are not real-time safe. The closures (input
+/// handler, output provider) run on the device callback.
 class IoUnit final : public HubClient {
  public:
   IoUnit(std::shared_ptr<HostContext> context, std::shared_ptr<AudioHub> hub);
@@ -42,10 +42,10 @@ class IoUnit final : public HubClient {
   void setInputHandler(platform::InputHandler handler);
   void setOutputProvider(platform::OutputProvider provider);
 
-  /// Returns the latency of the last start; 0 before it. Thread-safe.
+  /// Returns the latency determined by the last start, or 0 before the first start. Thread-safe.
   platform::UnitLatency latency() const { return {.input = mInputLatency, .output = mOutputLatency}; }
 
-  /// Renders captured input, see `platform::RenderOperation`. Real-time safe.
+  /// Renders captured input into `list`, see `platform::RenderOperation`. Real-time safe.
   platform::Status render(std::uint32_t frames, std::int32_t bus, platform::RenderBufferList& list);
 
  private:
@@ -68,10 +68,10 @@ class IoUnit final : public HubClient {
   platform::StreamFormat mClientInput;
   platform::StreamFormat mClientOutput;
   bool mInitialized = false;
-  std::atomic<bool> mRunning = false;  ///< Set on the caller's thread, read on any.
-  bool mInputEnabled = false;          ///< As set for the next start.
+  std::atomic<bool> mRunning = false;  ///< Set on the caller's thread; read on any thread.
+  bool mInputEnabled = false;          ///< The setting for the next start.
   bool mOutputEnabled = true;
-  bool mUsesInput = false;  ///< Since the last start.
+  bool mUsesInput = false;  ///< The setting in force since the last start.
   bool mUsesOutput = false;
   platform::InputHandler mInputHandler;
   platform::OutputProvider mOutputProvider;
@@ -79,11 +79,12 @@ class IoUnit final : public HubClient {
   std::atomic<std::uint32_t> mInputLatency = 0;
   std::atomic<std::uint32_t> mOutputLatency = 0;
 
-  // Used by the callback; made at start, before the hub calls, and anew when the device changes.
+  // The members below are used by the callback. They are created at the start, before the first callback, and again
+  // when the device's format changes.
   backend::DeviceFormat mEdgesFormat;
   std::unique_ptr<InputEdge> mInput;
   std::unique_ptr<OutputEdge> mOutput;
-  platform::HostTime mLastTime{};  ///< Of the last slice.
+  platform::HostTime mLastTime{};  ///< Time of the last slice.
   bool mInsideSlice = false;
 };
 

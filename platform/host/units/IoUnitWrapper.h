@@ -9,7 +9,7 @@
 
 namespace orvane::host {
 
-/// The host's unit wrapper, on an `IoUnit`. See `platform::UnitWrapper`.
+/// The host's implementation of `platform::UnitWrapper` for an `IoUnit`.
 class IoUnitWrapper final : public platform::UnitWrapper {
  public:
   explicit IoUnitWrapper(std::shared_ptr<IoUnit> unit);
@@ -28,7 +28,7 @@ class IoUnitWrapper final : public platform::UnitWrapper {
   using Get = platform::StreamFormat (*)(const IoUnit&);
   using Set = std::optional<platform::PlatformError> (*)(IoUnit&, const platform::StreamFormat&);
 
-  /// One side of an element, with the functions that get and set its format.
+  /// One side of an element: the unit and the functions that get and set this side's format.
   class Bus final : public platform::UnitBus {
    public:
     Bus(IoUnit& unit, Get get, Set set) : mUnit(unit), mGet(get), mSet(set) {}
