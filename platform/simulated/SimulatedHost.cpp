@@ -24,7 +24,7 @@ platform::Platform makeSimulatedHost(std::string_view options) {
   const auto context = std::make_shared<host::HostContext>(isFast ? Pace::fast : Pace::real);
   if (scenario.file) context->inputFiles.push_back(std::move(scenario.file));
   const auto faults = std::make_shared<FaultPlan>(std::move(scenario.faults), context->scheduler);
-  // A gate that refuses nothing costs nothing.
+  // Without faults the gate has no function to call, so asking it costs nothing.
   if (!faults->faults().empty()) {
     context->gate->setDecision([faults](std::string_view call) { return faults->refusal(call); });
     context->diskIsFull = [faults] { return faults->isInForce(Fault::Kind::diskFull); };

@@ -7,7 +7,7 @@
 
 namespace orvane::simulated {
 
-/// See `platform::makeSimulatedHost`.
+/// Creates a host with a simulated audio device; `platform::makeSimulatedHost` describes the options.
 platform::Platform makeSimulatedHost(std::string_view options);
 
 }  // namespace orvane::simulated

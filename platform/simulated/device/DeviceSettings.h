@@ -7,14 +7,15 @@
 
 namespace orvane::simulated {
 
-/// A setting, and the place where it was given, for messages: `rate=48000`.
+/// A setting that was given, and where it was given, for use in messages: "rate=48000" or "scenario=a.json:
+/// audio.rate".
 template <typename Kind>
 struct Given {
   Kind value{};
   std::string where;
 };
 
-/// The settings of a simulated device. Settings that are not given have a default.
+/// The settings of a simulated device. A setting that was not given is empty and has the default stated below.
 struct DeviceSettings {
   template <typename Kind>
   using MaybeGiven = std::optional<Given<Kind>>;
@@ -26,10 +27,10 @@ struct DeviceSettings {
   MaybeGiven<std::uint32_t> outputs;   ///< 0 to 64; default 2.
   MaybeGiven<std::uint32_t> slice;     ///< Frames, 1 to 8192; default 256.
   MaybeGiven<bool> fastPace;           ///< Default false.
-  MaybeGiven<std::string> microphone;  ///< As `makeMicrophone` reads it; default "silence".
+  MaybeGiven<std::string> microphone;  ///< Text for `makeMicrophone`; default "silence".
   MaybeGiven<std::string> speaker;     ///< "null", the default, or the path of a file to write.
 
-  /// Takes over the settings that `others` has and this does not.
+  /// Copies each setting that is not given here from `others`.
   void fillFrom(const DeviceSettings& others) {
     const auto fill = [](auto& mine, const auto& theirs) {
       if (!mine) mine = theirs;

@@ -33,7 +33,7 @@ class Tone final : public Microphone {
       : mWhere(std::move(where)), mFrequency(frequency), mAmplitude(amplitude) {}
 
   void prepare(std::uint32_t rate, std::uint32_t) override {
-    // Hardware that reports no rate cannot be started.
+    // Hardware that reports no rate cannot be started, so the frequency does not matter.
     if (rate > 0 && mFrequency > rate / 2.0) {
       refuse(mWhere, "at a rate of " + std::to_string(rate) + " Hz a tone has at most " +
                          platform::numberText(rate / 2.0) + " Hz, not " + platform::numberText(mFrequency));
@@ -58,8 +58,8 @@ class Tone final : public Microphone {
   std::uint64_t mFrame = 0;
 };
 
-/// The splitmix64 generator (Steele, Lea and Flood, 2014); the top 24 bits of each number make one sample, frame by
-/// frame and channel by channel.
+/// Noise from the splitmix64 generator (Steele, Lea and Flood, 2014). The top 24 bits of each number become one sample,
+/// frame by frame and, within a frame, channel by channel.
 class Noise final : public Microphone {
  public:
   explicit Noise(std::uint64_t seed) : mState(seed) {}
@@ -105,13 +105,14 @@ class Loop final : public Microphone {
   }
 
  private:
-  std::optional<host::AlignedSamples> mPlayed;  ///< The last slice, silent before the first.
+  std::optional<host::AlignedSamples> mPlayed;  ///< The last slice that the speaker played; silence before the first.
 };
 
 constexpr std::string_view toneWord = "tone:";
 constexpr std::string_view seededNoiseWord = "noise:";
 
-/// Reads the whole of `text` as a number in [min, max].
+/// Parses `text`, which must be a number from `min` to `max` and nothing else; otherwise throws an exception that names
+/// `what`.
 double parseNumber(const std::string& where, std::string_view text, const char* what, double min, double max) {
   double number = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);

@@ -22,18 +22,18 @@ namespace orvane::simulated {
 
 namespace {
 
-/// 128 KiB: smaller blocks cost more in system calls, larger ones do not fit the cache.
+/// The block size of 128 KiB. Smaller blocks would need more system calls; larger ones would not fit in the cache.
 constexpr int blockSamples = 32768;
 
-/// The number of frames that a file declares; nothing if it does not.
+/// Returns the number of frames that the file's header declares, or `std::nullopt` if it declares none.
 std::optional<std::uint64_t> declaredFrames(const SF_INFO& info, int file) {
   if (info.frames == std::numeric_limits<sf_count_t>::max()) return std::nullopt;
   if ((info.format & SF_FORMAT_TYPEMASK) == SF_FORMAT_MPEG && !hasMpegLength(file)) return std::nullopt;
   return static_cast<std::uint64_t>(std::max<sf_count_t>(info.frames, 0));
 }
 
-/// The library's message of the last error without its frame: "flac decoder lost sync" of "Error : flac decoder lost
-/// sync.".
+/// Returns libsndfile's message of the last error without its prefix and final full stop: "flac decoder lost sync" from
+/// "Error : flac decoder lost sync.".
 std::string reasonOf(SNDFILE* file) {
   std::string text = sf_strerror(file);
   constexpr std::string_view separator = " : ";
@@ -68,7 +68,8 @@ MicrophoneFile::MicrophoneFile(const Given<std::string>& path) : mPath(path.valu
   mInterleaved.resize(blockSamples);
 }
 
-/// Opens the file through virtual I/O, which distinguishes a failed read from the end of the file.
+/// Opens the file with libsndfile through virtual I/O, which makes it possible to distinguish a failed read from the
+/// end of the file.
 void MicrophoneFile::openLibrary() {
   static constexpr auto file = [](void* user) -> MicrophoneFile& { return *static_cast<MicrophoneFile*>(user); };
   SF_VIRTUAL_IO calls{
@@ -137,7 +138,7 @@ std::uint32_t MicrophoneFile::read(std::span<float* const> planes, std::uint32_t
     mBlockNext += part;
     done += part;
   }
-  fillBlock();  // Detects the end together with the last frame, not one slice later.
+  fillBlock();  // Detects the end in the same call as the last frame, not one call later.
   return done;
 }
 

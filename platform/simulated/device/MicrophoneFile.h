@@ -14,11 +14,11 @@
 
 namespace orvane::simulated {
 
-/// A sound file as a microphone. Holds a `ReadClaim` on the file.
+/// A microphone that plays a sound file. Holds a `ReadClaim` on the file, so that nothing overwrites it.
 class MicrophoneFile final : public Microphone {
  public:
-  /// Throws `platform::PlatformException` if the file cannot be opened, is not a sound file, is shorter than its header
-  /// declares, or has more than 64 channels or a rate outside 1 to 768000 hertz.
+  /// Opens the file. Throws `platform::PlatformException` if the file cannot be opened, is not a sound file, is shorter
+  /// than its header declares, has more than 64 channels, or has a rate outside 1 to 768000 hertz.
   explicit MicrophoneFile(const Given<std::string>& path);
 
   std::optional<Format> format() const override;
@@ -42,9 +42,10 @@ class MicrophoneFile final : public Microphone {
   const std::string mPath;
   SF_INFO mInfo{};
   std::optional<host::ReadClaim> mClaim;
-  std::optional<std::uint64_t> mOpenSizeAt;  ///< Offset of four bytes that are read as 0xFF.
-  std::uint64_t mPlace = 0;                  ///< Offset in the file, in bytes.
-  int mReadError = 0;                        ///< An `errno` value; 0 for none.
+  std::optional<std::uint64_t>
+      mOpenSizeAt;  ///< Offset of four bytes that are presented to libsndfile as 0xFF, see `SoundFileSize::openSizeAt`.
+  std::uint64_t mPlace = 0;  ///< Read position in the file, in bytes.
+  int mReadError = 0;        ///< An `errno` value; 0 for none.
   std::unique_ptr<SNDFILE, Close> mFile;
   std::optional<std::uint64_t> mDeclaredFrames;
   std::vector<float> mInterleaved;

@@ -24,7 +24,7 @@ constexpr std::uint32_t defaultInputs = 1;
 constexpr std::uint32_t defaultOutputs = 2;
 constexpr std::uint32_t defaultSlice = 256;
 
-/// The file's value, which a given setting must equal.
+/// Returns the value of the microphone's file. Throws if a different value was given as a setting.
 std::uint32_t agreed(const DeviceSettings::MaybeGiven<std::uint32_t>& setting, std::uint32_t files) {
   if (setting && setting->value != files) {
     refuse(setting->where, "the microphone's file has " + std::to_string(files) + "; leave the key out");
@@ -51,7 +51,7 @@ backend::DeviceFormat deviceFormat(const DeviceSettings& settings, const Microph
   return format;
 }
 
-/// The path of the speaker's file; empty if the speaker is not a file.
+/// Returns the path of the speaker's file, or an empty text if the speaker is not a file.
 std::string speakerPath(const DeviceSettings& settings, std::uint32_t outputs) {
   if (!settings.speaker || !isSpeakerFile(settings.speaker->value)) return {};
   if (outputs == 0) refuse(settings.speaker->where, "a device with outputs=0 has no speaker");
@@ -59,7 +59,7 @@ std::string speakerPath(const DeviceSettings& settings, std::uint32_t outputs) {
   return settings.speaker->value;
 }
 
-/// The discontinuities among the faults, in reverse order.
+/// Returns the faults that are discontinuities, in reverse order.
 std::vector<Fault> discontinuities(const std::vector<Fault>& faults) {
   std::vector<Fault> result;
   std::ranges::copy_if(faults, std::back_inserter(result),
@@ -129,13 +129,14 @@ void SimulatedDevice::stop() {
 }
 
 HostTime SimulatedDevice::durationOf(std::uint64_t frames) const {
-  // Whole seconds are converted separately, so that long runs neither overflow nor lose precision.
+  // Whole seconds are converted separately, so that the computation neither overflows nor loses precision in long runs.
   const auto rate = static_cast<std::uint64_t>(mFormat.sampleRate);
   const std::uint64_t nanoseconds = frames % rate * 1'000'000'000 / rate;
   return std::chrono::seconds(frames / rate) + HostTime(nanoseconds);
 }
 
-/// Schedules the faults that end the run at their exact time, not at the end of a slice, which may be long.
+/// Schedules tasks for the faults that end the run, so that they act at their exact time and not at the end of a
+/// possibly long slice.
 void SimulatedDevice::scheduleFaults() {
   for (const Fault& fault : mFaults->faults()) {
     const bool ends = fault.kind == Fault::Kind::deviceLost || fault.kind == Fault::Kind::serverLost ||
@@ -148,7 +149,7 @@ HostTime SimulatedDevice::nextSliceTime() const {
   return mStartTime + durationOf(mPosition - mPositionAtStart + mFormat.sliceFrames);
 }
 
-/// Delivers one slice. Returns the time of the next one, or nothing if the run is over.
+/// Delivers one slice to the callback. Returns the time of the next slice, or `std::nullopt` if the run is over.
 std::optional<HostTime> SimulatedDevice::runSlice() {
   if (!mRunning || endByFault() || mFaults->isInForce(Fault::Kind::stalled)) return std::nullopt;
   resynchronise();
@@ -163,7 +164,8 @@ std::optional<HostTime> SimulatedDevice::runSlice() {
   return nextSliceTime();
 }
 
-/// The reason why the device can neither start nor continue, by the first fault in force; nothing if it can.
+/// Returns why the device can neither start nor continue, according to the first fault in force; `std::nullopt` if it
+/// can.
 std::optional<Failure> SimulatedDevice::failure() const {
   for (const Fault& fault : mFaults->faults()) {
     if (!mFaults->isInForce(fault)) continue;
@@ -177,7 +179,7 @@ std::optional<Failure> SimulatedDevice::failure() const {
   return mInputTaken ? mMicrophoneFailure : std::nullopt;
 }
 
-/// Ends the run if a fault does; returns false if the device continues.
+/// Ends the run if a fault requires it. Returns true if the run is over, false if the device continues.
 bool SimulatedDevice::endByFault() {
   if (!mRunning) return true;
   if (auto lost = failure()) {
@@ -190,7 +192,7 @@ bool SimulatedDevice::endByFault() {
   return false;
 }
 
-/// Skips the frames of a discontinuity that is due; returns false if there is none.
+/// Skips the frames of a discontinuity that is due. Returns false if no discontinuity is due.
 bool SimulatedDevice::loseFrames() {
   if (mDiscontinuities.empty() || !mFaults->isInForce(mDiscontinuities.back())) return false;
   passUnheard(mDiscontinuities.back().frames, "the device was interrupted");
@@ -198,7 +200,8 @@ bool SimulatedDevice::loseFrames() {
   return true;
 }
 
-/// Drops the missed frames if the device runs late. It catches up with small delays, like hardware with a buffer.
+/// Drops the missed frames if the device is very late. After small delays it catches up instead, like hardware with a
+/// buffer.
 void SimulatedDevice::resynchronise() {
   const HostTime late = mContext->scheduler->clock().now() - nextSliceTime();
   if (late < std::max<HostTime>(500ms, durationOf(std::uint64_t{10} * mFormat.sliceFrames))) return;
@@ -209,7 +212,7 @@ void SimulatedDevice::resynchronise() {
 }
 
 void SimulatedDevice::passUnheard(std::uint64_t frames, const std::string& why) {
-  // Reported first, because reading many frames may take long.
+  // The interruption is reported first, because reading many frames may take long.
   mCallback->deviceInterrupted(mStartTime + durationOf(mPosition + frames - mPositionAtStart));
   for (std::uint64_t passed = 0; passed < frames && mRunning;) {
     const auto wanted = static_cast<std::uint32_t>(std::min<std::uint64_t>(frames - passed, mFormat.sliceFrames));
@@ -221,8 +224,9 @@ void SimulatedDevice::passUnheard(std::uint64_t frames, const std::string& why) 
   mContext->log->write(platform::LogLevel::warning, why + ": " + std::to_string(frames) + " frames are missing");
 }
 
-/// Reads one slice's input and returns its length, which is shorter, or 0, if the microphone ends and the run ends with
-/// it. Otherwise fills the rest with silence, as it does for an unplugged microphone.
+/// Reads the input of one slice and returns the slice's length in frames. If the microphone's input ends and the run
+/// ends with it, the last slice is shorter or has 0 frames. If the run continues, or the microphone is unplugged, the
+/// rest of the slice is filled with silence.
 std::uint32_t SimulatedDevice::capture() {
   const bool unplugged = mFaults->isInForce(Fault::Kind::microphoneUnplugged);
   const std::uint32_t captured = unplugged ? 0 : mMicrophone->read(mInputs.planes(), mFormat.sliceFrames);
@@ -234,7 +238,7 @@ std::uint32_t SimulatedDevice::capture() {
   return mFormat.sliceFrames;
 }
 
-/// Whether the run ends with the microphone's input, which has ended.
+/// Returns whether the run ends together with the microphone's input, which has ended when this is called.
 bool SimulatedDevice::endsWithInput() {
   auto failed = mMicrophone->failure();
   if (!failed) return !mCallback->inputEnded();
@@ -260,7 +264,7 @@ void SimulatedDevice::callBack(std::uint32_t frames) {
 }
 
 void SimulatedDevice::endBy(DeviceEnd end, std::optional<Failure> failure) {
-  // Reported before `mRunning` changes, so that it cannot be mistaken for the end of a run started meanwhile.
+  // The end is reported before `mRunning` changes, so that it cannot be mistaken for the end of a later run.
   mCallback->deviceEnded(end, std::move(failure));
   mRunning = false;
 }

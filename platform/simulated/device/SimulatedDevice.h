@@ -20,22 +20,23 @@
 
 namespace orvane::simulated {
 
-/// An audio device in the process. A worker calls back for each slice at the time when its last frame would have been
-/// captured, counted from the start so that the device does not drift. If the worker runs late by 500 ms and ten slices
-/// or more, as after the process was stopped, the frames of that time are lost.
+/// An audio device that is simulated inside the process. A worker makes one device callback per slice (block of
+/// frames), at the time when the slice's last frame would have been captured. This time is computed from the start, so
+/// that the device does not drift. If the worker is late by at least 500 ms and at least ten slices, as after the
+/// process was stopped, the frames of that time are lost.
 ///
 /// Effects of faults:
 ///
-/// - a lost device or server ends the run at the time of the fault and refuses later starts;
-/// - an unplugged microphone, or a microphone's file that cannot be read further, ends the run and refuses later starts
-///   if a client uses the input; otherwise the input is silent;
-/// - a stalled device drops the next slice and all after it, also after a later start;
-/// - a discontinuity delays the next slice by the missing frames, which also pass in the microphone; the time stamps
-///   jump.
+/// - a lost device or server ends the run at the time of the fault and makes later starts fail;
+/// - an unplugged microphone, or a microphone's file that can no longer be read, ends the run and makes later starts
+///   fail if a client uses the input; otherwise the input is silent;
+/// - a stalled device makes no more callbacks, not even after a later start;
+/// - a discontinuity delays the next slice by the duration of the missing frames, skips these frames of the microphone,
+///   and makes the time stamps jump.
 class SimulatedDevice final : public backend::AudioDevice {
  public:
-  /// Throws `platform::PlatformException` if the settings contradict the microphone or the speaker's file cannot be
-  /// written.
+  /// Creates a stopped device. Throws `platform::PlatformException` if the settings contradict the microphone's format
+  /// or the speaker's file cannot be written.
   SimulatedDevice(const DeviceSettings& settings, std::shared_ptr<host::HostContext> context,
                   std::shared_ptr<FaultPlan> faults);
   ~SimulatedDevice() override;
@@ -73,9 +74,9 @@ class SimulatedDevice final : public backend::AudioDevice {
 
   // Used by the worker while the device is running, else by the caller.
   backend::DeviceCallback* mCallback = nullptr;
-  platform::HostTime mStartTime{};      ///< Of this start.
+  platform::HostTime mStartTime{};      ///< Host time of the current start.
   std::uint64_t mPosition = 0;          ///< Frames since the first start, missing frames included.
-  std::uint64_t mPositionAtStart = 0;   ///< Of this start.
+  std::uint64_t mPositionAtStart = 0;   ///< Value of `mPosition` at the current start.
   std::uint64_t mMissing = 0;           ///< Frames lost since the last slice.
   std::vector<Fault> mDiscontinuities;  ///< Discontinuities that are still to come, the next one last.
   bool mInputOver = false;              ///< The current slice is the last.

@@ -17,11 +17,12 @@ namespace {
 constexpr std::uint64_t maxUint32 = std::numeric_limits<std::uint32_t>::max();
 constexpr std::uint64_t maxUint64 = std::numeric_limits<std::uint64_t>::max();
 
-/// A file format made of chunks, each with an identifier and a size, and its chunk of sample data.
+/// A file format that consists of chunks, each with an identifier and a size, and the identifier of its chunk of sample
+/// data.
 struct ChunkForm {
   std::string_view magic;
-  std::string_view kind;      ///< Follows `magic` and the size of the file; empty for any.
-  std::uint64_t headerBytes;  ///< Before the first chunk.
+  std::string_view kind;      ///< The text that must follow `magic` and the file size; empty if there is none.
+  std::uint64_t headerBytes;  ///< Bytes before the first chunk.
   std::uint64_t idBytes;
   std::uint64_t sizeBytes;
   bool bigEndian;
@@ -60,7 +61,8 @@ SoundFileSize sized(std::uint64_t declared, std::uint64_t begin, std::uint64_t f
   return size;
 }
 
-/// Whether the file size in the header leaves no room for chunks after empty sample data.
+/// Returns whether, according to the file size in the header, no chunk follows the (empty) sample data that begins at
+/// `begin`.
 bool endsWithSound(int file, const ChunkForm& form, std::uint64_t begin) {
   const std::uint64_t whole = number(bytesAt(file, 4, 4), form.bigEndian);
   return whole == maxUint32 || whole + 8 <= begin;
@@ -122,11 +124,11 @@ bool hasMpegLength(int file) {
   std::uint64_t firstFrame = 0;
   const std::string tag = bytesAt(file, 0, 10);
   if (tag.size() == 10 && tag.starts_with("ID3")) {
-    // Four bytes of seven bits each.
+    // The size of the tag is stored in four bytes with seven bits each.
     for (const char part : tag.substr(6)) firstFrame = firstFrame << 7 | (static_cast<unsigned char>(part) & 0x7F);
     firstFrame += tag.size();
   }
-  // The header replaces the first frame's sample data, after its side information.
+  // The header that states the length replaces the sample data of the first MPEG frame, after the side information.
   constexpr std::size_t maxSideBytes = 64;
   const std::string frame = bytesAt(file, firstFrame, maxSideBytes);
   return std::ranges::any_of(std::array<std::string_view, 3>{"Xing", "Info", "VBRI"},

@@ -7,11 +7,11 @@
 
 namespace orvane::simulated {
 
-/// Whether a speaker's text is the path of a file.
+/// Returns whether a speaker's text is the path of a file.
 bool isSpeakerFile(const std::string& text);
 
-/// Throws `platform::PlatformException` if the speaker's file could not be written or this process reads it. Does not
-/// change the file system.
+/// Checks that the speaker's file can be written, without changing the file system. Throws
+/// `platform::PlatformException` if it cannot be written or this process reads it.
 void checkSpeakerFile(const Given<std::string>& speaker);
 
 }  // namespace orvane::simulated

@@ -12,29 +12,31 @@
 
 namespace orvane::simulated {
 
-/// Tells which faults of a scenario are in force, from the host clock and the time of the device's first start alone.
-/// Thread-safe; real-time safe.
+/// The list of a scenario's faults, which determines which of them are in force. The answer depends only on the host
+/// clock and on the time of the device's first start. Thread-safe; real-time safe, except for the constructor.
 class FaultPlan {
  public:
-  /// `faults` must be sorted by time.
+  /// Creates a plan. `faults` must be sorted by time.
   FaultPlan(std::vector<Fault> faults, std::shared_ptr<platform::Scheduler> scheduler);
 
   const std::vector<Fault>& faults() const { return mFaults; }
 
-  /// Records a start of the device; the times of faults count from the first one.
+  /// Records a start of the device. The times of faults are relative to the first start.
   void deviceStarts();
-  /// Returns the time when a fault comes into force. The device must have been started.
+  /// Returns the host time at which a fault comes into force. The device must have been started before.
   platform::HostTime dueTime(const Fault& fault) const;
-  /// Whether this fault, or any of a kind, is in force. Faults at 0 are in force before the first start as well.
+  /// Return whether `fault`, or any fault of a kind, is in force. Faults at time 0 are in force even before the first
+  /// start.
   bool isInForce(const Fault& fault) const;
   bool isInForce(Fault::Kind kind) const;
 
-  /// Returns the refusal of a call, by the latest fault in force; null if it is not refused. Lives as long as the plan.
+  /// Returns the refusal of a call according to the latest fault in force, or null if the call is not refused. The
+  /// refusal lives as long as the plan.
   const host::Refusal* refusal(std::string_view call) const;
 
  private:
   const std::vector<Fault> mFaults;
-  const std::vector<host::Refusal> mRefusals;  ///< One for each fault.
+  const std::vector<host::Refusal> mRefusals;  ///< One refusal for each fault, in the same order.
   std::shared_ptr<platform::Scheduler> mScheduler;
   std::atomic<platform::HostTime> mFirstStart = platform::HostTime::max();
 };

@@ -66,10 +66,10 @@ constexpr std::array<ScenarioKey<DeviceSettings>, 7> audioKeys{{
      [](auto& device, auto& node) { device.speaker = readPath(node, "null or the path of a file to write"); }},
 }};
 
-/// Resolves a path of a scenario against the scenario's folder.
+/// Returns a path of the scenario, resolved against the scenario's folder.
 std::string resolve(const fs::path& folder, const std::string& path) {
   const std::string resolved = (folder / path).string();
-  // The folder's name may look like a microphone that is not a file.
+  // The resolved path may look like a microphone that is not a file, such as "noise:1".
   return isMicrophoneFile(resolved) ? resolved : "./" + resolved;
 }
 
@@ -84,7 +84,7 @@ void resolvePaths(DeviceSettings& device, const fs::path& folder) {
 
 // ---- session
 
-/// Adds a fault that refuses a session operation from the beginning.
+/// Adds a fault that refuses a session operation from the beginning. `node` has the reason.
 void refuseSession(Scenario& scenario, const char* call, const ScenarioNode& node) {
   scenario.faults.push_back(
       {.kind = Fault::Kind::refuse, .status = platform::status::noPermission, .call = call, .reason = node.text()});
@@ -104,7 +104,7 @@ constexpr std::array<ScenarioKey<Scenario>, 1> sessionKeys{{
 
 // ---- faults
 
-/// A kind of fault, and its keys in addition to `at` and `fault`.
+/// A kind of fault as written in a scenario: its name, and the keys that it has in addition to `at` and `fault`.
 struct FaultForm {
   Key name;
   Fault::Kind kind;
@@ -124,7 +124,7 @@ constexpr std::array<FaultForm, 8> faultForms{{
     {"disk-full", Fault::Kind::diskFull},
 }};
 
-/// The names, "a, b, c".
+/// Returns the names of the entries as "a, b, c".
 std::string listOf(const auto& entries, auto name) {
   std::string list;
   for (const auto& entry : entries) list += (list.empty() ? "" : ", ") + std::string(std::invoke(name, entry));
@@ -183,7 +183,7 @@ Fault readFault(const ScenarioNode& node) {
     fault.call = call.name();
     needsStatus = call.answersStatus();
   }
-  if (needsStatus || hasStatus) fault.status = readStatus(node.member("status", "the whole number to answer with"));
+  if (needsStatus || hasStatus) fault.status = readStatus(node.member("status", "the whole number to return"));
   fault.reason =
       "refused by the scenario" + (fault.status == 0 ? std::string() : " with status " + std::to_string(fault.status));
   if (form.takes("frames")) {
@@ -252,7 +252,7 @@ Scenario readScenario(const std::string& path) {
   const auto file = std::make_shared<const host::ReadClaim>(std::move(*opened), "the scenario");
   Scenario scenario = parseScenario(readText(path, file->descriptor()), path);
   scenario.file = file;
-  // Exists until the speaker is checked, so that both cannot be the same file.
+  // The microphone keeps its claim until the speaker is checked, so that both cannot use the same file.
   const auto microphone = scenario.device.microphone ? makeMicrophone(*scenario.device.microphone) : nullptr;
   if (const auto& speaker = scenario.device.speaker; speaker && isSpeakerFile(speaker->value)) {
     checkSpeakerFile(*speaker);

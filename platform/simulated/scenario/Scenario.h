@@ -16,46 +16,48 @@
 
 namespace orvane::simulated {
 
-/// A fault to simulate. Except for a discontinuity, it stays in force once its time has come.
+/// A fault to simulate. All faults except discontinuities remain in force from their time on.
 struct Fault {
   enum class Kind {
-    microphoneUnplugged,  ///< The input is silent; if a client uses it, the device fails.
+    microphoneUnplugged,  ///< The input is silent; if a client uses the input, the device fails.
     deviceLost,           ///< The device fails with `deviceLost` and does not start again.
     serverLost,           ///< The device fails with `serverLost` and does not start again.
-    stalled,              ///< The device stops calling back without a report.
-    discontinuity,        ///< `frames` frames are lost, once.
-    refuse,               ///< The host call `call`, or the render operation, is refused with `status`.
+    stalled,              ///< The device stops making callbacks and reports nothing.
+    discontinuity,        ///< `frames` frames are lost once.
+    refuse,               ///< The operation `call` is refused with `status`.
     diskFull,             ///< Writes to files fail.
   };
 
   Kind kind{};
-  platform::HostTime at{};      ///< After the device's first start; 0 is in force before it as well.
-  platform::Status status = 0;  ///< Of a refusal: not 0, except for calls that return an object.
-  std::string call = {};        ///< The name of a `host::GatedCall`.
+  platform::HostTime at{};      ///< Time since the device's first start; a fault at 0 is in force even before that.
+  platform::Status status = 0;  ///< Status of a refusal; not 0, except for calls that return an object.
+  std::string call = {};        ///< The refused operation: the name of a `host::GatedCall`.
   std::string reason = {};      ///< Reason of the refusal.
-  std::uint32_t frames = 0;     ///< Of a discontinuity: 1 to `maxMissingFrames`.
+  std::uint32_t frames = 0;     ///< Lost frames of a discontinuity: 1 to `maxMissingFrames`.
 
   static constexpr std::uint32_t maxMissingFrames = 10'000'000;
 };
 
-/// The content of a scenario file.
+/// The content of a scenario file: the simulated device's settings, and the faults to simulate.
 struct Scenario {
   DeviceSettings device;
-  std::shared_ptr<const host::ReadClaim> file;  ///< The file that it was read from; null for a text.
-  std::vector<Fault> faults;  ///< By time; those of one time in the order of the file. Refusals of sessions among them.
+  std::shared_ptr<const host::ReadClaim> file;  ///< Claim on the file that was read; null if a text was parsed.
+  std::vector<Fault>
+      faults;  ///< Sorted by time, then in the order of the file; includes the refusals of session operations.
 
   static constexpr std::size_t maxBytes = std::size_t{1} << 20;
   static constexpr std::size_t maxFaults = 1000;
 };
 
-/// Parses the text of a scenario without opening files. `file` is the scenario's path: messages name it, and relative
-/// paths in the text are resolved against its folder. Throws `platform::PlatformException` that names the place
-/// (`faults[2].status`) and states what would be right.
+/// Parses the text of a scenario without opening files. `file` is the path of the scenario: it appears in messages, and
+/// relative paths in the text are resolved against its folder. Throws a `platform::PlatformException` that names the
+/// wrong place, such as "faults[2].status", and states what would be right.
 Scenario parseScenario(std::string_view text, const std::filesystem::path& file);
 
-/// Reads a scenario's file and checks the files that it names: the microphone's must be a sound file, the speaker's
-/// must be writable. Changes no file. While the result exists, no writer opens the scenario's file. Throws as
-/// `parseScenario` does.
+/// Reads a scenario file and checks the files that it names: the microphone's must be a sound file, and the speaker's
+/// must be writable. Changes no file. While the result exists, the scenario file cannot be overwritten by this process.
+/// Throws a `platform::PlatformException` that names the wrong place, such as "faults[2].status", and states what would
+/// be right.
 Scenario readScenario(const std::string& path);
 
 }  // namespace orvane::simulated

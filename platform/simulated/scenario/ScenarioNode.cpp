@@ -12,7 +12,7 @@ using platform::Value;
 
 namespace {
 
-/// Text of a file for messages: control characters replaced, at most 80 bytes.
+/// Returns text from a file for use in messages: truncated to 80 bytes, with control characters replaced.
 std::string shown(const std::string& text) {
   constexpr std::size_t maxBytes = 80;
   std::size_t end = std::min(text.size(), maxBytes);

@@ -13,34 +13,37 @@
 
 namespace orvane::simulated {
 
-/// A value in a scenario, with its place for messages: `faults[2].status`. The value and the source must outlive the
-/// node.
+/// A value in a scenario, together with its place for use in messages, such as "faults[2].status". The value and the
+/// source must outlive the node.
 class ScenarioNode {
  public:
-  /// Makes the node of the whole scenario. Messages begin with `source`.
+  /// Creates the node of the whole scenario. `source` is the beginning of all messages.
   ScenarioNode(const platform::Value& value, const std::string& source) : mValue(value), mSource(source) {}
 
-  /// Throws `platform::PlatformException` with the text "SOURCE: PLACE: REASON".
+  /// Throws a `platform::PlatformException` with the text "SOURCE: PLACE: REASON".
   [[noreturn]] void refuse(const std::string& reason) const;
 
-  /// Returns the value as the given kind; throws as `refuse` does for another kind and a number out of range.
+  /// Return the content of the value: the members of an object, the items of an array, a text or a number. Throw as
+  /// `refuse` does if the value is of another kind or the number is not from `min` to `max`.
   std::vector<ScenarioNode> members() const;
   std::vector<ScenarioNode> items() const;
   const std::string& text() const;
   double number(double min, double max, const std::string& unit) const;
-  /// Also accepts a float without a fraction.
+  /// Returns a whole number from `min` to `max`; throws as `refuse` does for any other value. A float without a
+  /// fraction is accepted.
   std::int64_t wholeNumber(std::int64_t min, std::int64_t max) const;
 
-  /// Returns the key of a member.
+  /// Returns the key of this node, if it is a member of an object; otherwise an empty text.
   const std::string& key() const { return mKey; }
-  /// Returns the member with this key; throws as `refuse` does if it is missing, with its `meaning`.
+  /// Returns the member with this key. If it is missing, throws as `refuse` does, with a message that contains
+  /// `meaning`.
   ScenarioNode member(std::string_view key, const std::string& meaning) const;
-  /// Returns the node's place: "faults[2].status"; empty for the whole scenario.
+  /// Returns the node's place, such as "faults[2].status"; the place of the whole scenario is empty.
   std::string place() const { return mPlace; }
-  /// Returns "SOURCE: PLACE".
+  /// Returns the source and the place: "SOURCE: PLACE".
   std::string where() const { return mSource + ": " + mPlace; }
 
-  /// Throws as `refuse` does: `wanted` is needed, not the value.
+  /// Throws as `refuse` does, with a message that shows the value and says that `wanted` is needed instead.
   [[noreturn]] void need(const std::string& wanted) const;
 
  private:
@@ -53,17 +56,19 @@ class ScenarioNode {
   std::string mKey;
 };
 
-/// Throws as `ScenarioNode::refuse` does for a member whose key is not among `known`.
+/// Throws, as `ScenarioNode::refuse` does, the exception for a member with an unknown key. `known` are the keys to list
+/// in the message.
 [[noreturn]] void refuseKey(const ScenarioNode& member, std::span<const std::string_view> known);
 
-/// A key of an object, and the function that reads its member into `Target`.
+/// A key that an object may have, and the function that stores the member with this key in a `Target`.
 template <typename Target>
 struct ScenarioKey {
   std::string_view name;
   void (*read)(Target&, const ScenarioNode&);
 };
 
-/// Reads every member of an object into `target`; throws for unknown keys and wrong values.
+/// Reads every member of a JSON object into `target`. Throws a `platform::PlatformException` for unknown keys and
+/// invalid values.
 template <typename Target, std::size_t count>
 void readMembers(const ScenarioNode& object, const std::array<ScenarioKey<Target>, count>& keys, Target& target) {
   for (const ScenarioNode& member : object.members()) {

@@ -14,10 +14,10 @@ namespace orvane::simulated {
 
 namespace {
 
-/// Limit of the options' length.
+/// The maximum length of the options.
 constexpr std::size_t maxBytes = 65536;
 
-/// One pair of the text.
+/// One KEY=VALUE pair of the options.
 struct Pair {
   std::string_view key;
   std::string_view value;
@@ -45,7 +45,7 @@ DeviceSettings::MaybeGiven<bool> parsePace(const Pair& pair) {
   return Given<bool>{pair.value == "fast", pair.where()};
 }
 
-/// The text with "\\," as a comma and "\\\\" as a backslash; other backslashes stand for themselves.
+/// Returns the text with "\\," replaced by a comma and "\\\\" by a backslash; other backslashes are unchanged.
 std::string unescaped(std::string_view text) {
   std::string result;
   for (std::size_t index = 0; index < text.size(); ++index) {
@@ -62,7 +62,7 @@ MaybeText parseText(const Pair& pair, std::string_view wanted) {
   return Given<std::string>{unescaped(pair.value), pair.where()};
 }
 
-/// The length of the first pair of a text: up to a comma that is not escaped.
+/// Returns the length of the first pair of a text, which ends before the first comma that is not escaped.
 std::size_t pairLength(std::string_view text) {
   std::size_t length = 0;
   while (length < text.size() && text[length] != ',') length += text[length] == '\\' ? 2U : 1U;
@@ -107,7 +107,7 @@ void parsePair(SimulatedOptions& options, std::string_view pair, std::vector<std
   if (key == keys.end()) {
     std::string known;
     for (const Key& each : keys) known += (known.empty() ? "" : ", ") + std::string(each.name);
-    // The rest of a path after an unescaped comma looks like a key.
+    // If a path contains an unescaped comma, the rest of the path looks like a key.
     const bool mayBePath =
         !seen.empty() && (equals == std::string_view::npos || name.find_first_of("/. ") < name.size());
     refuse("unknown key \"" + std::string(name) + "\"; the keys are " + known +
