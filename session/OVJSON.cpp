@@ -16,7 +16,7 @@ namespace orvane {
 
 namespace {
 
-/// Returns the name of a common format; null for `none`.
+/// Returns the name of a common format, or null for `none`.
 const char* commonFormatName(platform::StreamFormat::Common common) {
   using Common = platform::StreamFormat::Common;
   switch (common) {
@@ -72,7 +72,7 @@ platform::Value jsonACL(const platform::ChannelLayout& layout) {
 void OVPrintJSON(const orvane::platform::Value& object, bool pretty) {
   const orvane::platform::Platform services = orvane::platform::current();
   const auto& json = orvane::requiredRole(services, services.json, "Json");
-  // One write, so that lines of several threads are not mixed.
+  // The text is written by one call, so that lines printed by several threads are not mixed.
   const std::string text = json.write(object, pretty).value_or("") + "\n";
   std::fwrite(text.data(), 1, text.size(), stdout);
   std::fflush(stdout);

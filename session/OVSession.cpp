@@ -20,13 +20,14 @@ namespace option = orvane::platform::session_option;
 
 namespace {
 
-/// The setting of the process; atomic, so that concurrent accesses are defined.
+/// Returns the implementation type of the process. It is atomic, so that it can be accessed by several threads.
 std::atomic<std::int64_t>& sharedImplementationType() {
   static std::atomic<std::int64_t> type{OVSession::isImplementationTypeAvailable(0) ? 0 : 1};
   return type;
 }
 
-/// Maps short names to the platform's identifiers. Never destroyed: threads may outlive static objects.
+/// A map from short names to the platform's identifiers. The tables are never destroyed, because threads may outlive
+/// static objects.
 using NameTable = std::unordered_map<std::string_view, const char*>;
 
 const NameTable& categoryTable() {
@@ -78,7 +79,7 @@ const NameTable& modeTable() {
   return table;
 }
 
-/// Returns the platform's identifier of a short name; any other name unchanged.
+/// Returns the platform's identifier for a short name; returns any other name unchanged.
 std::string translateString(const NameTable& table, const std::string& name) {
   const auto entry = table.find(name);
   return entry == table.end() ? name : entry->second;

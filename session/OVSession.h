@@ -14,55 +14,58 @@ class Object;
 class PlatformSession;
 }  // namespace orvane::platform
 
-/// Configures and activates one of the host's audio sessions (`platform::PlatformSession`) by short names.
+/// A client's handle on one of the host's audio sessions (`platform::PlatformSession`), which it configures and
+/// activates. Categories and modes can be given by short names, such as "PlayAndRecord".
 ///
-/// Category, mode, options and activation are stored in the platform session and not cached here: two objects on the
+/// Category, mode, options and activation are stored in the platform session and not cached here, so two objects on the
 /// same platform session see each other's changes. Operations may be called in any order, before or after `activate`.
 /// If the platform refuses a change, the operation raises an `OVTException` and the session stays unchanged. In the
-/// messages below REASON is the refusal's `localizedDescription()`.
+/// messages quoted below, REASON is the reason that the platform gives.
 ///
 /// A new platform session is inactive, has the category `orvane.category.play-and-record`, the mode
 /// `orvane.mode.default` and no options.
 ///
-/// An object without a platform session (see `implementationType`) returns empty text, 0 or false from its getters, and
-/// its operations that would change the platform session do nothing.
+/// If an object has no platform session (see `implementationType`), its getters return empty text, 0 or false, and
+/// operations that would change the platform session do nothing.
 ///
 /// Not thread-safe: use one object from one thread at a time. Not real-time safe.
 class ORVANE_EXPORT OVSession : public OVTextEmitting {
  public:
-  /// Makes a session on a new auxiliary platform session, which no other object shares. Raises "SessionService is not
-  /// available on this host" if the host in use has no sessions.
+  /// Creates an object with a new auxiliary platform session, which no other object shares. Raises "SessionService is
+  /// not available on this host" if the host in use has no sessions.
   static std::shared_ptr<OVSession> init();
-  /// With true, does the same as `init`. With false, makes a session on the host's primary platform session, which all
-  /// such sessions share. Raises as `init` does.
+  /// Creates an object with a new auxiliary platform session if `auxiliary` is true, otherwise with the host's primary
+  /// platform session, which all such objects share. Raises "SessionService is not available on this host" if the host
+  /// in use has no sessions.
   static std::shared_ptr<OVSession> initWithAuxillarySession(bool auxiliary);
 
   OVSession(const OVSession&) = delete;
   OVSession& operator=(const OVSession&) = delete;
   ~OVSession() override;
 
-  /// The implementation of the sessions of this process. The only available type is 1, the default: each session has a
-  /// platform session. The setter applies to sessions made later; for an unavailable type it raises "unavailable
-  /// session implementation type TYPE" and changes nothing. These three are thread-safe, but do not order other memory
-  /// accesses.
+  /// Get, set and check the type of session implementation that this process uses. The only available type is 1, the
+  /// default: each object has a platform session. The setter affects objects that are created later; for an unavailable
+  /// type it raises "unavailable session implementation type TYPE" and changes nothing. Thread-safe, but without
+  /// ordering of other memory accesses.
   static std::int64_t implementationType();
   static void setImplementationType(std::int64_t type);
   static bool isImplementationTypeAvailable(std::int64_t type);
 
-  /// Returns the platform session, which tools bind to; null if this object has none.
+  /// Returns the platform session, to which I/O units can be bound, or null if this object has none.
   virtual std::shared_ptr<orvane::platform::Object> session() const;
   /// Always raises "OVSession: sessionToken not implemented".
   std::uint64_t sessionToken() const;
-  /// Returns the class name and the object's address: "<OVSession: 0x55d0c3a2b2c0>".
+  /// Returns the class name and the object's address, such as "<OVSession: 0x55d0c3a2b2c0>".
   std::string description() const;
 
-  /// Makes the platform session active; does nothing if it already is. Always returns null. Raises "activate failed:
-  /// REASON".
+  /// Activates the platform session; does nothing if it is active already. Always returns null. Raises "activate
+  /// failed: REASON" if the platform refuses.
   std::shared_ptr<orvane::platform::Object> activate();
-  /// Makes the platform session inactive; does nothing if it already is. Raises "deactivate failed: REASON".
+  /// Deactivates the platform session; does nothing if it is inactive already. Raises "deactivate failed: REASON" if
+  /// the platform refuses.
   void deactivate();
 
-  /// Returns the platform's identifier of the category, such as "orvane.category.playback", never the short name.
+  /// Returns the platform's identifier of the category, such as "orvane.category.playback", not the short name.
   std::string category() const;
   /// Sets the category and keeps the mode. Options that the new category does not accept are cleared.
   ///
@@ -74,7 +77,7 @@ class ORVANE_EXPORT OVSession : public OVTextEmitting {
   /// EmergencyAlert_CanBeMuted, Locatron, WaterEjection.
   void setCategory(const std::string& name);
 
-  /// Returns the platform's identifier of the mode, such as "orvane.mode.default", never the short name.
+  /// Returns the platform's identifier of the mode, such as "orvane.mode.default", not the short name.
   std::string mode() const;
   /// Sets the mode; every category accepts every mode. `name` is a short name from the list below, case-sensitive, or
   /// one of the platform's identifiers. Raises "setMode failed: REASON" for an unknown name.
@@ -84,52 +87,54 @@ class ORVANE_EXPORT OVSession : public OVTextEmitting {
   void setMode(const std::string& name);
 
   // The category options. Each is off by default, and each getter reads the platform session. A setter calls
-  // `changeCategoryOption` with the option's bits and raises what that raises: setting an option that the category does
-  // not accept is refused, clearing one never is. They are requests to the platform: the simulated device plays and
-  // captures the same with every option. `platform::session_option` has the bits.
+  // `changeCategoryOption` with the bits of the option in `platform::session_option`, and raises the same exceptions:
+  // setting an option that the category does not accept is refused, clearing an option never is. Options are requests
+  // to the platform; the simulated device ignores them.
 
-  /// Lets the session's sound play together with that of other sessions. Accepted by categories whose output mixes: all
-  /// but Record and SoloAmbient. Reads true while `mixExceptWithSpokenAudio` is set through its setter.
+  /// Allows other sessions to play at the same time. Accepted by all categories except Record and SoloAmbient. The
+  /// getter also returns true after `setMixExceptWithSpokenAudio(true)`, which sets this option's bit too.
   bool mixWithOthers() const;
   void setMixWithOthers(bool state);
-  /// Lowers the level of other sessions' sound while this session plays. Accepted by categories whose output mixes.
-  /// Independent of `mixWithOthers`.
+  /// Lowers the level of other sessions while this session plays. Accepted by all categories except Record and
+  /// SoloAmbient. Independent of `mixWithOthers`.
   bool duckOthers() const;
   void setDuckOthers(bool state);
-  /// Allows hands-free headsets (Bluetooth HFP), whose microphone can be the input. Accepted by categories with input:
-  /// Record, PlayAndRecord, MultiRoute, VoiceCommand, PhoneCall and TTYCall.
+  /// Allows Bluetooth hands-free (HFP) headsets, whose microphone can be used as the input. Accepted by the categories
+  /// with input: Record, PlayAndRecord, MultiRoute, VoiceCommand, PhoneCall and TTYCall.
   bool allowHFP() const;
   void setAllowHFP(bool state);
-  /// Allows Bluetooth A2DP devices as the output. Accepted by categories with output: all but Record.
+  /// Allows Bluetooth A2DP devices as the output. Accepted by the categories with output, which are all except Record.
   bool allowA2DP() const;
   void setAllowA2DP(bool state);
-  /// Requests the speaker as the default output. Accepted by categories with input and output: PlayAndRecord,
-  /// MultiRoute, VoiceCommand, PhoneCall and TTYCall; categories without input use the speaker anyway.
+  /// Requests the speaker as the default output. Accepted by the categories with input and output: PlayAndRecord,
+  /// MultiRoute, VoiceCommand, PhoneCall and TTYCall. Categories without input always use the speaker.
   bool defaultToSpeaker() const;
   void setDefaultToSpeaker(bool state);
-  /// Mixes as `mixWithOthers` does, except with sessions that play spoken audio. Accepted by categories whose output
-  /// mixes. Uses two bits, its own and that of `mixWithOthers`: the setter sets or clears both, and the getter returns
-  /// true if either is set, so it also reads true after `setMixWithOthers(true)`.
+  /// Allows other sessions to play at the same time, except those that play spoken audio. Accepted by all categories
+  /// except Record and SoloAmbient. Uses two bits, its own and that of `mixWithOthers`: the setter sets or clears both,
+  /// and the getter returns true if either is set, so it also returns true after `setMixWithOthers(true)`.
   bool mixExceptWithSpokenAudio() const;
   void setMixExceptWithSpokenAudio(bool state);
-  /// Allows wireless Skycast speakers as the output. Accepted by categories with output: all but Record.
+  /// Allows wireless Skycast speakers as the output. Accepted by the categories with output, which are all except
+  /// Record.
   bool allowSkycast() const;
   void setAllowSkycast(bool state);
 
-  /// Sets (`state` true) or clears the bits of `option`, any combination of `platform::session_option`, and keeps the
-  /// category, the mode and all other options. Reads and writes in two steps, so a change that another thread makes in
-  /// between is lost.
+  /// Sets the bits of `option` if `state` is true, otherwise clears them, and keeps the category, the mode and all
+  /// other options. `option` is any combination of `platform::session_option` bits. The options are read and written in
+  /// two steps, so a change that another thread makes in between is lost.
   ///
-  /// Raises "change categoryOption 0xBITS STATE failed: DESCRIPTION" with the bits in lower-case hexadecimal, 1 or 0,
-  /// and the error's full `description()`, if a bit is unknown or the category does not accept an option.
+  /// If a bit is unknown or the category does not accept an option, raises "change categoryOption 0xBITS STATE failed:
+  /// DESCRIPTION". BITS are lower-case hexadecimal digits, STATE is 1 or 0, and DESCRIPTION is the `description()` of
+  /// the platform's error.
   void changeCategoryOption(std::uint64_t option, bool state);
 
-  /// No effect.
+  /// Do nothing.
   void listCategories() const;
   void listModes() const;
 
-  // Values stored for the caller. They do not change the platform session, and every value is accepted. Default: 0 and
-  // false.
+  // Values that are only stored for the caller: they have no effect on the platform session, and every value is
+  // accepted. The default is 0 or false.
   double sampleRate() const { return _sampleRate; }  ///< Hertz.
   void setSampleRate(double sampleRate) { _sampleRate = sampleRate; }
   double IOBufferDuration() const { return _IOBufferDuration; }  ///< Seconds.
@@ -146,13 +151,14 @@ class ORVANE_EXPORT OVSession : public OVTextEmitting {
 
   /// Returns the class name that `description` shows.
   virtual const char* className() const;
-  /// Does what the public setter does, with the subclass's own `isAvailable`.
+  /// Sets the implementation type as the public setter does, but accepts the types for which `isAvailable` returns
+  /// true.
   static void setImplementationType(std::int64_t type, bool (*isAvailable)(std::int64_t type));
 
  private:
   std::uint64_t categoryOptions() const;
 
-  orvane::platform::Platform _services;  ///< The services in use when this object was made.
+  orvane::platform::Platform _services;  ///< The services that were in use when this object was created.
   bool _jsonOutput = false;
   bool _pauseOnDisconnect = false;
   std::shared_ptr<orvane::platform::PlatformSession> _session;

@@ -7,13 +7,14 @@
 
 class OVSession;
 
-/// Interface of tools that can be bound to a session. `OVIOUnit` has the exceptions and thread rules.
+/// Interface of classes that can be bound to a session. Exceptions and thread rules are described at `OVIOUnit`.
 class ORVANE_EXPORT OVSessionAssignable {
  public:
   virtual ~OVSessionAssignable() = default;
 
-  /// Returns the session last assigned; null before that. The tool shares ownership of it.
+  /// Returns the session that was assigned last, or null before the first assignment. The object shares ownership of
+  /// the session.
   virtual std::shared_ptr<OVSession> session() const = 0;
-  /// Assigns a session; whether null is accepted is up to the implementing class.
+  /// Assigns a session. Each implementing class defines whether null is accepted.
   virtual void setSession(std::shared_ptr<OVSession> session) = 0;
 };

@@ -7,12 +7,12 @@
 #include "platform/Export.h"
 #include "platform/PlatformException.h"
 
-/// The exception that the exported classes and functions raise. `name()` is "OVTException"; `reason()` is the message,
-/// which names the failed step and the reason.
+/// The exception that the exported classes and functions raise. `name()` returns "OVTException"; `reason()` returns the
+/// message, which states the failed step and the reason.
 ///
-/// Derives from the exception of host calls, so one catch of `platform::PlatformException` covers both.
+/// It derives from `platform::PlatformException`, the exception of host calls, so that one catch clause handles both.
 class ORVANE_EXPORT OVTException : public orvane::platform::PlatformException {
  public:
-  /// `reason` is any text; it is stored as given.
+  /// Creates an exception. `reason` may be any text and is stored unchanged.
   explicit OVTException(std::string reason) : PlatformException("OVTException", std::move(reason)) {}
 };

@@ -3,12 +3,12 @@
 
 #include "platform/Export.h"
 
-/// Interface of classes whose user chooses between text and JSON output.
+/// Interface of classes whose user can choose between text and JSON output.
 class ORVANE_EXPORT OVTextEmitting {
  public:
   virtual ~OVTextEmitting() = default;
 
-  /// True for JSON, false for text. Stored; every value is accepted.
+  /// Get and set the choice: true for JSON, false for text.
   virtual bool jsonOutput() const = 0;
   virtual void setJsonOutput(bool jsonOutput) = 0;
 };

@@ -9,20 +9,22 @@
 #include "platform/Status.h"
 #include "session/OVTException.h"
 
-// The functions through which the library reports failures. Each writes "Failure: MESSAGE" as an error line to the log
-// in use (none is written on a host without a log), then throws MESSAGE as an `OVTException`. They never return and
-// keep no state. Texts are never interpreted as format strings. Thread-safe; not real-time safe.
+// The functions with which the library raises failures. Each composes a message, writes "Failure: MESSAGE" as an error
+// line to the log of the host in use (if it has one), and throws the message as an `OVTException`. They never return
+// and keep no state. Texts are never interpreted as format strings. Thread-safe; not real-time safe.
 
-/// Raises `message` unchanged.
+/// Raises an `OVTException` with the message `message`.
 [[noreturn]] ORVANE_EXPORT void _OVThrowMsg(const std::string& message);
 
-/// Raises "MESSAGE: REASON" for a host call that returned an error; REASON is its `localizedDescription()`.
+/// Raises an `OVTException` with the message "MESSAGE: REASON" for a host call that returned an error. REASON is the
+/// error's `localizedDescription()`.
 [[noreturn]] ORVANE_EXPORT void OVThrow(const std::string& message, const orvane::platform::PlatformError& error);
 
-/// Raises "MESSAGE: REASON" for a host call that threw; REASON is the exception's `description()`.
+/// Raises an `OVTException` with the message "MESSAGE: REASON" for a host call that threw an exception. REASON is the
+/// exception's `description()`.
 [[noreturn]] ORVANE_EXPORT void OVThrow(const std::string& message,
                                         const orvane::platform::PlatformException& exception);
 
-/// Raises "MESSAGE: STATUS" for a host call that returned a status, which is written in signed decimal: "MESSAGE: -10".
-/// Raises for any status, 0 included.
+/// Raises an `OVTException` with the message "MESSAGE: STATUS" for a host call that returned a status. STATUS is a
+/// signed decimal number, as in "MESSAGE: -10". Any status is accepted, including 0.
 [[noreturn]] ORVANE_EXPORT void OVThrow(const std::string& message, orvane::platform::Status status);

@@ -15,13 +15,14 @@ namespace orvane {
 
 namespace {
 
-/// The locale in which numbers are read; never freed.
+/// Returns the "C" locale, in which numbers are parsed. It is never freed.
 locale_t plainLocale() {
   static const locale_t plain = newlocale(LC_ALL_MASK, "C", locale_t());
   return plain;
 }
 
-/// As `std::stod`, but independent of the process's locale and with the text in its messages.
+/// Parses a number as `std::stod` does, but independently of the process's locale, and with the text in the messages of
+/// its exceptions.
 double textToDouble(const std::string& text) {
   const int savedErrno = errno;
   errno = 0;

@@ -8,8 +8,8 @@
 #include "platform/PlatformError.h"
 #include "platform/Status.h"
 
-// The functions of OVThrow.h for objects that keep the services they were made with: they write to the log of those
-// services, if it has one, instead of the log in use.
+// Variants of the functions in OVThrow.h for objects that keep the services with which they were created: each writes
+// to the log of `services`, if there is one, instead of the log of the host in use.
 
 namespace orvane {
 
@@ -18,7 +18,7 @@ namespace orvane {
                           const platform::PlatformError& error);
 [[noreturn]] void raiseOn(const platform::Platform& services, const std::string& message, platform::Status status);
 
-/// Writes a line to the log of the services; does nothing if they have none.
+/// Writes a line to the log of `services`; does nothing if they have no log.
 void logOn(const platform::Platform& services, platform::LogLevel level, const std::string& line);
 
 }  // namespace orvane

@@ -15,15 +15,17 @@
 
 namespace PX {
 
-/// Owns the storage of one `RenderBufferList`: a header with the buffer count, then 16 bytes for each buffer.
+/// The owner of a `RenderBufferList` and its storage: a header with the buffer count, followed by 16 bytes for each
+/// buffer.
 ///
-/// Not thread-safe. The constructor allocates; all other operations are real-time safe if they do not fail.
+/// Not thread-safe. The constructor allocates; all other operations are real-time safe unless they throw or end the
+/// process.
 class BufferList {
  public:
-  /// Bytes before the first entry: the count and its padding.
+  /// The size of the header, in bytes: the count and its padding.
   static constexpr std::size_t kHeaderSize = sizeof(orvane::platform::RenderBufferList);
 
-  /// Makes a list of `bufferCount` entries, all 0: no channels, no bytes, null data.
+  /// Creates a list of `bufferCount` entries whose fields are all 0 or null.
   explicit BufferList(std::uint32_t bufferCount)
       : mStorage(kHeaderSize + bufferCount * sizeof(orvane::platform::RenderBuffer)) {
     new (mStorage.data()) orvane::platform::RenderBufferList(bufferCount);
@@ -32,20 +34,20 @@ class BufferList {
   BufferList(const BufferList&) = delete;
   BufferList& operator=(const BufferList&) = delete;
 
-  /// Returns the list, for use in a render operation. Its entries may be changed, its count must not.
+  /// Returns the list, for use in a render operation. The caller may change its entries but must not change its count.
   orvane::platform::RenderBufferList& GetAudioBufferList() {
     return *std::launder(reinterpret_cast<orvane::platform::RenderBufferList*>(mStorage.data()));
   }
 
-  /// Returns the number of buffers. If the count in the header no longer agrees with the storage, the process ends in
-  /// every kind of build, because memory beyond the entries may have been overwritten.
+  /// Returns the number of buffers. If the count in the header no longer matches the storage, memory may have been
+  /// overwritten; the function then ends the process, in debug and release builds.
   std::uint32_t GetNumberBuffers() {
     const std::uint32_t count = GetAudioBufferList().bufferCount;
     if (count != (mStorage.size() - kHeaderSize) / sizeof(orvane::platform::RenderBuffer)) failNumberBuffers();
     return count;
   }
 
-  /// Returns an entry; throws `std::out_of_range` if `index` is not below `GetNumberBuffers()`.
+  /// Returns the entry at `index`. Throws `std::out_of_range` if `index` is not below `GetNumberBuffers()`.
   orvane::platform::RenderBuffer& operator[](std::size_t index) {
     if (index >= GetNumberBuffers()) {
       throw std::out_of_range("accessing a PX::BufferList with an out-of-range index");
@@ -54,7 +56,7 @@ class BufferList {
   }
 
  private:
-  /// Writes to the descriptor directly, because this may run on the device callback.
+  /// Prints a message and aborts. Writes directly to the file descriptor, because this may run on the device callback.
   [[noreturn]] static void failNumberBuffers() {
     constexpr std::string_view message =
         "GetNumberBuffers: the buffer count of a PX::BufferList does not agree with its storage\n";
@@ -62,7 +64,7 @@ class BufferList {
     std::abort();
   }
 
-  /// Allocated by operator new, which aligns it for the header and the entries.
+  /// The storage. Operator new allocates it with sufficient alignment for the header and the entries.
   std::vector<std::byte> mStorage;
   static_assert(alignof(orvane::platform::RenderBuffer) <= __STDCPP_DEFAULT_NEW_ALIGNMENT__);
 };

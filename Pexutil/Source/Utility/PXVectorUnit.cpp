@@ -16,7 +16,8 @@ std::int32_t PXVectorUnit_Examine() {
 
   if (std::getenv("PX_NoVector") != nullptr) {
     const orvane::platform::RealTimeExemption exemption;
-    // Straight to the descriptor: a stream could lock or allocate. A notice that cannot be written is no failure.
+    // Written directly to the file descriptor, because a stream could lock or allocate. If writing fails, this is
+    // ignored.
     [[maybe_unused]] const auto written = ::write(STDERR_FILENO, notice.data(), notice.size());
     return 0;
   }

@@ -4,17 +4,18 @@
 #include <atomic>
 #include <cstdint>
 
-/// The vector unit type of this process: -1 until it has been examined, then 200. From 1 on, meters process four
-/// samples a step.
+/// The type of this process's vector unit: -1 until `PXVectorUnit_Examine` has determined it, then 200. If the type is
+/// at least 1, meters process four samples per step.
 ///
-/// Several threads may examine it at the same time. Each stores the same value, and no other data depends on it, so
-/// relaxed access is sufficient and as fast as a plain load.
+/// Several threads may determine the type at the same time. Each stores the same value, and no other data depends on
+/// it, so relaxed access is sufficient and as fast as a plain load.
 extern std::atomic<std::int32_t> gPXVectorUnitType;
 
-/// Examines the environment and returns the vector unit type, 0 or 200.
+/// Determines the type of the vector unit from the environment, and returns 0 or 200.
 ///
-/// If the environment variable `PX_NoVector` is set, even to an empty value, writes one line to standard error, leaves
-/// `gPXVectorUnitType` at -1, so that the next call examines it again, and returns 0. Otherwise stores and returns 200.
+/// If the environment variable `PX_NoVector` is set, even to an empty value, writes one line to standard error and
+/// returns 0; `gPXVectorUnitType` remains -1, so that the next call reads the environment again. Otherwise sets
+/// `gPXVectorUnitType` to 200 and returns 200.
 ///
 /// Thread-safe. Real-time safe, except for the system call that writes the line.
 std::int32_t PXVectorUnit_Examine();

@@ -10,18 +10,20 @@ namespace {
 
 constexpr std::int32_t maxDecimal = 199999;
 
-/// The four bytes of a code, most significant first.
+/// Returns the four bytes of a code, most significant byte first.
 std::array<char, 4> charactersOf(std::uint32_t code) {
   return {static_cast<char>(code >> 24), static_cast<char>(code >> 16), static_cast<char>(code >> 8),
           static_cast<char>(code)};
 }
 
-/// Printable in ASCII, whatever the locale and whether or not char is signed.
+/// Returns whether the character is printable ASCII. The result depends neither on the locale nor on whether `char` is
+/// signed.
 bool isPrintable(char character) {
   return character >= 0x20 && character <= 0x7E;
 }
 
-/// Fills a buffer of zeros. The longest text, "0xffffffff", leaves room for the terminator.
+/// Writes the text of `code` into a buffer of zeros. The longest text, "0xffffffff", leaves room for the terminating
+/// zero.
 void render(std::int32_t code, std::string_view quote, char (&text)[16]) {
   const auto bits = static_cast<std::uint32_t>(code);
   const auto characters = charactersOf(bits);
