@@ -31,8 +31,8 @@ void AOMeter::start() {
 
   auto handler =
       std::make_unique<orvane::MeterInputHandler>(static_cast<int>(hardware.channelCount()), hardware.sampleRate());
-  // Remove the closure of an earlier start: it refers to the handler that is replaced here, and a failure below would
-  // leave it installed.
+  // Remove the closure of an earlier start. It refers to the handler that is replaced here, and would stay installed if
+  // a step below failed.
   if (mInputHandler) wrapper().setInputHandler(nullptr);
   mInputHandler = std::move(handler);
 

@@ -9,29 +9,30 @@ namespace orvane {
 class MeterInputHandler;
 }
 
-/// Prints the level of the audio input to standard output, as one bar of 40 characters a channel; a full bar is full
-/// scale.
+/// A level meter. Prints the level of the audio input on standard output, with one bar of up to 40 characters per
+/// channel; 40 characters are full scale.
 ///
-/// `start` sets the input client format to the hardware's rate and channel count. The first and every eighth slice
-/// after it print a line that ends with a carriage return, so that a terminal redraws the bars in place. Printing
-/// happens on the device callback and is the one part of it that is not real-time safe: it waits while the reader of
-/// standard output is slow. If rendering fails there, "Error STATUS while rendering in Meter" is printed to standard
-/// error and the process ends abnormally.
+/// `start` sets the input client format to the hardware's rate and channel count. At the first slice (block of one
+/// device callback) and at every eighth slice after it, a line is printed that ends with a carriage return, so that a
+/// terminal redraws the bars in place. Printing is done on the device callback although it is not real-time safe: it
+/// blocks while the reader of standard output is slow. If rendering the input fails, "Error STATUS while rendering in
+/// Meter" is printed on standard error and the process aborts.
 ///
-/// `stop` is inherited; the levels stay until the next start. Thread rules are those of `OVIOUnit`.
+/// `stop` is inherited. The thread rules are those of `OVIOUnit`.
 class ORVANE_EXPORT AOMeter : public OVIOUnit {
  public:
-  /// Makes a meter; its unit is made when it is first needed.
+  /// Creates a meter. Its I/O unit is created when it is first needed.
   static std::shared_ptr<AOMeter> init();
   ~AOMeter() override;
 
-  /// Makes the unit with input enabled and output disabled. Raises what `OVIOUnit::lazyInit` raises.
+  /// Creates the unit, with input enabled and output disabled. Raises the exceptions of `OVIOUnit::lazyInit`.
   void lazyInit() override;
 
-  /// Starts metering with all levels at 0. Stops the meter first if it is running.
+  /// Starts the meter with all levels at 0, stopping it first if it is running.
   ///
-  /// Raises what `stop`, `initializeAU`, `inputHardwareFormat`, `setInputClientFormat` and `OVIOUnit::start` raise. The
-  /// meter is then stopped; if `stop` failed, nothing has changed.
+  /// Raises the exceptions of `stop`, `initializeAU`, `inputHardwareFormat`, `setInputClientFormat` and
+  /// `OVIOUnit::start`. After an exception the meter is stopped, except that an exception of `stop` leaves its state
+  /// unchanged.
   void start() override;
 
  protected:

@@ -5,27 +5,28 @@
 
 #include "iounit/OVIOUnit.h"
 
-/// Plays the audio input on the audio output. The unit renders captured input into the output's buffers; nothing else
-/// is buffered.
+/// A play-through: plays the audio input on the audio output. The unit renders captured input directly into the
+/// output's buffers, so no further buffering is added.
 ///
-/// `start` sets both client formats to the input hardware's rate and the smaller of the two channel counts; the unit
-/// converts to the output hardware. If a render fails, that slice is silent. `UnitService::latency` gives the latency
-/// added by the conversion.
+/// `start` sets both client formats to the input hardware's rate and to the smaller of the hardware's two channel
+/// counts; the unit converts from and to the hardware's formats. If rendering fails, the slice (block of one device
+/// callback) is silent. `UnitService::latency` returns the latency that the conversion adds.
 ///
-/// `stop` is inherited. Thread rules are those of `OVIOUnit`.
+/// `stop` is inherited. The thread rules are those of `OVIOUnit`.
 class ORVANE_EXPORT AOPlaythru : public OVIOUnit {
  public:
-  /// Makes a play-through; its unit is made when it is first needed.
+  /// Creates a play-through. Its I/O unit is created when it is first needed.
   static std::shared_ptr<AOPlaythru> init();
   ~AOPlaythru() override;
 
-  /// Makes the unit with input and output enabled. Raises what `OVIOUnit::lazyInit` raises.
+  /// Creates the unit, with input and output enabled. Raises the exceptions of `OVIOUnit::lazyInit`.
   void lazyInit() override;
 
-  /// Starts playing the input, in the current formats of the hardware. Stops first if it is running.
+  /// Starts the play-through in the current formats of the hardware, stopping it first if it is running.
   ///
-  /// Raises what `stop`, `initializeAU`, the hardware formats, the setters of the client formats and `OVIOUnit::start`
-  /// raise. The unit is then stopped; if `stop` failed, nothing has changed.
+  /// Raises the exceptions of `stop`, `initializeAU`, the getters of the hardware formats, the setters of the client
+  /// formats, and `OVIOUnit::start`. After an exception the play-through is stopped, except that an exception of `stop`
+  /// leaves its state unchanged.
   void start() override;
 
  protected:

@@ -35,8 +35,8 @@ void AORecord::start() {
   platform::RenderOperation render = wrapper().renderOperation();
 
   auto handler = std::make_unique<orvane::RecordInputHandler>(services(), _filePath, client);
-  // Remove the closure of an earlier start: it refers to the handler that is replaced here, and a failure below would
-  // leave it installed.
+  // Remove the closure of an earlier start. It refers to the handler that is replaced here, and would stay installed if
+  // a step below failed.
   if (mInputHandler) wrapper().setInputHandler(nullptr);
   mInputHandler = std::move(handler);
   wrapper().setInputHandler([handler = mInputHandler.get(), render = std::move(render)](

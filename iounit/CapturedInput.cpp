@@ -17,14 +17,15 @@ namespace status = platform::status;
 
 namespace {
 
-/// Copies as much of `text` as fits; returns the remaining room.
+/// Copies as much of `text` as fits into `room`, and returns the remaining part of `room`.
 std::span<char> append(std::span<char> room, std::string_view text) {
   const std::size_t size = std::min(room.size(), text.size());
   std::copy_n(text.begin(), size, room.begin());
   return room.subspan(size);
 }
 
-/// Writes to the descriptor directly, from the stack: streams lock and allocate, and this may be the device callback.
+/// Prints a message about a failed render and ends the process. Writes from the stack directly to the file descriptor,
+/// because streams lock and allocate, and this may run on the device callback.
 [[noreturn]] void endOnRenderFailure(platform::Status status, std::string_view place) {
   const platform::RealTimeExemption exemption;
   std::array<char, 12> digits{};

@@ -9,7 +9,7 @@
 
 namespace orvane {
 
-/// The arguments of an input handler.
+/// The arguments of a `platform::InputHandler`.
 struct CapturedSlice {
   platform::RenderActionFlags& flags;
   const platform::RenderTimeStamp& time;
@@ -17,13 +17,13 @@ struct CapturedSlice {
   std::int32_t bus;
 };
 
-/// Renders a slice of captured input into `list`, which has one entry a channel of the input client format. Afterwards
-/// each entry has `slice.frames` 32-bit float samples in the unit's memory, valid until the input handler returns. Call
-/// it inside an input handler only. Real-time safe.
+/// Renders captured input into `list`, which must have one entry per channel of the input client format. Afterwards
+/// each entry refers to `slice.frames` 32-bit float samples in the unit's memory, valid until the input handler
+/// returns. Must be called inside an input handler. Real-time safe.
 ///
-/// If the render fails, writes "Error STATUS while rendering in PLACE" to standard error and ends the process
-/// abnormally: an input handler cannot report a failure, and a meter or a recording would show wrong results without
-/// it.
+/// If the render operation fails, prints "Error STATUS while rendering in PLACE" on standard error and aborts the
+/// process, because an input handler cannot report a failure, and the meter or recording would be wrong if it
+/// continued.
 void renderCapturedInput(const platform::RenderOperation& render, const CapturedSlice& slice, PX::BufferList& list,
                          std::string_view place);
 

@@ -28,7 +28,7 @@ constexpr std::uint32_t outputElement = 0;
 constexpr std::uint32_t inputElement = 1;
 constexpr std::uint32_t globalElement = 0;
 
-/// Returns the code of a sub-type text; 'rioc' without a valid text.
+/// Returns the four-character code of a sub-type text, or 'rioc' if there is no valid text.
 std::uint32_t subTypeCode(const platform::Platform& services, const std::optional<std::string>& subType) {
   if (!subType) return platform::UnitDescription::defaultSubType;
   if (subType->size() != sizeof(std::uint32_t)) {
@@ -40,12 +40,12 @@ std::uint32_t subTypeCode(const platform::Platform& services, const std::optiona
   return code;
 }
 
-/// Returns the name of a unit for messages.
+/// Returns the name of a unit for use in messages.
 std::string nameOf(UnitInstance unit) {
   return "UnitInstance " + std::to_string(static_cast<std::uint32_t>(unit));
 }
 
-/// Runs one step of the teardown; logs exceptions, so that the next step still runs.
+/// Runs one step of the teardown. An exception is logged and dropped, so that the next step still runs.
 template <typename Step>
 void attempt(const platform::Platform& services, std::string_view name, const Step& step) noexcept {
   try {
@@ -125,7 +125,7 @@ UnitWrapper& OVIOUnit::wrapper() {
 }
 
 void OVIOUnit::setDirections(bool inputEnabled, bool outputEnabled) {
-  // Not through `wrapperUnit`, which without a wrapper would call `lazyInit` and so recurse without end.
+  // `wrapperUnit()` is not called here: without a wrapper it would call `lazyInit` and recurse without end.
   if (!_wrapperUnit) return;
   _wrapperUnit->setInputEnabled(inputEnabled);
   _wrapperUnit->setOutputEnabled(outputEnabled);

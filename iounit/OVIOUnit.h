@@ -16,96 +16,100 @@ enum class UnitInstance : std::uint32_t;
 class UnitWrapper;
 }  // namespace orvane::platform
 
-/// Base class of tools that use the host's I/O unit. Owns one unit and its wrapper, makes them when they are first
-/// needed, binds them to a session, and initialises, starts and stops the unit.
+/// The base class of tools (meter, recorder, test tone, play-through) that use an I/O unit of the host. It owns one
+/// unit and its wrapper, creates them when they are first needed, binds the unit to a session, and initialises, starts
+/// and stops the unit.
 ///
-/// Usage: make the tool, set `componentSubType` if needed, call `setSession`, set the tool's own properties, then
-/// `start`, `stop`, and `start` again as often as needed. Releasing the object stops and disposes the unit.
+/// Usage: create the tool, call `setComponentSubType` if needed, call `setSession`, set the tool's own properties, then
+/// call `start` and `stop` as often as needed. Releasing the object stops and disposes the unit.
 ///
-/// Every operation that needs the unit makes it, and may then raise what `lazyInit` raises. Failures are raised as
-/// `OVTException`; nothing is retried or rolled back. In the messages below STATUS is a status in signed decimal, named
-/// in `platform::status`.
+/// Every operation that needs the unit creates it first if necessary, and may then also raise the exceptions of
+/// `lazyInit`. Failures are raised as `OVTException`; nothing is retried or rolled back. In the messages quoted below,
+/// STATUS is one of the values in `platform::status`, as a signed decimal number.
 ///
-/// Not thread-safe: use one object from one thread at a time, and not from the device callback. Not real-time safe.
-/// Starting and stopping inside a worker's task while the device is running ends the process, see
+/// Not thread-safe: one object must be used by one thread at a time, and not on the device callback. Not real-time
+/// safe. Starting or stopping a unit inside a worker's task while the device is running ends the process, see
 /// `platform::UnitService`.
 ///
 /// ## Subclasses
-/// - `lazyInit` calls the base first, then `setDirections`. A tool for which the unit's defaults are right (input
-///   disabled, output enabled) does not override it.
-/// - `start` calls, in this order: `stopIfRunning`, before it changes anything that the device callback reads;
-///   `initializeAU`; the getters of the hardware formats; the setters of the client formats; the wrapper's
-///   `setInputHandler` or `setOutputProvider`; the base's `start`.
-/// - The destructor calls `tearDown` first. Until then a closure may be running on the device callback, and members of
-///   the subclass that it reads are destroyed before the base's destructor begins.
+/// - An override of `lazyInit` calls the base class first, then `setDirections`. A tool that needs the unit's defaults
+///   (input disabled, output enabled) does not override it.
+/// - An override of `start` calls, in this order: `stopIfRunning`, before it changes anything that the device callback
+///   reads; `initializeAU`; the getters of the hardware formats; the setters of the client formats; the wrapper's
+///   `setInputHandler` or `setOutputProvider`; `OVIOUnit::start`.
+/// - The destructor calls `tearDown` first. Otherwise a closure running on the device callback could read members of
+///   the subclass, which are destroyed before the base class's destructor runs.
 class ORVANE_EXPORT OVIOUnit : public OVSessionAssignable {
  public:
-  /// Makes an object without a unit. Its unit will be made on the host that is in use now.
+  /// Creates an object without a unit. The unit will be created by the host that is in use now.
   static std::shared_ptr<OVIOUnit> init();
 
   OVIOUnit(const OVIOUnit&) = delete;
   OVIOUnit& operator=(const OVIOUnit&) = delete;
   ~OVIOUnit() override;
 
-  /// The sub-type of the unit to make, a text of exactly four bytes. Nothing, the default, means "rioc"; so does a text
-  /// of another length, for which `lazyInit` logs a warning. Once the unit exists, the setter changes nothing and logs
-  /// a warning.
+  /// Get and set the sub-type of the unit to create, a text of exactly four bytes. `std::nullopt`, the default, means
+  /// "rioc"; for a text of any other length `lazyInit` logs a warning and also uses "rioc". Once the unit exists, the
+  /// setter has no effect and logs a warning.
   const std::optional<std::string>& componentSubType() const { return _componentSubType; }
   void setComponentSubType(std::optional<std::string> componentSubType);
 
-  /// Makes the unit and its wrapper; does nothing if the unit exists. Raises
+  /// Creates the unit and its wrapper; does nothing if the unit exists. Raises
   ///
   /// - "UnitService is not available on this host";
-  /// - "I/O unit subtype SUBTYPE not found" (SUBTYPE as `PXX4CCString` renders it), also if there is no audio device;
+  /// - "I/O unit subtype SUBTYPE not found" if no unit has this sub-type or there is no audio device, where SUBTYPE is
+  ///   the text form of `PXX4CCString`;
   /// - "Failed to instantiate I/O unit: STATUS";
-  /// - "Failed to wrap UnitInstance NUMBER in UnitWrapper": the unit then stays without a wrapper, and the formats,
-  ///   `start` of subclasses and other operations that need the wrapper raise "UnitInstance NUMBER has no UnitWrapper".
+  /// - "Failed to wrap UnitInstance NUMBER in UnitWrapper"; the unit then has no wrapper, and all operations that need
+  ///   one, such as the formats and `start` of subclasses, raise "UnitInstance NUMBER has no UnitWrapper".
   virtual void lazyInit();
 
-  /// Returns the unit; makes it if needed.
+  /// Returns the unit, creating it first if necessary.
   orvane::platform::UnitInstance audioUnit();
-  /// Returns the unit's wrapper; makes the unit if needed. Null if the unit could not be wrapped. The wrapper is
-  /// invalid once this object has been released.
+  /// Returns the unit's wrapper, creating the unit first if necessary; returns null if the unit has no wrapper. The
+  /// wrapper must not be used after this object has been released.
   std::shared_ptr<orvane::platform::UnitWrapper> wrapperUnit();
 
-  /// Initialises the unit, which must be done before `OVIOUnit::start`. Raises "UnitService::initialize failed: STATUS"
-  /// with the statuses of `platform::UnitService::initialize`.
+  /// Initialises the unit, which must be done before `OVIOUnit::start`. Raises "UnitService::initialize failed:
+  /// STATUS", where STATUS is a status of `platform::UnitService::initialize`.
   void initializeAU();
-  /// Starts the unit; stops it first if it is running. Tools override it with their own preparation. Raises
-  /// "UnitService::start failed: STATUS" with the statuses of `platform::UnitService::start`.
+  /// Starts the unit, stopping it first if it is running. Subclasses override this function to prepare the unit before
+  /// they start it. Raises "UnitService::start failed: STATUS", where STATUS is a status of
+  /// `platform::UnitService::start`.
   virtual void start();
-  /// Stops the unit; no closure is called after it has returned. Succeeds if the unit is not running. Makes the unit if
-  /// there is none. Raises "UnitService::stop failed: STATUS".
+  /// Stops the unit. No closure is called after `stop` has returned. Succeeds if the unit is not running; if there is
+  /// no unit, creates one. Raises "UnitService::stop failed: STATUS".
   virtual void stop();
 
-  /// Returns the session that was bound last; null before that.
+  /// Returns the session that was bound last, or null if none was bound.
   std::shared_ptr<OVSession> session() const override;
-  /// Binds the unit to the session's platform session; makes the unit if needed. The category of the session decides
-  /// which sides of the hardware the unit may use; it is checked by `initializeAU` and `start`. An unbound unit may use
-  /// all.
+  /// Binds the unit to the session's platform session, creating the unit first if necessary. The session's category
+  /// decides which sides of the hardware the unit may use; `initializeAU` and `start` check this. A unit without a
+  /// session may use all sides.
   ///
   /// Raises
   ///
-  /// - "setSession failed -- unsupported session implementation type DESCRIPTION" for null, whose DESCRIPTION is
-  ///   "(null)", and for a session without a platform session;
+  /// - "setSession failed -- unsupported session implementation type DESCRIPTION" if `session` is null (DESCRIPTION is
+  ///   "(null)") or has no platform session;
   /// - "setSession failed -- UnitService::setProperty(UnitProperty::sessionIdentifier) sessionID: IDENTIFIER" if the
   ///   unit refuses the session.
   ///
-  /// The earlier session then stays bound.
+  /// After an exception the previous session remains bound.
   void setSession(std::shared_ptr<OVSession> session) override;
 
-  /// A flag stored for the caller, without effect. Default: false.
+  /// Get and set a flag that is only stored for the caller and has no effect. The default is false.
   bool deviceUIDSelected() const { return _deviceUIDSelected; }
   void setDeviceUIDSelected(bool deviceUIDSelected) { _deviceUIDSelected = deviceUIDSelected; }
 
   // The formats are read from the unit at each call.
 
-  /// Returns the format of the input and output hardware; the channel count is 0 if the hardware lacks that side.
+  /// Return the formats of the input and output hardware. The channel count is 0 if the hardware has no such side.
   orvane::platform::StreamFormat inputHardwareFormat();
   orvane::platform::StreamFormat outputHardwareFormat();
-  /// The formats in which the tool receives captured input and supplies output. Default: the hardware's formats when
-  /// the unit was made. `platform::UnitBus::setFormat` lists what is accepted. The setters raise "setInputClientFormat
-  /// failed: REASON" and "setOutputClientFormat failed: REASON", and the format stays unchanged.
+  /// Get and set the formats in which this object receives captured input and supplies output. The defaults are the
+  /// hardware's formats at the time when the unit was created. The accepted formats are described at
+  /// `platform::UnitBus::setFormat`. For any other format the setters raise "setInputClientFormat failed: REASON" or
+  /// "setOutputClientFormat failed: REASON" and change nothing.
   orvane::platform::StreamFormat inputClientFormat();
   orvane::platform::StreamFormat outputClientFormat();
   void setInputClientFormat(const orvane::platform::StreamFormat& inputClientFormat);
@@ -114,17 +118,18 @@ class ORVANE_EXPORT OVIOUnit : public OVSessionAssignable {
  protected:
   OVIOUnit();
 
-  /// Returns the services that were in use when this object was made. It uses no others.
+  /// Returns the services that were in use when this object was created. The object uses only these.
   const orvane::platform::Platform& services() const { return _services; }
 
   /// Enables or disables each side of the unit; does nothing for a unit without a wrapper.
   void setDirections(bool inputEnabled, bool outputEnabled);
-  /// Stops the unit if it is running; raises what `stop` raises. Does not make a unit.
+  /// Stops the unit if it exists and is running. Raises the exceptions of `stop`.
   void stopIfRunning();
-  /// Returns the wrapper; makes the unit if needed. Raises "UnitInstance NUMBER has no UnitWrapper" if it has none.
+  /// Returns the unit's wrapper, creating the unit first if necessary. Raises "UnitInstance NUMBER has no UnitWrapper"
+  /// if the unit has no wrapper.
   orvane::platform::UnitWrapper& wrapper();
-  /// Invalidates the wrapper, disposes the unit and releases the session; no closure is called after it has returned.
-  /// May be called again. Exceptions of the host are logged.
+  /// Invalidates the wrapper, disposes the unit and releases the session. No closure is called after `tearDown` has
+  /// returned. May be called several times. Exceptions of the host are logged.
   void tearDown() noexcept;
 
  private:

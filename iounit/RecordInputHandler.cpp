@@ -15,7 +15,8 @@ namespace status = platform::status;
 RecordInputHandler::RecordInputHandler(const Platform& services, std::uint32_t channelCount)
     : mChannelCount(channelCount), mBufferList(channelCount), mServices(services) {}
 
-// After the delegated constructor the object is complete, so its destructor closes the file if this one throws.
+// Delegates to another constructor, so that the object counts as constructed and its destructor closes the file if this
+// constructor throws.
 RecordInputHandler::RecordInputHandler(const Platform& services, const std::string& filePath,
                                        const StreamFormat& clientFormat)
     : RecordInputHandler(services, clientFormat.channelCount()) {
@@ -27,13 +28,13 @@ RecordInputHandler::RecordInputHandler(const Platform& services, const std::stri
   if (created != status::success) raiseOn(mServices, "ConvertingFile::create failed", created);
   const Status set = files.setClientDataFormat(mFile, clientFormat.description());
   if (set != status::success) raiseOn(mServices, "ConvertingFile setting client format failed", set);
-  // Lets the service allocate here what it would otherwise allocate on the device callback.
+  // A first call without frames lets the service allocate memory here, and not on the device callback.
   files.writeAsync(mFile, 0, nullptr);
 }
 
 RecordInputHandler::~RecordInputHandler() {
   if (mFile == ConvertingFile::Handle::none) return;
-  // Raising from a destructor ends the process, after the line in the log.
+  // An exception from a destructor ends the process; `raiseOn` logs the failure before that.
   if (const Status disposed = mServices.convertingFiles->dispose(mFile))
     raiseOn(mServices, "ConvertingFile::dispose failed", disposed);
 }

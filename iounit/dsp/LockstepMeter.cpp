@@ -16,11 +16,12 @@ namespace orvane {
 
 namespace {
 
-/// Maximum channels of a group. Planes are often whole pages apart; an eight-way cache then holds one line of each.
+/// The maximum number of channels in a group. Planes are often whole pages apart; an eight-way cache then holds one
+/// line of each of eight planes.
 constexpr std::size_t maxTogether = 8;
 
-/// A group of channels, each with four lanes, used from the front. Results are written before they are read, so they
-/// are not initialised.
+/// The state of a group of channels, each with four lanes; a smaller group uses the first elements of each array. The
+/// result members are not initialised, because they are written before they are read.
 struct Group {  // NOLINT(cppcoreguidelines-pro-type-member-init)
   std::array<const float*, maxTogether> samples = {};
   std::array<const float*, maxTogether> meanSquaresBefore = {};
@@ -28,7 +29,8 @@ struct Group {  // NOLINT(cppcoreguidelines-pro-type-member-init)
   alignas(EightLanes) std::array<std::array<float, 4>, maxTogether> maxima;
 };
 
-/// Loads four floats of the one channel, or of each of the two channels, of a register.
+/// Loads four floats, starting at index `at`, of each channel of a register: one channel in a 128-bit register, two in
+/// a 256-bit register.
 template <typename Lanes>
 [[gnu::always_inline]] inline void load(Lanes& lanes, const float* const* channels, std::size_t at) {
   if constexpr (sizeof(Lanes) == sizeof(FourLanes)) {
@@ -42,8 +44,8 @@ template <typename Lanes>
   }
 }
 
-/// Processes `sampleCount` samples, a multiple of four, of each channel in `registerCount` registers. All state stays
-/// in registers, so several independent steps are in flight.
+/// Processes `sampleCount` samples of each channel in `registerCount` registers; `sampleCount` must be a multiple of
+/// four. All state stays in registers, so that the processor executes several independent steps at the same time.
 template <typename Lanes, std::size_t registerCount>
 [[gnu::always_inline]] inline void runRegisters(Group& group, std::size_t sampleCount) {
   // Registers of four lanes or of eight. NOLINTNEXTLINE(bugprone-sizeof-expression)
@@ -68,7 +70,8 @@ template <typename Lanes, std::size_t registerCount>
   }
 }
 
-/// Does the same for a number of registers known at run time.
+/// Calls `runRegisters` with the number of registers `registers`, from 1 to `maxRegisters`, which is known only at run
+/// time.
 template <typename Lanes, std::size_t maxRegisters>
 [[gnu::always_inline]] inline void runGroup(Group& group, std::size_t registers, std::size_t sampleCount) {
   if constexpr (maxRegisters > 1) {
@@ -90,7 +93,7 @@ void runGroupOf128Bits(Group& group, std::size_t channels, std::size_t sampleCou
 void runGroup(Group& group, std::size_t channels, std::size_t sampleCount, [[maybe_unused]] RegisterWidth width) {
 #if defined(__x86_64__)
   if (width == RegisterWidth::bits256) {
-    // With an odd number of channels, the second half of the last register processes the first channel again.
+    // If the number of channels is odd, the second half of the last register processes the first channel again.
     group.samples[channels % maxTogether] = group.samples[0];
     group.meanSquaresBefore[channels % maxTogether] = group.meanSquaresBefore[0];
     return runGroupOf256Bits(group, channels, sampleCount);
@@ -113,7 +116,8 @@ void processGroup(std::span<PowerMeter> meters, std::span<const float* const> pl
   for (std::size_t i = 0; i < meters.size(); ++i) {
     meters[i].ScaleDecayConstants(frameCount);
     group.samples[i] = planes[i];
-    // Read in place: a load that spans two recent stores would stall until both have retired.
+    // The mean squares are read in place, because a load that spans two recent stores would stall until both have
+    // retired.
     group.meanSquaresBefore[i] = meters[i].mLaneMeanSquare.data();
   }
   const auto grouped = static_cast<std::size_t>(frameCount) / 4 * 4;
@@ -128,7 +132,8 @@ void processGroup(std::span<PowerMeter> meters, std::span<const float* const> pl
 void processTogether(std::span<PowerMeter> meters, std::span<const float* const> planes, int frameCount,
                      RegisterWidth width) {
   assert(meters.size() == planes.size() && frameCount >= 0);
-  // Groups of equal size: nine channels make five and four, because a single channel takes as long as eight.
+  // The channels are divided into groups of nearly equal size: nine channels into five and four, because a single
+  // channel would take as long as eight.
   for (std::size_t groups = (meters.size() + maxTogether - 1) / maxTogether; groups > 0; --groups) {
     const std::size_t count = meters.size() / groups;
     if (mayGoTogether(planes.first(count))) {

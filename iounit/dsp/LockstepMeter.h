@@ -9,15 +9,15 @@
 namespace orvane {
 
 /// Meters one block of several channels: `meters[i]` processes the `frameCount` contiguous samples at `planes[i]`.
-/// There must be as many planes as meters. The result is the same, to the bit, as calling `meters[i].Process(planes[i],
-/// 1, frameCount)` for each meter.
+/// There must be as many planes as meters. The results are identical, bit for bit, to those of
+/// `meters[i].Process(planes[i], 1, frameCount)`.
 ///
-/// In a single channel each step depends on the running mean square of the step before. The mean squares of several
-/// channels are independent, so up to eight channels are processed together in the time of one. Channels are processed
-/// one by one if the samples of one in their group are not aligned to 16 bytes, and until the vector unit has been
-/// examined (with the environment variable `PX_NoVector`: always).
+/// Within one channel, each step depends on the running mean square of the previous step. Different channels are
+/// independent, so up to eight channels are processed together in the time of one. Channels are processed one by one in
+/// three cases: the samples of a channel in the group are not aligned to 16 bytes, the type of the vector unit
+/// (`gPXVectorUnitType`) is not determined yet, or the environment variable `PX_NoVector` is set.
 ///
-/// Real-time safe. `width` changes the speed only; the processor must support it.
+/// `width` affects only the speed; the processor must support it. Real-time safe.
 void processTogether(std::span<PowerMeter> meters, std::span<const float* const> planes, int frameCount,
                      RegisterWidth width = widestRegisters());
 

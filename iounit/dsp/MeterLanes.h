@@ -7,13 +7,13 @@
 
 namespace orvane {
 
-/// Four samples of one channel; available on every processor that GCC and Clang support.
+/// A vector of four samples of one channel. GCC and Clang support it on every processor.
 using FourLanes [[gnu::vector_size(16)]] = float;
-/// Four samples of each of two channels, for processors with 256-bit registers.
+/// A vector of four samples of each of two channels, for processors with 256-bit registers.
 using EightLanes [[gnu::vector_size(32)]] = float;
 
-/// Updates the running mean square and the maximum magnitude of each lane by one step, in single precision. All code
-/// that meters contiguous samples uses this function, so that its arithmetic is the same. Real-time safe.
+/// Updates the running mean square and the maximum magnitude of each lane with one sample, in single precision. All
+/// code that meters contiguous samples uses this function, so that all use the same arithmetic. Real-time safe.
 template <typename Lanes>
 [[gnu::always_inline]] inline void meterLanes(const Lanes& samples, Lanes& meanSquare, Lanes& maxima) {
   constexpr float smoothing = 0.11470700055360794F;  // 1 - (1 - 0.03)^4: 0.03 a sample, over four samples
@@ -26,7 +26,7 @@ template <typename Lanes>
   bits &= 0x7FFFFFFF;
   Lanes magnitudes;
   std::memcpy(&magnitudes, &bits, sizeof bits);
-  // In this order of operands, not-a-number leaves the maximum unchanged, as in the scalar loop.
+  // With this order of operands, not-a-number leaves the maximum unchanged, as in the scalar loop.
   maxima = magnitudes > maxima ? magnitudes : maxima;
 }
 

@@ -24,7 +24,7 @@ static_assert(alignof(PowerMeter) == 16 && std::is_trivially_copyable_v<PowerMet
 constexpr double lnThousandth = -6.907755278982137;  // ln 0.001: 60 dB down
 constexpr double holdDecaySeconds = 2.5;
 constexpr double releaseSeconds = 1.24;
-constexpr double minTime = 1e-5;                  // below this many samples a level falls at once
+constexpr double minTime = 1e-5;                  // below this many samples a level falls immediately
 constexpr double holdSeconds = 0.90702947845805;  // 40000 samples at 44100 Hz
 constexpr double defaultSampleRate = 44100.0;
 constexpr double defaultHoldDecayBase = 0.999937346586127;
@@ -37,19 +37,20 @@ constexpr double integerSquareScale = 0x1p-30;
 constexpr double minLevel = 1e-15;
 constexpr double maxLevel = 1e15;
 
-/// Returns the factor per sample for a fall of 60 dB in the given time.
+/// Returns the factor per sample with which a level falls by 60 dB in the given time.
 double decayBase(double rate, double seconds) {
   const double samples = rate * seconds;
   return samples < minTime ? 0.0 : std::exp(lnThousandth / samples);
 }
 
-/// Returns the value, or 0 if it is too small, too large or not-a-number.
+/// Returns the value, or 0 if its magnitude is at most 1e-15 or at least 1e15, or if it is not-a-number.
 double flushed(double value) {
   const double magnitude = std::fabs(value);
   return magnitude > minLevel && magnitude < maxLevel ? value : 0.0;
 }
 
-/// Does the same for lanes, with the floats nearest to the bounds.
+/// Flushes each lane as `flushed(double)` does: returns 0 for lanes that are too small, too large or not-a-number. The
+/// thresholds are the floats nearest to 1e-15 and 1e15.
 FourLanes flushed(FourLanes lanes) {
   constexpr float minFloat = 1.00000000362749e-15F;
   constexpr float maxFloat = 999999986991104.0F;
@@ -61,32 +62,35 @@ FourLanes flushed(FourLanes lanes) {
   return std::bit_cast<FourLanes>(bits & (magnitudes >= minFloat) & (magnitudes <= maxFloat));
 }
 
-/// Returns the target if the level rises, otherwise the level lowered by a fraction of the distance to it.
+/// Returns `target` if it is not below `level`; otherwise returns the level lowered by `fraction` of the distance to
+/// `target`.
 double released(double level, double target, double fraction) {
   return level > target ? level + (target - level) * fraction : target;
 }
 
-/// Whether the samples can be processed four a step.
+/// Returns whether the samples can be processed four per step: they are contiguous and aligned, and the vector unit may
+/// be used.
 bool takesLanes(const float* samples, int stride) {
   std::int32_t type = gPXVectorUnitType.load(std::memory_order_relaxed);
   if (type == -1) type = PXVectorUnit_Examine();
   return type >= 1 && stride == 1 && reinterpret_cast<std::uintptr_t>(samples) % alignof(FourLanes) == 0;
 }
 
-/// Peak and mean square of a block of float samples.
+/// The peak and the mean square of a block of float samples.
 struct Measured {
   float peak;
   double meanSquare;
 };
 
-/// Ends the groups of four: keeps the lanes' mean squares for the next block.
+/// Finishes the groups of four samples: stores the mean square of each lane for the next block, and returns the peak
+/// and mean square of all lanes together.
 inline Measured saveLanes(PowerMeter& meter, const std::array<float, 4>& lanes, const std::array<float, 4>& maxima) {
   meter.mLaneMeanSquare = std::bit_cast<std::array<float, 4>>(flushed(std::bit_cast<FourLanes>(lanes)));
   return {std::max(std::max(maxima[0], maxima[1]), std::max(maxima[2], maxima[3])),
           double{((lanes[0] + lanes[1]) + lanes[2]) + lanes[3]} * 0.25};
 }
 
-/// Updates both values, one sample at a time.
+/// Updates the peak and the mean square in `block` with `frameCount` samples, one at a time, and returns them.
 inline Measured processOneByOne(Measured block, const float* samples, int stride, int frameCount) {
   for (int frame = 0; frame < frameCount; ++frame) {
     const float magnitude = std::fabs(samples[std::ptrdiff_t{frame} * stride]);
@@ -100,15 +104,15 @@ struct Levels {
   double peak, average, hold;
 };
 
-/// Computes the levels after a block of the given peak and average; the average is at most the held peak. Counts the
-/// frames of the hold.
+/// Returns the levels after a block with the given peak and average. The average level is limited to the held peak.
+/// Adds `frameCount` to the counter of the peak hold.
 inline Levels nextLevels(PowerMeter& meter, int frameCount, double peak, double average) {
   Levels next = {peak, average, meter.mPeakHold};
   if (!meter.mInstantaneous) {
     next.peak = released(meter.mPeakLevel, peak, meter.mRelease);
     next.average = released(meter.mAverageLevel, average, meter.mRelease);
   }
-  // Saturates: twelve hours of silence would overflow the counter.
+  // The counter saturates; otherwise twelve hours of silence would overflow it.
   constexpr std::int64_t maxHold = std::numeric_limits<std::int32_t>::max();
   meter.mHoldCounter = static_cast<std::int32_t>(std::min(std::int64_t{meter.mHoldCounter} + frameCount, maxHold));
   if (meter.mHoldCounter >= truncateToInt32(meter.mSampleRate * holdSeconds)) next.hold -= next.hold * meter.mHoldDecay;
@@ -120,8 +124,8 @@ inline Levels nextLevels(PowerMeter& meter, int frameCount, double peak, double 
   return next;
 }
 
-/// Computes the peak and the running mean square of a block of integers, whose magnitudes `magnitudeAt` returns. The
-/// arithmetic wraps around at 32 bits, so it is unsigned.
+/// Computes the peak and the running mean square of a block of integer samples. `magnitudeAt(frame)` returns the
+/// magnitude of a sample. The arithmetic wraps around at 32 bits, so it is done with unsigned integers.
 template <typename MagnitudeAt>
 void processIntegers(PowerMeter& meter, int frameCount, MagnitudeAt magnitudeAt) {
   meter.ScaleDecayConstants(frameCount);

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <limits>
 
-// Operations whose result or availability differs between processors. All real-time safe.
+// Operations whose result or availability differs between processors. All functions are real-time safe.
 
 namespace orvane {
 
@@ -22,10 +22,11 @@ inline RegisterWidth widestRegisters() {
   return RegisterWidth::bits128;
 }
 
-/// Truncates toward zero and saturates at the signed 32-bit range; not-a-number gives 0.
+/// Converts a number to a signed 32-bit integer: truncates toward zero and limits the result to the range of the type.
+/// Not-a-number gives 0.
 ///
-/// The language leaves a conversion out of range undefined, and processors differ; this is what Arm's conversion
-/// instruction does.
+/// In C++ the conversion of a value out of range is undefined, and processors differ. This function gives the result of
+/// Arm's conversion instruction everywhere.
 constexpr std::int32_t truncateToInt32(double value) noexcept {
   using Limits = std::numeric_limits<std::int32_t>;
   if (value > Limits::min() && value < Limits::max()) return static_cast<std::int32_t>(value);

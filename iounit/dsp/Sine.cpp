@@ -28,7 +28,8 @@ constexpr std::array coefficients = {-0x1.61fd75df9a88dp-16, 0x1.e8979f1b4d2c7p-
 constexpr std::array<std::uint32_t, 9> digitsPerPi = {0,          0x517CC1B7, 0x27220A94, 0xFE13ABE8, 0xFA9A6EE0,
                                                       0x6DB14ACC, 0x9E21C820, 0xFF28B1D5, 0xEF5DE2B0};
 
-/// An angle whose sine is too close to the midpoint of two floats for the precision of doubles.
+/// An angle whose sine is so close to the midpoint of two floats that the precision of doubles does not suffice to
+/// round it.
 struct HardCase {
   float angle, sine;
 };
@@ -39,7 +40,7 @@ constexpr std::array hardCases = {HardCase{0x1.33333p+13F, -0x1.63f4bap-2F}, Har
 using Doubles2 [[gnu::vector_size(16)]] = double;
 using Doubles4 [[gnu::vector_size(32)]] = double;
 
-/// The bits of a double or of a register of them.
+/// The integer type with the bits of a double or of a vector of doubles.
 template <typename Real>
 struct BitsOf {
   using Type = std::uint64_t;
@@ -53,8 +54,8 @@ struct BitsOf<Doubles4> {
   using Type [[gnu::vector_size(32)]] = std::uint64_t;
 };
 
-/// Replaces each fraction of a half turn, from -1/2 to 1/2, by its sine. The values, doubles or registers of doubles,
-/// are processed side by side, so that their operations overlap.
+/// Replaces each value, an angle from -1/2 to 1/2 half turns, by its sine. The values are doubles or vectors of
+/// doubles. They are processed in parallel, so that their operations overlap.
 template <typename Real, std::size_t count>
 [[gnu::always_inline]] inline void replaceFractions(Real (&values)[count]) {
   Real squares[count];
@@ -73,11 +74,11 @@ template <typename Real, std::size_t count>
   for (std::size_t i = 0; i < count; ++i) values[i] *= sums[i];
 }
 
-/// Replaces each angle, from minus one turn to one turn, by its sine.
+/// Replaces each value, an angle in radians from minus one turn to one turn, by its sine.
 template <typename Real, std::size_t count>
 [[gnu::always_inline]] inline void replaceWithinOneTurn(Real (&values)[count]) {
   using Bits = typename BitsOf<Real>::Type;
-  // Added to a number of half turns, leaves the nearest integer in the last bits of the sum.
+  // Adding this number to a number of half turns leaves the nearest integer in the last bits of the sum.
   constexpr double toWhole = 0x1.8p52;
   Real wholes[count];
 #pragma GCC unroll 8
@@ -99,8 +100,8 @@ template <typename Real, std::size_t count>
   }
 }
 
-/// Payne-Hanek reduction of an angle of more than one turn: returns the angle in half turns minus the nearest integer,
-/// and sets `odd` to whether that integer is odd.
+/// Reduces an angle of more than one turn by the Payne-Hanek method: returns the angle in half turns minus the nearest
+/// integer, and sets `odd` to whether that integer is odd.
 double fractionOf(float angle, bool& odd) {
   const auto bits = std::bit_cast<std::uint32_t>(angle);
   const std::uint32_t mantissa = (bits & 0x7FFFFF) | 0x800000;
@@ -138,11 +139,12 @@ float sineBeyondOneTurn(float angle) {
   return static_cast<float>(odd != std::signbit(angle) ? -value[0] : value[0]);
 }
 
-/// Registers processed side by side.
+/// The number of registers that are processed in parallel.
 constexpr std::size_t registerCount = 8;
 constexpr std::size_t maxAtOnce = registerCount * sizeof(Doubles4) / sizeof(double);
 
-/// Replaces angles, a multiple of `maxAtOnce`.
+/// Replaces each angle by `factor` times its sine, with 128-bit registers. The number of angles must be a multiple of
+/// `maxAtOnce`.
 void replaceIn128Bits(std::span<float> angles, float factor) {
   using Floats [[gnu::vector_size(8)]] = float;
   for (std::size_t at = 0; at < angles.size(); at += registerCount * 2) {
@@ -163,7 +165,8 @@ void replaceIn128Bits(std::span<float> angles, float factor) {
 }
 
 #if defined(__x86_64__)
-/// Does the same with intrinsics, without which GCC does not use a single instruction for the conversions.
+/// Replaces each angle by `factor` times its sine, with 256-bit registers. The number of angles must be a multiple of
+/// `maxAtOnce`. Uses intrinsics, because GCC would otherwise use several instructions for each conversion.
 [[gnu::target("avx2")]] void replaceIn256Bits(std::span<float> angles, float factor) {
   for (std::size_t at = 0; at < angles.size(); at += registerCount * 4) {
     Doubles4 values[registerCount];

@@ -16,7 +16,8 @@ namespace orvane {
 
 namespace {
 
-/// Writes the result of `nextSample` for each frame to its one or two channels.
+/// Calls `nextSample` once per frame and writes the result to the frame's one or two channels. Does nothing for any
+/// other channel count.
 template <typename Sample, typename Oscillator>
 void writeFrames(Sample* buffer, std::uint32_t frameCount, int channelCount, int stride, Oscillator nextSample) {
   if (channelCount != 1 && channelCount != 2) return;
@@ -28,10 +29,10 @@ void writeFrames(Sample* buffer, std::uint32_t frameCount, int channelCount, int
   }
 }
 
-/// Samples per block, few enough for the first-level cache.
+/// The number of samples per block, which fits in the L1 cache.
 constexpr std::size_t blockSamples = 1024;
 
-/// Renders samples of a tone.
+/// Renders the next `samples.size()` samples of a tone and advances `phase`.
 void render(std::span<float> samples, TonePhase& phase, float amplitude) {
   while (!samples.empty()) {
     const std::span<float> block = samples.first(std::min(samples.size(), blockSamples));
@@ -44,7 +45,7 @@ void render(std::span<float> samples, TonePhase& phase, float amplitude) {
   }
 }
 
-/// Arithmetic modulo 2^32, which the language defines for unsigned operands only.
+/// Converts a value to an unsigned integer, for arithmetic modulo 2^32, which C++ defines for unsigned operands only.
 constexpr std::uint32_t wrapping(std::int32_t value) {
   return static_cast<std::uint32_t>(value);
 }
@@ -59,7 +60,7 @@ void SineWaveGenerator::SetSampleRate(float rate) {
 
 void SineWaveGenerator::SetInitialValues() {
   const double omega = double{mFrequency / mSampleRate} * (2.0 * std::numbers::pi);
-  // A cosine of 1 would be 2^31, one above the range: the truncation saturates.
+  // A cosine of 1 would give 2^31, one above the range, so the conversion must saturate.
   mCoefficient = truncateToInt32(std::cos(omega) * 2147483648.0);
   mState1 = 0;
   mState2 = truncateToInt32(std::sin(omega) * -1073741824.0) >> 2;

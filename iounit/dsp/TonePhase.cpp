@@ -24,7 +24,7 @@ constexpr Ints lanePlaces = {0, 1, 2, 3};
 template <>
 constexpr Ints8 lanePlaces<Ints8> = {0, 1, 2, 3, 4, 5, 6, 7};
 
-// Overloads, because GCC rejects the conversion in a template.
+// Convert integers to floats. These are overloads, because GCC rejects the conversion in a template.
 [[gnu::always_inline]] inline void convert(const Ints4& from, Floats4& to) {
   to = __builtin_convertvector(from, Floats4);
 }
@@ -32,19 +32,21 @@ constexpr Ints8 lanePlaces<Ints8> = {0, 1, 2, 3, 4, 5, 6, 7};
   to = __builtin_convertvector(from, Floats8);
 }
 
-/// Returns the grid of phases up to the period; nothing if not every integer lies on it.
+/// Returns the grid for a period, or `std::nullopt` if not every integer is a multiple of the grid's spacing.
 std::optional<TonePhase::Grid> gridOf(float period) {
   if (!(period >= 1.0F && period < 0x1p24F)) return std::nullopt;
   const auto bits = std::bit_cast<std::uint32_t>(period);
   return TonePhase::Grid{static_cast<std::int32_t>((bits & 0x7FFFFF) | 0x800000), 1 << (150 - (bits >> 23))};
 }
 
-/// Whether the step past the period may exceed a power of two, above which the spacing of floats doubles.
+/// Returns whether the last sum within a period may exceed a power of two, above which the spacing of floats is twice
+/// as large.
 bool wrapsOffGrid(TonePhase::Grid grid) {
   return grid.period + grid.sample > 1 << 24;
 }
 
-/// Returns a phase within the period in grid units; nothing if it is not on the grid.
+/// Returns a phase in grid units, or `std::nullopt` if it is not a multiple of the grid's spacing or not within the
+/// period.
 std::optional<std::int32_t> phaseOnGrid(TonePhase::Grid grid, float phase) {
   const float spacings = phase * static_cast<float>(grid.sample);
   if (std::signbit(phase) || !(spacings <= static_cast<float>(grid.period))) return std::nullopt;
@@ -57,15 +59,15 @@ std::int32_t twice(std::int32_t phase, std::int32_t period) {
   return 2 * phase > period ? 2 * phase - period : 2 * phase;
 }
 
-/// Adds `addend` to the lanes whose index has the bit set.
+/// Adds `addend`, modulo the period, to the lanes whose index has the bit number `bit` set.
 template <typename Ints>
 [[gnu::always_inline]] inline void addWhereBit(int bit, std::int32_t addend, std::int32_t period, Ints& phases) {
   phases += -(lanePlaces<Ints> >> bit & 1) & addend;
   phases -= (phases > period) & period;
 }
 
-/// Writes the angles of phases on the grid. Phase and period are scaled by the same power of two, which does not change
-/// their quotient.
+/// Computes the angles of phases that are given in grid units, and writes them to `angles`. Phases and period are
+/// scaled by the same power of two, which does not change their quotient.
 template <typename Floats, typename Ints>
 [[gnu::always_inline]] inline void writeAngles(const Ints& phases, float period, float* angles) {
   Floats lanes;
@@ -77,8 +79,8 @@ template <typename Floats, typename Ints>
   return static_cast<float>(phase) / period * oneTurn;
 }
 
-/// Writes the angles from a phase on the grid on and returns the phase after them, period by period: the first phase of
-/// a period is rounded if the sum before it exceeds the power of two.
+/// Writes the angles that begin at a phase on the grid, period by period, and returns the phase after the last one. The
+/// first phase of a period is rounded if the preceding sum exceeds the power of two.
 template <typename Ints, typename Floats>
 [[gnu::always_inline]] inline std::int32_t countByPeriods(TonePhase::Grid grid, std::int32_t phase,
                                                           std::span<float> angles) {
@@ -89,7 +91,7 @@ template <typename Ints, typename Floats>
     const auto left = static_cast<std::int32_t>(std::min<std::size_t>(angles.size(), 1 << 24));
     const std::int32_t count = std::min((grid.period - phase) / grid.sample + 1, left);
     std::int32_t at = 0;
-    // Lanes past the period's end are overwritten by the next period.
+    // Lanes beyond the end of the period are overwritten by the next period.
     for (; at < count && at + laneCount <= left; at += laneCount) {
       writeAngles<Floats>(places + (phase + at * grid.sample), period, &angles[static_cast<std::size_t>(at)]);
     }
@@ -101,7 +103,8 @@ template <typename Ints, typename Floats>
   return phase;
 }
 
-/// Does the same if every sum is exact: each lane wraps independently.
+/// Writes the angles that begin at a phase on the grid and returns the phase after the last one. Requires that every
+/// sum is exact, so that each lane can wrap independently.
 template <typename Ints, typename Floats>
 [[gnu::always_inline]] inline std::int32_t countOnGrid(TonePhase::Grid grid, std::int32_t phase,
                                                        std::span<float> angles) {
