@@ -9,22 +9,24 @@
 
 namespace orvane::tool {
 
-/// The report at the end of a command: the reason of a failure on standard error and, if asked for, one JSON object.
+/// The report at the end of a command: the reason of a failure, printed on standard error, and one JSON object if
+/// requested (`--json`).
 struct ClosingReport {
-  std::string command{};  ///< The words of the command; empty if the command line has none.
+  std::string command{};  ///< The name of the command; empty if the command line has none.
   std::string host{};
-  /// Writes the object; null for no object.
+  /// The JSON service that writes the object; null if no object is requested.
   std::shared_ptr<platform::Json> json{};
-  /// Print the object on standard error, because the command's class prints on standard output.
+  /// Whether to print the object on standard error. It is set for commands whose class prints its own output on
+  /// standard output.
   bool onStandardError = false;
 
-  /// Prints the report and returns the exit status. Standard output that could not be written, by the command or for
-  /// the object, is a failure.
+  /// Prints the report and returns the exit status of the tool. If the command's output or the object could not be
+  /// written to standard output, this is a failure.
   ExitStatus print(Outcome outcome) const;
 };
 
-/// Returns `text` as JSON can hold it: if it is not UTF-8 (a file name may be any bytes), bytes from 0x80 on are
-/// escaped as \xNN.
+/// Returns `text` in a form that JSON can represent. If the text is not valid UTF-8 (a file name may contain any
+/// bytes), all bytes from 0x80 on are escaped as \xNN.
 std::string jsonText(const platform::Json& json, const std::string& text);
 
 }  // namespace orvane::tool

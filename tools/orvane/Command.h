@@ -14,33 +14,34 @@ class App;
 
 namespace orvane::tool {
 
-/// The context of a command.
+/// The context in which a command runs.
 struct Invocation {
   platform::Platform host;        ///< The services in use.
-  std::shared_ptr<LogLines> log;  ///< The lines of the host's log.
-  bool json = false;              ///< A JSON object reports the result: print nothing on standard output.
+  std::shared_ptr<LogLines> log;  ///< Shows the lines of the host's log on standard error.
+  bool json = false;  ///< The result is reported as a JSON object, so the command must not print on standard output.
 };
 
-/// A command of the tool. Its constructor declares the options; `run` does the work.
+/// A command of the tool. The constructor of a derived class declares the command's options; `run` executes the
+/// command.
 class Command {
  public:
-  /// Adds the command to the command line `parent`.
+  /// Creates a command and adds it to the parser `parent`.
   Command(CLI::App& parent, const std::string& name, const std::string& description);
   Command(const Command&) = delete;
   Command& operator=(const Command&) = delete;
   virtual ~Command() = default;
 
-  /// Runs the command. Called once, after the command line was read. Throws `ToolError` or
-  /// `platform::PlatformException` if the command fails before it has anything to report.
+  /// Executes the command and returns its outcome. Called once, after the command line was parsed. Throws `ToolError`
+  /// or `platform::PlatformException` if the command fails before it has anything to report.
   virtual Outcome run(const Invocation& invocation) = 0;
 
-  /// Whether the exported class behind the command prints on standard output.
+  /// Returns whether the library class that the command uses prints on standard output.
   virtual bool classPrints() const { return false; }
-  /// Whether the command itself declares `option`.
+  /// Returns whether the command itself (not the tool) has the option `option`.
   bool takes(const std::string& option) const;
-  /// The word that selects the command.
+  /// Returns the command's name on the command line.
   std::string name() const;
-  /// Whether the command line selects this command. Valid once the command line was read.
+  /// Returns whether the command line contains this command. Valid after the command line was parsed.
   bool wasChosen() const;
 
  protected:

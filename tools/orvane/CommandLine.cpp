@@ -32,7 +32,7 @@ constexpr char footer[] =
     "                         results (default real)\n"
     "  scenario=FILE.json     all of these from a file, with faults and refusals\n\n"
     "Ctrl-C (SIGINT), SIGTERM and SIGHUP end a run and complete its files. A second one ends the tool immediately.\n"
-    "Exit status: 0 done (also after Ctrl-C), 1 failed, 2 wrong usage, 3 a check failed, 77 no such host or device.\n\n"
+    "Exit status: 0 done (also after Ctrl-C), 1 failed, 2 usage error, 3 a check failed, 77 no such host or device.\n\n"
     "Examples:\n"
     "  orvane session --category PlayAndRecord --activate\n"
     "  orvane device --simulate rate=44100,inputs=2\n"
@@ -43,7 +43,7 @@ constexpr char footer[] =
 }  // namespace
 
 CommandLine::CommandLine() : mApp(std::make_unique<CLI::App>(description, "orvane")) {
-  // Commands copy their parent's settings when they are made, so these come first.
+  // Commands copy their parent's settings when they are created, so the settings come first.
   mApp->fallthrough();
   mApp->formatter(makeHelpFormatter());
   mApp->set_help_flag("-h,--help", "Show this help and exit");
@@ -78,7 +78,7 @@ bool CommandLine::read(int count, const char* const* arguments) {
 }
 
 void CommandLine::recoverGlobalOptions(std::span<const char* const> arguments) {
-  // Reading ends at the first error, so neither flags nor options are certain to have been stored.
+  // Parsing ends at the first error, so options after it have not been stored.
   const auto isJson = [](std::string_view option) { return option == "--json" || option == "--json=true"; };
   mJson = std::any_of(arguments.begin(), std::ranges::find(arguments, std::string_view("--")), isJson);
   const auto recover = [this](const char* option, std::optional<std::string>& value) {
@@ -102,7 +102,7 @@ std::string CommandLine::explain(const CLI::ParseError& error, std::span<const c
     text = text.substr(0, text.find(':')) + (isMissing ? " needs a value" : " may be given only once");
   } else if (dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr ||
              dynamic_cast<const CLI::RequiredError*>(&error) != nullptr) {
-    // An unexpected argument is the likely reason why a required one is missing.
+    // If a required argument is missing and another one was unexpected, the latter is the likely mistake.
     std::vector<std::string> unexpected = mApp->remaining(true);
     std::erase(unexpected, "--");
     if (!unexpected.empty()) {
@@ -111,7 +111,7 @@ std::string CommandLine::explain(const CLI::ParseError& error, std::span<const c
       text = "a command is needed" + listCommands();
     }
   }
-  // Only the tool's own help lists the global options.
+  // Global options are listed only in the tool's own help.
   const bool isGlobal = chosen == nullptr || text.find("for 'orvane'") != std::string::npos ||
                         text.starts_with("--simulate") || text.starts_with("--host");
   return text + " (see 'orvane " + (isGlobal ? "" : chosen->name() + " ") + "--help')";

@@ -16,7 +16,7 @@ class ParseError;
 
 namespace orvane::tool {
 
-/// The tool's command line: the global options, and the commands with theirs.
+/// The parser of the tool's command line: the global options, and the commands with their options.
 class CommandLine {
  public:
   CommandLine();
@@ -24,24 +24,25 @@ class CommandLine {
   CommandLine& operator=(const CommandLine&) = delete;
   ~CommandLine();
 
-  /// Reads the arguments of the process. Returns false after printing help or the version. Throws `ToolError` for wrong
-  /// usage; the global options are valid even then.
+  /// Parses the arguments of the process. Returns true if there is a command to execute, false after printing help or
+  /// the version. Throws `ToolError` for a usage error; the values of the global options are valid even then.
   bool read(int count, const char* const* arguments);
 
   const std::optional<std::string>& host() const { return mHost; }
   const std::optional<std::string>& simulate() const { return mSimulate; }
   bool json() const { return mJson; }
   bool verbose() const { return mVerbose; }
-  /// The chosen command; null if there is none. Valid after wrong usage as well.
+  /// Returns the command on the command line, or null if there is none. Valid even after a usage error.
   Command* command() const;
 
  private:
-  /// Finds --json, --host and --simulate among arguments that could not be read to their end.
+  /// Sets the values of --json, --host and --simulate after a usage error, because parsing may have ended before these
+  /// options.
   void recoverGlobalOptions(std::span<const char* const> arguments);
   std::string explain(const CLI::ParseError& error, std::span<const char* const> arguments) const;
-  /// The message for an argument that neither the tool nor the chosen command takes.
+  /// Returns the message for an argument that neither the tool nor the command accepts.
   std::string explainUnexpected(const std::string& argument, std::span<const char* const> arguments) const;
-  /// "; the commands are session, device, ... and playthru".
+  /// Returns the list of commands as the end of a message: "; the commands are session, device, ... and playthru".
   std::string listCommands() const;
 
   std::unique_ptr<CLI::App> mApp;

@@ -18,7 +18,7 @@ namespace orvane::tool {
 
 namespace {
 
-/// A format in the words of the library's description: "48000 Hz, 2 channels, Float32, not interleaved".
+/// Returns a format as text, such as "48000 Hz, 2 channels, Float32, not interleaved"; "none" if it has no channels.
 std::string describe(const platform::StreamFormat& format) {
   if (format.channelCount() == 0) return "none";
   const platform::Value description = jsonASBD(format.description());
@@ -66,7 +66,7 @@ Outcome DeviceCommand::run(const Invocation& invocation) {
   if (report.hardwareInput().channelCount() == 0 && report.hardwareOutput().channelCount() == 0) {
     return failed(ExitStatus::unavailable, "the " + report.hostName() + " host has no audio input and no audio output");
   }
-  // Neither side is used, so that a missing side is not a failure here; a device that is gone is one.
+  // With both sides disabled, a missing side is not a failure; a device that is gone still is.
   unit->wrapperUnit()->setInputEnabled(false);
   unit->wrapperUnit()->setOutputEnabled(false);
   unit->initializeAU();

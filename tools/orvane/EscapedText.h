@@ -7,7 +7,8 @@
 
 namespace orvane::tool {
 
-/// Returns `text` with each byte for which `mustEscape` is true as \xNN, two hexadecimal digits.
+/// Returns `text` with each byte for which `mustEscape` returns true replaced by \xNN, where NN are two hexadecimal
+/// digits.
 template <typename Predicate>
 std::string escapeBytes(std::string_view text, Predicate mustEscape) {
   std::string result;

@@ -6,16 +6,16 @@
 
 namespace orvane::tool {
 
-/// Exit status of the tool.
+/// The exit status of the tool.
 enum class ExitStatus {
-  done = 0,         ///< Also after SIGINT, SIGTERM, SIGHUP or a closed pipe, which end a run as intended.
-  failed = 1,       ///< The reason is on standard error.
-  wrongUsage = 2,   ///< Nothing was started; standard error says what would be right.
+  done = 0,         ///< Success; also after SIGINT, SIGTERM, SIGHUP or a closed pipe, which are regular ends of a run.
+  failed = 1,       ///< The command failed; the reason was printed on standard error.
+  wrongUsage = 2,   ///< Usage error: nothing was started; the message on standard error states what would be right.
   checkFailed = 3,  ///< The command ran, and its check failed.
-  unavailable = 77  ///< No such host or device here; test runners take this status as "skipped".
+  unavailable = 77  ///< There is no such host or device on this machine; test runners treat this status as "skipped".
 };
 
-/// Ends the tool with an exit status and a reason, shown as "orvane: REASON".
+/// An exception that ends the tool with an exit status and the message "orvane: REASON".
 class ToolError : public std::runtime_error {
  public:
   ToolError(ExitStatus status, const std::string& reason) : std::runtime_error(reason), mStatus(status) {}

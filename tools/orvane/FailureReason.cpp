@@ -14,8 +14,8 @@ namespace {
 
 using platform::Status;
 
-/// Returns the status at the end of "CALL failed: -77". Negative numbers only, because a message may end with an
-/// identifier.
+/// Returns the status at the end of a message such as "CALL failed: -77". Recognises only negative numbers, because a
+/// positive number may be an identifier.
 std::optional<Status> statusAtEnd(std::string_view text) {
   const std::size_t separator = text.rfind(": -");
   if (separator == std::string_view::npos) return std::nullopt;
@@ -25,7 +25,7 @@ std::optional<Status> statusAtEnd(std::string_view text) {
   return error == std::errc() && parsedTo == end ? std::optional(status) : std::nullopt;
 }
 
-/// Returns the failure that ended the device's run or the writing of a file.
+/// Returns the failure that ended the device's run or, if there is none, the first failed write to a file.
 FailureReason firstFailure(const platform::Platform& host) {
   if (const auto device = host.deviceReport->deviceFailure()) return {device->reason, device->status};
   const auto write = host.fileReport->writeFailure();
@@ -34,7 +34,7 @@ FailureReason firstFailure(const platform::Platform& host) {
   return {std::string("writing failed") + (isFull ? ", disk full: " : ": ") + write->reason, write->status};
 }
 
-/// Appends a further failure; the status of the first one stays.
+/// Appends the text of another failure. The status of the first failure that has one is kept.
 void append(FailureReason& reason, const char* separator, const FailureReason& next) {
   reason.text += (reason.text.empty() ? "" : separator) + next.text;
   if (!reason.status) reason.status = next.status;
@@ -47,8 +47,8 @@ FailureReason reasonOf(const Invocation& invocation, const std::string& thrown) 
   const std::string before = invocation.log->takeFailure(thrown);
   const auto refusal = invocation.host.deviceReport->lastRefusal();
   if (!refusal) return result;
-  // A class may have ignored an earlier refusal. This one is the cause if the failure quotes it, or if the log line of
-  // the failure follows that of the refusal.
+  // The last refusal may be an earlier one that the class ignored. It is the cause only if the message quotes its
+  // reason, or if its log line directly precedes that of the failure.
   const bool isQuoted = !refusal->reason.empty() && thrown.find(refusal->reason) != std::string::npos;
   if (!isQuoted && before != refusal->call + " failed: " + refusal->reason) return result;
   if (result.status && *result.status != refusal->status) return result;

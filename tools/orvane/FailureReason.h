@@ -9,22 +9,23 @@
 
 namespace orvane::tool {
 
-/// Reason of a failed command: a sentence with its cause, and the host status behind it, if any.
+/// The reason why a command failed: a sentence with the cause, and the host status that caused it, if any.
 struct FailureReason {
   std::string text{};
   std::optional<platform::Status> status{};
 };
 
-/// Returns the reason of a failure that the library threw. Call it directly after the throw: the classes throw a status
-/// without a sentence, and the host keeps the sentence of the last call that it refused. Removes the failure from the
-/// log's held lines.
+/// Returns the reason of a failure whose exception had the message `thrown`. Many such messages contain only a status,
+/// so this function adds the sentence of the host's last refusal, and must therefore be called directly after the
+/// exception. Removes the failure from the lines that the log holds back.
 FailureReason reasonOf(const Invocation& invocation, const std::string& thrown);
 
-/// Returns a failure of the device or of a file that no class threw; the text is empty if there was none.
+/// Returns a failure of the device or of a file that was not reported by an exception; the text is empty if there was
+/// no such failure.
 FailureReason failureBehind(const platform::Platform& host);
 
-/// Returns the outcome of a command in which `thrown` was thrown: unavailable if the device was gone before the first
-/// frame, failed otherwise.
+/// Returns the outcome of a command that ended with an exception for the reason `thrown`. The exit status is
+/// `unavailable` if the device was gone before the first frame, otherwise `failed`.
 Outcome refused(const platform::Platform& host, const FailureReason& thrown);
 
 }  // namespace orvane::tool

@@ -12,8 +12,8 @@ namespace {
 constexpr std::size_t width = 80;
 constexpr std::size_t descriptionColumn = 31;
 
-/// Breaks one line between words so that it ends before column `width`, if it begins in column `indent`. Lines after
-/// the first are indented by `indent`.
+/// Wraps a line that begins in column `indent`, so that all lines end before column `width`. Further lines are indented
+/// by `indent` columns.
 std::string wrapLine(const std::string& line, std::size_t indent) {
   std::istringstream words(line);
   std::string result;
@@ -42,7 +42,7 @@ std::string wrapText(const std::string& text) {
   return result;
 }
 
-/// A row of a list: `name`, and `description` in its column.
+/// Returns a row of a list: `name`, followed by `description` in the column of descriptions.
 std::string row(std::string name, const std::string& description) {
   name.insert(0, 2, ' ');
   name += name.size() < descriptionColumn ? std::string(descriptionColumn - name.size(), ' ')

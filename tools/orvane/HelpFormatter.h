@@ -9,8 +9,8 @@ class FormatterBase;
 
 namespace orvane::tool {
 
-/// Makes the formatter of help texts: 80 columns wide, with descriptions in a column of their own. Lines of a footer
-/// that begin with a blank (examples and tables) are not wrapped.
+/// Creates the formatter of help texts. It wraps them at 80 columns and puts descriptions in a separate column. Lines
+/// of the footer that begin with a space (examples and tables) are not wrapped.
 std::shared_ptr<CLI::FormatterBase> makeHelpFormatter();
 
 }  // namespace orvane::tool

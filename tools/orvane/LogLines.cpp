@@ -22,7 +22,7 @@ bool isAboutFailure(std::string_view line) {
   return line.starts_with(raised) || line.find(failedInfix) != std::string_view::npos;
 }
 
-/// Returns the reason in a line about a failure.
+/// Returns the reason part of a log line about a failure.
 std::string_view sentenceOf(std::string_view line) {
   if (line.starts_with(raised)) return line.substr(raised.size());
   return line.substr(line.find(failedInfix) + failedInfix.size());
@@ -34,7 +34,7 @@ std::shared_ptr<LogLines> LogLines::attach(platform::Log& log, bool verbose) {
   auto lines = std::make_shared<LogLines>(verbose);
   log.setSink([lines](platform::LogLevel level, std::string_view line) { lines->take(level, line); });
   if (attached == nullptr) {
-    attached = new std::weak_ptr<LogLines>;  // Never deleted: the process may terminate at any time.
+    attached = new std::weak_ptr<LogLines>;  // Never deleted, because the process may terminate at any time.
     previousHandler = std::set_terminate(terminate);
   }
   *attached = lines;
@@ -43,7 +43,7 @@ std::shared_ptr<LogLines> LogLines::attach(platform::Log& log, bool verbose) {
 
 void LogLines::terminate() {
   const auto lines = attached->lock();
-  // Do not wait: the terminating thread may hold the lock.
+  // Do not wait for the mutex, because the terminating thread itself may have locked it.
   if (const std::unique_lock lock(lines->mMutex, std::try_to_lock); lock && !lines->mVerbose) {
     for (const std::string& line : lines->mErrors) lines->show(line);
   }

@@ -11,28 +11,30 @@
 
 namespace orvane::tool {
 
-/// Lines of the platform log on standard error, with the prefix "log error: ", "log warning: " or "log notice: ".
-/// Errors are always shown, warnings and notices only if verbose.
+/// A log sink that shows lines of the host's log on standard error, with the prefix "log error: ", "log warning: " or
+/// "log notice: ". Errors are always shown, warnings and notices only with `--verbose`.
 ///
-/// A failure is logged before the tool knows whether the command ends with it. To show each failure once, error lines
-/// about failures ("Failure: REASON", "CALL failed: REASON", "writing failed: REASON") are held until the command has
-/// ended, at most `maxHeld` of them; those that the reported reason covers are dropped. Verbose output holds nothing.
-/// `std::terminate` shows the held lines first. Thread-safe; not real-time safe.
+/// A failure is logged before the tool knows whether it ends the command. To show each failure once, up to `maxHeld`
+/// error lines about failures ("Failure: REASON", "CALL failed: REASON", "writing failed: REASON") are held back until
+/// the command has ended; lines that the reported reason already covers are then dropped. With `--verbose` no lines are
+/// held back. `std::terminate` shows the held lines first. Thread-safe; not real-time safe.
 class LogLines {
  public:
   static constexpr std::size_t maxHeld = 64;
 
-  /// Makes an object and sends the lines of `log` to it. The terminate handler shows the lines of the latest object.
+  /// Creates an object and makes it the sink of `log`. The terminate handler shows the held lines of the object that
+  /// was created last.
   static std::shared_ptr<LogLines> attach(platform::Log& log, bool verbose);
 
   explicit LogLines(bool verbose) : mVerbose(verbose) {}
 
-  /// Shows the held lines in order and drops them.
+  /// Shows the held lines in order; they are no longer held.
   void showHeld();
-  /// Drops the held line "Failure: `text`", because the tool reports that failure itself. Returns the error line logged
-  /// directly before it; empty if there is none.
+  /// Drops the held line "Failure: `text`", because the tool reports that failure itself. Returns the error line that
+  /// was logged directly before it, or an empty text if there is none.
   std::string takeFailure(const std::string& text);
-  /// Shows the held lines that `reason` does not cover. From then on error lines are shown immediately.
+  /// Shows the held lines whose reason is not contained in `reason`, and drops the others. From then on error lines are
+  /// shown immediately.
   void finish(std::string_view reason);
 
  private:
@@ -43,7 +45,7 @@ class LogLines {
   const bool mVerbose;
   bool mHolds = true;
   std::mutex mMutex;
-  std::vector<std::string> mErrors;  ///< Held lines; if verbose, lines already shown.
+  std::vector<std::string> mErrors;  ///< Held lines; with `--verbose`, error lines that were already shown.
 };
 
 }  // namespace orvane::tool

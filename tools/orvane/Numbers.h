@@ -11,21 +11,22 @@ class App;
 
 namespace orvane::tool {
 
-/// Reads a finite decimal number that fills all of `text`, whatever the locale. Returns nothing for any other text.
+/// Parses a finite decimal number, independently of the locale. Returns `std::nullopt` if `text` is not entirely a
+/// number.
 std::optional<double> parseNumber(std::string_view text);
 
-/// An option that takes one number.
+/// The declaration of an option whose value is a number.
 struct NumberOption {
-  std::string name;         ///< With its dashes, such as "--seconds".
-  std::string placeholder;  ///< Stands for the number in help texts, such as "S".
+  std::string name;         ///< The option with its dashes, such as "--seconds".
+  std::string placeholder;  ///< The placeholder for the number in help texts, such as "S".
   double min = 0;
   double max = 0;
-  std::string range;     ///< The range in words for messages, such as "hertz, from 1 to 768000".
-  bool isWhole = false;  ///< Fractions are refused.
+  std::string range;     ///< The unit and range for use in messages, such as "hertz, from 1 to 768000".
+  bool isWhole = false;  ///< Whether numbers with a fraction are refused.
 };
 
-/// Declares `option`, which sets `target` when it is given. Text that is not a number, and a number out of range, are
-/// wrong usage.
+/// Adds `option` to the parser `options`; if the option is given, its value is stored in `target`. Text that is not a
+/// number and numbers out of range are usage errors.
 void addNumber(CLI::App& options, const NumberOption& option, std::optional<double>& target,
                const std::string& description);
 

@@ -11,13 +11,14 @@
 
 namespace orvane::tool {
 
-/// Outcome of a command.
+/// The outcome of a command.
 struct Outcome {
   ExitStatus exitStatus = ExitStatus::done;
-  std::string ended = "finished";                           ///< The member `ended` of the JSON object.
-  std::string error{};                                      ///< Why the command failed; empty after a success.
-  std::optional<platform::Status> hostStatus{};             ///< The host status behind the failure, if any.
-  platform::Value members = platform::Value::dictionary();  ///< The command's own members of the JSON object.
+  std::string ended = "finished";                ///< Value of the member `ended` of the JSON object.
+  std::string error{};                           ///< Why the command failed; empty after success.
+  std::optional<platform::Status> hostStatus{};  ///< The host status that caused the failure, if any.
+  platform::Value members =
+      platform::Value::dictionary();  ///< The members of the JSON object that only this command has.
 
   /// Turns the outcome into a failure and keeps its members. `status` must not be `ExitStatus::done`.
   void fail(ExitStatus status, std::string reason) {

@@ -13,7 +13,7 @@
 
 namespace orvane::tool {
 
-/// Settings that only some commands take. Those that the command line does not give keep the library's default.
+/// The values of options that only some commands have. If an option was not given, the library's default applies.
 struct RunSettings {
   std::string path{};                  ///< The file to record to.
   std::optional<double> frequency{};   ///< In hertz.
@@ -22,29 +22,30 @@ struct RunSettings {
   bool monotone = false;
 };
 
-/// The differences between one command that runs an I/O unit and the next.
+/// The description of a command that runs an I/O unit. It contains everything in which these commands differ.
 struct RunKind {
   const char* name;
   const char* description;
   const char* footer;  ///< The end of the help text.
   bool usesInput;
   bool usesOutput;
-  bool classPrints;  ///< The unit's class prints on standard output.
-  /// Declares the options that set `settings`; null if there are none.
+  bool classPrints;  ///< Whether the unit's class prints on standard output.
+  /// Adds the options that set `settings` to the parser; null if there are none.
   void (*declare)(CLI::App& options, RunSettings& settings);
-  /// Makes the unit, not started yet. Throws `ToolError` for settings that do not fit the device.
+  /// Creates the unit without starting it. Throws `ToolError` if the settings do not match the device.
   std::shared_ptr<OVIOUnit> (*make)(const RunSettings& settings, const platform::DeviceReport& report);
-  /// Says what the run does on the host of that name: "recording the input of the simulated host to a.wav".
+  /// Returns what the run does on the host with that name, for use in messages: "recording the input of the simulated
+  /// host to a.wav".
   std::string (*activity)(const RunSettings& settings, const std::string& host);
 };
 
-/// Every command that runs an I/O unit.
+/// Returns the descriptions of all commands that run an I/O unit.
 std::span<const RunKind> runKinds();
 
 /// A command that runs an I/O unit until --seconds have passed, its input ends or a signal arrives.
 class RunCommand final : public Command {
  public:
-  /// `kind` outlives the command.
+  /// Creates the command that `kind` describes. `kind` must outlive the command.
   RunCommand(CLI::App& parent, const RunKind& kind);
 
   Outcome run(const Invocation& invocation) override;

@@ -22,7 +22,7 @@ namespace {
 
 using platform::numberText;
 
-/// Below this the oscillator's phase, which counts samples in single precision, cannot hold a period.
+/// Below this frequency, a period has more samples than the oscillator's single-precision phase can count.
 constexpr double minFrequency = 0.1;
 constexpr double maxRate = 768000;
 /// The ratio of a perfect fifth, from the left channel's frequency to the right one's.
@@ -40,9 +40,9 @@ void declareTone(CLI::App& options, RunSettings& settings) {
             "Rate in hertz at which the tone is rendered (default the hardware's)");
 }
 
-/// Throws wrong usage if a channel's frequency is above half the rate at which it is rendered.
+/// Throws a `ToolError` (usage error) if a channel's frequency is above half the rate at which the tone is rendered.
 void checkFrequency(double frequency, double rate, bool monotone) {
-  if (rate <= 0) return;  // The library refuses hardware that reports no rate.
+  if (rate <= 0) return;  // The hardware reports no rate; the library will refuse to start.
   const double max = rate / 2 / (monotone ? 1 : fifth);
   if (frequency <= max) return;
   std::string reason = "--frequency: " + numberText(frequency) + " is out of range at a rate of " + numberText(rate) +
@@ -76,7 +76,8 @@ void declareRecord(CLI::App& options, RunSettings& settings) {
             "Rate in hertz at which the input is recorded (default the hardware's)");
 }
 
-/// Warns if the file's extension stands for another container than the one that is written.
+/// Prints a warning if the extension of the file name belongs to another file format than WAVE, which is always
+/// written.
 void warnOfExtension(const std::string& path) {
   constexpr std::string_view others[] = {".aac",  ".ac3", ".aif",  ".aifc", ".aiff", ".amr", ".ape", ".au",  ".caf",
                                          ".flac", ".m4a", ".m4b",  ".mka",  ".mp2",  ".mp3", ".mp4", ".oga", ".ogg",

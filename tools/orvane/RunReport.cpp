@@ -75,7 +75,7 @@ Value describeRun(const platform::Platform& host, const UnitRun& run, const Clie
                                     {"overruns", count.overruns}});
   object.set("hardware", describeSides(run.input ? Format(report.hardwareInput()) : Format(),
                                        run.output ? Format(report.hardwareOutput()) : Format()));
-  // A unit that never started has neither a client's format nor a latency.
+  // A unit that was never started has neither client formats nor a latency.
   if (!client.input && !client.output) return object;
   object.set("client", describeSides(client.input, client.output));
   if (run.input && run.output) object.set("latencyFrames", client.latency.input + client.latency.output);

@@ -12,21 +12,23 @@ namespace orvane::tool {
 
 struct UnitRun;
 
-/// The client side of a run: the formats of the sides in use, or none if the unit did not start.
+/// The client formats of the sides (input, output) that a run uses, and its latency. The formats are empty if the unit
+/// did not start.
 struct ClientSide {
   std::optional<platform::StreamFormat> input{};
   std::optional<platform::StreamFormat> output{};
   platform::UnitLatency latency{};
 };
 
-/// Describes the formats that are present, as members `input` and `output`.
+/// Returns a dictionary with the descriptions of the formats that are present, as members `input` and `output`.
 platform::Value describeSides(const std::optional<platform::StreamFormat>& input,
                               const std::optional<platform::StreamFormat>& output);
 
-/// Says on standard error how many places lack frames and, unless `json` is set, what was recorded.
+/// Prints the result of a run on standard error: in how many places frames are missing, and, unless `json` is true,
+/// which files were recorded.
 void sayWhatRan(const platform::Platform& host, const ClientSide& client, bool json);
 
-/// Returns the members of the JSON object for a run.
+/// Returns the members of the JSON object that describe a run.
 platform::Value describeRun(const platform::Platform& host, const UnitRun& run, const ClientSide& client);
 
 }  // namespace orvane::tool

@@ -9,7 +9,7 @@ namespace orvane::tool {
 
 namespace {
 
-/// Reads NAME=on or NAME=off.
+/// Parses NAME=on or NAME=off, and returns the function that applies this setting to a session.
 std::function<void(OVSession&)> categoryOptionStep(const std::string& text) {
   const auto refuse = [&text](const std::string& why) {
     throw CLI::ValidationError("--option", "\"" + text + "\": " + why);
@@ -35,7 +35,7 @@ void SessionOptions::declareSettings(CLI::App& options) {
              "Category by short name, such as PlayAndRecord, or as the platform spells it");
   addSetting(options, "--mode", &OVSession::setMode,
              "Mode by short name, such as Measurement, or as the platform spells it");
-  // Each occurrence is taken as it is read, which keeps the order among different options.
+  // Each occurrence is stored when it is parsed, which preserves the order of different options.
   options
       .add_option_function<std::string>(
           "--option", [this](const std::string& text) { mSteps.push_back(categoryOptionStep(text)); },

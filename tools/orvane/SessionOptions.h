@@ -14,14 +14,14 @@ class App;
 
 namespace orvane::tool {
 
-/// A category option of a session: its name and the property behind it.
+/// A category option of a session: its name on the command line, and the getter and setter of the `OVSession` property.
 struct CategoryOption {
   const char* name;
   bool (OVSession::*isOn)() const;
   void (OVSession::*set)(bool);
 };
 
-/// Every category option.
+/// All category options.
 inline constexpr std::array<CategoryOption, 7> categoryOptions{{
     {"mixWithOthers", &OVSession::mixWithOthers, &OVSession::setMixWithOthers},
     {"duckOthers", &OVSession::duckOthers, &OVSession::setDuckOthers},
@@ -32,17 +32,19 @@ inline constexpr std::array<CategoryOption, 7> categoryOptions{{
     {"allowSkycast", &OVSession::allowSkycast, &OVSession::setAllowSkycast},
 }};
 
-/// Settings of an audio session, applied in the order in which they were given. The order matters: setting a category
-/// clears options that it does not support, and two options share a bit.
+/// The settings of an audio session that are given on the command line. They are applied in the given order, which
+/// matters: setting a category clears options that the category does not accept, and two options share a bit.
 class SessionOptions {
  public:
-  /// Declares --category, --mode and --option.
+  /// Adds the options --category, --mode and --option to the parser.
   void declareSettings(CLI::App& options);
-  /// Declares --activate and --deactivate, which are applied in order with the settings.
+  /// Adds the options --activate and --deactivate to the parser. They are applied in the given order together with the
+  /// settings.
   void declareActivation(CLI::App& options);
 
   bool empty() const { return mSteps.empty(); }
-  /// Throws at the first refusal; settings applied before it stay.
+  /// Applies all settings to the session. If one is refused, throws the library's exception; the settings before it
+  /// remain applied.
   void applyTo(OVSession& session) const;
 
  private:

@@ -18,7 +18,7 @@ namespace orvane::tool {
 
 void openStandardStreams() {
   for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-    // open() takes the lowest free descriptor, which is this one: those below it are open by now.
+    // open() uses the lowest free descriptor, which is this one, because all lower ones are open now.
     if (fcntl(descriptor, F_GETFD) == -1 && open("/dev/null", O_RDWR) == -1) _exit(1);
   }
 }
@@ -26,7 +26,7 @@ void openStandardStreams() {
 std::string printable(std::string_view text) {
   unsigned char before = 0;
   return escapeBytes(text, [&before](unsigned char byte) {
-    // The second UTF-8 byte of a C1 control character, U+0080 to U+009F.
+    // True for the second byte of a C1 control character (U+0080 to U+009F) in UTF-8.
     const bool endsControl = std::exchange(before, byte) == 0xC2 && byte < 0xA0;
     return byte < ' ' || byte == 0x7F || endsControl;
   });
@@ -62,7 +62,8 @@ void OutputTerminal::endLine() const {
 
 bool standardOutputArrived() {
   if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return true;
-  // The write may have failed on another thread, so errno is lost: ask the descriptor.
+  // The write may have failed on another thread, so `errno` is not available here; the state of the descriptor is
+  // checked instead.
   pollfd output{.fd = STDOUT_FILENO, .events = 0, .revents = 0};
   return poll(&output, 1, 0) == 1 && (output.revents & (POLLERR | POLLHUP)) != 0;
 }
@@ -72,8 +73,8 @@ void abandonStandardOutput() {
   if (nowhere == -1) return;
   dup2(nowhere, STDOUT_FILENO);
   close(nowhere);
-  // A write in progress still waits. A signal with a handler interrupts it. The tool cannot know which thread writes,
-  // so it signals each of them. Writes that begin later go to /dev/null.
+  // A write in progress may still be blocked. A signal with a handler interrupts it. The tool cannot know which thread
+  // is writing, so it sends the signal to every thread. Later writes go to /dev/null.
   struct sigaction interrupt {};
   interrupt.sa_handler = [](int) {};
   sigaction(SIGURG, &interrupt, nullptr);

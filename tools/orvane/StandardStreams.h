@@ -8,23 +8,23 @@
 
 namespace orvane::tool {
 
-/// Opens /dev/null for each of standard input, output and error that the caller closed. Otherwise the next file opened
-/// (a recording, say) would take its descriptor and receive what is printed.
+/// Opens /dev/null in place of standard input, output and error if the process was started with them closed. Otherwise
+/// the next opened file, such as a recording, would get the descriptor and receive printed text.
 void openStandardStreams();
 
-/// Escapes terminal control characters (in file names, say) as \xNN.
+/// Returns `text` with terminal control characters, which file names may contain, escaped as \xNN.
 std::string printable(std::string_view text);
 
-/// Writes "orvane: WORDS", with control characters escaped, and a newline to standard error in one write.
+/// Prints "orvane: WORDS" and a newline on standard error with a single write, with control characters escaped.
 void say(std::string_view words);
 
-/// Writes a line unchanged to standard error in one write.
+/// Prints a line and a newline on standard error with a single write, without escaping.
 void sayLine(std::string line);
 
-/// Whether standard error is a terminal.
+/// Returns whether standard error is a terminal.
 bool standardErrorIsTerminal();
 
-/// The terminal on standard output at the time of construction, if there is one.
+/// The terminal to which standard output is connected when this object is created, if it is one.
 class OutputTerminal {
  public:
   OutputTerminal();
@@ -32,19 +32,20 @@ class OutputTerminal {
   OutputTerminal& operator=(const OutputTerminal&) = delete;
   ~OutputTerminal();
 
-  /// Writes a newline to the terminal, even after `abandonStandardOutput`. Does nothing without a terminal, or while
-  /// its output is stopped.
+  /// Writes a newline to the terminal, even after `abandonStandardOutput`. Does nothing if there is no terminal or its
+  /// output is stopped (Ctrl-S).
   void endLine() const;
 
  private:
   int mDescriptor = -1;
 };
 
-/// Flushes standard output. Returns false if output was lost, except when the reader closed the pipe.
+/// Flushes standard output. Returns false if output was lost; output that is lost because the reader closed the pipe
+/// does not count.
 bool standardOutputArrived();
 
-/// Redirects standard output to /dev/null and interrupts writes that wait for their reader: a run that a signal ends
-/// must not wait for a reader that may never read again.
+/// Redirects standard output to /dev/null and interrupts blocked writes. Used when a signal ends a run, so that the
+/// tool does not wait for a reader that may never read again.
 void abandonStandardOutput();
 
 }  // namespace orvane::tool

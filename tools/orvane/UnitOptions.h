@@ -9,15 +9,16 @@
 
 namespace orvane::tool {
 
-/// The options of every command on an I/O unit: which unit, and the session that it is bound to.
+/// The options that all commands with an I/O unit have: which unit to use, and which session to bind it to.
 ///
-/// Without a session option the unit is bound to no session. With one, a session (auxiliary unless `--session primary`
-/// is given) is configured in the order of the options, activated and bound.
+/// If any session option is given, a session is created (auxiliary, or the primary one with `--session primary`), the
+/// options are applied in the given order, the session is activated, and the unit is bound to it. Otherwise the unit is
+/// not bound to a session.
 class UnitOptions {
  public:
   void declare(CLI::App& options);
 
-  /// Sets the unit up before it is started. Throws what the library throws.
+  /// Applies the options to the unit, which must not be started yet. Throws the exceptions of the library.
   void applyTo(OVIOUnit& unit) const;
 
  private:

@@ -31,7 +31,8 @@ platform::StreamFormat hardwareFormat(const platform::DeviceReport& report, Side
   return side == Side::input ? report.hardwareInput() : report.hardwareOutput();
 }
 
-/// The message for a side that the run needs and the hardware lacks; nothing if there is none.
+/// Returns a message if the run needs a side (input or output) that the hardware does not have; otherwise
+/// `std::nullopt`.
 std::optional<std::string> lackingSide(const platform::DeviceReport& report, const UnitRun& run) {
   for (const Side side : {Side::input, Side::output}) {
     const bool isNeeded = side == Side::input ? run.input : run.output;
@@ -42,8 +43,8 @@ std::optional<std::string> lackingSide(const platform::DeviceReport& report, con
   return std::nullopt;
 }
 
-/// The frames of device time in `seconds`, rounded up. Rounding errors of the product must not add a frame, so a
-/// product within a few units in the last place of an integer is that integer.
+/// Returns the number of frames in `seconds`, rounded up. Rounding errors of the product must not add a frame, so a
+/// product that is within a few units in the last place of an integer counts as that integer.
 std::uint64_t framesIn(double seconds, double rate) {
   const double frames = seconds * rate;
   const double nearest = std::round(frames);
@@ -53,11 +54,12 @@ std::uint64_t framesIn(double seconds, double rate) {
 
 void limitRun(const platform::Platform& host, const UnitRun& run) {
   const double rate = deviceRate(*host.deviceReport, run);
-  // Hardware that reports no rate cannot be started, so there is nothing to limit.
+  // Hardware that reports no rate cannot be started, so no limit is needed.
   if (run.seconds && rate > 0) host.runControl->endAfterFrames(framesIn(*run.seconds, rate));
 }
 
-/// The outcome of a run in which nothing was thrown.
+/// Returns the outcome of a run without an exception. `signal` is the result of the event loop: the signal that ended
+/// the run, or 0.
 Outcome outcomeOf(const platform::Platform& host, int signal) {
   if (const FailureReason reason = failureBehind(host); !reason.text.empty()) {
     return failed(ExitStatus::failed, reason.text, reason.status);
@@ -66,7 +68,8 @@ Outcome outcomeOf(const platform::Platform& host, int signal) {
   return {.ended = host.deviceReport->deviceEnd() == platform::DeviceEnd::inputEnded ? "input-ended" : "seconds"};
 }
 
-/// On a terminal, silence would look like a hang.
+/// Prints what the run does and how to end it, if standard error is a terminal and the run prints nothing else;
+/// otherwise the tool would seem to hang.
 void sayWhatRuns(const UnitRun& run) {
   if (run.classPrints || !standardErrorIsTerminal()) return;
   say(run.activity + "; ends " + (run.seconds ? "after " + platform::numberText(*run.seconds) + " s or " : "") +
@@ -85,15 +88,15 @@ Outcome perform(const Invocation& invocation, const UnitRun& run, const UnitOpti
     if (run.input) client.input = unit->inputClientFormat();
     if (run.output) client.output = unit->outputClientFormat();
     client.latency = host.units->latency(unit->audioUnit());
-    invocation.log->showHeld();  // The run began, so a failure logged before does not end it.
+    invocation.log->showHeld();  // The run began, so failures that were logged before did not end it.
     sayWhatRuns(run);
     const int signal = host.eventLoop->run();
     const bool abandon = signal != 0 && run.classPrints;
     if (abandon) abandonStandardOutput();
     unit->stop();
-    if (abandon) std::clearerr(stdout);  // What was cut off is no failure.
+    if (abandon) std::clearerr(stdout);  // Output that was cut off is not a failure.
 
-    unit.reset();  // Completes its files, so that the report knows how that went.
+    unit.reset();  // Completes the unit's files, so that the report includes their failures.
     return outcomeOf(host, signal);
   } catch (const std::exception& exception) {
     const FailureReason reason = reasonOf(invocation, exception.what());
@@ -116,7 +119,7 @@ Outcome runUnit(const Invocation& invocation, const UnitRun& run, const UnitOpti
   const auto lacking = lackingSide(*host.deviceReport, run);
   Outcome outcome =
       lacking ? failed(ExitStatus::unavailable, *lacking) : perform(invocation, run, options, std::move(unit), client);
-  // The bars redraw one line of the terminal, so end it before the next message.
+  // The meter's bars redraw one line of the terminal, so this line must be ended before the next message.
   if (run.classPrints && host.deviceReport->runCount().frames > 0) terminal.endLine();
   sayWhatRan(host, client, invocation.json);
   if (!run.recording.empty() && outcome.error.empty() && host.fileReport->writtenFiles().empty()) {

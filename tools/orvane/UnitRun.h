@@ -11,30 +11,34 @@
 
 namespace orvane::tool {
 
-/// A side of the audio hardware.
+/// The sides of the audio hardware.
 enum class Side { input, output };
 
-/// A run of one I/O unit.
+/// The description of a run of one I/O unit.
 struct UnitRun {
-  /// The sides of the hardware that it uses.
+  /// Whether the run uses the hardware's input and output.
   bool input = false;
   bool output = false;
-  /// The class prints on standard output, so a signal must end a write that waits for its reader.
+  /// Whether the unit's class prints on standard output. If so, a signal that ends the run must also interrupt a
+  /// blocked write.
   bool classPrints = false;
-  /// What the run does, for a message: "playing a tone on ...".
+  /// Describes what the run does, for use in messages: "playing a tone on ...".
   std::string activity = {};
-  /// The path of the file that it records to; empty if it records none.
+  /// The path of the file to which the run records; empty if it does not record.
   std::string recording = {};
-  /// The device time after which the run ends; without it the run lasts until its input ends or a signal arrives.
+  /// The device time, in seconds, after which the run ends. If empty, the run ends when its input ends or a signal
+  /// arrives.
   std::optional<double> seconds;
 };
 
-/// The rate in hertz of the frames that measure device time. Both sides have one clock.
+/// Returns the hardware's sample rate in hertz, which converts between frames and device time. Both sides of the
+/// hardware have the same rate.
 double deviceRate(const platform::DeviceReport& report, const UnitRun& run);
 
-/// Sets the unit up with `options`, starts it, waits for the end of the run, stops and releases it. Says on standard
-/// error what runs (if that is a terminal and the run would otherwise print nothing) and what was recorded. A failure
-/// of the library becomes the outcome. `unit` is the only reference, so its files are complete on return.
+/// Runs the unit to completion: applies `options`, starts the unit, waits for the end of the run, stops and releases
+/// the unit, and returns the outcome. Prints on standard error what the run does (if this is a terminal and the run
+/// prints nothing else) and what was recorded. An exception of the library becomes the outcome's failure. `unit` must
+/// be the only reference to the unit, so that its files are complete on return.
 Outcome runUnit(const Invocation& invocation, const UnitRun& run, const UnitOptions& options,
                 std::shared_ptr<OVIOUnit> unit);
 

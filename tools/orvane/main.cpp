@@ -24,12 +24,12 @@ namespace platform = orvane::platform;
 
 constexpr char simulated[] = "simulated";
 
-/// Returns the name of the chosen host, or of the library's default host.
+/// Returns the name of the host that the command line selects, or of the library's default host.
 std::string hostName(const CommandLine& line) {
   return line.host().value_or(line.simulate() ? simulated : platform::availableHosts().front());
 }
 
-/// Returns the host's name after checking it. Throws `ToolError`: wrong usage, or unavailable in this build.
+/// Returns the name of the host to use. Throws a `ToolError` for a usage error or if the host is not available.
 std::string chooseHost(const CommandLine& line) {
   const std::vector<std::string> known = platform::knownHosts();
   const std::vector<std::string> available = platform::availableHosts();
@@ -73,7 +73,7 @@ Outcome perform(Command& command, const Invocation& invocation) {
 Outcome runCommand(const CommandLine& line) {
   useHost(line);
   const platform::Platform host = platform::current();
-  // From here on signals stop runs cleanly. Before this, nothing has begun that needs a clean stop.
+  // From here on, signals stop a run cleanly. Before this point, nothing has been started that would need a clean stop.
   host.eventLoop->watchSignals();
   const auto log = LogLines::attach(*host.log, line.verbose());
   Outcome outcome = perform(*line.command(), {.host = host, .log = log, .json = line.json()});
@@ -81,7 +81,8 @@ Outcome runCommand(const CommandLine& line) {
   return outcome;
 }
 
-/// Reads the command line and runs the command. Returns nothing after help or the version.
+/// Parses the command line and runs the command. Returns the outcome, or `std::nullopt` after printing help or the
+/// version.
 std::optional<Outcome> runTool(CommandLine& line, int count, const char* const* arguments) {
   try {
     if (!line.read(count, arguments)) return std::nullopt;
@@ -93,14 +94,15 @@ std::optional<Outcome> runTool(CommandLine& line, int count, const char* const* 
   }
 }
 
-/// Makes the report that the command line asks for.
+/// Creates the closing report according to the command line.
 ClosingReport closingReport(const CommandLine& line) {
   ClosingReport report{.host = hostName(line)};
   if (const Command* command = line.command()) {
     report.command = command->name();
     report.onStandardError = command->classPrints();
   }
-  // A host of its own: after wrong usage, or with a missing host, there is none in use.
+  // The JSON service comes from a separate host, because after a usage error, or if the host is missing, no host is in
+  // use.
   if (line.json()) report.json = platform::makeSimulatedHost().json;
   return report;
 }
@@ -109,7 +111,7 @@ ClosingReport closingReport(const CommandLine& line) {
 
 int main(int count, char** arguments) {
   openStandardStreams();
-  // Until a host watches signals: a reader that closes its pipe is not a failure.
+  // A reader that closes its pipe is not a failure. This applies until a host watches signals.
   std::signal(SIGPIPE, SIG_IGN);
   CommandLine line;
   const std::optional<Outcome> outcome = runTool(line, count, arguments);
