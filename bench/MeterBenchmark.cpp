@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 
-// Metering of blocks: one meter after the other, in lockstep, and the lower bound, which reads every sample and keeps
-// the maximum magnitude of each channel.
+// Benchmarks of metering a block: one meter after the other, all meters in lockstep, and a lower bound, which only
+// reads every sample and keeps the maximum magnitude of each channel.
 
 #include <benchmark/benchmark.h>
 
@@ -20,7 +20,7 @@ namespace orvane {
 
 namespace {
 
-/// Channels of noise, laid out as the host does it, and their meters.
+/// The input of a benchmark: channels of noise in the memory layout that the host uses, and one meter per channel.
 class Input {
  public:
   explicit Input(const benchmark::State& state)
@@ -59,7 +59,7 @@ void plain(benchmark::State& state) {
 
 void lockstep(benchmark::State& state, RegisterWidth width) {
   Input input(state);
-  input.meters()[0].Process(input.planes()[0], 1, 0);  // examines the vector unit
+  input.meters()[0].Process(input.planes()[0], 1, 0);  // determines the type of the vector unit
   for ([[maybe_unused]] auto _ : state) {
     processTogether(input.meters(), input.planes(), input.frames(), width);
     benchmark::ClobberMemory();
@@ -79,7 +79,8 @@ template <typename Lanes>
   return four[1] > four[0] ? four[1] : four[0];
 }
 
-/// The largest magnitude of each channel, by four registers at once, so that none waits for the one before.
+/// Computes the largest magnitude of each channel. Uses four registers alternately, so that no step waits for the
+/// previous one.
 template <typename Lanes>
 [[gnu::always_inline]] inline void largestMagnitudes(const Input& input, std::vector<float>& largest) {
   using Bits [[gnu::vector_size(sizeof(Lanes))]] = std::int32_t;
@@ -162,7 +163,7 @@ void processInt16(benchmark::State& state) {
   reportPerSample(state, samples.size());
 }
 
-/// The mean square and the peak as they are written down, and nothing else.
+/// Computes only the mean square and the peak of 16-bit samples, with the plainest implementation.
 void plainInt16(benchmark::State& state) {
   const std::vector<std::int16_t> samples = shortNoise(state);
   int meanSquare = 0;

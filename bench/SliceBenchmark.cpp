@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 
-// Cost of the hub and a unit for a slice of 256 frames and two channels, compared with the same work without them.
+// Benchmarks of the hub and a unit in one device callback of 256 frames and two channels, compared with the same work
+// without them.
 
 #include <benchmark/benchmark.h>
 
@@ -21,7 +22,7 @@ namespace {
 constexpr std::uint32_t sliceFrames = 256;
 constexpr std::uint32_t channelCount = 2;
 
-/// A device whose slices the benchmark delivers.
+/// An audio device whose callback is called by the benchmark.
 class HandDevice final : public backend::AudioDevice {
  public:
   backend::DeviceFormat format() const override { return {48000, channelCount, channelCount, sliceFrames}; }
@@ -63,7 +64,7 @@ struct Rig {
   AlignedSamples played{channelCount, sliceFrames};
 };
 
-/// The work of a slice without output: silence in every channel.
+/// Does the work of a callback without output: fills every channel with silence.
 void plainSilence(benchmark::State& state) {
   Rig rig;
   for ([[maybe_unused]] auto _ : state) {
@@ -80,7 +81,7 @@ void hubAlone(benchmark::State& state) {
   rig.hub->remove(client);
 }
 
-/// An input handler that fetches what was captured.
+/// Measures a unit whose input handler renders the captured input.
 void unitWithInput(benchmark::State& state) {
   Rig rig;
   IoUnit unit(rig.context, rig.hub);
@@ -99,7 +100,7 @@ void unitWithInput(benchmark::State& state) {
   for ([[maybe_unused]] auto _ : state) rig.slice();
 }
 
-/// The work of a slice with the output of one client: a copy of each channel into the device's memory.
+/// Does the work of a callback with the output of one client: copies each channel into the device's memory.
 void plainCopy(benchmark::State& state) {
   Rig rig;
   for ([[maybe_unused]] auto _ : state) {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 
-// Rendering of tones: `Render` compared with a loop that calls the C library's sine for every sample, and `Render16`
-// with the resonator alone.
+// Benchmarks of rendering tones: `Render` is compared with a loop that calls the C library's sine for every sample, and
+// `Render16` with the bare resonator.
 
 #include <benchmark/benchmark.h>
 
@@ -49,7 +49,8 @@ void render(benchmark::State& state) {
   reportPerSample(state, samples.size());
 }
 
-/// 377 Hz has a period of 127.3 samples, less than one short of a power of two: its phases are counted by periods.
+/// Sets the frequencies and block lengths. The period of 377 Hz is 127.3 samples, which is less than 1 below a power of
+/// two, so its phases are counted period by period.
 void tones(benchmark::internal::Benchmark* benchmark) {
   benchmark->ArgNames({"hertz", "frames"})->ArgsProduct({{261, 377, 3000}, {64, 512, 4096}});
 }

@@ -13,7 +13,7 @@ target_compile_features(orvane_compile INTERFACE cxx_std_20)
 target_compile_options(orvane_compile INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor -Woverloaded-virtual
   -Wold-style-cast
-  # Clang's form of it warns of a defaulted destructor too.
+  # Clang's version of this warning also warns about defaulted destructors.
   $<$<CXX_COMPILER_ID:GNU>:-Wdeprecated-copy-dtor>
   # Level and tone arithmetic is defined to the bit: a fused multiply-add would round differently.
   -ffp-contract=off

@@ -1,10 +1,10 @@
 # SPDX-License-Identifier: MIT
-# Fuzz targets, and the list of them for scripts.
+# Defines fuzz targets and writes a list of them for the scripts.
 
 set(ORVANE_FUZZ_LIST "${PROJECT_BINARY_DIR}/fuzz-targets.txt")
 file(WRITE "${ORVANE_FUZZ_LIST}" "")
 
-# A libFuzzer program over the library's objects. The folder corpus/NAME has its seed inputs.
+# Adds a libFuzzer program that is linked with the library's objects. The folder corpus/NAME has its seed inputs.
 function(orvane_add_fuzz_target name)
   add_executable(${name} ${ARGN})
   target_link_libraries(${name} PRIVATE orvane_objects)

@@ -1,8 +1,8 @@
 # SPDX-License-Identifier: MIT
-# Installed files, and the packages through which clients find them.
+# Defines the installed files, and the pkg-config and CMake packages through which clients find them.
 include(CMakePackageConfigHelpers)
 
-# The headers of the exported classes and functions, and of the roles that a harness may script.
+# The headers of the exported classes and functions, and of the roles, which test harnesses may implement.
 set(ORVANE_PUBLIC_HEADERS
   Pexutil/Source/Utility/PXX4CCString.h
   iounit/AOMeter.h

@@ -10,13 +10,13 @@
 
 namespace orvane::fuzz {
 
-/// Ends the process where what was promised does not hold.
+/// Aborts the process if `promise`, a condition that the library guarantees, is false.
 inline void require(bool promise) {
   if (!promise) std::abort();
 }
 
-/// Checks that settings which were read are in range, each with the place where it stood; a microphone that is no file
-/// is made or refused.
+/// Checks that all parsed settings are in range and have the place where they were given. If the microphone is not a
+/// file, also checks that it can be created or is refused with an exception.
 inline void checkSettings(const simulated::DeviceSettings& device) {
   using backend::DeviceFormat;
   const auto inRange = [](const auto& given, std::uint32_t min, std::uint32_t max) {

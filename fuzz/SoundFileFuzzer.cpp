@@ -16,10 +16,12 @@ namespace orvane {
 namespace {
 
 constexpr std::uint32_t sliceFrames = 512;
-/// Files of a few bytes may claim any number of frames that some form of compression could hold.
+/// The number of slices after which reading stops: a file of a few bytes may claim to contain any number of compressed
+/// frames.
 constexpr int maxSlices = 256;
 
-/// First bytes of some file types, so that inputs pass their check. The first byte of the input selects one.
+/// The first bytes of some file types. The first byte of the fuzzer's input selects one of them as the beginning of the
+/// file, so that many inputs pass the check of the file type.
 constexpr std::array<std::string_view, 9> beginnings = {
     "",
     std::string_view("RIFF\xFF\xFF\xFF\x7FWAVEfmt \x10\0\0\0", 20),

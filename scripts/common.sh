@@ -1,4 +1,4 @@
-# Shared by the scripts, which source it: works from the project's root, whatever folder a script was called from.
+# Common functions, sourced by the other scripts. Changes to the project's root folder.
 
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -7,7 +7,7 @@ jobs=$(nproc)
 
 say() { printf '\n== %s\n' "$*"; }
 
-# Configures a preset where that is still to be done. Ninja sees every later change but one to the presets themselves.
+# Configures a preset if this was not done yet. Later changes are detected by Ninja, except changes of the presets.
 configure() { # preset
   local folder=build/$1
   if [[ ! -f $folder/build.ninja || CMakePresets.json -nt $folder/build.ninja ]]; then
