@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 
-// Shows five seconds of the microphone's level as bars on the terminal. The argument sets up the simulated device.
+// Shows five seconds of the microphone's level as bars on the terminal. The optional argument has the settings of the
+// simulated device.
 #include <cstdio>
 
 #include "iounit/AOMeter.h"
@@ -30,7 +31,7 @@ int main(int count, char** arguments) try {
   host.eventLoop->run();
   meter->stop();
 
-  // A run that the device cut short must not look like a pass.
+  // If the device ended the run early, report a failure.
   if (const auto failure = host.deviceReport->deviceFailure()) {
     throw platform::PlatformException("DeviceException", failure->reason);
   }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 
-// Plays two seconds of a test tone. The argument sets up the simulated device.
+// Plays two seconds of a test tone. The optional argument has the settings of the simulated device.
 #include <cstdio>
 
 #include "iounit/OVTestTone.h"
@@ -25,7 +25,7 @@ int main(int count, char** arguments) try {
   host.eventLoop->run();
   tone->stop();
 
-  // A run that the device cut short must not look like a pass.
+  // If the device ended the run early, report a failure.
   if (const auto failure = host.deviceReport->deviceFailure()) {
     throw platform::PlatformException("DeviceException", failure->reason);
   }
