@@ -2,12 +2,14 @@
 
 // Shows five seconds of the microphone's level as bars on the terminal. The optional argument has the settings of the
 // simulated device.
+#include <cstdint>
 #include <cstdio>
 
 #include "iounit/AOMeter.h"
 #include "platform/DeviceReport.h"
 #include "platform/EventLoop.h"
 #include "platform/Hosts.h"
+#include "platform/Platform.h"
 #include "platform/PlatformException.h"
 #include "platform/RunControl.h"
 #include "session/OVSession.h"

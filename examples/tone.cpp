@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: MIT
 
 // Plays two seconds of a test tone. The optional argument has the settings of the simulated device.
+#include <cstdint>
 #include <cstdio>
 
 #include "iounit/OVTestTone.h"
 #include "platform/DeviceReport.h"
 #include "platform/EventLoop.h"
 #include "platform/Hosts.h"
+#include "platform/Platform.h"
 #include "platform/PlatformException.h"
 #include "platform/RunControl.h"
 

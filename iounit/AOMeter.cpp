@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "iounit/AOMeter.h"
 
+#include <cstdint>
 #include <utility>
 
 #include "iounit/CapturedInput.h"
 #include "iounit/MeterInputHandler.h"
+#include "platform/StreamFormat.h"
 #include "platform/UnitService.h"
 
 namespace platform = orvane::platform;

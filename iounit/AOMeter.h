@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "iounit/OVIOUnit.h"
+#include "platform/Export.h"
 
 namespace orvane {
 class MeterInputHandler;

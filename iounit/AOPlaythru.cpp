@@ -2,8 +2,10 @@
 #include "iounit/AOPlaythru.h"
 
 #include <algorithm>
-#include <utility>
+#include <cstdint>
 
+#include "platform/RenderBufferList.h"
+#include "platform/StreamFormat.h"
 #include "platform/UnitService.h"
 
 namespace platform = orvane::platform;

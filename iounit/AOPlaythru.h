@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "iounit/OVIOUnit.h"
+#include "platform/Export.h"
 
 /// A play-through: plays the audio input on the audio output. The unit renders captured input directly into the
 /// output's buffers, so no further buffering is added.

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "iounit/OVIOUnit.h"
+#include "platform/Export.h"
 
 namespace orvane {
 class RecordInputHandler;

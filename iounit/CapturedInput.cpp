@@ -6,10 +6,12 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cstddef>
 #include <exception>
 #include <span>
 
 #include "platform/RealTime.h"
+#include "platform/Status.h"
 
 namespace orvane {
 

@@ -7,8 +7,10 @@
 
 #include "Pexutil/Source/Utility/PXX4CCString.h"
 #include "platform/Log.h"
+#include "platform/Object.h"
 #include "platform/Platform.h"
 #include "platform/PlatformSession.h"
+#include "platform/Status.h"
 #include "platform/UnitService.h"
 #include "session/OVSession.h"
 #include "session/RaiseOn.h"

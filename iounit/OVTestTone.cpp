@@ -1,6 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "iounit/OVTestTone.h"
 
+#include <cstdint>
+
+#include "platform/RenderBufferList.h"
+#include "platform/Status.h"
+#include "platform/StreamFormat.h"
 #include "platform/UnitService.h"
 #include "session/RaiseOn.h"
 

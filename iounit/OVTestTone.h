@@ -5,6 +5,7 @@
 
 #include "iounit/OVIOUnit.h"
 #include "iounit/dsp/SineWaveGenerator.h"
+#include "platform/Export.h"
 
 /// A test tone: plays a continuous sine on two channels of the audio output. By default the right channel's frequency
 /// is 1.5 times the left channel's, a perfect fifth above.

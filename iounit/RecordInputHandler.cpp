@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "iounit/RecordInputHandler.h"
 
+#include "platform/Status.h"
+#include "platform/StreamDescription.h"
 #include "session/RaiseOn.h"
 #include "session/RequiredRole.h"
 

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "Pexutil/Source/Utility/PXX4CCString.h"
 #include "platform/Json.h"

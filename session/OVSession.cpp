@@ -8,6 +8,7 @@
 #include <string_view>
 #include <unordered_map>
 
+#include "platform/Object.h"
 #include "platform/Platform.h"
 #include "platform/PlatformSession.h"
 #include "platform/SessionIdentifiers.h"

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "session/OVThrow.h"
 
+#include "platform/Log.h"
 #include "platform/Platform.h"
+#include "session/OVTException.h"
 #include "session/RaiseOn.h"
 
 namespace platform = orvane::platform;

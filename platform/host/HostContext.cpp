@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/host/HostContext.h"
 
+#include <string>
 #include <utility>
 
 #include "platform/host/HostLog.h"

@@ -4,12 +4,12 @@
 #include <functional>
 #include <memory>
 #include <optional>
-#include <string>
 #include <vector>
 
 #include "platform/Failure.h"
 #include "platform/Log.h"
 #include "platform/Scheduler.h"
+#include "platform/Status.h"
 #include "platform/host/CallGate.h"
 #include "platform/host/audio/RunEnd.h"
 #include "platform/host/files/FileRegistry.h"

@@ -2,6 +2,7 @@
 #include "platform/host/HostJson.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <iterator>
 #include <nlohmann/json.hpp>

@@ -1,7 +1,12 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <optional>
+#include <string>
+#include <string_view>
+
 #include "platform/Json.h"
+#include "platform/Value.h"
 
 namespace orvane::host {
 

@@ -4,6 +4,7 @@
 #include <syslog.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <utility>
 
 namespace orvane::host {

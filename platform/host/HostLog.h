@@ -2,6 +2,7 @@
 #pragma once
 
 #include <mutex>
+#include <string_view>
 
 #include "platform/Log.h"
 

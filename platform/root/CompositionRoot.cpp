@@ -3,7 +3,10 @@
 // This file is the only place that knows which hosts exist and which one is in use.
 
 #include <mutex>
+#include <string>
+#include <string_view>
 #include <utility>
+#include <vector>
 
 #include "platform/Hosts.h"
 #include "platform/Platform.h"

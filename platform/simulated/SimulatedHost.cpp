@@ -5,6 +5,8 @@
 #include <utility>
 
 #include "platform/host/Host.h"
+#include "platform/host/HostContext.h"
+#include "platform/simulated/device/DeviceSettings.h"
 #include "platform/simulated/device/SimulatedDevice.h"
 #include "platform/simulated/scenario/FaultPlan.h"
 #include "platform/simulated/scenario/Scenario.h"

@@ -3,6 +3,8 @@
 
 #include <cstdio>
 
+#include "platform/Status.h"
+#include "platform/Value.h"
 #include "tools/orvane/EscapedText.h"
 #include "tools/orvane/StandardStreams.h"
 

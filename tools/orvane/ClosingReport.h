@@ -5,6 +5,7 @@
 #include <string>
 
 #include "platform/Json.h"
+#include "tools/orvane/ExitStatus.h"
 #include "tools/orvane/Outcome.h"
 
 namespace orvane::tool {

@@ -3,10 +3,12 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cstddef>
 #include <span>
 #include <string_view>
 
 #include "tools/orvane/DeviceCommand.h"
+#include "tools/orvane/ExitStatus.h"
 #include "tools/orvane/HelpFormatter.h"
 #include "tools/orvane/RunCommand.h"
 #include "tools/orvane/SessionCommand.h"

@@ -9,9 +9,11 @@
 #include "iounit/OVIOUnit.h"
 #include "platform/DeviceReport.h"
 #include "platform/NumberText.h"
+#include "platform/StreamFormat.h"
 #include "platform/UnitService.h"
 #include "platform/Value.h"
 #include "session/OVJSON.h"
+#include "tools/orvane/ExitStatus.h"
 #include "tools/orvane/RunReport.h"
 
 namespace orvane::tool {

@@ -2,10 +2,13 @@
 #include "tools/orvane/FailureReason.h"
 
 #include <charconv>
+#include <cstddef>
+#include <cstdint>
 #include <string_view>
 
 #include "platform/DeviceReport.h"
 #include "platform/FileReport.h"
+#include "tools/orvane/ExitStatus.h"
 #include "tools/orvane/LogLines.h"
 
 namespace orvane::tool {

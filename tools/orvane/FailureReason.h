@@ -4,8 +4,10 @@
 #include <optional>
 #include <string>
 
+#include "platform/Platform.h"
 #include "platform/Status.h"
 #include "tools/orvane/Command.h"
+#include "tools/orvane/Outcome.h"
 
 namespace orvane::tool {
 

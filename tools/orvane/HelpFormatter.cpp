@@ -2,6 +2,7 @@
 #include "tools/orvane/HelpFormatter.h"
 
 #include <CLI/CLI.hpp>
+#include <cstddef>
 #include <sstream>
 #include <string>
 

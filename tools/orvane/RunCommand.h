@@ -9,6 +9,7 @@
 #include "iounit/OVIOUnit.h"
 #include "platform/DeviceReport.h"
 #include "tools/orvane/Command.h"
+#include "tools/orvane/Outcome.h"
 #include "tools/orvane/UnitOptions.h"
 
 namespace orvane::tool {

@@ -4,14 +4,18 @@
 #include <filesystem>
 #include <iterator>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 
 #include "iounit/AOMeter.h"
 #include "iounit/AOPlaythru.h"
 #include "iounit/AORecord.h"
+#include "iounit/OVIOUnit.h"
 #include "iounit/OVTestTone.h"
+#include "platform/DeviceReport.h"
 #include "platform/NumberText.h"
+#include "tools/orvane/ExitStatus.h"
 #include "tools/orvane/Numbers.h"
 #include "tools/orvane/RunCommand.h"
 #include "tools/orvane/StandardStreams.h"

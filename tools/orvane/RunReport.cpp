@@ -2,6 +2,7 @@
 #include "tools/orvane/RunReport.h"
 
 #include <cmath>
+#include <cstdint>
 #include <string>
 #include <utility>
 #include <vector>

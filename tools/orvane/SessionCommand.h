@@ -2,6 +2,7 @@
 #pragma once
 
 #include "tools/orvane/Command.h"
+#include "tools/orvane/Outcome.h"
 #include "tools/orvane/SessionOptions.h"
 
 namespace orvane::tool {

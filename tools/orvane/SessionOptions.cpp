@@ -2,6 +2,8 @@
 #include "tools/orvane/SessionOptions.h"
 
 #include <CLI/CLI.hpp>
+#include <cstddef>
+#include <cstdint>
 #include <string>
 #include <utility>
 

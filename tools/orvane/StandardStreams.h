@@ -4,8 +4,6 @@
 #include <string>
 #include <string_view>
 
-#include "tools/orvane/ExitStatus.h"
-
 namespace orvane::tool {
 
 /// Opens /dev/null in place of standard input, output and error if the process was started with them closed. Otherwise

@@ -14,6 +14,8 @@
 #include "platform/FileReport.h"
 #include "platform/NumberText.h"
 #include "platform/RunControl.h"
+#include "platform/StreamFormat.h"
+#include "tools/orvane/ExitStatus.h"
 #include "tools/orvane/FailureReason.h"
 #include "tools/orvane/LogLines.h"
 #include "tools/orvane/RunReport.h"

@@ -7,6 +7,7 @@
 
 #include "iounit/OVIOUnit.h"
 #include "tools/orvane/Command.h"
+#include "tools/orvane/Outcome.h"
 #include "tools/orvane/UnitOptions.h"
 
 namespace orvane::tool {

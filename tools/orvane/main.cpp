@@ -11,9 +11,12 @@
 #include "platform/Platform.h"
 #include "platform/PlatformException.h"
 #include "tools/orvane/ClosingReport.h"
+#include "tools/orvane/Command.h"
 #include "tools/orvane/CommandLine.h"
+#include "tools/orvane/ExitStatus.h"
 #include "tools/orvane/FailureReason.h"
 #include "tools/orvane/LogLines.h"
+#include "tools/orvane/Outcome.h"
 #include "tools/orvane/StandardStreams.h"
 
 namespace {

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "platform/RealTime.h"
+#include "platform/Status.h"
 #include "platform/host/ExitHook.h"
 #include "platform/host/time/NoWait.h"
 

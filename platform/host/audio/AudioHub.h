@@ -9,11 +9,16 @@
 #include <optional>
 #include <vector>
 
+#include "platform/Clock.h"
 #include "platform/DeviceReport.h"
 #include "platform/Failure.h"
+#include "platform/Trigger.h"
+#include "platform/Waiter.h"
+#include "platform/Worker.h"
 #include "platform/backend/AudioDevice.h"
 #include "platform/host/HostContext.h"
 #include "platform/host/audio/HubClient.h"
+#include "platform/host/audio/OutputMix.h"
 #include "platform/host/audio/StallWatch.h"
 
 namespace orvane::host {

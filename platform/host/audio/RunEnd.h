@@ -8,6 +8,7 @@
 
 #include "platform/DeviceReport.h"
 #include "platform/Failure.h"
+#include "platform/Subscription.h"
 #include "platform/host/report/Notices.h"
 
 namespace orvane::host {

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "platform/backend/AudioDevice.h"
 #include "platform/host/convert/ChannelRule.h"
 
 namespace orvane::host {

@@ -5,6 +5,9 @@
 #include <array>
 #include <cmath>
 
+#include "platform/RenderBufferList.h"
+#include "platform/Status.h"
+#include "platform/backend/AudioDevice.h"
 #include "platform/host/convert/ChannelRule.h"
 
 namespace orvane::host {

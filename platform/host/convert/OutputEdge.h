@@ -8,6 +8,7 @@
 
 #include "platform/UnitService.h"
 #include "platform/host/audio/AlignedSamples.h"
+#include "platform/host/audio/HubClient.h"
 #include "platform/host/audio/OutputMix.h"
 #include "platform/host/convert/EdgeFormat.h"
 #include "platform/host/convert/RateConverter.h"

@@ -4,6 +4,7 @@
 #include <samplerate.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <new>
 #include <stdexcept>
 #include <string>

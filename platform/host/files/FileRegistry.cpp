@@ -12,6 +12,8 @@
 #include <system_error>
 #include <utility>
 
+#include "platform/Status.h"
+
 namespace orvane::host {
 
 namespace status = platform::status;

@@ -10,6 +10,11 @@
 #include <vector>
 
 #include "platform/StreamFormat.h"
+#include "platform/backend/AudioDevice.h"
+#include "platform/host/CallGate.h"
+#include "platform/host/files/FileRegistry.h"
+#include "platform/host/files/RegularFile.h"
+#include "platform/host/files/SoundFileWriter.h"
 #include "platform/host/files/WaveFile.h"
 
 namespace orvane::host {

@@ -4,12 +4,20 @@
 #include <array>
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <mutex>
+#include <string>
 
+#include "platform/ChannelLayout.h"
 #include "platform/ConvertingFile.h"
+#include "platform/Failure.h"
+#include "platform/RenderBufferList.h"
+#include "platform/Status.h"
+#include "platform/StreamDescription.h"
+#include "platform/StreamFormat.h"
+#include "platform/host/HostContext.h"
 #include "platform/host/audio/AudioHub.h"
-#include "platform/host/files/SoundFileWriter.h"
 
 namespace orvane::host {
 

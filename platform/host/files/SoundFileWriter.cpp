@@ -7,6 +7,8 @@
 #include <cmath>
 #include <utility>
 
+#include "platform/Clock.h"
+#include "platform/Log.h"
 #include "platform/host/ExitHook.h"
 
 namespace orvane::host {

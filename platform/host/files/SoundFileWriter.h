@@ -17,6 +17,7 @@
 #include "platform/host/audio/SliceQueue.h"
 #include "platform/host/files/FileRegistry.h"
 #include "platform/host/files/OutputContainer.h"
+#include "platform/host/files/RegularFile.h"
 
 namespace orvane::host {
 

@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "platform/NumberText.h"
+#include "platform/Status.h"
 #include "platform/host/convert/Interleaving.h"
 #include "platform/host/files/RegularFile.h"
 

@@ -8,7 +8,9 @@
 #include <string>
 #include <vector>
 
+#include "platform/Failure.h"
 #include "platform/host/Result.h"
+#include "platform/host/audio/SliceQueue.h"
 #include "platform/host/files/OutputContainer.h"
 
 namespace orvane::host {

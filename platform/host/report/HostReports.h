@@ -1,13 +1,20 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstdint>
+#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "platform/DeviceReport.h"
+#include "platform/Failure.h"
 #include "platform/FileReport.h"
 #include "platform/RunControl.h"
+#include "platform/StreamFormat.h"
+#include "platform/Subscription.h"
 #include "platform/host/HostContext.h"
 #include "platform/host/audio/AudioHub.h"
 

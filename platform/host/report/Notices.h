@@ -4,11 +4,12 @@
 #include <functional>
 #include <memory>
 #include <mutex>
-#include <string>
 #include <vector>
 
 #include "platform/Scheduler.h"
 #include "platform/Subscription.h"
+#include "platform/Trigger.h"
+#include "platform/Worker.h"
 
 namespace orvane::host {
 

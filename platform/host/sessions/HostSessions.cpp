@@ -1,10 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "platform/host/sessions/HostSessions.h"
 
+#include <optional>
 #include <string>
 #include <utility>
 
+#include "platform/Failure.h"
+#include "platform/PlatformError.h"
 #include "platform/SessionIdentifiers.h"
+#include "platform/Status.h"
 #include "platform/host/sessions/SessionPolicy.h"
 
 namespace orvane::host {

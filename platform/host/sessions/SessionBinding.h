@@ -6,9 +6,11 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "platform/Failure.h"
 #include "platform/PlatformSession.h"
+#include "platform/Status.h"
 #include "platform/backend/AudioDevice.h"
 #include "platform/host/HostContext.h"
 

@@ -3,7 +3,9 @@
 
 #include <utility>
 
+#include "platform/Trigger.h"
 #include "platform/host/time/Conductor.h"
+#include "platform/host/time/FiredTask.h"
 
 namespace orvane::host {
 

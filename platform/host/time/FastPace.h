@@ -2,8 +2,12 @@
 #pragma once
 
 #include <memory>
+#include <string>
 
+#include "platform/Clock.h"
 #include "platform/Scheduler.h"
+#include "platform/Waiter.h"
+#include "platform/Worker.h"
 
 namespace orvane::host {
 

@@ -10,6 +10,7 @@
 
 #include "platform/EventLoop.h"
 #include "platform/Scheduler.h"
+#include "platform/Waiter.h"
 #include "platform/host/time/ProcessSignals.h"
 
 namespace orvane::host {

@@ -6,11 +6,15 @@
 #include <semaphore.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
+#include <functional>
 #include <optional>
 #include <string>
 #include <utility>
 
+#include "platform/Trigger.h"
+#include "platform/host/time/FiredTask.h"
 #include "platform/host/time/NoWait.h"
 #include "platform/host/time/SemaphoreWait.h"
 #include "platform/host/time/TaskThread.h"

@@ -3,9 +3,13 @@
 
 #include <atomic>
 #include <memory>
+#include <string>
 
+#include "platform/Clock.h"
 #include "platform/Log.h"
 #include "platform/Scheduler.h"
+#include "platform/Waiter.h"
+#include "platform/Worker.h"
 #include "platform/host/time/SteadyClock.h"
 
 namespace orvane::host {

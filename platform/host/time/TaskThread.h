@@ -15,6 +15,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/Clock.h"
 #include "platform/Worker.h"
 #include "platform/host/time/FiredTask.h"
 #include "platform/host/time/SteadyClock.h"

@@ -4,7 +4,6 @@
 #include <cstring>
 #include <utility>
 
-#include "platform/PlatformException.h"
 #include "platform/host/time/NoWait.h"
 #include "platform/host/units/IoUnitWrapper.h"
 

@@ -1,11 +1,16 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <mutex>
 
+#include "platform/Status.h"
 #include "platform/UnitService.h"
+#include "platform/host/CallGate.h"
+#include "platform/host/HostContext.h"
+#include "platform/host/audio/AudioHub.h"
 #include "platform/host/units/IoUnit.h"
 
 namespace orvane::host {

@@ -3,12 +3,17 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <new>
 #include <stdexcept>
 #include <string>
 #include <utility>
 
+#include "platform/Log.h"
 #include "platform/NumberText.h"
+#include "platform/host/CallGate.h"
+#include "platform/host/convert/EdgeFormat.h"
+#include "platform/host/convert/RateConverter.h"
 
 namespace orvane::host {
 

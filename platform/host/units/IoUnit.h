@@ -2,11 +2,22 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 #include <memory>
 #include <optional>
 
+#include "platform/Clock.h"
+#include "platform/Failure.h"
+#include "platform/PlatformError.h"
+#include "platform/RenderBufferList.h"
+#include "platform/Status.h"
+#include "platform/StreamFormat.h"
 #include "platform/UnitService.h"
+#include "platform/backend/AudioDevice.h"
+#include "platform/host/HostContext.h"
 #include "platform/host/audio/AudioHub.h"
+#include "platform/host/audio/HubClient.h"
+#include "platform/host/audio/OutputMix.h"
 #include "platform/host/convert/InputEdge.h"
 #include "platform/host/convert/OutputEdge.h"
 #include "platform/host/sessions/SessionBinding.h"

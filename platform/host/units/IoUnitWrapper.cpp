@@ -5,6 +5,8 @@
 #include <utility>
 
 #include "platform/PlatformException.h"
+#include "platform/RenderBufferList.h"
+#include "platform/Status.h"
 
 namespace orvane::host {
 

@@ -2,8 +2,13 @@
 #pragma once
 
 #include <array>
+#include <cstdint>
 #include <memory>
+#include <optional>
+#include <string>
 
+#include "platform/PlatformError.h"
+#include "platform/StreamFormat.h"
 #include "platform/UnitService.h"
 #include "platform/host/units/IoUnit.h"
 

@@ -12,6 +12,7 @@
 #include <system_error>
 #include <utility>
 
+#include "platform/Status.h"
 #include "platform/backend/AudioDevice.h"
 #include "platform/host/convert/Interleaving.h"
 #include "platform/host/files/RegularFile.h"

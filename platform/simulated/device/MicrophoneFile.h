@@ -3,13 +3,16 @@
 
 #include <sndfile.h>
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <span>
 #include <string>
 #include <vector>
 
+#include "platform/Failure.h"
 #include "platform/host/files/FileRegistry.h"
+#include "platform/simulated/device/DeviceSettings.h"
 #include "platform/simulated/device/Microphone.h"
 
 namespace orvane::simulated {

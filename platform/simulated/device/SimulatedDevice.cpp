@@ -5,6 +5,9 @@
 #include <iterator>
 #include <utility>
 
+#include "platform/Log.h"
+#include "platform/Scheduler.h"
+#include "platform/Status.h"
 #include "platform/host/files/WaveFile.h"
 #include "platform/simulated/device/SpeakerFile.h"
 #include "platform/simulated/scenario/Refuse.h"

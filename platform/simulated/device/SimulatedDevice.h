@@ -2,7 +2,6 @@
 #pragma once
 
 #include <atomic>
-#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -10,6 +9,10 @@
 #include <string>
 #include <vector>
 
+#include "platform/Clock.h"
+#include "platform/DeviceReport.h"
+#include "platform/Failure.h"
+#include "platform/Worker.h"
 #include "platform/backend/AudioDevice.h"
 #include "platform/host/HostContext.h"
 #include "platform/host/audio/AlignedSamples.h"
@@ -17,6 +20,7 @@
 #include "platform/simulated/device/DeviceSettings.h"
 #include "platform/simulated/device/Microphone.h"
 #include "platform/simulated/scenario/FaultPlan.h"
+#include "platform/simulated/scenario/Scenario.h"
 
 namespace orvane::simulated {
 

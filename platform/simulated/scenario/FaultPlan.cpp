@@ -2,6 +2,7 @@
 #include "platform/simulated/scenario/FaultPlan.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <utility>
 
 namespace orvane::simulated {

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/Clock.h"
 #include "platform/Scheduler.h"
 #include "platform/host/CallGate.h"
 #include "platform/simulated/scenario/Scenario.h"

@@ -8,10 +8,12 @@
 #include <cerrno>
 #include <cmath>
 #include <functional>
+#include <iterator>
 #include <limits>
 #include <utility>
 
 #include "platform/PlatformException.h"
+#include "platform/Value.h"
 #include "platform/backend/AudioDevice.h"
 #include "platform/host/CallGate.h"
 #include "platform/host/HostJson.h"
