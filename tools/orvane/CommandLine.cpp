@@ -75,7 +75,7 @@ bool CommandLine::read(int count, const char* const* arguments) {
     return false;
   } catch (const CLI::ParseError& error) {
     recoverGlobalOptions({arguments, static_cast<std::size_t>(count)});
-    throw ToolError(ExitStatus::wrongUsage, explain(error, {arguments, static_cast<std::size_t>(count)}));
+    throw ToolError(ExitStatus::usageError, explain(error, {arguments, static_cast<std::size_t>(count)}));
   }
 }
 

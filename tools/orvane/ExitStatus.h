@@ -10,7 +10,7 @@ namespace orvane::tool {
 enum class ExitStatus {
   done = 0,         ///< Success; also after SIGINT, SIGTERM, SIGHUP or a closed pipe, which are regular ends of a run.
   failed = 1,       ///< The command failed; the reason was printed on standard error.
-  wrongUsage = 2,   ///< Usage error: nothing was started; the message on standard error states what would be right.
+  usageError = 2,   ///< Usage error: nothing was started; the message on standard error states what would be right.
   checkFailed = 3,  ///< The command ran, and its check failed.
   unavailable = 77  ///< There is no such host or device on this machine; test runners treat this status as "skipped".
 };

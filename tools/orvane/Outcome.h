@@ -23,7 +23,7 @@ struct Outcome {
   /// Turns the outcome into a failure and keeps its members. `status` must not be `ExitStatus::done`.
   void fail(ExitStatus status, std::string reason) {
     exitStatus = status;
-    ended = status == ExitStatus::wrongUsage ? "usage" : status == ExitStatus::unavailable ? "unavailable" : "failed";
+    ended = status == ExitStatus::usageError ? "usage" : status == ExitStatus::unavailable ? "unavailable" : "failed";
     error = std::move(reason);
   }
 };

@@ -54,7 +54,7 @@ void checkFrequency(double frequency, double rate, bool monotone) {
   if (!monotone) {
     reason += " (the right channel sounds a fifth above; to " + numberText(rate / 2) + " with --monotone)";
   }
-  throw ToolError(ExitStatus::wrongUsage, reason);
+  throw ToolError(ExitStatus::usageError, reason);
 }
 
 std::shared_ptr<OVIOUnit> makeTone(const RunSettings& settings, const platform::DeviceReport& report) {

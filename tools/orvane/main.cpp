@@ -40,10 +40,10 @@ std::string chooseHost(const CommandLine& line) {
   if (std::ranges::find(known, host) == known.end()) {
     std::string names;
     for (const std::string& name : known) names += (names.empty() ? "" : " or ") + name;
-    throw ToolError(ExitStatus::wrongUsage, "--host: unknown host \"" + host + "\"; it takes " + names);
+    throw ToolError(ExitStatus::usageError, "--host: unknown host \"" + host + "\"; it takes " + names);
   }
   if (host != simulated && line.simulate()) {
-    throw ToolError(ExitStatus::wrongUsage, "--simulate sets up the simulated host and excludes --host " + host);
+    throw ToolError(ExitStatus::usageError, "--simulate sets up the simulated host and excludes --host " + host);
   }
   if (std::ranges::find(available, host) == available.end()) {
     throw ToolError(ExitStatus::unavailable, "this build has no " + host + " host; it has --host " + available.front());
@@ -59,7 +59,7 @@ void useHost(const CommandLine& line) {
   try {
     platform::use(platform::makeSimulatedHost(line.simulate().value_or("")));
   } catch (const platform::PlatformException& refusal) {
-    throw ToolError(ExitStatus::wrongUsage, "--simulate: " + refusal.reason());
+    throw ToolError(ExitStatus::usageError, "--simulate: " + refusal.reason());
   }
 }
 

@@ -88,9 +88,9 @@ RateConverter::Progress RateConverter::processBlock(const Part<const float>& inp
 /// Measures the delay: passes silence to a new converter, one frame at a time, until it writes the first output frame.
 std::uint32_t RateConverter::measureDelay() {
   const std::vector<float> silence(1);
-  std::vector<float> heard(1);
+  std::vector<float> output(1);
   const std::vector<const float*> inputs(mChannels, silence.data());
-  const std::vector<float*> outputs(mChannels, heard.data());
+  const std::vector<float*> outputs(mChannels, output.data());
   std::uint32_t fed = 0;
   while (process({inputs, 0, 1}, {outputs, 0, 1}).made == 0 && !failed()) ++fed;
   return fed;

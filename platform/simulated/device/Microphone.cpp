@@ -99,7 +99,7 @@ class Loop final : public Microphone {
     return frames;
   }
 
-  void hear(std::span<const float* const> planes, std::uint32_t frames) override {
+  void receiveOutput(std::span<const float* const> planes, std::uint32_t frames) override {
     for (std::uint32_t channel = 0; channel < planes.size(); ++channel) {
       std::copy_n(planes[channel], frames, mPlayed->plane(channel));
     }

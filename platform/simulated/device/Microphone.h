@@ -40,7 +40,7 @@ class Microphone {
   /// regular end.
   virtual std::optional<platform::Failure> failure() const { return std::nullopt; }
   /// Receives the block of audio (slice) that the speaker has just played, for a loop-back. Does nothing by default.
-  virtual void hear(std::span<const float* const> /*planes*/, std::uint32_t /*frames*/) {}
+  virtual void receiveOutput(std::span<const float* const> /*planes*/, std::uint32_t /*frames*/) {}
 };
 
 /// Creates the microphone that `text` describes:

@@ -189,7 +189,7 @@ bool SimulatedDevice::endByFault() {
     endBy(DeviceEnd::failed, std::move(lost));
     return true;
   }
-  if (mFaults->isInForce(Fault::Kind::microphoneUnplugged) && !std::exchange(mSilenceSaid, true)) {
+  if (mFaults->isInForce(Fault::Kind::microphoneUnplugged) && !std::exchange(mSilenceLogged, true)) {
     mContext->log->write(platform::LogLevel::warning, "the microphone was unplugged: the input is silent");
   }
   return false;
@@ -198,7 +198,7 @@ bool SimulatedDevice::endByFault() {
 /// Skips the frames of a discontinuity that is due. Returns false if no discontinuity is due.
 bool SimulatedDevice::loseFrames() {
   if (mDiscontinuities.empty() || !mFaults->isInForce(mDiscontinuities.back())) return false;
-  passUnheard(mDiscontinuities.back().frames, "the device was interrupted");
+  skipFrames(mDiscontinuities.back().frames, "the device was interrupted");
   mDiscontinuities.pop_back();
   return true;
 }
@@ -209,12 +209,12 @@ void SimulatedDevice::resynchronise() {
   const HostTime late = mContext->scheduler->clock().now() - nextSliceTime();
   if (late < std::max<HostTime>(500ms, durationOf(std::uint64_t{10} * mFormat.sliceFrames))) return;
   const std::chrono::duration<double> seconds = late;
-  passUnheard(static_cast<std::uint64_t>(seconds.count() * mFormat.sampleRate),
-              "the device ran " + std::to_string(std::chrono::duration_cast<std::chrono::milliseconds>(late).count()) +
-                  " ms late");
+  skipFrames(static_cast<std::uint64_t>(seconds.count() * mFormat.sampleRate),
+             "the device ran " + std::to_string(std::chrono::duration_cast<std::chrono::milliseconds>(late).count()) +
+                 " ms late");
 }
 
-void SimulatedDevice::passUnheard(std::uint64_t frames, const std::string& why) {
+void SimulatedDevice::skipFrames(std::uint64_t frames, const std::string& why) {
   // The interruption is reported first, because reading many frames may take long.
   mCallback->deviceInterrupted(mStartTime + durationOf(mPosition + frames - mPositionAtStart));
   for (std::uint64_t passed = 0; passed < frames && mRunning;) {
@@ -262,7 +262,7 @@ void SimulatedDevice::callBack(std::uint32_t frames) {
                                                       .inputs = inputs.planes(),
                                                       .outputs = mOutputs.planes()});
   mPosition += frames;
-  mMicrophone->hear(outputs.planes(), frames);
+  mMicrophone->receiveOutput(outputs.planes(), frames);
   if (mSpeaker && taken > 0) mSpeaker->push(outputs.planes(), taken);
 }
 

@@ -59,7 +59,7 @@ class SimulatedDevice final : public backend::AudioDevice {
   bool endByFault();
   bool loseFrames();
   void resynchronise();
-  void passUnheard(std::uint64_t frames, const std::string& why);
+  void skipFrames(std::uint64_t frames, const std::string& why);
   std::uint32_t capture();
   bool endsWithInput();
   void callBack(std::uint32_t frames);
@@ -84,7 +84,7 @@ class SimulatedDevice final : public backend::AudioDevice {
   std::uint64_t mMissing = 0;           ///< Frames lost since the last slice.
   std::vector<Fault> mDiscontinuities;  ///< Discontinuities that are still to come, the next one last.
   bool mInputOver = false;              ///< The current slice is the last.
-  bool mSilenceSaid = false;
+  bool mSilenceLogged = false;
   mutable std::mutex mMutex;
   std::optional<platform::Failure> mMicrophoneFailure;  ///< Protected by the mutex.
 
