@@ -32,7 +32,8 @@ class HandDevice final : public backend::AudioDevice {
     return std::nullopt;
   }
   void stop() override { mCallback = nullptr; }
-  void useInput(bool) override {}
+  void useSides(bool, bool) override {}
+  std::vector<platform::AudioEndpoint> endpoints(platform::AudioSide) const override { return {}; }
 
   void slice(const backend::DeviceSlice& slice) { mCallback.load()->deviceSlice(slice); }
 
@@ -100,7 +101,8 @@ void unitWithInput(benchmark::State& state) {
   for ([[maybe_unused]] auto _ : state) rig.slice();
 }
 
-/// Does the work of a callback with the output of one client: copies each channel into the device's memory.
+/// The baseline: does only what a callback must do if one client plays, which is to copy each channel of the client's
+/// output to the device's memory.
 void plainCopy(benchmark::State& state) {
   Rig rig;
   for ([[maybe_unused]] auto _ : state) {

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "platform/Export.h"
 #include "platform/Failure.h"
@@ -23,10 +24,23 @@ enum class DeviceEnd {
 /// callback.
 struct RunCount {
   std::uint64_t frames = 0;  ///< Hardware frames delivered to clients.
+  double sampleRate = 0;     ///< Hertz at which `frames` counts: that of the first start; 0 before the first start.
   std::uint64_t discontinuities =
       0;                       ///< Number of gaps: slices preceded by lost frames, and changes of the device's format.
   std::uint64_t overruns = 0;  ///< Slices dropped from output files because the disk could not keep up.
   std::uint32_t maxSliceFrames = 0;  ///< Length of the longest slice so far, in frames; 0 before the first slice.
+};
+
+/// A side of the audio hardware.
+enum class AudioSide { input, output };
+
+/// An input or an output that the device can use.
+struct AudioEndpoint {
+  std::string name;         ///< Unique among the inputs or outputs; selects the endpoint.
+  std::string description;  ///< Human-readable; not necessarily unique.
+  std::uint32_t channelCount = 0;
+  double sampleRate = 0;   ///< Hertz.
+  bool isDefault = false;  ///< Whether this endpoint is used if no other is selected.
 };
 
 /// The report service for the audio device: returns its formats, the counts of the run, and why the device ended.
@@ -44,6 +58,13 @@ class ORVANE_EXPORT DeviceReport {
   /// Returns the device's usual number of frames per slice; individual slices may be shorter or longer. Returns 0
   /// without a device.
   virtual std::uint32_t sliceFrames() const = 0;
+
+  /// Returns the inputs or outputs that are available now; empty without a device.
+  virtual std::vector<AudioEndpoint> endpoints(AudioSide side) const = 0;
+  /// Returns the reason if it is known that no run can start: `noDevice` (no device, or the selected input or output
+  /// does not exist), `serverLost` (the sound server cannot be reached), `stalled` (it does not run) or what the device
+  /// failed with. Otherwise nothing.
+  virtual std::optional<Failure> whyUnavailable() const = 0;
 
   /// Returns the counts so far. The fields are read one after the other, so while the device is running they may belong
   /// to different slices.

@@ -18,8 +18,12 @@ ORVANE_EXPORT std::vector<std::string> knownHosts();
 ORVANE_EXPORT std::vector<std::string> availableHosts();
 
 /// Creates the host called `name` without putting it in use (see `use`). `options` depend on the host; those of
-/// "simulated" are described at `makeSimulatedHost`. Throws `PlatformException` for an unknown or unavailable name,
-/// listing the available names, and for invalid options.
+/// "simulated" are described at `makeSimulatedHost`. "pipewire", the sound server, takes `KEY=VALUE[,KEY=VALUE…]` with
+/// the keys `input` and `output` (the name or a unique description of an endpoint, see `DeviceReport::endpoints`, or
+/// `none`; `\,` and `\\` stand for a comma and a backslash), `rate` (hertz, 1 to 768000) and `slice` (frames, 1 to
+/// 8192), both as requests to the server. A server that cannot be reached is not an error here: the host then has no
+/// device, and `DeviceReport::whyUnavailable` returns the reason. Throws `PlatformException` for an unknown or
+/// unavailable name, listing the available names, and for invalid options.
 ORVANE_EXPORT Platform makeHost(std::string_view name, std::string_view options = {});
 
 /// Creates a host with a simulated audio device without putting it in use (see `use`). `options` has the form

@@ -9,8 +9,8 @@
 
 namespace orvane {
 
-/// Returns the role (service of the host) to which `role`, a member of `services`, points. If it is null, raises "NAME
-/// is not available on this host".
+/// Returns the service to which the pointer `role` of `services` points. If this pointer is null, raises "NAME is not
+/// available on this host", where NAME is the name of the service.
 template <typename Role>
 Role& requiredRole(const platform::Platform& services, const std::shared_ptr<Role>& role, const char* name) {
   if (!role) raiseOn(services, std::string(name) + " is not available on this host");

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <string>
+#include <vector>
 
 #include "platform/Clock.h"
 #include "platform/DeviceReport.h"
@@ -33,6 +35,20 @@ struct DeviceFormat {
   bool operator==(const DeviceFormat&) const = default;
 };
 
+/// The session of a client, for devices that pass it on to a sound server.
+struct SessionLabels {
+  std::uint32_t identifier = 0;
+  std::string category;       ///< `platform::category`.
+  std::string mode;           ///< `platform::mode`.
+  std::uint64_t options = 0;  ///< Bits of `platform::session_option`.
+};
+
+/// Latency outside the slices, in hardware frames.
+struct DeviceLatency {
+  std::uint32_t input = 0;   ///< From the microphone to the slice.
+  std::uint32_t output = 0;  ///< From the slice to the speaker.
+};
+
 /// A slice: the block of input and output audio of one device callback. It has one plane (array) of 32-bit float
 /// samples for each channel of the format with which the device was started, aligned to `DeviceFormat::planeAlignment`.
 /// Valid during the callback.
@@ -42,6 +58,7 @@ struct DeviceSlice {
   std::uint32_t frames = 0;         ///< 1 to `DeviceFormat::maxSliceFrames`.
   std::span<const float* const> inputs;
   std::span<float* const> outputs;  ///< Uninitialised; the callback fills them.
+  bool hasGap = false;              ///< Audio was lost inside this slice or on its way out; counts as a discontinuity.
 };
 
 /// The receiver of a device's slices and events; implemented by the host. `deviceSlice` is called on the device's
@@ -65,15 +82,18 @@ class DeviceCallback {
   virtual void deviceChanged() = 0;
 };
 
-/// An audio device; implemented by a back end. `start`, `stop` and `useInput` must be called by one thread at a time
+/// An audio device; implemented by a back end. `start`, `stop` and `useSides` must be called by one thread at a time
 /// and never on the device callback; the other operations are thread-safe. Not real-time safe.
 class AudioDevice {
  public:
   virtual ~AudioDevice() = default;
 
+  /// Returns whether the device exists now. The unit service does not find an absent device; it may appear later.
+  virtual bool isPresent() const { return true; }
   /// Returns the format. From start to stop it changes only if the device also calls `DeviceCallback::deviceChanged`.
   virtual DeviceFormat format() const = 0;
-  /// Returns the reason why the device cannot be started (`deviceLost`, `serverLost`, `invalidFile` or `ioFailure`), or
+  /// Returns the reason why the device cannot be started (`noDevice`, `deviceLost`, `serverLost`, `stalled`,
+  /// `invalidFile` or `ioFailure`), or
   /// `std::nullopt` if no reason is known.
   virtual std::optional<platform::Failure> whyUnavailable() const = 0;
 
@@ -85,9 +105,19 @@ class AudioDevice {
   /// nothing if the device is not running.
   virtual void stop() = 0;
 
-  /// Sets whether any client uses the input; the default is false. May be called before the start and while the device
-  /// is running. A device that loses its input fails if the input is used, and otherwise continues with silent input.
-  virtual void useInput(bool taken) = 0;
+  /// Sets which sides any client uses; the default is none. May be called before the start and while the device is
+  /// running. A device that loses its input fails if the input is used, and otherwise continues with silent input.
+  virtual void useSides(bool input, bool output) = 0;
+
+  /// Returns the latency that the hardware reports while the device is running; 0 by default. Thread-safe.
+  virtual DeviceLatency latency() const { return {}; }
+
+  /// Sets the session of the first client that is bound to one; nothing if no client is. Called before each start. Does
+  /// nothing by default.
+  virtual void setSession(const std::optional<SessionLabels>& session) { static_cast<void>(session); }
+
+  /// Returns the inputs or outputs that the device can use.
+  virtual std::vector<platform::AudioEndpoint> endpoints(platform::AudioSide side) const = 0;
 };
 
 }  // namespace orvane::backend

@@ -11,6 +11,7 @@
 #include "platform/Hosts.h"
 #include "platform/Platform.h"
 #include "platform/root/HostRegistry.h"
+#include "platform/root/ModuleHost.h"
 #include "platform/simulated/SimulatedHost.h"
 
 namespace orvane::platform {
@@ -33,9 +34,9 @@ InUse& inUse() {
 root::HostRegistry& registry() {
   static root::HostRegistry& instance = *[] {
     auto* const hosts = new root::HostRegistry();
-    // This build has no client for the sound server. Its name is registered, so that it is reported as unavailable, not
-    // as unknown.
-    hosts->add({"pipewire", [] { return false; }, {}});
+    // The name is registered without the module as well, so that it is reported as unavailable, not as unknown.
+    hosts->add({"pipewire", [] { return root::hasModule("pipewire"); },
+                [](std::string_view options) { return root::makeModuleHost("pipewire", options); }});
     hosts->add({"simulated", [] { return true; }, simulated::makeSimulatedHost});
     return hosts;
   }();

@@ -23,7 +23,8 @@ void print(const char* name, int number, const std::vector<std::uint64_t>& bits)
   std::printf("\n");
 }
 
-/// Blocks for one channel or several at once, which one processor takes in wider registers than another.
+/// Prints the levels of random blocks for one channel and for several channels in lockstep. The registers for the
+/// channels in lockstep are wider on some processors, and the output must not depend on that.
 void dumpLevels(Random& random) {
   constexpr int maxChannels = 19, maxFrames = 300;
   alignas(16) static float floats[maxChannels][maxFrames + 4];

@@ -7,6 +7,7 @@
 
 #include "iounit/OVIOUnit.h"
 #include "iounit/dsp/SineWaveGenerator.h"
+#include "platform/Hosts.h"
 #include "platform/Platform.h"
 #include "platform/PlatformException.h"
 #include "platform/PlatformSession.h"
@@ -61,7 +62,7 @@ bool makesATone() {
 }  // namespace
 
 int main() {
-  Platform platform = current();
+  Platform platform = orvane::platform::makeSimulatedHost();
   platform.sessions = std::make_shared<RefusingSessions>();
   use(platform);
   // The library casts the session's object to a platform session before it asks for the identifier, which is unknown.

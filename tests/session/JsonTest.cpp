@@ -77,7 +77,8 @@ std::string outcome(Conversion convert) try {
   return typeid(failure).name();
 }
 
-/// Makes the comma the process's decimal point, by a locale built for it: none needs to be installed.
+/// Makes the process use a comma as its decimal point. Compiles a locale for this in `folder`, so that no such locale
+/// has to be installed.
 void useADecimalComma(const std::string& folder) {
   const std::string build = "cd " + folder + R"( && {
     printf 'LC_NUMERIC\ndecimal_point ","\nthousands_sep ""\nEND LC_NUMERIC\n' >source

@@ -32,7 +32,8 @@ struct ScriptedDevice {
       return failure;
     }
     void stop() override { mState->callback = nullptr; }
-    void useInput(bool taken) override { mState->inputTaken = taken; }
+    void useSides(bool input, bool) override { mState->inputTaken = input; }
+    std::vector<platform::AudioEndpoint> endpoints(platform::AudioSide) const override { return {}; }
 
    private:
     const std::shared_ptr<State> mState;

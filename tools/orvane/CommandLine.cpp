@@ -7,9 +7,11 @@
 #include <span>
 #include <string_view>
 
+#include "platform/NumberText.h"
 #include "tools/orvane/DeviceCommand.h"
 #include "tools/orvane/ExitStatus.h"
 #include "tools/orvane/HelpFormatter.h"
+#include "tools/orvane/Numbers.h"
 #include "tools/orvane/RunCommand.h"
 #include "tools/orvane/SessionCommand.h"
 #include "version.h"
@@ -42,6 +44,8 @@ constexpr char footer[] =
     "  orvane meter --simulate mic=tone:440:0.5 --seconds 3\n"
     "  orvane record voice.wav --simulate mic=/usr/share/sounds/alsa/Front_Center.wav";
 
+constexpr const char* globalOptions[] = {"--simulate", "--host", "--input", "--output", "--rate", "--slice"};
+
 }  // namespace
 
 CommandLine::CommandLine() : mApp(std::make_unique<CLI::App>(description, "orvane")) {
@@ -53,6 +57,17 @@ CommandLine::CommandLine() : mApp(std::make_unique<CLI::App>(description, "orvan
   mApp->add_option("--simulate", mSimulate, "Use a simulated device with these settings (see below)")
       ->type_name("KEY=VALUE[,...]");
   mApp->add_option("--host", mHost, "Host whose audio services to use")->type_name("simulated|pipewire");
+  const auto isName = [](const std::string& name) {
+    return name.empty() ? "the name is empty; it takes a name from 'device --list', or none" : std::string();
+  };
+  mApp->add_option("--input", mInput, "Input of the sound server to use, by name or description (see 'device --list')")
+      ->type_name("NODE|none")
+      ->check(isName);
+  mApp->add_option("--output", mOutput, "Output of the sound server to use")->type_name("NODE|none")->check(isName);
+  addNumber(*mApp, {"--rate", "HZ", 1, 768000, "whole hertz, from 1 to 768000", true}, mRate,
+            "Sample rate to ask of the sound server");
+  addNumber(*mApp, {"--slice", "FRAMES", 1, 8192, "whole frames, from 1 to 8192", true}, mSlice,
+            "Frames per slice to ask of the sound server");
   mApp->add_flag("--json", mJson, "Print one JSON object at the end, also after a failure");
   mApp->add_flag("--verbose", mVerbose,
                  "Show every line of the platform log (default: errors that the reported failure does not cover)");
@@ -91,6 +106,22 @@ void CommandLine::recoverGlobalOptions(std::span<const char* const> arguments) {
   recover("--simulate", mSimulate);
 }
 
+std::string CommandLine::deviceOptions() const {
+  std::string options;
+  const auto add = [&options](const char* key, const std::string& value) {
+    options += (options.empty() ? "" : ",") + std::string(key) + "=";
+    for (const char character : value) {
+      if (character == ',' || character == '\\') options += '\\';
+      options += character;
+    }
+  };
+  if (mInput) add("input", *mInput);
+  if (mOutput) add("output", *mOutput);
+  if (mRate) add("rate", platform::numberText(*mRate));
+  if (mSlice) add("slice", platform::numberText(*mSlice));
+  return options;
+}
+
 Command* CommandLine::command() const {
   const auto chosen = std::ranges::find_if(mCommands, [](const auto& command) { return command->wasChosen(); });
   return chosen == mCommands.end() ? nullptr : chosen->get();
@@ -114,8 +145,9 @@ std::string CommandLine::explain(const CLI::ParseError& error, std::span<const c
     }
   }
   // Global options are listed only in the tool's own help.
-  const bool isGlobal = chosen == nullptr || text.find("for 'orvane'") != std::string::npos ||
-                        text.starts_with("--simulate") || text.starts_with("--host");
+  const auto names = [&text](const char* option) { return text.starts_with(option); };
+  const bool isGlobal =
+      chosen == nullptr || text.find("for 'orvane'") != std::string::npos || std::ranges::any_of(globalOptions, names);
   return text + " (see 'orvane " + (isGlobal ? "" : chosen->name() + " ") + "--help')";
 }
 

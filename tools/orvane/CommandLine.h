@@ -30,6 +30,8 @@ class CommandLine {
 
   const std::optional<std::string>& host() const { return mHost; }
   const std::optional<std::string>& simulate() const { return mSimulate; }
+  /// The options of a sound server's host, which choose its inputs, outputs and format; empty if none was given.
+  std::string deviceOptions() const;
   bool json() const { return mJson; }
   bool verbose() const { return mVerbose; }
   /// Returns the command on the command line, or null if there is none. Valid even after a usage error.
@@ -49,6 +51,10 @@ class CommandLine {
   std::vector<std::unique_ptr<Command>> mCommands;
   std::optional<std::string> mHost;
   std::optional<std::string> mSimulate;
+  std::optional<std::string> mInput;
+  std::optional<std::string> mOutput;
+  std::optional<double> mRate;
+  std::optional<double> mSlice;
   bool mJson = false;
   bool mVerbose = false;
 };

@@ -15,6 +15,7 @@ class DeviceCommand final : public Command {
 
  private:
   UnitOptions mUnit;
+  bool mList = false;
 };
 
 }  // namespace orvane::tool

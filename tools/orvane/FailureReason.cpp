@@ -70,11 +70,18 @@ FailureReason failureBehind(const platform::Platform& host) {
   return reason;
 }
 
+Outcome unavailable(const platform::Failure& why) {
+  const bool isServer = why.status == platform::status::serverLost;
+  return failed(ExitStatus::unavailable, why.reason + (isServer ? "; --simulate works without a sound server" : ""),
+                why.status);
+}
+
 Outcome refused(const platform::Platform& host, const FailureReason& thrown) {
   const auto device = host.deviceReport->deviceFailure();
-  if (device && host.deviceReport->runCount().frames == 0) {
-    return failed(ExitStatus::unavailable, device->reason, device->status);
-  }
+  if (device && host.deviceReport->runCount().frames == 0) return unavailable(*device);
+  const platform::Status status = thrown.status.value_or(platform::status::success);
+  const bool isUnreachable = status == platform::status::serverLost || status == platform::status::stalled;
+  if (isUnreachable && host.deviceReport->runCount().frames == 0) return unavailable({status, thrown.text});
   FailureReason reason = failureBehind(host);
   append(reason, "; then ", thrown);
   return failed(ExitStatus::failed, reason.text, reason.status);

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 
+#include "platform/Failure.h"
 #include "platform/Platform.h"
 #include "platform/Status.h"
 #include "tools/orvane/Command.h"
@@ -25,6 +26,9 @@ FailureReason reasonOf(const Invocation& invocation, const std::string& thrown);
 /// Returns a failure of the device or of a file that was not reported by an exception; the text is empty if there was
 /// no such failure.
 FailureReason failureBehind(const platform::Platform& host);
+
+/// Returns the outcome of a command that found no device, for the reason `why`.
+Outcome unavailable(const platform::Failure& why);
 
 /// Returns the outcome of a command that ended with an exception for the reason `thrown`. The exit status is
 /// `unavailable` if the device was gone before the first frame, otherwise `failed`.

@@ -150,7 +150,8 @@ constexpr RunKind kinds[] = {
      .description = "Pass the audio input to the output",
      .footer = "Ends when --seconds have passed, at the end of the input, or with Ctrl-C.\n"
                "If input and output differ in their number of channels, the smaller number is passed. With --json, "
-               "latencyFrames is the latency in hardware frames that the unit adds between input and output.\n\n"
+               "latencyFrames is the latency in hardware frames from the input to the output: the unit's and what the "
+               "hardware reports.\n\n"
                "Example:\n"
                "  orvane --simulate mic=tone:440:0.5,speaker=a.wav playthru --seconds 2",
      .usesInput = true,

@@ -68,7 +68,7 @@ void sayWhatRan(const platform::Platform& host, const ClientSide& client, bool j
 Value describeRun(const platform::Platform& host, const UnitRun& run, const ClientSide& client) {
   const platform::DeviceReport& report = *host.deviceReport;
   const platform::RunCount count = report.runCount();
-  const double rate = deviceRate(report, run);
+  const double rate = count.sampleRate;
   Value object = Value::dictionary({{"seconds", rate > 0 ? static_cast<double>(count.frames) / rate : 0.0},
                                     {"frames", count.frames},
                                     {"slice", count.maxSliceFrames},

@@ -21,7 +21,8 @@ std::function<void(OVSession&)> categoryOptionStep(const std::string& text) {
   const std::string state = equals == std::string::npos ? "" : text.substr(equals + 1);
   std::string known;
   for (const CategoryOption& option : categoryOptions) {
-    known += (known.empty() ? "" : ", ") + std::string(option.name);
+    if (!known.empty()) known += ", ";
+    known += option.name;
     if (option.name != name) continue;
     if (state != "on" && state != "off") refuse("it takes " + name + "=on or " + name + "=off");
     return [set = option.set, isOn = state == "on"](OVSession& session) { (session.*set)(isOn); };

@@ -33,13 +33,15 @@ platform::StreamFormat hardwareFormat(const platform::DeviceReport& report, Side
   return side == Side::input ? report.hardwareInput() : report.hardwareOutput();
 }
 
-/// Returns a message if the run needs a side (input or output) that the hardware does not have; otherwise
-/// `std::nullopt`.
-std::optional<std::string> lackingSide(const platform::DeviceReport& report, const UnitRun& run) {
+/// Returns the outcome of the command if the run needs a side (input or output) that the hardware does not have;
+/// otherwise `std::nullopt`.
+std::optional<Outcome> lackingSide(const platform::DeviceReport& report, const UnitRun& run) {
   for (const Side side : {Side::input, Side::output}) {
     const bool isNeeded = side == Side::input ? run.input : run.output;
     if (isNeeded && hardwareFormat(report, side).channelCount() == 0) {
-      return "the " + report.hostName() + " host has no audio " + key(side);
+      const auto why = report.whyUnavailable();
+      if (why) return unavailable(*why);
+      return failed(ExitStatus::unavailable, "the " + report.hostName() + " host has no audio " + key(side));
     }
   }
   return std::nullopt;
@@ -52,6 +54,12 @@ std::uint64_t framesIn(double seconds, double rate) {
   const double nearest = std::round(frames);
   const double error = frames * 4 * std::numeric_limits<double>::epsilon();
   return static_cast<std::uint64_t>(std::abs(frames - nearest) <= error ? nearest : std::ceil(frames));
+}
+
+/// Returns the hardware's sample rate in hertz, which converts between frames and device time. Both sides of the
+/// hardware have the same rate.
+double deviceRate(const platform::DeviceReport& report, const UnitRun& run) {
+  return hardwareFormat(report, run.input ? Side::input : Side::output).sampleRate();
 }
 
 void limitRun(const platform::Platform& host, const UnitRun& run) {
@@ -109,18 +117,13 @@ Outcome perform(const Invocation& invocation, const UnitRun& run, const UnitOpti
 
 }  // namespace
 
-double deviceRate(const platform::DeviceReport& report, const UnitRun& run) {
-  return hardwareFormat(report, run.input ? Side::input : Side::output).sampleRate();
-}
-
 Outcome runUnit(const Invocation& invocation, const UnitRun& run, const UnitOptions& options,
                 std::shared_ptr<OVIOUnit> unit) {
   const platform::Platform& host = invocation.host;
   const OutputTerminal terminal;
   ClientSide client;
-  const auto lacking = lackingSide(*host.deviceReport, run);
-  Outcome outcome =
-      lacking ? failed(ExitStatus::unavailable, *lacking) : perform(invocation, run, options, std::move(unit), client);
+  auto lacking = lackingSide(*host.deviceReport, run);
+  Outcome outcome = lacking ? *std::move(lacking) : perform(invocation, run, options, std::move(unit), client);
   // The meter's bars redraw one line of the terminal, so this line must be ended before the next message.
   if (run.classPrints && host.deviceReport->runCount().frames > 0) terminal.endLine();
   sayWhatRan(host, client, invocation.json);

@@ -32,10 +32,6 @@ struct UnitRun {
   std::optional<double> seconds;
 };
 
-/// Returns the hardware's sample rate in hertz, which converts between frames and device time. Both sides of the
-/// hardware have the same rate.
-double deviceRate(const platform::DeviceReport& report, const UnitRun& run);
-
 /// Runs the unit to completion: applies `options`, starts the unit, waits for the end of the run, stops and releases
 /// the unit, and returns the outcome. Prints on standard error what the run does (if this is a terminal and the run
 /// prints nothing else) and what was recorded. An exception of the library becomes the outcome's failure. `unit` must

@@ -45,6 +45,11 @@ std::string chooseHost(const CommandLine& line) {
   if (host != simulated && line.simulate()) {
     throw ToolError(ExitStatus::usageError, "--simulate sets up the simulated host and excludes --host " + host);
   }
+  if (host == simulated && !line.deviceOptions().empty()) {
+    throw ToolError(ExitStatus::usageError,
+                    "--input, --output, --rate and --slice ask for a device of the sound server; use the keys of "
+                    "--simulate for the simulated one");
+  }
   if (std::ranges::find(available, host) == available.end()) {
     throw ToolError(ExitStatus::unavailable, "this build has no " + host + " host; it has --host " + available.front());
   }
@@ -52,7 +57,14 @@ std::string chooseHost(const CommandLine& line) {
 }
 
 void useHost(const CommandLine& line) {
-  if (chooseHost(line) != simulated) return;
+  const std::string host = chooseHost(line);
+  if (host != simulated) {
+    try {
+      return platform::use(platform::makeHost(host, line.deviceOptions()));
+    } catch (const platform::PlatformException& refusal) {
+      throw ToolError(ExitStatus::unavailable, refusal.reason());
+    }
+  }
   if (!line.host() && !line.simulate()) {
     say("built without a sound server: using the simulated device, as --simulate would");
   }

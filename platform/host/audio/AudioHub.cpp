@@ -61,15 +61,25 @@ DeviceFormat AudioHub::format() const {
   return mRunningFormat ? *mRunningFormat : mDevice->format();
 }
 
+std::optional<Failure> AudioHub::whyUnavailable() const {
+  return mDevice ? mDevice->whyUnavailable() : Failure{status::noDevice, "there is no audio device"};
+}
+
+std::vector<platform::AudioEndpoint> AudioHub::endpoints(platform::AudioSide side) const {
+  return mDevice ? mDevice->endpoints(side) : std::vector<platform::AudioEndpoint>();
+}
+
 std::optional<Failure> AudioHub::checkAvailable() {
-  if (!mDevice) return Failure{status::noDevice, "there is no audio device"};
-  auto failure = mDevice->whyUnavailable();
+  auto failure = whyUnavailable();
   if (failure) mContext->runEnd.set(DeviceEnd::failed, failure);
   return failure;
 }
 
 platform::RunCount AudioHub::runCount() const {
-  return {.frames = mFrames, .discontinuities = mDiscontinuities, .maxSliceFrames = mMaxSliceFrames};
+  return {.frames = mFrames.frames(),
+          .sampleRate = mFrames.rate(),
+          .discontinuities = mDiscontinuities,
+          .maxSliceFrames = mMaxSliceFrames};
 }
 
 bool AudioHub::isOver() const {
@@ -99,7 +109,7 @@ std::optional<Failure> AudioHub::add(HubClient& client) {
   }
   auto clients = std::make_unique<Clients>(*mClients);
   clients->push_back(&client);
-  useInputOf(*clients);
+  useSidesOf(*clients);
   awaitUnread(publish(std::move(clients)));
   // The run may have ended before the callback read the new list. In this case start the device again, as if `add` had
   // been called after the end.
@@ -108,7 +118,7 @@ std::optional<Failure> AudioHub::add(HubClient& client) {
   auto failure = startDevice();
   if (failure) {
     auto others = without(client);
-    useInputOf(*others);
+    useSidesOf(*others);
     awaitUnread(publish(std::move(others)));
   }
   return failure;
@@ -121,7 +131,7 @@ void AudioHub::remove(HubClient& client) {
   // Stop the device before removing its last client, so that no slice runs without clients.
   if (mClients->size() == 1) stopDevice();
   auto others = without(client);
-  useInputOf(*others);
+  useSidesOf(*others);
   awaitUnread(publish(std::move(others)));
 }
 
@@ -130,7 +140,7 @@ void AudioHub::removeSoon(HubClient& client, std::function<void()> done) {
     if (std::ranges::find(*mClients, &client) == mClients->end()) return mWorker->post(done);
     if (mClients->size() == 1 && mClients->front() == &client) stopDevice();
     auto others = without(client);
-    useInputOf(*others);
+    useSidesOf(*others);
     releaseSoon(publish(std::move(others)), done);
   });
 }
@@ -166,6 +176,8 @@ std::optional<Failure> AudioHub::startInFormat() {
     const std::lock_guard lock(mFormatMutex);
     mRunningFormat = mFormat;
   }
+  labelDevice();
+  mFrames.setRate(mFormat.sampleRate);
   mStarted = true;
   mStallWatch.prepare();
   auto failure = mDevice->start(*this);
@@ -179,6 +191,14 @@ std::optional<Failure> AudioHub::startInFormat() {
   return std::nullopt;
 }
 
+/// Hands the device the session of the first client that has one.
+void AudioHub::labelDevice() {
+  for (const HubClient* client : *mClients) {
+    if (auto session = client->session()) return mDevice->setSession(session);
+  }
+  mDevice->setSession(std::nullopt);
+}
+
 void AudioHub::stopDevice() {
   mStallWatch.end();
   if (mDevice) mDevice->stop();
@@ -187,8 +207,9 @@ void AudioHub::stopDevice() {
   mRunningFormat.reset();
 }
 
-void AudioHub::useInputOf(const Clients& clients) {
-  mDevice->useInput(std::ranges::any_of(clients, [](const HubClient* client) { return client->takesInput(); }));
+void AudioHub::useSidesOf(const Clients& clients) {
+  mDevice->useSides(std::ranges::any_of(clients, [](const HubClient* client) { return client->takesInput(); }),
+                    std::ranges::any_of(clients, [](const HubClient* client) { return client->givesOutput(); }));
 }
 
 // ---- the list of clients
@@ -240,22 +261,22 @@ std::uint32_t AudioHub::takePart(const DeviceSlice& slice) {
   std::uint32_t taken = 0;
   if (!isOver()) {
     const std::uint64_t limit = mFrameLimit;
-    const std::uint64_t left = limit == 0 ? slice.frames : limit - std::min<std::uint64_t>(limit, mFrames);
+    const std::uint64_t left = limit == 0 ? slice.frames : mFrames.left(limit);
     taken = static_cast<std::uint32_t>(std::min<std::uint64_t>(slice.frames, left));
   }
   if (taken > 0) {
-    if (slice.missingFrames > 0) ++mDiscontinuities;
+    if (slice.missingFrames > 0 || slice.hasGap) ++mDiscontinuities;
     mPosition += slice.missingFrames;
     OutputMix mix(slice.outputs, taken);
     callClients({slice.time, mPosition, taken, slice.inputs}, mix);
     mix.finish();
     mPosition += taken;
-    // These counters are written on this thread only, so no read-modify-write instruction is needed.
-    mFrames.store(mFrames.load(std::memory_order_relaxed) + taken, std::memory_order_relaxed);
+    mFrames.add(taken);
     if (taken > mMaxSliceFrames.load(std::memory_order_relaxed)) mMaxSliceFrames = taken;
   }
   for (float* output : slice.outputs) std::fill(output + taken, output + slice.frames, 0.0F);
-  if (const std::uint64_t limit = mFrameLimit; limit > 0 && mFrames >= limit) endOnCallback(DeviceEnd::frameLimit);
+  if (const std::uint64_t limit = mFrameLimit; limit > 0 && mFrames.frames() >= limit)
+    endOnCallback(DeviceEnd::frameLimit);
   return taken;
 }
 

@@ -17,6 +17,7 @@
 #include "platform/Worker.h"
 #include "platform/backend/AudioDevice.h"
 #include "platform/host/HostContext.h"
+#include "platform/host/audio/FrameCount.h"
 #include "platform/host/audio/HubClient.h"
 #include "platform/host/audio/OutputMix.h"
 #include "platform/host/audio/StallWatch.h"
@@ -37,7 +38,14 @@ class AudioHub final : private backend::DeviceCallback {
   /// Stops the device if it is running.
   ~AudioHub() override;
 
-  bool hasDevice() const { return mDevice != nullptr; }
+  /// Returns whether there is an audio device now.
+  bool hasDevice() const { return mDevice != nullptr && mDevice->isPresent(); }
+  /// Returns the reason why there is no device or why it cannot be started, or `std::nullopt` if no reason is known.
+  std::optional<platform::Failure> whyUnavailable() const;
+  /// Returns the inputs or outputs that the device can use; empty without a device.
+  std::vector<platform::AudioEndpoint> endpoints(platform::AudioSide side) const;
+  /// Returns the latency that the hardware reports, in frames; 0 without a device.
+  backend::DeviceLatency latency() const { return mDevice ? mDevice->latency() : backend::DeviceLatency{}; }
   /// Returns the format in which the device is running or, if stopped, would be started. Without a device all fields
   /// are 0.
   backend::DeviceFormat format() const;
@@ -87,9 +95,10 @@ class AudioHub final : private backend::DeviceCallback {
   void forbidHere(const char* what) const;
   std::optional<platform::Failure> startDevice();
   std::optional<platform::Failure> startInFormat();
+  void labelDevice();
   void stopDevice();
   void withControlSoon(std::function<void()> work);
-  void useInputOf(const Clients& clients);
+  void useSidesOf(const Clients& clients);
   std::unique_ptr<const Clients> publish(std::unique_ptr<const Clients> clients);
   std::unique_ptr<const Clients> without(const HubClient& client) const;
   void awaitUnread(std::unique_ptr<const Clients> old);
@@ -118,7 +127,7 @@ class AudioHub final : private backend::DeviceCallback {
 
   std::atomic<std::uint64_t> mDeviceStarts = 0;
   std::atomic<std::uint64_t> mFrameLimit = 0;
-  std::atomic<std::uint64_t> mFrames = 0;
+  FrameCount mFrames;
   std::atomic<std::uint64_t> mDiscontinuities = 0;
   std::atomic<std::uint32_t> mMaxSliceFrames = 0;
   std::uint64_t mPosition = 0;  ///< Frames so far, including missing ones; used by the callback only.

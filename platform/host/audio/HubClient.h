@@ -30,6 +30,10 @@ class HubClient {
   virtual const char* deviceSlice(const HubSlice& slice, OutputMix& mix) = 0;
   /// Returns whether the client uses the input. Called whenever the list of clients changes.
   virtual bool takesInput() const { return true; }
+  /// Returns whether the client adds output. Called whenever the list of clients changes.
+  virtual bool givesOutput() const { return true; }
+  /// Returns the session that the client is bound to, or `std::nullopt`. Called before each start of the device.
+  virtual std::optional<backend::SessionLabels> session() const { return std::nullopt; }
   /// Prepares the client for `format`, which is the device's format from the next slice on. Called before each start of
   /// the device, before the client's first slice, and when the format changes; often the format is the one that the
   /// client already has. Called on the thread that controls the hub or on the hub's worker, never during a slice.

@@ -32,7 +32,7 @@ class OutputMix {
     }
   }
 
-  /// Fills the channels to which nothing was added with silence. Must be called once, after all calls of `add`.
+  /// Writes silence to each channel to which nothing was added. Must be called once, after all calls of `add`.
   void finish() {
     for (std::uint32_t channel = 0; channel < channels(); ++channel) {
       if (!mPlayed[channel]) std::fill_n(mOutputs[channel], mFrames, 0.0F);

@@ -32,6 +32,10 @@ class HostDeviceReport final : public platform::DeviceReport {
   platform::StreamFormat hardwareInput() const override { return mHub->format().inputFormat(); }
   platform::StreamFormat hardwareOutput() const override { return mHub->format().outputFormat(); }
   std::uint32_t sliceFrames() const override { return mHub->format().sliceFrames; }
+  std::vector<platform::AudioEndpoint> endpoints(platform::AudioSide side) const override {
+    return mHub->endpoints(side);
+  }
+  std::optional<platform::Failure> whyUnavailable() const override { return mHub->whyUnavailable(); }
   platform::RunCount runCount() const override;
   platform::DeviceEnd deviceEnd() const override { return mContext->runEnd.end(); }
   std::optional<platform::Failure> deviceFailure() const override { return mContext->runEnd.failure(); }

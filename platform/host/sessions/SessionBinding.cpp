@@ -18,6 +18,13 @@ platform::Status SessionBinding::bind(std::uint32_t identifier) {
   return status::success;
 }
 
+std::optional<backend::SessionLabels> SessionBinding::labels() const {
+  const std::lock_guard lock(mMutex);
+  if (!mSession) return std::nullopt;
+  return backend::SessionLabels{mSession->identifier(), mSession->category(), mSession->mode(),
+                                mSession->categoryOptions()};
+}
+
 std::optional<Failure> SessionBinding::whyNot(const backend::DeviceFormat& hardware, bool input, bool output,
                                               const std::string& call) const {
   const std::lock_guard lock(mMutex);

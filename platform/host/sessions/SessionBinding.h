@@ -26,6 +26,9 @@ class SessionBinding {
   /// returns `unknownSession`.
   platform::Status bind(std::uint32_t identifier);
 
+  /// Returns the settings of the session, or `std::nullopt` without a session.
+  std::optional<backend::SessionLabels> labels() const;
+
   /// Returns `std::nullopt` if the client may use the input (if `input` is true) and the output (if `output` is true).
   /// Otherwise returns a failure with the status `noDevice` if the hardware has no such side, or `noInput` or
   /// `noOutput` if the session's category has no such side; `call` becomes the failure's operation. Without a session

@@ -35,7 +35,8 @@ bool HostEventLoop::hasSignal() {
   return mSignal != 0;
 }
 
-/// If the current run is over, clears its end and returns its result; otherwise returns `std::nullopt`.
+/// If the current run is over, returns its result and forgets it, so that the next call does not return it again.
+/// Otherwise returns `std::nullopt`.
 std::optional<int> HostEventLoop::takeEnd() {
   const std::lock_guard lock(mMutex);
   if (mSignal == 0 && (!mStopAfter || mTaken < *mStopAfter)) return std::nullopt;

@@ -47,7 +47,11 @@ HostUnits::~HostUnits() {
 }
 
 platform::UnitComponent HostUnits::findComponent(const platform::UnitDescription& description) {
-  if (!mHub->hasDevice() || mContext->refusalOf(findComponentCall)) return platform::UnitComponent::none;
+  if (mContext->refusalOf(findComponentCall)) return platform::UnitComponent::none;
+  if (!mHub->hasDevice()) {
+    mHub->checkAvailable();  // Keeps the reason for whoever asks the device's report.
+    return platform::UnitComponent::none;
+  }
   const platform::UnitDescription ioUnit;
   const bool fits = description.type == ioUnit.type && description.subType == ioUnit.subType &&
                     description.manufacturer == ioUnit.manufacturer &&

@@ -122,6 +122,11 @@ std::optional<Failure> IoUnit::deviceChanged(const backend::DeviceFormat& format
   return makeEdges(format);
 }
 
+platform::UnitLatency IoUnit::latency() const {
+  const backend::DeviceLatency device = mHub->latency();
+  return {.input = mInputLatency + device.input, .output = mOutputLatency + device.output};
+}
+
 Status IoUnit::stop() {
   if (!mRunning) return status::success;
   mHub->remove(*this);

@@ -53,8 +53,9 @@ class IoUnit final : public HubClient {
   void setInputHandler(platform::InputHandler handler);
   void setOutputProvider(platform::OutputProvider provider);
 
-  /// Returns the latency determined by the last start, or 0 before the first start. Thread-safe.
-  platform::UnitLatency latency() const { return {.input = mInputLatency, .output = mOutputLatency}; }
+  /// Returns the latency determined by the last start (0 before the first start) plus that which the hardware reports.
+  /// Thread-safe.
+  platform::UnitLatency latency() const;
 
   /// Renders captured input into `list`, see `platform::RenderOperation`. Real-time safe.
   platform::Status render(std::uint32_t frames, std::int32_t bus, platform::RenderBufferList& list);
@@ -64,6 +65,8 @@ class IoUnit final : public HubClient {
 
   const char* deviceSlice(const HubSlice& slice, OutputMix& mix) override;
   bool takesInput() const override { return mInput != nullptr; }
+  bool givesOutput() const override { return mOutput != nullptr; }
+  std::optional<backend::SessionLabels> session() const override { return mSession.labels(); }
   std::optional<platform::Failure> deviceChanged(const backend::DeviceFormat& format) override;
   void handInput(platform::HostTime time);
   std::optional<platform::Failure> whyNotStart() const;

@@ -155,7 +155,7 @@ bool MicrophoneFile::fillBlock() {
   return mBlockEnd > 0;
 }
 
-/// Determines whether the block just read is the last one, and whether it ended with a failure.
+/// Given the number of frames just read, records whether the file has ended and whether it ended with a failure.
 void MicrophoneFile::checkBlock(sf_count_t count) {
   const auto fail = [this](platform::Status status, const std::string& trouble) {
     mEnded = true;

@@ -91,6 +91,17 @@ SimulatedDevice::~SimulatedDevice() {
   stop();
 }
 
+std::vector<platform::AudioEndpoint> SimulatedDevice::endpoints(platform::AudioSide side) const {
+  const bool isInput = side == platform::AudioSide::input;
+  const std::uint32_t channels = isInput ? mFormat.inputs : mFormat.outputs;
+  if (channels == 0) return {};
+  return {{.name = isInput ? "microphone" : "speaker",
+           .description = isInput ? "Simulated microphone" : "Simulated speaker",
+           .channelCount = channels,
+           .sampleRate = mFormat.sampleRate,
+           .isDefault = true}};
+}
+
 std::optional<Failure> SimulatedDevice::start(backend::DeviceCallback& callback) {
   if (mFormat.sampleRate <= 0) return Failure{status::noDevice, "the hardware reports no sample rate"};
   mFaults->deviceStarts();

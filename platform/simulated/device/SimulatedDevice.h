@@ -49,7 +49,8 @@ class SimulatedDevice final : public backend::AudioDevice {
   std::optional<platform::Failure> whyUnavailable() const override { return failure(); }
   std::optional<platform::Failure> start(backend::DeviceCallback& callback) override;
   void stop() override;
-  void useInput(bool taken) override { mInputTaken = taken; }
+  void useSides(bool input, bool) override { mInputTaken = input; }
+  std::vector<platform::AudioEndpoint> endpoints(platform::AudioSide side) const override;
 
  private:
   std::optional<platform::Failure> openSpeaker();

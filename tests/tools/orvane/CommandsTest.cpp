@@ -4,6 +4,15 @@
 namespace orvane::test {
 namespace {
 
+/// What a command without a sound server says.
+constexpr const char* noServer = ORVANE_HAS_PIPEWIRE ? "orvane: no sound server at /nonexistent/pipewire-0; "
+                                                     : "this build has no pipewire host; it has --host simulated";
+
+/// Runs the tool on the simulated host unless the arguments choose one.
+Ended runOnSimulated(const std::string& arguments) {
+  return runTool((arguments.find("--host") == std::string::npos ? "--host simulated " : "") + arguments);
+}
+
 TEST(Commands, EndWithTheStatusAndTheReason) {
   const TemporaryFolder folder;
   const std::string file = folder.file("untouched.wav");
@@ -40,7 +49,7 @@ TEST(Commands, EndWithTheStatusAndTheReason) {
       {2, tone + " --client-rate 0", {"--client-rate: 0 is out of range", "from 1 to 768000"}},
       {2, "record " + file + " --client-rate 22050.5", {"--client-rate: 22050.5", "whole hertz, from 1 to 768000"}},
       {2, "record", {"PATH is required", "'orvane record --help'"}},
-      {77, "--host pipewire device", {"this build has no pipewire host; it has --host simulated"}},
+      {77, "--host pipewire device", {noServer}},
       {77, "meter --simulate inputs=0", {"orvane: the simulated host has no audio input"}},
       {77, "tone --simulate outputs=0", {"orvane: the simulated host has no audio output"}},
       {1, "session --category playandrecord", {"setCategory failed: no category is named \"playandrecord\""}},
@@ -58,7 +67,7 @@ TEST(Commands, EndWithTheStatusAndTheReason) {
        "record " + file + " --simulate speaker=" + file,
        {notStarted + "start failed: -3", "being written as another file of"}}};
   for (const auto& [status, arguments, said] : cases) {
-    const Ended ended = runTool(arguments);
+    const Ended ended = runOnSimulated(arguments);
     EXPECT_EQ(ended, (Ended{status, "", ended.errors})) << arguments;
     EXPECT_TRUE(status != 2 || (ended.errors.starts_with("orvane: ") && !std::filesystem::exists(file))) << arguments;
     for (const std::string& words : said) EXPECT_THAT(ended.errors, HasSubstr(words)) << arguments;
@@ -97,7 +106,8 @@ TEST(Commands, ShowTheSessionAndTheHardware) {
     EXPECT_EQ(ended, (Ended{0, ended.output}));
     EXPECT_THAT(ended.output, HasSubstr(output)) << arguments;
   }
-  EXPECT_THAT(runTool("device").errors, HasSubstr("using the simulated device")) << "which nobody asked for";
+  // The simulated device never takes the place of a sound server that should be there.
+  EXPECT_THAT(runTool("device").errors, HasSubstr(ORVANE_HAS_PIPEWIRE ? noServer : "using the simulated device"));
   EXPECT_EQ(runFast("", "tone --unit rioc --seconds 0.01"), Ended{0});
 }
 
@@ -123,7 +133,7 @@ TEST(Commands, PrintOneObjectHoweverTheyEnd) {
        R"("command":"meter","host":"simulated","ended":"failed","error":"standard output could not be written",)"
        R"("seconds":1.0,"frames":48000,)"}};
   for (const auto& [arguments, status, members] : cases) {
-    const Ended ended = runTool(arguments);
+    const Ended ended = runOnSimulated(arguments);
     EXPECT_EQ(ended.status, status) << arguments;
     // The object is the last line, and the only thing on standard output where it goes there: bars stand alone on it.
     const bool toErrors = members.starts_with(R"("command":"meter")");

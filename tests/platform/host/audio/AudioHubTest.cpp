@@ -45,6 +45,25 @@ struct ScriptedRig : ScriptedDevice, UnitRig {
   explicit ScriptedRig(Pace pace = Pace::fast) : ScriptedDevice(pace), UnitRig(std::exchange(services, {})) {}
 };
 
+TEST(FrameCount, CountsTimeThroughChangesOfTheRate) {
+  host::FrameCount count;
+  count.setRate(48000);
+  count.add(24000);
+  count.setRate(44100);
+  EXPECT_EQ(count.left(48000), 22050U);
+  EXPECT_EQ(count.left(24001), 1U) << "rounded up";
+  count.add(22049);
+  EXPECT_EQ(count.frames(), 47998U);
+  EXPECT_EQ(count.left(48000), 1U);
+  count.add(1);
+  EXPECT_EQ(count.frames(), 48000U);
+  EXPECT_EQ(count.left(48000), 0U);
+  count.setRate(48000);
+  count.add(100);
+  EXPECT_EQ(count.left(48'000'000'000'000), 47'999'999'951'900U);
+  EXPECT_EQ(count.rate(), 48000);
+}
+
 TEST(AudioHub, MixesInOrderOfStartingAndIsSilentWhereNobodyPlays) {
   ScriptedRig rig;
   // Not associative in single precision: five is what it is only where the others have cancelled out before.

@@ -1,0 +1,134 @@
+// SPDX-License-Identifier: MIT
+
+// A process that uses the shared library on a private sound server, as a harness does.
+
+#include <dlfcn.h>
+#include <sys/prctl.h>
+
+#include <algorithm>
+#include <chrono>
+
+#include "iounit/OVTestTone.h"
+#include "platform/DeviceReport.h"
+#include "platform/Hosts.h"
+#include "platform/Platform.h"
+#include "session/OVTException.h"
+#include "tests/platform/pipewire/PrivateServer.h"
+#include "tests/support/Test.h"
+#include "version.h"
+
+namespace orvane::test {
+namespace {
+
+using namespace std::chrono_literals;
+
+/// What a process could leak, here and in the server.
+struct Holdings {
+  std::ptrdiff_t descriptors = 0;
+  std::ptrdiff_t threads = 0;
+  std::ptrdiff_t objects = 0;  ///< Nodes, ports and links of the server.
+  bool operator==(const Holdings&) const = default;
+  friend std::ostream& operator<<(std::ostream& stream, const Holdings& holdings) {
+    return stream << holdings.descriptors << " descriptors, " << holdings.threads << " threads, " << holdings.objects
+                  << " objects";
+  }
+};
+
+Holdings holdings() {
+  const auto entries = [](const char* folder) {
+    return std::distance(std::filesystem::directory_iterator(folder), std::filesystem::directory_iterator());
+  };
+  const std::string objects = run("pw-cli ls").output;
+  return {entries("/proc/self/fd"), entries("/proc/self/task"), std::ranges::count(objects, '\n')};
+}
+
+/// Plays a tone for a moment. Returns whether frames were played.
+bool play() {
+  const auto report = platform::current().deviceReport;
+  const std::uint64_t before = report->runCount().frames;
+  const auto tone = OVTestTone::init();
+  tone->start();
+  const bool plays = await([&] { return report->runCount().frames > before; });
+  tone->stop();
+  return plays;
+}
+
+TEST(ServerProcess, LeaksNothingInManyStarts) {
+  const PrivateServer server;
+  platform::use(platform::makeHost("pipewire"));
+  ASSERT_TRUE(play());
+  const Holdings before = holdings();
+  for (int start = 0; start < 100; ++start) ASSERT_TRUE(play()) << "start " << start;
+  await([&] { return holdings() == before; });
+  EXPECT_EQ(holdings(), before);
+  platform::use(platform::makeSimulatedHost());
+}
+
+TEST(ServerProcess, FindsTheServerAgainAfterEachRestart) {
+  PrivateServer server;
+  platform::use(platform::makeHost("pipewire"));
+  ASSERT_TRUE(play());
+  const Holdings before = holdings();
+  const auto report = platform::current().deviceReport;
+  for (int restart = 0; restart < 20; ++restart) {
+    const auto tone = OVTestTone::init();
+    tone->start();
+    server.kill();
+    await([&] { return report->deviceEnd() == platform::DeviceEnd::failed; });
+    EXPECT_EQ(report->deviceFailure()->status, platform::status::serverLost);
+    EXPECT_THROW(OVTestTone::init()->start(), OVTException) << "there is no server";
+    tone->stop();
+    server.start();
+    ASSERT_TRUE(play()) << "restart " << restart;
+  }
+  await([&] { return holdings() == before; });
+  EXPECT_EQ(holdings(), before);
+  platform::use(platform::makeSimulatedHost());
+}
+
+TEST(ServerProcess, AnswersSeveralThreadsAtATime) {
+  for (int round = 0; round < 10; ++round) {
+    const PrivateServer server;
+    platform::use(platform::makeHost("pipewire"));
+    const auto report = platform::current().deviceReport;
+    std::atomic<int> answers = 0;
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) {
+      threads.emplace_back([&] {
+        if (!report->whyUnavailable() && report->hardwareOutput().channelCount() == 2) ++answers;
+      });
+    }
+    EXPECT_TRUE(play());
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(answers, 4);
+    platform::use(platform::makeSimulatedHost());
+  }
+}
+
+TEST(ServerProcess, RefusesALibraryOfAnotherVersion) {
+  void* const module = dlopen(ORVANE_PIPEWIRE_MODULE, RTLD_NOW | RTLD_LOCAL);
+  ASSERT_NE(module, nullptr) << dlerror();
+  const auto refuse = reinterpret_cast<const char* (*)(const char*)>(dlsym(module, "orvane_refuse_library"));
+  EXPECT_EQ(refuse(ORVANE_VERSION_STRING), nullptr);
+  EXPECT_STREQ(refuse("9.8.7"), "the sound server's module has version " ORVANE_VERSION_STRING
+                                ", the library has version 9.8.7; install both together");
+}
+
+TEST(ServerProcess, NamesAWrongOption) {
+  const auto reasonOf = [](const std::string& options) {
+    try {
+      platform::makeHost("pipewire", options);
+    } catch (const platform::PlatformException& refusal) {
+      return refusal.reason();
+    }
+    return std::string();
+  };
+  EXPECT_EQ(reasonOf("rate=fast"), "rate=fast: it takes a whole number from 1 to 768000");
+  EXPECT_EQ(reasonOf("slice=8193"), "slice=8193: it takes a whole number from 1 to 8192");
+  EXPECT_EQ(reasonOf("device=x"), "unknown key \"device\"; the keys are input, output, rate and slice");
+  EXPECT_EQ(reasonOf("input="), "input needs a value");
+  EXPECT_EQ(reasonOf("input=a\\,b,output=c\\\\d,rate=48000"), "");
+}
+
+}  // namespace
+}  // namespace orvane::test
