@@ -163,7 +163,7 @@ void processInt16(benchmark::State& state) {
   reportPerSample(state, samples.size());
 }
 
-/// Computes only the mean square and the peak of 16-bit samples, with the plainest implementation.
+/// Computes only the mean square and the peak of 16-bit samples, one sample at a time.
 void plainInt16(benchmark::State& state) {
   const std::vector<std::int16_t> samples = shortNoise(state);
   int meanSquare = 0;

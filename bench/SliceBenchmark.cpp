@@ -65,7 +65,7 @@ struct Rig {
   AlignedSamples played{channelCount, sliceFrames};
 };
 
-/// Does the work of a callback without output: fills every channel with silence.
+/// Measures the minimum work of a callback without clients that play: fills every output channel with silence.
 void plainSilence(benchmark::State& state) {
   Rig rig;
   for ([[maybe_unused]] auto _ : state) {
@@ -101,8 +101,8 @@ void unitWithInput(benchmark::State& state) {
   for ([[maybe_unused]] auto _ : state) rig.slice();
 }
 
-/// The baseline: does only what a callback must do if one client plays, which is to copy each channel of the client's
-/// output to the device's memory.
+/// Measures the baseline: copies each channel of a client's output to the device's memory, which is the minimum work of
+/// a callback if one client plays.
 void plainCopy(benchmark::State& state) {
   Rig rig;
   for ([[maybe_unused]] auto _ : state) {

@@ -49,8 +49,8 @@ void render(benchmark::State& state) {
   reportPerSample(state, samples.size());
 }
 
-/// Sets the frequencies and block lengths. The period of 377 Hz is 127.3 samples, which is less than 1 below a power of
-/// two, so its phases are counted period by period.
+/// Sets the frequencies and block lengths to measure. One period of 377 Hz has 127.3 samples, which is less than 1
+/// below a power of two, so its phases are counted period by period.
 void tones(benchmark::internal::Benchmark* benchmark) {
   benchmark->ArgNames({"hertz", "frames"})->ArgsProduct({{261, 377, 3000}, {64, 512, 4096}});
 }

@@ -15,8 +15,8 @@ inline void require(bool promise) {
   if (!promise) std::abort();
 }
 
-/// Checks that all parsed settings are in range and have the place where they were given. If the microphone is not a
-/// file, also checks that it can be created or is refused with an exception.
+/// Checks that all parsed settings are in range and record where they were given. If the microphone is not a file, also
+/// checks that it can be created or is refused with an exception.
 inline void checkSettings(const simulated::DeviceSettings& device) {
   using backend::DeviceFormat;
   const auto inRange = [](const auto& given, std::uint32_t min, std::uint32_t max) {

@@ -38,10 +38,11 @@ class ORVANE_EXPORT AORecord : public OVIOUnit {
   /// Returns the path given to `initWithFilePath`.
   const std::string& filePath() const { return _filePath; }
 
-  /// Get and set the sample rate of the file in hertz. 0, the default, means the hardware's rate. Any other rate must
-  /// be a whole number from 1 to 6144000 that is from 1/256 to 256 times the hardware's rate; this is checked by
-  /// `start`. The setter takes effect at the next `start`.
+  /// Returns the rate set by `setClientSampleRate`.
   double clientSampleRate() const { return _clientSampleRate; }
+  /// Sets the sample rate of the file in hertz. 0, the default, means the hardware's rate. Any other rate must be a
+  /// whole number from 1 to 6144000 that is from 1/256 to 256 times the hardware's rate; `start` checks this. Takes
+  /// effect at the next `start`.
   void setClientSampleRate(double clientSampleRate) { _clientSampleRate = clientSampleRate; }
 
   /// Creates the unit, with input enabled and output disabled. Raises the exceptions of `OVIOUnit::lazyInit`.

@@ -22,8 +22,8 @@ struct CapturedSlice {
 /// returns. Must be called inside an input handler. Real-time safe.
 ///
 /// If the render operation fails, prints "Error STATUS while rendering in PLACE" on standard error and aborts the
-/// process, because an input handler cannot report a failure, and the meter or recording would be wrong if it
-/// continued.
+/// process, because an input handler cannot report a failure, and a meter or recording that continued would give wrong
+/// results.
 void renderCapturedInput(const platform::RenderOperation& render, const CapturedSlice& slice, PX::BufferList& list,
                          std::string_view place);
 

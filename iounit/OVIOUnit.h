@@ -48,10 +48,11 @@ class ORVANE_EXPORT OVIOUnit : public OVSessionAssignable {
   OVIOUnit& operator=(const OVIOUnit&) = delete;
   ~OVIOUnit() override;
 
-  /// Get and set the sub-type of the unit to create, a text of exactly four bytes. `std::nullopt`, the default, means
-  /// "rioc"; for a text of any other length `lazyInit` logs a warning and also uses "rioc". Once the unit exists, the
-  /// setter has no effect and logs a warning.
+  /// Returns the sub-type set by `setComponentSubType`.
   const std::optional<std::string>& componentSubType() const { return _componentSubType; }
+  /// Sets the sub-type of the unit to create, a text of exactly four bytes. `std::nullopt`, the default, means "rioc";
+  /// for a text of any other length `lazyInit` logs a warning and also uses "rioc". Once the unit exists, this function
+  /// logs a warning and has no effect.
   void setComponentSubType(std::optional<std::string> componentSubType);
 
   /// Creates the unit and its wrapper; does nothing if the unit exists. Raises
@@ -97,22 +98,28 @@ class ORVANE_EXPORT OVIOUnit : public OVSessionAssignable {
   /// After an exception the previous session remains bound.
   void setSession(std::shared_ptr<OVSession> session) override;
 
-  /// Get and set a flag that is only stored for the caller and has no effect. The default is false.
+  /// Returns the flag set by `setDeviceUIDSelected`.
   bool deviceUIDSelected() const { return _deviceUIDSelected; }
+  /// Stores a flag for the caller. It has no effect. The default is false.
   void setDeviceUIDSelected(bool deviceUIDSelected) { _deviceUIDSelected = deviceUIDSelected; }
 
   // The formats are read from the unit at each call.
 
-  /// Return the formats of the input and output hardware. The channel count is 0 if the hardware has no such side.
+  /// Returns the format of the input hardware. The channel count is 0 if the hardware has no input.
   orvane::platform::StreamFormat inputHardwareFormat();
+  /// Returns the format of the output hardware. The channel count is 0 if the hardware has no output.
   orvane::platform::StreamFormat outputHardwareFormat();
-  /// Get and set the formats in which this object receives captured input and supplies output. The defaults are the
-  /// hardware's formats at the time when the unit was created. The accepted formats are described at
-  /// `platform::UnitBus::setFormat`. For any other format the setters raise "setInputClientFormat failed: REASON" or
-  /// "setOutputClientFormat failed: REASON" and change nothing.
+  /// Returns the format in which this object receives captured input. The default is the input hardware's format at
+  /// the time when the unit was created.
   orvane::platform::StreamFormat inputClientFormat();
+  /// Returns the format in which this object supplies output. The default is the output hardware's format at the time
+  /// when the unit was created.
   orvane::platform::StreamFormat outputClientFormat();
+  /// Sets the format in which this object receives captured input. `platform::UnitBus::setFormat` describes the
+  /// accepted formats. For any other format raises "setInputClientFormat failed: REASON" and changes nothing.
   void setInputClientFormat(const orvane::platform::StreamFormat& inputClientFormat);
+  /// Sets the format in which this object supplies output. `platform::UnitBus::setFormat` describes the accepted
+  /// formats. For any other format raises "setOutputClientFormat failed: REASON" and changes nothing.
   void setOutputClientFormat(const orvane::platform::StreamFormat& outputClientFormat);
 
  protected:

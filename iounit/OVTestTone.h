@@ -18,21 +18,25 @@ class ORVANE_EXPORT OVTestTone : public OVIOUnit {
   static std::shared_ptr<OVTestTone> init();
   ~OVTestTone() override;
 
-  /// Get and set the left channel's frequency in hertz. The default is 261.
+  /// Returns the left channel's frequency in hertz.
   double frequency() const { return _frequency; }
+  /// Sets the left channel's frequency in hertz. The default is 261.
   void setFrequency(double frequency) { _frequency = frequency; }
 
-  /// Get and set the linear peak amplitude of both channels; 1 is full scale. The default is 0.25.
+  /// Returns the linear peak amplitude of both channels; 1 is full scale.
   float amplitude() const { return _amplitude; }
+  /// Sets the linear peak amplitude of both channels; 1 is full scale. The default is 0.25.
   void setAmplitude(float amplitude) { _amplitude = amplitude; }
 
-  /// Get and set whether the right channel plays the same frequency as the left one. The default is false.
+  /// Returns whether the right channel plays the same frequency as the left one.
   bool monotone() const { return _monotone; }
+  /// Sets whether the right channel plays the same frequency as the left one. The default is false.
   void setMonotone(bool monotone) { _monotone = monotone; }
 
-  /// Get and set the sample rate, in hertz, at which the tone is rendered. 0, the default, means the hardware's rate.
-  /// Any other rate must be from 1/256 to 256 times the hardware's rate; this is checked by `start`.
+  /// Returns the rate set by `setClientSampleRate`.
   double clientSampleRate() const { return _clientSampleRate; }
+  /// Sets the sample rate, in hertz, at which the tone is rendered. 0, the default, means the hardware's rate. Any
+  /// other rate must be from 1/256 to 256 times the hardware's rate; `start` checks this.
   void setClientSampleRate(double clientSampleRate) { _clientSampleRate = clientSampleRate; }
 
   /// Starts the tone at the beginning of its period, stopping it first if it is playing. Sets a client format of two

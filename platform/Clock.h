@@ -11,7 +11,7 @@ namespace orvane::platform {
 using HostTime = std::chrono::nanoseconds;
 
 /// The host clock. It advances whether or not a device is running. All timeouts, stall limits and time stamps use it.
-/// At fast pace (simulated time, see `Scheduler`) it jumps from one task's due time to the next instead of following
+/// In simulated time ("fast pace", see `Scheduler`) it jumps from one task's due time to the next instead of following
 /// real time.
 class ORVANE_EXPORT Clock {
  public:

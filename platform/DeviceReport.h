@@ -20,8 +20,8 @@ enum class DeviceEnd {
   failed,      ///< The device failed; `DeviceReport::deviceFailure` has the reason.
 };
 
-/// Counts since the host was created, over all starts of the device. A slice is the block of frames of one device
-/// callback.
+/// The counts of a run: totals since the host was created, over all starts of the device. A slice is the block of
+/// frames of one device callback.
 struct RunCount {
   std::uint64_t frames = 0;  ///< Hardware frames delivered to clients.
   double sampleRate = 0;     ///< Hertz at which `frames` counts: that of the first start; 0 before the first start.
@@ -51,9 +51,11 @@ class ORVANE_EXPORT DeviceReport {
 
   /// Returns the host's name: "simulated" or "pipewire".
   virtual std::string hostName() const = 0;
-  /// Return the hardware's input and output format, in the form of `StreamFormat::standard`. The channel count is 0 if
-  /// the hardware has no such side or there is no device; the rate is 0 if the hardware reports none.
+  /// Returns the hardware's input format, in the form of `StreamFormat::standard`. The channel count is 0 if the
+  /// hardware has no input or there is no device; the rate is 0 if the hardware reports none.
   virtual StreamFormat hardwareInput() const = 0;
+  /// Returns the hardware's output format, in the form of `StreamFormat::standard`. The channel count is 0 if the
+  /// hardware has no output or there is no device; the rate is 0 if the hardware reports none.
   virtual StreamFormat hardwareOutput() const = 0;
   /// Returns the device's usual number of frames per slice; individual slices may be shorter or longer. Returns 0
   /// without a device.
@@ -61,9 +63,9 @@ class ORVANE_EXPORT DeviceReport {
 
   /// Returns the inputs or outputs that are available now; empty without a device.
   virtual std::vector<AudioEndpoint> endpoints(AudioSide side) const = 0;
-  /// Returns the reason if it is known that no run can start: `noDevice` (no device, or the selected input or output
-  /// does not exist), `serverLost` (the sound server cannot be reached), `stalled` (it does not run) or what the device
-  /// failed with. Otherwise nothing.
+  /// If it is known that no run can start, returns the reason; otherwise returns `std::nullopt`. The status is
+  /// `noDevice` (no device, or the selected input or output does not exist), `serverLost` (the sound server cannot be
+  /// reached), `stalled` (the sound server does not run its graph) or that of the device's failure.
   virtual std::optional<Failure> whyUnavailable() const = 0;
 
   /// Returns the counts so far. The fields are read one after the other, so while the device is running they may belong
@@ -81,7 +83,7 @@ class ORVANE_EXPORT DeviceReport {
   ///   clients cannot use.
   virtual std::optional<Failure> deviceFailure() const = 0;
   /// Returns the host call that was refused last, with its status and reason, or `std::nullopt` before the first
-  /// refusal. The exceptions of the exported classes contain the status only; this gives the reason for it.
+  /// refusal. The exceptions of the exported classes contain only the status; this function also returns the reason.
   virtual std::optional<Failure> lastRefusal() const = 0;
 };
 

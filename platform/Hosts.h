@@ -12,18 +12,20 @@ namespace orvane::platform {
 
 // The functions below are thread-safe and not real-time safe.
 
-/// Return the names of all hosts (implementations of the audio services) that the library knows, and of those that are
-/// available on this machine, in order of preference. By default `current` creates the first available host.
+/// Returns the names of all hosts (implementations of the audio services) that the library knows, in order of
+/// preference.
 ORVANE_EXPORT std::vector<std::string> knownHosts();
+/// Returns the names of the hosts that are available on this machine, in order of preference. By default `current`
+/// creates the first of them.
 ORVANE_EXPORT std::vector<std::string> availableHosts();
 
 /// Creates the host called `name` without putting it in use (see `use`). `options` depend on the host; those of
 /// "simulated" are described at `makeSimulatedHost`. "pipewire", the sound server, takes `KEY=VALUE[,KEY=VALUE…]` with
 /// the keys `input` and `output` (the name or a unique description of an endpoint, see `DeviceReport::endpoints`, or
 /// `none`; `\,` and `\\` stand for a comma and a backslash), `rate` (hertz, 1 to 768000) and `slice` (frames, 1 to
-/// 8192), both as requests to the server. A server that cannot be reached is not an error here: the host then has no
-/// device, and `DeviceReport::whyUnavailable` returns the reason. Throws `PlatformException` for an unknown or
-/// unavailable name, listing the available names, and for invalid options.
+/// 8192), which are requests: the server may choose other values. A server that cannot be reached is not an error here:
+/// the host then has no device, and `DeviceReport::whyUnavailable` returns the reason. Throws `PlatformException` for
+/// an unknown or unavailable name, listing the available names, and for invalid options.
 ORVANE_EXPORT Platform makeHost(std::string_view name, std::string_view options = {});
 
 /// Creates a host with a simulated audio device without putting it in use (see `use`). `options` has the form
@@ -44,9 +46,9 @@ ORVANE_EXPORT Platform makeHost(std::string_view name, std::string_view options 
 /// overridden settings, are checked before the host is created. Throws a `PlatformException` that names the wrong key
 /// and the accepted values, or the file that cannot be read or written.
 ///
-/// At fast pace the host clock is simulated: it jumps from one task's due time to the next while the caller waits, so
-/// repeated runs produce identical bytes. The installed simulated-device.md describes microphones, scenarios and
-/// faults.
+/// At fast pace (`pace=fast`) the host clock is simulated: it jumps from one task's due time to the next while the
+/// caller waits, so repeated runs produce identical bytes. The installed simulated-device.md describes microphones,
+/// scenarios and faults.
 ORVANE_EXPORT Platform makeSimulatedHost(std::string_view options = {});
 
 }  // namespace orvane::platform

@@ -17,7 +17,7 @@ class ORVANE_EXPORT PlatformException : public std::exception {
 
   const std::string& name() const noexcept { return mName; }
   const std::string& reason() const noexcept { return mReason; }
-  /// Returns the text to quote in a longer message, which is `reason()`.
+  /// Returns the text to quote in a longer message. This is the same text as `reason()`.
   const std::string& description() const noexcept { return mReason; }
   const char* what() const noexcept override { return mReason.c_str(); }
 

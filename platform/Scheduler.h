@@ -14,11 +14,12 @@ namespace orvane::platform {
 /// The service for threads and waiting: creates workers and waiters that share one clock. The library starts threads
 /// and waits only through the scheduler. Thread-safe. Not real-time safe, except for the clock that `clock()` returns.
 ///
-/// At real pace each worker is a thread. At fast pace (simulated time, faster than real time) all workers share one
-/// thread, and the clock jumps to the due time of the next task; tasks run only while a caller waits.
+/// In real time ("real pace") each worker is a thread. In simulated time ("fast pace"), which passes faster than real
+/// time, all workers share one thread, and the clock jumps to the due time of the next task; tasks run only while a
+/// caller waits.
 class ORVANE_EXPORT Scheduler {
  public:
-  /// Scheduling of a worker's thread at real pace; ignored at fast pace.
+  /// The scheduling of a worker's thread in real time; ignored in simulated time.
   enum class Priority {
     ordinary,
     realTime,  ///< Requests real-time scheduling from the system; a refusal is logged once and is not an error.
@@ -28,8 +29,8 @@ class ORVANE_EXPORT Scheduler {
 
   /// Returns the host clock, which lives as long as the scheduler.
   virtual const Clock& clock() const = 0;
-  /// Creates a worker. At real pace the first fifteen bytes of `name` name its thread, as shown by debuggers. The
-  /// scheduler must outlive the worker. At real pace, throws `std::system_error` if no thread can be started.
+  /// Creates a worker. In real time the first fifteen bytes of `name` name its thread, as shown by debuggers. The
+  /// scheduler must outlive the worker. In real time, throws `std::system_error` if no thread can be started.
   virtual std::unique_ptr<Worker> makeWorker(const std::string& name, Priority priority = Priority::ordinary) = 0;
   /// Creates a waiter with a count of 0 signals.
   virtual std::unique_ptr<Waiter> makeWaiter() = 0;

@@ -17,12 +17,12 @@ class ORVANE_EXPORT StreamFormat {
   /// The common sample formats; see `common`.
   enum class Common { none = 0, float32 = 1, float64 = 2, int16 = 3, int32 = 4 };
 
-  /// Creates a format without a layout whose description has only zero fields.
+  /// Creates a format without a layout. All fields of its description are 0.
   StreamFormat() = default;
   /// Creates a format from a description. For 3 to 1024 channels the layout has the tag
   /// `ChannelLayout::discreteInOrder` and the labels 1, 2, ...; for other channel counts there is no layout.
   explicit StreamFormat(const StreamDescription& description);
-  /// Creates a format from a description and a layout, which is not checked against the channel count.
+  /// Creates a format from a description and a layout. Does not check whether the layout matches the channel count.
   StreamFormat(const StreamDescription& description, ChannelLayout layout);
 
   /// Returns the format in which units exchange samples: packed 32-bit float linear PCM in native byte order, one

@@ -14,7 +14,8 @@ namespace orvane::platform {
 class [[nodiscard]] Subscription {
  public:
   Subscription() = default;
-  /// Used by hosts: creates a subscription that owns `registration`, whose destructor must unsubscribe the notice.
+  /// Creates a subscription that owns `registration`, an object whose destructor must unsubscribe the notice. Called by
+  /// hosts only.
   explicit Subscription(std::shared_ptr<void> registration) : mRegistration(std::move(registration)) {}
 
   /// Unsubscribes the notice; does nothing if the subscription is empty.

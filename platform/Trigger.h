@@ -15,7 +15,7 @@ class ORVANE_EXPORT Trigger {
   virtual ~Trigger() = default;
 
   /// Makes the task run soon. Several calls before the run begins cause one run; a call during the run causes another
-  /// run. Thread-safe; real-time safe at both paces.
+  /// run. Thread-safe; real-time safe in real and in simulated time.
   virtual void fire() = 0;
 };
 

@@ -88,20 +88,24 @@ class ORVANE_EXPORT UnitWrapper : public Object {
   /// The name of this class for use in messages.
   static constexpr char className[] = "UnitWrapper";
 
-  /// Return the input and output side of an element, which must be 0 or 1; otherwise throw `PlatformException`. The bus
-  /// lives as long as the wrapper.
+  /// Returns the input side of an element, which lives as long as the wrapper. Throws `PlatformException` if `element`
+  /// is neither 0 nor 1.
   virtual UnitBus& inputBus(std::uint32_t element) = 0;
+  /// Returns the output side of an element, which lives as long as the wrapper. Throws `PlatformException` if `element`
+  /// is neither 0 nor 1.
   virtual UnitBus& outputBus(std::uint32_t element) = 0;
 
-  /// Enable or disable the input and output side of the unit. By default input is disabled and output enabled. Take
-  /// effect at the next start. A unit without an output provider plays nothing, even if output is enabled.
+  /// Enables or disables the unit's input, which is disabled by default. Takes effect at the next start.
   virtual void setInputEnabled(bool enabled) = 0;
+  /// Enables or disables the unit's output, which is enabled by default. Takes effect at the next start. A unit without
+  /// an output provider plays nothing, even if output is enabled.
   virtual void setOutputEnabled(bool enabled) = 0;
 
-  /// Replace the input handler or output provider; an empty function, the default, removes it. The old function is not
-  /// called after the operation has returned. A running unit is stopped and started again and misses the slices in
-  /// between; if it cannot start again, an error is logged. After `invalidate` these operations do nothing.
+  /// Replaces the input handler; an empty function, the default, removes it. The old handler is not called after this
+  /// function has returned. A running unit is stopped and started again and misses the slices in between; if it cannot
+  /// start again, an error is logged. Does nothing after `invalidate`.
   virtual void setInputHandler(InputHandler handler) = 0;
+  /// Replaces the output provider; an empty function, the default, removes it. Otherwise behaves as `setInputHandler`.
   virtual void setOutputProvider(OutputProvider provider) = 0;
 
   /// Returns the unit's render operation. Copies remain callable after the unit was disposed and then return
@@ -142,8 +146,8 @@ enum class UnitProperty : std::uint32_t {
 /// The part of a unit that a property belongs to.
 enum class UnitScope : std::uint32_t { global = 0, input = 1, output = 2 };
 
-/// Latency added by the conversion to and from the client formats, in hardware frames. It is constant from start to
-/// stop, and 0 if the client format has the hardware's rate.
+/// The latency that the conversion to and from the client formats adds, in hardware frames. It is constant from start
+/// to stop, and 0 if the client format has the hardware's rate.
 struct UnitLatency {
   std::uint32_t input = 0;   ///< Delay of captured frames until they reach the input handler.
   std::uint32_t output = 0;  ///< Time by which the output provider is called before its frames are played.
@@ -176,9 +180,9 @@ class ORVANE_EXPORT UnitService {
   /// Returns a wrapper of the unit, or null for an unknown instance.
   virtual std::shared_ptr<UnitWrapper> wrap(UnitInstance instance) = 0;
   /// Initialises the unit, which must be done before `start`; a second call repeats the checks. Returns `noDevice` if
-  /// there is no device or the hardware has no such side as the unit has enabled, `noInput` or `noOutput` if the bound
-  /// session's category has no such side, and `deviceLost`, `serverLost`, `invalidFile` or `ioFailure` if the device is
-  /// already known to be unable to start.
+  /// there is no device or the hardware lacks a side (input or output) that the unit has enabled, `noInput` or
+  /// `noOutput` if the bound session's category lacks such a side, and `deviceLost`, `serverLost`, `invalidFile` or
+  /// `ioFailure` if the device is already known to be unable to start.
   virtual Status initialize(UnitInstance instance) = 0;
   /// Starts the unit, stopping it first if it is running. Output starts only if there is an output provider. Returns
   /// `wrongState` if the unit is not initialised, `noDevice` if the hardware reports no sample rate,

@@ -43,12 +43,14 @@ class ORVANE_EXPORT OVSession : public OVTextEmitting {
   OVSession& operator=(const OVSession&) = delete;
   ~OVSession() override;
 
-  /// Get, set and check the type of session implementation that this process uses. The only available type is 1, the
-  /// default: each object has a platform session. The setter affects objects that are created later; for an unavailable
-  /// type it raises "unavailable session implementation type TYPE" and changes nothing. Thread-safe, but without
-  /// ordering of other memory accesses.
+  /// Returns the type of session implementation that this process uses. The default is 1: each object has a platform
+  /// session. Thread-safe, but without ordering of other memory accesses.
   static std::int64_t implementationType();
+  /// Sets the type of session implementation for objects that are created later. The only available type is 1. For any
+  /// other type raises "unavailable session implementation type TYPE" and changes nothing. Thread-safe, but without
+  /// ordering of other memory accesses.
   static void setImplementationType(std::int64_t type);
+  /// Returns whether a type of session implementation is available, which is true for 1 only. Thread-safe.
   static bool isImplementationTypeAvailable(std::int64_t type);
 
   /// Returns the platform session, to which I/O units can be bound, or null if this object has none.
@@ -91,33 +93,40 @@ class ORVANE_EXPORT OVSession : public OVTextEmitting {
   // setting an option that the category does not accept is refused, clearing an option never is. Options are requests
   // to the platform; the simulated device ignores them.
 
-  /// Allows other sessions to play at the same time. Accepted by all categories except Record and SoloAmbient. The
-  /// getter also returns true after `setMixExceptWithSpokenAudio(true)`, which sets this option's bit too.
+  /// Returns whether other sessions may play at the same time. This is also true after
+  /// `setMixExceptWithSpokenAudio(true)`, which sets this option's bit too.
   bool mixWithOthers() const;
+  /// Allows other sessions to play at the same time. Accepted by all categories except Record and SoloAmbient.
   void setMixWithOthers(bool state);
+  /// Returns whether the option set by `setDuckOthers` is on.
+  bool duckOthers() const;
   /// Lowers the level of other sessions while this session plays. Accepted by all categories except Record and
   /// SoloAmbient. Independent of `mixWithOthers`.
-  bool duckOthers() const;
   void setDuckOthers(bool state);
+  /// Returns whether the option set by `setAllowHFP` is on.
+  bool allowHFP() const;
   /// Allows Bluetooth hands-free (HFP) headsets, whose microphone can be used as the input. Accepted by the categories
   /// with input: Record, PlayAndRecord, MultiRoute, VoiceCommand, PhoneCall and TTYCall.
-  bool allowHFP() const;
   void setAllowHFP(bool state);
-  /// Allows Bluetooth A2DP devices as the output. Accepted by the categories with output, which are all except Record.
+  /// Returns whether the option set by `setAllowA2DP` is on.
   bool allowA2DP() const;
+  /// Allows Bluetooth A2DP devices as the output. Accepted by the categories with output, which are all except Record.
   void setAllowA2DP(bool state);
+  /// Returns whether the option set by `setDefaultToSpeaker` is on.
+  bool defaultToSpeaker() const;
   /// Requests the speaker as the default output. Accepted by the categories with input and output: PlayAndRecord,
   /// MultiRoute, VoiceCommand, PhoneCall and TTYCall. Categories without input always use the speaker.
-  bool defaultToSpeaker() const;
   void setDefaultToSpeaker(bool state);
-  /// Allows other sessions to play at the same time, except those that play spoken audio. Accepted by all categories
-  /// except Record and SoloAmbient. Uses two bits, its own and that of `mixWithOthers`: the setter sets or clears both,
-  /// and the getter returns true if either is set, so it also returns true after `setMixWithOthers(true)`.
+  /// Returns whether this option's bit or that of `mixWithOthers` is set. This is also true after
+  /// `setMixWithOthers(true)`.
   bool mixExceptWithSpokenAudio() const;
+  /// Allows other sessions to play at the same time, except those that play spoken audio. Sets or clears both this
+  /// option's bit and that of `mixWithOthers`. Accepted by all categories except Record and SoloAmbient.
   void setMixExceptWithSpokenAudio(bool state);
+  /// Returns whether the option set by `setAllowSkycast` is on.
+  bool allowSkycast() const;
   /// Allows wireless Skycast speakers as the output. Accepted by the categories with output, which are all except
   /// Record.
-  bool allowSkycast() const;
   void setAllowSkycast(bool state);
 
   /// Sets the bits of `option` if `state` is true, otherwise clears them, and keeps the category, the mode and all
@@ -129,8 +138,9 @@ class ORVANE_EXPORT OVSession : public OVTextEmitting {
   /// the platform's error.
   void changeCategoryOption(std::uint64_t option, bool state);
 
-  /// Do nothing.
+  /// Does nothing.
   void listCategories() const;
+  /// Does nothing.
   void listModes() const;
 
   // Values that are only stored for the caller: they have no effect on the platform session, and every value is

@@ -8,7 +8,8 @@ class ORVANE_EXPORT OVTextEmitting {
  public:
   virtual ~OVTextEmitting() = default;
 
-  /// Get and set the choice: true for JSON, false for text.
+  /// Returns the choice: true for JSON, false for text.
   virtual bool jsonOutput() const = 0;
+  /// Sets the choice: true for JSON, false for text.
   virtual void setJsonOutput(bool jsonOutput) = 0;
 };

@@ -16,12 +16,13 @@ namespace orvane {
 
 namespace {
 
-/// The maximum number of channels in a group. Planes are often whole pages apart; an eight-way cache then holds one
-/// line of each of eight planes.
+/// The maximum number of channels in a group. Planes (the channels' sample arrays) are often whole memory pages apart.
+/// Their cache lines then compete for the same set, and an eight-way cache can hold one line of each of eight planes.
 constexpr std::size_t maxTogether = 8;
 
-/// The state of a group of channels, each with four lanes; a smaller group uses the first elements of each array. The
-/// result members are not initialised, because they are written before they are read.
+/// The state of a group of channels. Each channel has four lanes, the vector elements that process every fourth sample;
+/// a smaller group uses the first elements of each array. The result members are not initialised, because they are
+/// written before they are read.
 struct Group {  // NOLINT(cppcoreguidelines-pro-type-member-init)
   std::array<const float*, maxTogether> samples = {};
   std::array<const float*, maxTogether> meanSquaresBefore = {};
@@ -29,8 +30,8 @@ struct Group {  // NOLINT(cppcoreguidelines-pro-type-member-init)
   alignas(EightLanes) std::array<std::array<float, 4>, maxTogether> maxima;
 };
 
-/// Loads four floats, starting at index `at`, of each channel of a register: one channel in a 128-bit register, two in
-/// a 256-bit register.
+/// Loads four floats, starting at index `at`, of each channel that a register holds: a 128-bit register holds one
+/// channel, a 256-bit register two.
 template <typename Lanes>
 [[gnu::always_inline]] inline void load(Lanes& lanes, const float* const* channels, std::size_t at) {
   if constexpr (sizeof(Lanes) == sizeof(FourLanes)) {

@@ -7,9 +7,9 @@
 
 namespace orvane {
 
-/// A vector of four samples of one channel. GCC and Clang support it on every processor.
+/// A vector of four lanes (elements): four samples of one channel. GCC and Clang support it on every processor.
 using FourLanes [[gnu::vector_size(16)]] = float;
-/// A vector of four samples of each of two channels, for processors with 256-bit registers.
+/// A vector of eight lanes (elements): four samples of each of two channels, for processors with 256-bit registers.
 using EightLanes [[gnu::vector_size(32)]] = float;
 
 /// Updates the running mean square and the maximum magnitude of each lane with one sample, in single precision. All

@@ -82,15 +82,15 @@ struct Measured {
   double meanSquare;
 };
 
-/// Finishes the groups of four samples: stores the mean square of each lane for the next block, and returns the peak
-/// and mean square of all lanes together.
+/// Ends the processing of samples in groups of four: stores the mean square of each lane for the next block, and
+/// returns the peak and mean square of all lanes together.
 inline Measured saveLanes(PowerMeter& meter, const std::array<float, 4>& lanes, const std::array<float, 4>& maxima) {
   meter.mLaneMeanSquare = std::bit_cast<std::array<float, 4>>(flushed(std::bit_cast<FourLanes>(lanes)));
   return {std::max(std::max(maxima[0], maxima[1]), std::max(maxima[2], maxima[3])),
           double{((lanes[0] + lanes[1]) + lanes[2]) + lanes[3]} * 0.25};
 }
 
-/// Updates the peak and the mean square in `block` with `frameCount` samples, one at a time, and returns them.
+/// Returns the peak and the mean square in `block`, updated with `frameCount` samples one at a time.
 inline Measured processOneByOne(Measured block, const float* samples, int stride, int frameCount) {
   for (int frame = 0; frame < frameCount; ++frame) {
     const float magnitude = std::fabs(samples[std::ptrdiff_t{frame} * stride]);

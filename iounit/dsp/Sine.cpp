@@ -20,7 +20,8 @@ namespace {
 
 // Constants derived by scripts/derive-sine.
 constexpr double perPi = 0x1.45f306dc9c883p-2;
-/// Polynomial coefficients, from f^15 down to f.
+/// The coefficients of the polynomial that approximates sin(pi f), ordered from that of f^15 down to that of f. Only
+/// odd powers occur.
 constexpr std::array coefficients = {-0x1.61fd75df9a88dp-16, 0x1.e8979f1b4d2c7p-12, -0x1.e30607f00ac85p-8,
                                      0x1.5078320185092p-4,   -0x1.32d2cce0bd1abp-1, 0x1.466bc6774f216p+1,
                                      -0x1.4abbce625bd25p+2,  0x1.921fb54442d17p+1};
@@ -33,7 +34,7 @@ constexpr std::array<std::uint32_t, 9> digitsPerPi = {0,          0x517CC1B7, 0x
 struct HardCase {
   float angle, sine;
 };
-/// All such angles.
+/// All angles that are hard cases.
 constexpr std::array hardCases = {HardCase{0x1.33333p+13F, -0x1.63f4bap-2F}, HardCase{0x1.95f654p+44F, -0x1.fcf42ep-1F},
                                   HardCase{0x1.524856p+80F, -0x1.ff5702p-1F}};
 

@@ -32,7 +32,8 @@ constexpr Ints8 lanePlaces<Ints8> = {0, 1, 2, 3, 4, 5, 6, 7};
   to = __builtin_convertvector(from, Floats8);
 }
 
-/// Returns the grid for a period, or `std::nullopt` if not every integer is a multiple of the grid's spacing.
+/// Returns the grid (see `TonePhase`) for a period, or `std::nullopt` if not every integer is a multiple of the grid's
+/// spacing.
 std::optional<TonePhase::Grid> gridOf(float period) {
   if (!(period >= 1.0F && period < 0x1p24F)) return std::nullopt;
   const auto bits = std::bit_cast<std::uint32_t>(period);
@@ -79,8 +80,8 @@ template <typename Floats, typename Ints>
   return static_cast<float>(phase) / period * oneTurn;
 }
 
-/// Writes the angles that begin at a phase on the grid, period by period, and returns the phase after the last one. The
-/// first phase of a period is rounded if the preceding sum exceeds the power of two.
+/// Writes the angles that begin at a phase on the grid (see `TonePhase`), period by period, and returns the phase after
+/// the last one. The first phase of a period is rounded if the preceding sum exceeds the power of two.
 template <typename Ints, typename Floats>
 [[gnu::always_inline]] inline std::int32_t countByPeriods(TonePhase::Grid grid, std::int32_t phase,
                                                           std::span<float> angles) {
@@ -103,8 +104,8 @@ template <typename Ints, typename Floats>
   return phase;
 }
 
-/// Writes the angles that begin at a phase on the grid and returns the phase after the last one. Requires that every
-/// sum is exact, so that each lane can wrap independently.
+/// Writes the angles that begin at a phase on the grid (see `TonePhase`) and returns the phase after the last one.
+/// Requires that every sum is exact, so that each lane (vector element) can subtract the period independently.
 template <typename Ints, typename Floats>
 [[gnu::always_inline]] inline std::int32_t countOnGrid(TonePhase::Grid grid, std::int32_t phase,
                                                        std::span<float> angles) {

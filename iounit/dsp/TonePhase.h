@@ -12,11 +12,11 @@ namespace orvane {
 /// The phase of a tone: the position within its period, measured in samples, in single precision. Each sample adds 1;
 /// if the sum exceeds the period, the period is subtracted once.
 ///
-/// Let the grid be the multiples of the spacing of floats near the period. While the phase is on the grid, the
+/// The grid is the set of multiples of the spacing of floats near the period. While the phase is on the grid, the
 /// arithmetic is exact and is done with integers, so that several phases are computed at once. If the period is less
 /// than 1 below a power of two, the arithmetic is exact within a period only, and the step to the next period rounds.
 /// For a period below 1, and for up to one period after the period has changed, samples are counted one by one. All
-/// methods give the same phases.
+/// these methods of counting give the same phases.
 ///
 /// Not thread-safe; real-time safe.
 class TonePhase {

@@ -21,6 +21,7 @@ class [[nodiscard]] Result {
 
   /// Returns the value. The result must not be a failure.
   Value& operator*() { return *std::get_if<0>(&mContent); }
+  /// Returns a pointer to the value. The result must not be a failure.
   Value* operator->() { return std::get_if<0>(&mContent); }
   /// Returns the failure. The result must not be a value.
   platform::Failure& failure() { return *std::get_if<1>(&mContent); }

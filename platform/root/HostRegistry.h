@@ -23,8 +23,9 @@ class HostRegistry {
  public:
   void add(HostKind kind);
 
-  /// Return the names of all kinds, and of the available kinds, the first of which is the default.
+  /// Returns the names of all kinds.
   std::vector<std::string> known() const;
+  /// Returns the names of the kinds that can be created on this machine. The first of them is the default.
   std::vector<std::string> available() const;
 
   /// Creates the host called `name`. Throws `platform::PlatformException` for an unknown or unavailable name, listing

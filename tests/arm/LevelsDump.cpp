@@ -2,8 +2,8 @@
 
 // Prints the bits of levels and tones over seeded random input, so that two processors can be compared line by line.
 //
-// What a C library computes (the per-block fractions, the resonator's coefficient) is set to random values here: it may
-// differ in its last bit between libraries.
+// The values that a C library computes (the per-block fractions, the resonator's coefficient) may differ in their last
+// bit between libraries, so this program sets them to random values.
 
 #include <cstdio>
 
@@ -23,8 +23,8 @@ void print(const char* name, int number, const std::vector<std::uint64_t>& bits)
   std::printf("\n");
 }
 
-/// Prints the levels of random blocks for one channel and for several channels in lockstep. The registers for the
-/// channels in lockstep are wider on some processors, and the output must not depend on that.
+/// Prints the levels of random blocks for one channel and for several channels in lockstep. Some processors have wider
+/// registers for channels in lockstep; the output must not depend on the width.
 void dumpLevels(Random& random) {
   constexpr int maxChannels = 19, maxFrames = 300;
   alignas(16) static float floats[maxChannels][maxFrames + 4];
@@ -35,7 +35,7 @@ void dumpLevels(Random& random) {
     for (orvane::PowerMeter& meter : meters) meter.mInstantaneous = random.draw(0, 7) == 0;
     for (int block = 0; block < 25; ++block) {
       const int frames = random.draw(0, maxFrames), format = random.draw(0, 2);
-      // Half of the blocks lie where the vectorised path takes them.
+      // About half of the blocks are aligned, so that the vectorised path processes them.
       const int offset = random.draw(0, 1) * random.draw(1, 3);
       std::vector<const float*> planes;
       for (orvane::PowerMeter& meter : meters) {

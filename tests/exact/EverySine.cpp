@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 
-// Holds the tone's sine against the exact sine, for every float of a range.
+// Compares the tone's sine with the exact sine, for every float of a range.
 //
 //   EverySine FIRST LAST      bits of the first and the last float, hexadecimal
 //
-// The reference is the extended precision of x86-64 (64 bits, an error of one or two units in the last). Where that is
-// so near to the middle between two floats that it could round the wrong way, even if it were wrong in its last twenty
-// bits, binary128 (113 bits) decides; no float's sine comes nearer to a middle than that could tell.
+// The reference is computed in the extended precision of x86-64 (64 bits, with an error of one or two units in the last
+// place). If the result is so close to the midpoint of two floats that an error in its last twenty bits could change
+// the rounding, it is computed again in binary128 (113 bits), which is precise enough for every float.
 
 #include <bit>
 #include <cmath>
@@ -17,7 +17,7 @@
 
 #include "iounit/dsp/Sine.h"
 
-/// Of libquadmath, whose header only GCC finds.
+/// The 113-bit sine of libquadmath. It is declared here because only GCC finds the library's header.
 extern "C" __float128 sinq(__float128 angle);
 
 namespace {
@@ -46,8 +46,8 @@ int main(int argumentCount, char** arguments) {
   const std::uint64_t first = std::strtoull(arguments[1], nullptr, 16);
   const std::uint64_t end = std::strtoull(arguments[2], nullptr, 16) + 1;
   constexpr std::uint64_t blockFloats = 1 << 16;
-  // Not correctly rounded, or not the same at all widths or with the other sign; and more than one unit in the last
-  // place from the C library's sine.
+  // `wrong` counts sines that are not correctly rounded, or that differ between register widths or between signs; `far`
+  // counts sines that differ from the C library's by more than one unit in the last place.
   unsigned long long wrong = 0, far = 0;
 #pragma omp parallel for schedule(dynamic) reduction(+ : wrong, far)
   for (std::uint64_t block = first; block < end; block += blockFloats) {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 
-// A client that scripts a role of the host, as a test harness does. What crosses the border of the shared library here:
-// calls into the client's class, a cast to it from its base, and exceptions caught by their base class.
+// A client that scripts a role of the host, as a test harness does. This checks what crosses the boundary of the shared
+// library: calls of the client's class, a cast to it from its base, and exceptions caught by their base class.
 
 #include <cstdio>
 
@@ -18,7 +18,7 @@ namespace {
 
 using namespace orvane::platform;
 
-/// Gives out a session that refuses everything.
+/// A session service whose sessions refuse every change.
 class RefusingSessions : public SessionService, public PlatformSession {
  public:
   using Refusal = std::optional<PlatformError>;
@@ -39,7 +39,7 @@ class RefusingSessions : public SessionService, public PlatformSession {
   static PlatformError refusal() { return {-50, "RefusingSessions", "the harness says no"}; }
 };
 
-/// Whether the step raises an `OVTException` whose reason ends as expected.
+/// Returns whether `step` raises an `OVTException` whose reason ends with `ending`. Prints what was raised.
 template <typename Step>
 bool raises(const char* ending, Step step) try {
   step();
@@ -50,7 +50,7 @@ bool raises(const char* ending, Step step) try {
   return dynamic_cast<const OVTException*>(&exception) != nullptr && exception.reason().ends_with(ending);
 }
 
-/// Whether a tone of its own sounds: a client may use the oscillator that a tool holds.
+/// Returns whether a `SineWaveGenerator` renders a tone. The class is exported, so clients may use it directly.
 bool makesATone() {
   orvane::SineWaveGenerator generator;
   generator.SetSampleRate(48000);

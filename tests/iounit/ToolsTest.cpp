@@ -18,7 +18,7 @@ namespace {
 
 using namespace platform;
 
-// An inherited factory would make an object of the base class.
+// The inherited factory would create an object of the base class.
 template <typename Class>
 concept HasInit = std::same_as<decltype(Class::init()), std::shared_ptr<Class>>;
 template <typename Class>
@@ -29,7 +29,7 @@ static_assert(HasInit<OVIOUnit> && HasInit<AOMeter> && HasInit<AOPlaythru> && Ha
 static_assert(HasInit<OVSession> && HasInit<OVPrimarySession>);
 static_assert(!HasAnyInit<AORecord> && HasAuxiliaryInit<OVSession> && !HasAuxiliaryInit<OVPrimarySession>);
 
-/// A session on an object that is no session of the platform's.
+/// A session whose `session()` returns an object that is not a platform session.
 struct ForeignSession : OVSession {
   ForeignSession() : OVSession(false) {}
   std::shared_ptr<Object> session() const override { return object; }
@@ -149,8 +149,9 @@ TEST(Tools, NameTheRoleThatAHostDoesNotHave) {
   }
 }
 
-/// A tool, what its first start begins with, and what a start of the running unit does: it asks for the standard format
-/// whatever the hardware has.
+/// A tool and the host calls that it must make: `made` lists the calls of the first start after the unit was wrapped
+/// and before it is initialised; `again` lists the calls of a restart between initialising and starting the unit. Each
+/// tool requests the standard format, whatever format the hardware has.
 struct ToolCase {
   const char* name;
   std::shared_ptr<OVIOUnit> (*make)();

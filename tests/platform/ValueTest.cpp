@@ -13,7 +13,7 @@ namespace {
 
 using namespace platform;
 
-// A pointer is no truth value, and a character is neither a number nor a text.
+// A pointer must not convert to a boolean, nor a character to a number or a text.
 template <typename... Others>
 constexpr bool noneMakesAValue = (!std::constructible_from<Value, Others> && ...);
 static_assert(noneMakesAValue<int*, void*, const void*, const Value*, const char**, void (*)(), int Value::*>);
@@ -82,7 +82,7 @@ TEST(Value, TakesTheFormOfAValueInsideItself) {
   EXPECT_EQ(value.description(), "[deep]");
 }
 
-/// `innermost` inside `levels` arrays and dictionaries in turn.
+/// Returns `innermost` nested inside `levels` arrays and dictionaries, which alternate.
 Value nested(int levels, Value innermost = 1) {
   for (int level = 0; level < levels; ++level) {
     Value outer = level % 2 == 0 ? Value(Value::Array(1)) : Value(Value::Dictionary{{"k", {}}});

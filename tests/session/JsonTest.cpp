@@ -69,7 +69,7 @@ TEST(Json, IsReadInOrderAndWrongTextIsPointedAt) {
     EXPECT_THAT(reasonOf([&text = text] { current().json->read(text); }), ContainsRegex(says));
 }
 
-/// The result of a conversion, bit by bit, as a text that can be compared.
+/// Returns the outcome of a conversion as a text for comparison: the bits of the result, or the type of the exception.
 template <typename Conversion>
 std::string outcome(Conversion convert) try {
   return std::to_string(std::bit_cast<std::uint64_t>(convert()));
@@ -77,14 +77,15 @@ std::string outcome(Conversion convert) try {
   return typeid(failure).name();
 }
 
-/// Makes the process use a comma as its decimal point. Compiles a locale for this in `folder`, so that no such locale
-/// has to be installed.
+/// Makes the process use a comma as its decimal separator. Compiles a locale for this in `folder`, so that no such
+/// locale has to be installed.
 void useADecimalComma(const std::string& folder) {
   const std::string build = "cd " + folder + R"( && {
     printf 'LC_NUMERIC\ndecimal_point ","\nthousands_sep ""\nEND LC_NUMERIC\n' >source
     printf '<escape_char> /\nCHARMAP\n<U0000>..<U007F> /x00\nEND CHARMAP\n' >characters
     localedef -c -i source -f ./characters ./comma; } >log 2>&1)";
-  // The status is a failure, for the source has no other category; the decimal point tells whether it worked.
+  // The command's status is always a failure, because the source defines only one locale category. The decimal point
+  // shows whether the locale was built.
   [[maybe_unused]] const int status = std::system(build.c_str());
   setenv("LOCPATH", folder.c_str(), 1);
   std::setlocale(LC_NUMERIC, "comma");

@@ -16,7 +16,8 @@
 #include "session/OVThrow.h"
 #include "tests/support/Test.h"
 
-/// The last line for the system's log. This program has a `syslog` of its own, so that nothing reaches the system.
+/// The last line written to the system's log. The function below replaces the system's `syslog` in this program, so
+/// that no line reaches the real log.
 static std::string lastSystemLine;
 // The C library names the parameters by abbreviations.
 // NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name)
@@ -34,7 +35,7 @@ namespace {
 
 using namespace platform;
 
-/// The log in use, whose sink is removed with the test.
+/// Provides the log in use, and removes its sink at the end of the test.
 struct WithLog : testing::Test {
   ~WithLog() override { log->setSink({}); }
 
@@ -132,7 +133,8 @@ TEST(OVSession, OptionsReadAndChangeTheirBitsAlone) {
       }
 }
 
-/// A session class to which every implementation type can be made available.
+/// A session class that makes the protected `setImplementationType` public, so that a test can make any implementation
+/// type available.
 struct AnyTypeSession : OVSession {
   using OVSession::setImplementationType;
 };
@@ -194,7 +196,7 @@ TEST_F(OVSessionWithLog, ThreadsShareThePrimarySessionAndTheLogFromTheirFirstUse
     const unsigned before = lines;
     std::this_thread::yield();  // where another line came in meanwhile, one of the two is lost from the count
     lines = before + (line == "%s" ? 1 : 0);
-    // A sink may log a line of its own without a deadlock.
+    // A sink may itself write a log line without a deadlock.
     if (level == LogLevel::error) log->write(LogLevel::notice, "after an error");
   });
   std::barrier begin(threadCount);

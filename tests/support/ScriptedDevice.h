@@ -8,15 +8,16 @@
 
 namespace orvane::test {
 
-/// A device that a test drives slice by slice, on a host of its own. The host owns the device: `state` outlives it.
+/// An audio device whose callback a test calls slice by slice, with a separate host. The host owns the device; `state`
+/// outlives both.
 struct ScriptedDevice {
   struct State {
     backend::DeviceFormat format{48000, 1, 1, 256};
-    backend::DeviceCallback* callback = nullptr;                ///< While the device runs.
-    std::function<std::optional<platform::Failure>()> onStart;  ///< Decides on a start where set.
+    backend::DeviceCallback* callback = nullptr;                ///< Null unless the device runs.
+    std::function<std::optional<platform::Failure>()> onStart;  ///< If set, decides whether a start fails.
     std::atomic<int> starts = 0;
     bool inputTaken = false;
-    std::vector<float> played;  ///< What the callback filled the first output with.
+    std::vector<float> played;  ///< The first output channel of the last callback.
   };
 
   class Device final : public backend::AudioDevice {
@@ -43,19 +44,20 @@ struct ScriptedDevice {
       : context(std::make_shared<host::HostContext>(pace)),
         services(host::makeHost(context, {"scripted", std::make_unique<Device>(state), nullptr})) {}
 
-  /// Lets every start fail.
+  /// Makes every later start of the device fail.
   void loseDevice() const {
     state->onStart = [] { return platform::Failure{platform::status::deviceLost, "gone"}; };
   }
 
-  /// Says that the device's format has changed, and is silent until it is started again.
+  /// Reports to the host that the device's format has changed. The device makes no callbacks until it is started again.
   void change(const backend::DeviceFormat& format) const {
     backend::DeviceCallback* const callback = std::exchange(state->callback, nullptr);
     state->format = format;
     callback->deviceChanged();
   }
 
-  /// Calls back once, with planes of `inputs` channels; returns the frames that took part.
+  /// Makes one device callback with `inputs` input channels. Returns the number of frames that the host used; 0 if the
+  /// device is not running.
   std::uint32_t slice(std::uint32_t frames, std::uint64_t missing = 0, std::size_t inputs = 1, std::size_t offset = 0) {
     if (state->callback == nullptr) return 0;
     host::AlignedSamples samples(2, 8200);

@@ -15,10 +15,12 @@ namespace orvane::test {
 
 using platform::Status, platform::StreamDescription, platform::StreamFormat, platform::UnitInstance;
 
-/// A host that has one unit, in use for the length of a test. It keeps what is logged and a trace of the calls, and
-/// grants each that a test does not answer otherwise. The test plays the device callback with `deliver` and `fill`.
+/// A host with one unit, which is in use during a test. It records the log lines and the calls of its services. A call
+/// succeeds unless the test has set another answer for it. The test makes the device callbacks with `deliver` and
+/// `fill`.
 class ScriptedHost : platform::Log, platform::UnitService, platform::UnitWrapper, platform::ConvertingFile {
-  /// Shows what is asked of it and grants it, but goes on telling its own format: whole numbers, as some hardware has.
+  /// A side of the unit. Records each format that is set and accepts it, but `format` always returns the same
+  /// interleaved 16-bit integer format, which some hardware has.
   struct Bus : platform::UnitBus {
     Bus(ScriptedHost& host, std::string name, double rate, std::uint32_t channels)
         : mHost(host),
@@ -44,13 +46,13 @@ class ScriptedHost : platform::Log, platform::UnitService, platform::UnitWrapper
   }
   ~ScriptedHost() override { platform::use(mBefore); }
 
-  /// Hands a slice of captured input to the tool.
+  /// Calls the tool's input handler with a slice of `frames` frames.
   void deliver(std::uint32_t frames) {
     const platform::RealTimeSection section;
     inputHandler(mFlags, mTime, frames, 1);
   }
 
-  /// Has the tool fill two channels, and returns the first.
+  /// Calls the tool's output provider for two channels of `frames` frames, and returns the first channel.
   std::vector<float> fill(std::uint32_t frames) {
     std::vector<float> first(frames), second(frames);
     PX::BufferList list(2);
@@ -63,19 +65,19 @@ class ScriptedHost : platform::Log, platform::UnitService, platform::UnitWrapper
     return first;
   }
 
-  /// The calls since the last time, as "find rioc > create > wrap".
+  /// Returns the calls since the last `takeCalls`, such as "find rioc > create > wrap".
   std::string takeCalls() { return std::exchange(mCalls, {}); }
 
-  std::vector<std::string> logged;                         ///< As "warning: line".
-  std::map<std::string, std::function<Status()>> answers;  ///< By the name of the call.
+  std::vector<std::string> logged;                         ///< Lines in the form "warning: line".
+  std::map<std::string, std::function<Status()>> answers;  ///< The test's answers, by name of the call.
   Bus inputHardware{*this, "InputHardwareFormat", 48000, 2};
   Bus outputHardware{*this, "OutputHardwareFormat", 44100, 1};
   bool isUnitRunning = false;
-  platform::InputHandler inputHandler;      ///< As the tool installed it.
-  platform::OutputProvider outputProvider;  ///< As the tool installed it.
+  platform::InputHandler inputHandler;      ///< The tool's handler.
+  platform::OutputProvider outputProvider;  ///< The tool's provider.
   std::vector<std::vector<float>> captured = {{1, 2, 3}, {-1, -2, -3}};
   Status renderStatus = platform::status::success;
-  int lent = 0;  ///< Renders that left the memory of every buffer to the host.
+  int lent = 0;  ///< Number of render calls with null data in every buffer, for which the host lends its memory.
 
  private:
   Status note(const std::string& call, const std::string& details = {}) {
@@ -102,7 +104,7 @@ class ScriptedHost : platform::Log, platform::UnitService, platform::UnitWrapper
     for (const int shift : {24, 16, 8, 0}) subType += static_cast<char>(description.subType >> shift);
     return static_cast<platform::UnitComponent>(note("find", subType) == 0 ? 1 : 0);
   }
-  /// If a test answers with success, there is no unit.
+  /// Creates the unit 3. If the test has set the answer success, returns success but no unit (0).
   Status createInstance(platform::UnitComponent, UnitInstance& unit) override {
     const Status status = note("create");
     unit = static_cast<UnitInstance>(answers.contains("create") && status == 0 ? 0 : 3);
@@ -136,7 +138,7 @@ class ScriptedHost : platform::Log, platform::UnitService, platform::UnitWrapper
     note("setOutputProvider");
     outputProvider = std::move(provider);
   }
-  /// Lends the captured samples where a tool leaves the memory to it.
+  /// Returns the render operation. It lends the captured samples to a tool that provides no memory.
   platform::RenderOperation renderOperation() override {
     return [this](auto& flags, const auto& time, std::uint32_t frames, std::int32_t bus, auto& list, const auto* pull) {
       const platform::RealTimeExemption exemption;

@@ -10,7 +10,7 @@
 
 namespace orvane::test {
 
-/// The bytes of a file.
+/// Returns the content of a file.
 inline std::string readFile(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), {}};

@@ -9,7 +9,7 @@
 
 namespace orvane::test {
 
-/// A folder of a test's own, gone with the test.
+/// A temporary folder, deleted when this object is destroyed.
 class TemporaryFolder {
  public:
   TemporaryFolder() {

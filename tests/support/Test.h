@@ -28,7 +28,7 @@ using namespace std::chrono_literals;
 using testing::AllOf, testing::ContainsRegex, testing::Each, testing::ElementsAre, testing::EndsWith,
     testing::HasSubstr, testing::IsEmpty, testing::MatchesRegex, testing::Not, testing::StartsWith;
 
-/// The reason that `action` raises; empty where it raises nothing.
+/// Runs `action` and returns the reason of the `PlatformException` that it raises; empty if it raises none.
 template <typename Action>
 std::string reasonOf(const Action& action) try {
   action();

@@ -15,7 +15,8 @@
 
 namespace orvane::test {
 
-/// One unit on a host of its own, simulated unless given, as a tool would set it up, and the results of its runs.
+/// A unit on a separate host, set up as a tool sets up its unit, with the results of its runs. The host is simulated
+/// unless the test provides one.
 class UnitRig {
  public:
   explicit UnitRig(const std::string& options) : UnitRig(platform::makeSimulatedHost(options)) {}
@@ -32,7 +33,7 @@ class UnitRig {
     return made;
   }
 
-  /// Collects the input, interleaved, and the time stamp of each slice.
+  /// Makes the unit collect its input as interleaved samples, and the time stamp of each slice.
   void takeInput() {
     mList.emplace(wrapper->outputBus(1).format().channelCount());
     captured.reserve(1 << 21);
@@ -51,7 +52,7 @@ class UnitRig {
         });
   }
 
-  /// Plays what `sampleAt(frame, channel)` says.
+  /// Makes the unit play the samples that `sampleAt(frame, channel)` returns.
   template <typename SampleAt>
   void play(SampleAt sampleAt) {
     wrapper->setOutputProvider([sampleAt](auto&, const auto& time, std::uint32_t frames, int, auto& list) {
@@ -68,7 +69,8 @@ class UnitRig {
     play([](double, std::uint32_t) { return 0.0F; });
   }
 
-  /// Starts the unit and waits for the end of the device, which stops the unit too, or for as long as `limit`.
+  /// Starts the unit and waits until the device ends the run, for at most `limit`. Stops the unit if the device ended.
+  /// Returns the status of the start.
   platform::Status run(platform::HostTime limit = platform::Waiter::forever) {
     const auto ended = std::shared_ptr(host.scheduler->makeWaiter());
     const platform::Status started = host.units->start(unit);
@@ -77,16 +79,16 @@ class UnitRig {
     return started;
   }
 
-  /// The status of the device's failure; success where it has not failed.
+  /// Returns the status of the device's failure, or success if it has not failed.
   platform::Status failure() const { return report.deviceFailure().value_or(platform::Failure{}).status; }
 
   platform::Platform host;
   platform::DeviceReport& report = *host.deviceReport;
   platform::RunControl& control = *host.runControl;
-  const std::unique_ptr<platform::Waiter> waiter = host.scheduler->makeWaiter();  ///< For tests to wait by.
+  const std::unique_ptr<platform::Waiter> waiter = host.scheduler->makeWaiter();  ///< A waiter for use in tests.
   platform::UnitInstance unit{};
   std::shared_ptr<platform::UnitWrapper> wrapper;
-  bool missesFrames = false;  ///< Else time stamps count the frames that were handed over.
+  bool missesFrames = false;  ///< If false, time stamps must equal the number of frames received so far.
   std::vector<float> captured;
   std::vector<platform::RenderTimeStamp> times;
   std::string log;

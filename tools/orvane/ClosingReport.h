@@ -17,8 +17,8 @@ struct ClosingReport {
   std::string host{};
   /// The JSON service that writes the object; null if no object is requested.
   std::shared_ptr<platform::Json> json{};
-  /// Whether to print the object on standard error. It is set for commands whose class prints its own output on
-  /// standard output.
+  /// Whether to print the JSON object on standard error instead of standard output. True for commands whose library
+  /// class prints on standard output.
   bool onStandardError = false;
 
   /// Prints the report and returns the exit status of the tool. If the command's output or the object could not be

@@ -37,7 +37,7 @@ class Command {
 
   /// Returns whether the library class that the command uses prints on standard output.
   virtual bool classPrints() const { return false; }
-  /// Returns whether the command itself (not the tool) has the option `option`.
+  /// Returns whether `option` is one of this command's own options, not one of the tool's global options.
   bool takes(const std::string& option) const;
   /// Returns the command's name on the command line.
   std::string name() const;

@@ -30,7 +30,8 @@ class CommandLine {
 
   const std::optional<std::string>& host() const { return mHost; }
   const std::optional<std::string>& simulate() const { return mSimulate; }
-  /// The options of a sound server's host, which choose its inputs, outputs and format; empty if none was given.
+  /// Returns the options --input, --output, --rate and --slice in the form that `platform::makeHost` accepts for a
+  /// sound server's host; empty if none was given.
   std::string deviceOptions() const;
   bool json() const { return mJson; }
   bool verbose() const { return mVerbose; }

@@ -29,7 +29,7 @@ class LogLines {
 
   explicit LogLines(bool verbose) : mVerbose(verbose) {}
 
-  /// Shows the held lines in order; they are no longer held.
+  /// Shows the held lines in order and removes them from this object.
   void showHeld();
   /// Drops the held line "Failure: `text`", because the tool reports that failure itself. Returns the error line that
   /// was logged directly before it, or an empty text if there is none.

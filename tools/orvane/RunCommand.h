@@ -31,7 +31,8 @@ struct RunKind {
   bool usesInput;
   bool usesOutput;
   bool classPrints;  ///< Whether the unit's class prints on standard output.
-  /// Adds the options that set `settings` to the parser; null if there are none.
+  /// Adds the command's own options to the parser; given options set `settings`. Null if the command has no own
+  /// options.
   void (*declare)(CLI::App& options, RunSettings& settings);
   /// Creates the unit without starting it. Throws `ToolError` if the settings do not match the device.
   std::shared_ptr<OVIOUnit> (*make)(const RunSettings& settings, const platform::DeviceReport& report);

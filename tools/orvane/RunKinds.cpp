@@ -26,7 +26,8 @@ namespace {
 
 using platform::numberText;
 
-/// Below this frequency, a period has more samples than the oscillator's single-precision phase can count.
+/// The minimum frequency of the tone, in hertz. At lower frequencies a period has more samples than the oscillator's
+/// single-precision phase can count.
 constexpr double minFrequency = 0.1;
 constexpr double maxRate = 768000;
 /// The ratio of a perfect fifth, from the left channel's frequency to the right one's.

@@ -22,7 +22,7 @@ void sayLine(std::string line);
 /// Returns whether standard error is a terminal.
 bool standardErrorIsTerminal();
 
-/// The terminal to which standard output is connected when this object is created, if it is one.
+/// If standard output is a terminal when this object is created, represents that terminal; otherwise represents none.
 class OutputTerminal {
  public:
   OutputTerminal();

@@ -68,8 +68,8 @@ void limitRun(const platform::Platform& host, const UnitRun& run) {
   if (run.seconds && rate > 0) host.runControl->endAfterFrames(framesIn(*run.seconds, rate));
 }
 
-/// Returns the outcome of a run without an exception. `signal` is the result of the event loop: the signal that ended
-/// the run, or 0.
+/// Returns the outcome of a run that threw no exception. `signal` is the result of the event loop: the signal that
+/// ended the run, or 0.
 Outcome outcomeOf(const platform::Platform& host, int signal) {
   if (const FailureReason reason = failureBehind(host); !reason.text.empty()) {
     return failed(ExitStatus::failed, reason.text, reason.status);

@@ -17,9 +17,8 @@ enum class Side { input, output };
 
 /// The description of a run of one I/O unit.
 struct UnitRun {
-  /// Whether the run uses the hardware's input and output.
-  bool input = false;
-  bool output = false;
+  bool input = false;   ///< Whether the run uses the hardware's input.
+  bool output = false;  ///< Whether the run uses the hardware's output.
   /// Whether the unit's class prints on standard output. If so, a signal that ends the run must also interrupt a
   /// blocked write.
   bool classPrints = false;

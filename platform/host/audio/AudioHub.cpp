@@ -90,7 +90,7 @@ bool AudioHub::isOver() const {
 
 void AudioHub::forbidHere(const char* what) const {
   forbidInsideCallback(what);
-  // At real pace the operation would only rarely wait for the callback. It is always forbidden, so that tests detect
+  // In real time the operation would only rarely wait for the callback. It is always forbidden, so that tests detect
   // the error reliably.
   if (mStarted && !isOver()) forbidInsideNoWait(what);
 }

@@ -35,6 +35,7 @@ class RunEnd {
 
   /// Returns the reason of the end, or `none` if the run has not ended. Real-time safe.
   platform::DeviceEnd end() const { return mEnd; }
+  /// Returns the failure that ended the run, or `std::nullopt` if there is none.
   std::optional<platform::Failure> failure() const;
   /// Subscribes a notice, see `platform::RunControl::onDeviceEnd`.
   platform::Subscription onEnd(std::function<void()> notice);

@@ -37,8 +37,9 @@ class StallWatch {
   /// Records that no callback is expected before `time`. Must not be called during a callback.
   void expectSilence(platform::HostTime time) { mLast = time; }
 
-  /// Record the beginning and the end of each callback. Real-time safe.
+  /// Records the beginning of a callback. Real-time safe.
   void callbackBegins() { mInside.store(true, std::memory_order_release); }
+  /// Records the end of a callback. Real-time safe.
   void callbackEnds();
 
  private:

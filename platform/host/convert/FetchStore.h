@@ -17,10 +17,13 @@ class FetchStore {
   explicit FetchStore(std::uint32_t channels);
 
   /// Returns the stored samples. To append, the caller writes new samples after the first `frames()` frames and then
-  /// calls `added`. Before a fetch of `fetched` frames it must not append more than `roomBefore(fetched)` frames.
+  /// calls `added`.
   AlignedSamples& samples() { return mSamples; }
+  /// Returns the number of stored frames.
   std::uint32_t frames() const { return mFrames; }
+  /// Returns the maximum number of frames that may be appended before a fetch of `fetched` frames.
   std::uint32_t roomBefore(std::uint32_t fetched) const;
+  /// Adds `frames` frames, which the caller has written to `samples()`.
   void added(std::uint32_t frames) { mFrames += frames; }
 
   /// Prepends silence if fewer than `frames` frames are stored, then moves the first `frames` frames to `target`.

@@ -30,7 +30,8 @@ namespace orvane::host {
 /// operations are real-time safe.
 class InputEdge {
  public:
-  /// Creates an edge. `firstFrame` is the number of client frames that an earlier edge of the same run delivered.
+  /// Creates an edge. `firstFrame` is the position in the run, in client frames, at which this edge starts: the number
+  /// of frames that earlier edges of the run have already delivered.
   InputEdge(EdgeFormat hardware, EdgeFormat client, std::uint64_t firstFrame = 0);
 
   /// Sets the slice to convert, which must stay valid until the next call of `accept` or `finish`.

@@ -27,7 +27,8 @@ namespace orvane::host {
 /// operations are real-time safe.
 class OutputEdge {
  public:
-  /// Creates an edge. `firstFrame` is the number of client frames that an earlier edge of the same run requested.
+  /// Creates an edge. `firstFrame` is the position in the run, in client frames, at which this edge starts: the number
+  /// of frames that earlier edges of the run have already requested.
   OutputEdge(EdgeFormat client, EdgeFormat hardware, std::uint64_t firstFrame = 0);
   ~OutputEdge();
 

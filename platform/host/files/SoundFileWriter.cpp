@@ -111,8 +111,8 @@ void SoundFileWriter::complete(IfSilent ifSilent) {
   if (auto failure = mClaim->close(); failure && !mFailed) fail(*std::move(failure));
 }
 
-/// Completes the file because another writer takes it over. If no frames were written, the next writer's claim takes
-/// over the file's original state from this writer's claim.
+/// Completes the file because another writer takes it over. If this writer wrote no frames, its claim passes the file's
+/// original state on to the next writer's claim.
 void SoundFileWriter::handOver() {
   mWorker->cancel();
   const std::lock_guard lock(mMutex);

@@ -49,7 +49,8 @@ void check(const char* call) {
 template <typename Function>
 class Original {
  public:
-  /// `version` is needed for a function of which the C library also has an older version with the same name.
+  /// Refers to the function `name`. `version` selects the function's version; it is needed if the C library also has an
+  /// older version with the same name.
   constexpr explicit Original(const char* name, const char* version = nullptr) : mName(name), mVersion(version) {}
 
   Function* get() {
@@ -120,8 +121,8 @@ ORVANE_HOOK void free(void* memory) {
   __libc_free(memory);
 }
 
-/// Defines a hook with the given parameters, which checks the rule and then calls the original with the given
-/// arguments.
+/// Defines a hook with the given parameters. The hook ends the process if the calling thread is on the device callback;
+/// otherwise it calls the original with the given arguments.
 #define ORVANE_FORWARD_VERSION(version, Result, name, parameters, ...)     \
   ORVANE_HOOK Result name parameters {                                     \
     check(#name);                                                          \
@@ -189,8 +190,8 @@ ORVANE_FORWARD(int, fputc, (int character, FILE* stream), character, stream)
 ORVANE_FORWARD(int, fflush, (FILE * stream), stream)
 ORVANE_FORWARD(int, vfprintf, (FILE * stream, const char* format, va_list arguments), stream, format, arguments)
 
-/// Defines a hook of `printf` or `fprintf`. These need their own hooks, because they call other functions of the C
-/// library without going through the hooks of those.
+/// Defines a hook of `printf` or `fprintf`. These functions need their own hooks: inside the C library they call other
+/// functions directly, which bypasses the hooks of those functions.
 #define ORVANE_FORWARD_PRINT(name, parameters, stream)      \
   ORVANE_HOOK int name parameters {                         \
     check(#name);                                           \

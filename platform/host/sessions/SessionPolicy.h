@@ -21,16 +21,18 @@ namespace orvane::host {
 //
 // Every category accepts every mode.
 
-/// Return whether the category has an input or an output; return false for an unknown category.
+/// Returns whether the category has an input; returns false for an unknown category.
 bool categoryHasInput(std::string_view category);
+/// Returns whether the category has an output; returns false for an unknown category.
 bool categoryHasOutput(std::string_view category);
 
 /// Returns all `platform::session_option` bits that the category accepts, or 0 for an unknown category.
 std::uint64_t sensibleOptions(std::string_view category);
 
-/// Return `std::nullopt` if the category or mode is known, otherwise a sentence for use in messages that lists the
-/// accepted values.
+/// Returns `std::nullopt` if the category is known, otherwise a sentence for use in messages that lists the known
+/// categories.
 std::optional<std::string> whyNotCategory(std::string_view category);
+/// Returns `std::nullopt` if the mode is known, otherwise a sentence for use in messages that lists the known modes.
 std::optional<std::string> whyNotMode(std::string_view mode);
 /// Returns `std::nullopt` if the category accepts all bits of `options`, otherwise a sentence for use in messages that
 /// states what the refused option requires. `category` must be known.

@@ -22,8 +22,8 @@
 namespace orvane::host {
 
 /// The clock and the only task thread of the scheduler at fast pace (simulated time, faster than real time). All tasks
-/// of all workers are on one agenda, ordered by due time. The thread shares ownership of the conductor, so that a task
-/// may destroy the scheduler. Thread-safe; only `now` and `fire` are real-time safe.
+/// of all workers are on one agenda, ordered by due time. The thread is one of the conductor's owners, so the conductor
+/// outlives the scheduler if a task destroys the scheduler. Thread-safe; only `now` and `fire` are real-time safe.
 class Conductor final : public platform::Clock {
  public:
   using HostTime = platform::HostTime;

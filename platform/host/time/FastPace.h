@@ -13,7 +13,7 @@ namespace orvane::host {
 
 class Conductor;
 
-/// The scheduler at fast pace: runs in simulated time, as fast as the processor allows, and deterministically.
+/// The scheduler for simulated time ("fast pace"): runs as fast as the processor allows, and deterministically.
 ///
 /// All workers share one thread (see `Conductor`) with one agenda of tasks, ordered by due time and then by order of
 /// posting. The clock starts at one second and jumps to the due time of each task when the task is run. Tasks run only

@@ -14,8 +14,9 @@ class NoWaitSection {
   NoWaitSection(const NoWaitSection&) = delete;
   NoWaitSection& operator=(const NoWaitSection&) = delete;
 
-  /// Return whether the calling thread is in a section of that kind.
+  /// Returns whether the calling thread is in a section of the kind `task`.
   static bool isInTask();
+  /// Returns whether the calling thread is in a section of the kind `callback`.
   static bool isInCallback();
 
  private:

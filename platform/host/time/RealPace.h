@@ -14,7 +14,7 @@
 
 namespace orvane::host {
 
-/// The scheduler at real pace: each worker is a thread, and the clock is the system's monotonic one.
+/// The scheduler for real time ("real pace"): each worker is a thread, and the clock is the system's monotonic one.
 class RealPace final : public platform::Scheduler {
  public:
   /// Creates a scheduler. If the system refuses real-time scheduling, this is written to `log` once.

@@ -7,8 +7,9 @@
 
 namespace orvane::host {
 
-/// The host clock at real pace: the system's monotonic clock, shifted so that it shows one second when this object is
-/// created, like the clock at fast pace. Copies show the same time. Thread-safe; real-time safe.
+/// The host clock in real time: the system's monotonic clock, shifted so that it shows one second when this object is
+/// created. The clock of simulated time (`Conductor`) also starts at one second. Copies show the same time.
+/// Thread-safe; real-time safe.
 class SteadyClock final : public platform::Clock {
  public:
   platform::HostTime now() const override { return systemNow() - mZero; }

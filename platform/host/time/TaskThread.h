@@ -22,8 +22,9 @@
 
 namespace orvane::host {
 
-/// The thread and the task queue of a worker at real pace. The thread and the worker's triggers share ownership, so
-/// that a task may destroy its own worker. Thread-safe; only `wake` is real-time safe.
+/// The thread and the task queue of a worker that runs in real time. The thread and the worker's triggers jointly own
+/// this object, so it outlives the worker if a task destroys its own worker. Thread-safe; only `wake` is real-time
+/// safe.
 class TaskThread {
  public:
   using Repetition = platform::Worker::Repetition;

@@ -15,7 +15,8 @@ struct Given {
   std::string where;
 };
 
-/// The settings of a simulated device. A setting that was not given is empty and has the default stated below.
+/// The settings of a simulated device. A setting that was not given is empty; the default stated at the member then
+/// applies.
 struct DeviceSettings {
   template <typename Kind>
   using MaybeGiven = std::optional<Given<Kind>>;

@@ -23,7 +23,8 @@ namespace orvane::simulated {
 
 namespace {
 
-/// The block size of 128 KiB. Smaller blocks would need more system calls; larger ones would not fit in the cache.
+/// The number of samples in a block, which is 128 KiB at 4 bytes each. Smaller blocks would need more system calls;
+/// larger ones would not fit in the cache.
 constexpr int blockSamples = 32768;
 
 /// Returns the number of frames that the file's header declares, or `std::nullopt` if it declares none.

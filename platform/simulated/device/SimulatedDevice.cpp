@@ -252,7 +252,7 @@ std::uint32_t SimulatedDevice::capture() {
   return mFormat.sliceFrames;
 }
 
-/// Returns whether the run ends together with the microphone's input, which has ended when this is called.
+/// Called when the microphone's input has ended. Returns whether the run must end too.
 bool SimulatedDevice::endsWithInput() {
   auto failed = mMicrophone->failure();
   if (!failed) return !mCallback->inputEnded();

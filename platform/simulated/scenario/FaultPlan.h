@@ -26,9 +26,9 @@ class FaultPlan {
   void deviceStarts();
   /// Returns the host time at which a fault comes into force. The device must have been started before.
   platform::HostTime dueTime(const Fault& fault) const;
-  /// Return whether `fault`, or any fault of a kind, is in force. Faults at time 0 are in force even before the first
-  /// start.
+  /// Returns whether `fault` is in force. A fault at time 0 is in force even before the first start.
   bool isInForce(const Fault& fault) const;
+  /// Returns whether any fault of this kind is in force.
   bool isInForce(Fault::Kind kind) const;
 
   /// Returns the refusal of a call according to the latest fault in force, or null if the call is not refused. The

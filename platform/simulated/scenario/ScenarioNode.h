@@ -24,11 +24,14 @@ class ScenarioNode {
   /// Throws a `platform::PlatformException` with the text "SOURCE: PLACE: REASON".
   [[noreturn]] void refuse(const std::string& reason) const;
 
-  /// Return the content of the value: the members of an object, the items of an array, a text or a number. Throw as
-  /// `refuse` does if the value is of another kind or the number is not from `min` to `max`.
+  /// Returns the members of an object. Throws as `refuse` does if the value is not an object.
   std::vector<ScenarioNode> members() const;
+  /// Returns the items of an array. Throws as `refuse` does if the value is not an array.
   std::vector<ScenarioNode> items() const;
+  /// Returns a text. Throws as `refuse` does if the value is not a text.
   const std::string& text() const;
+  /// Returns a number. Throws as `refuse` does if the value is not a number from `min` to `max`; the message then
+  /// contains `unit`.
   double number(double min, double max, const std::string& unit) const;
   /// Returns a whole number from `min` to `max`; throws as `refuse` does for any other value. A float without a
   /// fraction is accepted.

@@ -12,7 +12,7 @@
 namespace orvane::test {
 namespace {
 
-/// A process whose vector unit has not been examined.
+/// Before each test, resets the process's vector unit type to "not determined".
 class Meters : public testing::Test, protected Random {
  protected:
   Meters() { gPXVectorUnitType = -1; }
@@ -29,7 +29,7 @@ TEST_F(Meters, AgreeWithTheSlowMeterInEveryField) {
     meter.mInstantaneous = slow.mInstantaneous = draw(0, 9) == 0;
     if (const double rate = rates[draw(0, 7)]; rate != 0.0) meter.SetSampleRate(rate), slow.setRate(rate);
     if (draw(0, 4) == 0) slow.mPeakHold = meter.mPeakHold = 1e9;
-    // Half a day after a peak the counter meets its end.
+    // Sets the counter of the peak hold to 100 below its maximum, which it otherwise reaches half a day after a peak.
     if (draw(0, 4) == 0) slow.mHoldCounter = meter.mHoldCounter = Words::max() - 100;
     int frames = draw(0, 70);
     const int format = draw(0, 5);
@@ -59,8 +59,8 @@ TEST_F(Meters, AgreeWithTheSlowMeterInEveryField) {
   }
 }
 
-/// Levels as they are defined, without a meter to compare with: a full-scale sine reads 1, a level falls by 60 dB in
-/// 1.24 s, and a peak is held for 0.907 s.
+/// Compares levels with their definition instead of a second meter: a full-scale sine reads 1, a level falls by 60 dB
+/// in 1.24 s, and a peak is held for 0.907 s.
 TEST_F(Meters, ReadOneForAFullScaleSineAndFallInTheStatedTimes) {
   for (const int rate : {8000, 44100, 48000, 96000}) {
     for (const int frames : {rate / 1000 * 4, 512}) {
@@ -69,7 +69,7 @@ TEST_F(Meters, ReadOneForAFullScaleSineAndFallInTheStatedTimes) {
       const host::AlignedSamples silence(1, 512);
       PowerMeter meter;
       meter.SetSampleRate(rate);
-      // A quarter of the rate, so that the samples meet the peaks.
+      // The frequency is a quarter of the sample rate, so that samples fall on the peaks.
       for (int i = 0; i < 512; ++i)
         sine.plane(0)[i] = std::array{0.0F, 1.0F, 0.0F, -1.0F}[static_cast<unsigned>(i) % 4];
       for (int fed = 0; fed < rate; fed += frames) meter.Process(sine.plane(0), 1, frames);

@@ -14,7 +14,8 @@ namespace orvane::test {
 using Limits = std::numeric_limits<float>;
 using Words = std::numeric_limits<std::int32_t>;
 
-/// Tells the two zeros apart; one NaN is as good as another.
+/// Returns the bits of each value, converted to a double, for exact comparison. 0 and -0 give different bits; all NaNs
+/// give the same bits.
 template <typename Value>
 std::vector<std::uint64_t> bitsOf(const std::vector<Value>& values) {
   std::vector<std::uint64_t> bits;
@@ -23,7 +24,8 @@ std::vector<std::uint64_t> bitsOf(const std::vector<Value>& values) {
   return bits;
 }
 
-/// The bits of every field of a meter; a counter stops at 32 bits.
+/// Returns the bits of every field of a meter, for exact comparison. A hold counter beyond the range of 32 bits is
+/// limited to its maximum.
 template <typename Meter>
 std::vector<std::uint64_t> fieldsOf(const Meter& m) {
   std::vector<double> fields(m.mLaneMeanSquare.begin(), m.mLaneMeanSquare.end());
@@ -34,7 +36,7 @@ std::vector<std::uint64_t> fieldsOf(const Meter& m) {
   return bitsOf(fields);
 }
 
-/// Random input, the same at every run and on every processor.
+/// A generator of random input. It produces the same sequence in every run and on every processor.
 class Random {
  public:
   std::int32_t draw(std::int32_t low, std::int32_t high) {
@@ -45,7 +47,8 @@ class Random {
     return low + (high - low) * (static_cast<float>(draw(0, 1 << 24)) * 0x1p-24F);
   }
 
-  /// A sample of one of thirteen kinds: of some loudness, or now and then a value that is no ordinary number.
+  /// Returns a random sample. `kind` is from 0 to 12: the kinds 0 to 7 are noise of different amplitudes; the others
+  /// are noise with occasional infinities, NaNs and negative zeros.
   float drawSample(int kind) {
     constexpr float scales[] = {1.0F, 0.0F, 1e-40F, 3e-8F, 1e-19F, 1e7F, 1e15F, 3e38F};
     constexpr float rare[] = {Limits::infinity(), -Limits::infinity(), Limits::quiet_NaN(), -0.0F};
@@ -54,7 +57,8 @@ class Random {
     return draw(0, 15) == 0 ? rare[draw(0, 3)] : noise;
   }
 
-  /// A word of one of thirteen kinds: from quiet to loud, or the lowest and the highest there are.
+  /// Returns a random 32-bit sample. `kind` is from 0 to 12: up to 10, each kind is a quarter as loud as the one before
+  /// it; the others are the minimum or the maximum of the type.
   std::int32_t drawWord(int kind) {
     if (kind > 10) return draw(0, 1) == 0 ? Words::min() : Words::max();
     return draw(-1, 1) * (draw(0, Words::max()) >> (2 * kind));

@@ -8,8 +8,8 @@
 
 namespace orvane::test {
 
-/// A second power meter to hold the real one against: one sample at a time, samples already gathered, integers in 64
-/// bits, a counter without an end. Slow and plain on purpose.
+/// A second, simple power meter with which tests compare `PowerMeter`. It processes contiguous samples one at a time,
+/// with 64-bit integers and a counter that does not overflow.
 struct SlowPowerMeter {
   bool mInstantaneous = false, mSawInfinity = false, mSawNaN = false;
   double mSampleRate = 0, mHoldDecayBase = 0.999937346586127, mHoldDecay = 0.006;
@@ -53,7 +53,7 @@ struct SlowPowerMeter {
     for (double* value : {&mMeanSquare, &mPeakLevel, &mAverageLevel, &mPeakHold}) *value = flush(*value);
   }
 
-  /// Samples on the 16-bit scale.
+  /// Meters a block of integer samples with the full scale 2^15.
   void integers(const std::vector<std::int64_t>& samples) {
     startBlock(samples.size());
     std::int64_t peak = 0;

@@ -24,14 +24,15 @@ TEST_F(Tones, SinesAreTheFloatsNearestToTheExactOnes) {
     angles.push_back(std::bit_cast<float>(draw(0, 0x7F7FFFFF)));
   }
   for (const float angle : angles) {
-    // In the extended precision of x86-64, or more: enough for these, as the two roundings go the same way.
+    // Extended precision (64 bits on x86-64) suffices for these angles: rounding twice gives the same float as rounding
+    // once.
     const auto exact = static_cast<float>(std::sin(static_cast<long double>(angle)));
     ASSERT_EQ(bitsOf(std::vector{sineOf(angle), sineOf(-angle)}), bitsOf(std::vector{exact, -exact}))
         << std::hexfloat << angle;
   }
 }
 
-/// The angle of a sample, as a tone is defined; goes on to the next sample's phase.
+/// Returns the angle of a sample according to the definition of a tone, and advances `phase` by one sample.
 float nextAngle(float& phase, float period) {
   const float angle = phase / period * 6.2831855F;
   phase += 1.0F;
@@ -70,7 +71,8 @@ TEST_F(Tones, PhasesAndSinesTakenTogetherAreThoseOfOneByOne) {
     }
 }
 
-/// One sample after the other, into the one or two channels there are, then the sweep.
+/// The reference for `Render`: renders one sample at a time into one or two channels, and then applies the frequency
+/// sweep.
 void renderPlainly(SineWaveGenerator& tone, std::vector<float>& buffer, int channels, int stride) {
   const float period = tone.mSampleRate / tone.mFrequency;
   for (std::size_t at = 0; channels < 3 && at < buffer.size(); at += static_cast<std::size_t>(channels * stride))

@@ -13,7 +13,7 @@ namespace {
 
 using namespace platform;
 
-/// At real pace and at fast pace.
+/// Tests of a host in real and in simulated time. The parameter is the option `pace`.
 struct HostAt : testing::TestWithParam<const char*> {};
 
 TEST_P(HostAt, MayLoseItsLastReferenceInItsOwnNotice) {
@@ -99,7 +99,7 @@ TEST(HostRegistry, KnowsMoreHostsThanAreAvailableAndMakesThoseByName) {
   EXPECT_EQ(reasonOf([] { makeHost("simulated", "rate=x"); }).substr(0, 7), "rate=x:");
 }
 
-/// A service of a host that is written without touching the gate.
+/// A call of an invented service. Defining the constant must be enough to make the call known to the call gate.
 const host::GatedCall kettleBoil("KettleService::boil");
 
 TEST(CallGate, KnowsTheCallsOfEveryServiceAndRefusesByName) {

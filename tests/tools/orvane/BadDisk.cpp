@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 
-// Loaded before the C library: a disk that cannot read beyond the first megabyte of a large file.
+// A library that is loaded before the C library and simulates a damaged disk: reading beyond the first megabyte of a
+// large file fails.
 
 #include <dlfcn.h>
 #include <sys/stat.h>

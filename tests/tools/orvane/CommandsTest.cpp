@@ -4,7 +4,7 @@
 namespace orvane::test {
 namespace {
 
-/// What a command without a sound server says.
+/// A part of the message of a command that finds no sound server.
 constexpr const char* noServer = ORVANE_HAS_PIPEWIRE ? "orvane: no sound server at /nonexistent/pipewire-0; "
                                                      : "this build has no pipewire host; it has --host simulated";
 
@@ -84,10 +84,10 @@ TEST(Commands, ShowTheSessionAndTheHardware) {
       {"session --category orvane.category.playback --activate --deactivate",
        "inactive\ncategory  orvane.category.playback\n"},
       {"session --deactivate --activate --option duckOthers=on", "auxiliary, active\n"},
-      // Two options share a bit, so that the later one has the last word on it.
+      // These two options share a bit, and the later option determines it.
       {"session --option mixExceptWithSpokenAudio=on --option mixWithOthers=off",
        "options   mixExceptWithSpokenAudio\n"},
-      // A category drops what makes no sense with it; an option after it stays.
+      // Setting a category clears the options that it does not accept. An option after the category is kept.
       {"session --option defaultToSpeaker=on --option allowSkycast=on --category Playback --option allowA2DP=on",
        "options   allowA2DP, allowSkycast\n"},
       {"device --simulate inputs=0", "input    none\n"},
@@ -106,7 +106,7 @@ TEST(Commands, ShowTheSessionAndTheHardware) {
     EXPECT_EQ(ended, (Ended{0, ended.output}));
     EXPECT_THAT(ended.output, HasSubstr(output)) << arguments;
   }
-  // The simulated device never takes the place of a sound server that should be there.
+  // If a build has the sound server's host, the tool never uses the simulated device instead.
   EXPECT_THAT(runTool("device").errors, HasSubstr(ORVANE_HAS_PIPEWIRE ? noServer : "using the simulated device"));
   EXPECT_EQ(runFast("", "tone --unit rioc --seconds 0.01"), Ended{0});
 }
@@ -135,7 +135,8 @@ TEST(Commands, PrintOneObjectHoweverTheyEnd) {
   for (const auto& [arguments, status, members] : cases) {
     const Ended ended = runOnSimulated(arguments);
     EXPECT_EQ(ended.status, status) << arguments;
-    // The object is the last line, and the only thing on standard output where it goes there: bars stand alone on it.
+    // The JSON object is the last line. `meter` prints it on standard error, because standard output has the bars;
+    // other commands print only the object on standard output.
     const bool toErrors = members.starts_with(R"("command":"meter")");
     const std::string& stream = toErrors ? ended.errors : ended.output;
     const std::string object = stream.substr(std::min(stream.find("{\"command\""), stream.size()));
@@ -150,7 +151,7 @@ TEST(Commands, DoWithoutAUsableStandardOutput) {
   for (const std::string command : {"device", "session", "session --json", "--version", "meter --seconds 0.1"}) {
     EXPECT_EQ(runFast("", command + " >/dev/full"), (Ended{1, "", "orvane: standard output could not be written\n"}));
   }
-  // Where it is closed, the next file must not take its place.
+  // If standard output is closed, the next opened file must not get its descriptor.
   const TemporaryFolder folder;
   const std::string file = folder.file("silence.wav");
   EXPECT_EQ(runFast("speaker=" + file, "meter --seconds 0.1 >&- 2>&-").status, 0);

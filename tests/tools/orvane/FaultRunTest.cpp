@@ -4,7 +4,7 @@
 namespace orvane::test {
 namespace {
 
-/// A folder with a scenario at fast pace that plays into a file.
+/// Runs of the tool in simulated time with a scenario whose speaker is a file.
 class FaultRun : public ToolRun {
  protected:
   Ended run(const std::string& content, const std::string& arguments) const {
@@ -26,14 +26,14 @@ TEST_F(FaultRun, ADiskThatIsFullEndsARunWithWhatFitted) {
   const Ended ended = run(faulty("0.5", R"("disk-full")"), mRecord);
   EXPECT_EQ(ended.status, 1);
   const std::string reason = "orvane: writing failed, disk full: \"" + mTake + "\": No space left on device\n";
-  // The speaker's file fails as well, perhaps: another failure, so it is shown.
+  // Writing the speaker's file may fail too. That is a different failure, so it is shown as well.
   EXPECT_THAT(ended.errors, testing::AnyOf(reason, "log error: writing failed: \"" + mHeard +
                                                        "\": No space left on device\n" + reason));
   EXPECT_THAT(ended.output, HasSubstr(R"("status":-4,"cause":"disk full","seconds":)"));
   const std::string frames = framesOfWholeFile(mTake);
   EXPECT_GT(std::stoi(frames), 9000) << "what was written in the first 200 ms at least";
   EXPECT_THAT(ended.output, HasSubstr(R"("type":"WAVE","frames":)" + frames + "}"));
-  // A failure that is not the reason is shown too.
+  // A failure that did not end the run is shown too.
   const Ended lost = run(R"("faults":[{"at":0.5,"fault":"disk-full"},{"at":0.5,"fault":"device-lost"}])", "tone");
   EXPECT_EQ(lost.errors,
             "log error: writing failed: \"" + mHeard + "\": No space left on device\norvane: the device was lost\n");
@@ -55,8 +55,8 @@ TEST_F(FaultRun, ShowsWhatTheScenarioSays) {
     std::string content;
     std::string arguments;
     int status;
-    std::string error = {};   ///< The beginning of standard error, which has no line of the log.
-    std::string output = {};  ///< Part of the object.
+    std::string error = {};   ///< The beginning of standard error, which contains no log line.
+    std::string output = {};  ///< Part of the JSON object.
   };
   const std::string take = mRecord + " --session primary", stalled = "the device stalled: no callback for 500 ms";
   std::vector<Case> cases = {
@@ -80,7 +80,7 @@ TEST_F(FaultRun, ShowsWhatTheScenarioSays) {
       {refusing("ConvertingFile::dispose"), record, 134,
        "log error: ConvertingFile::dispose failed" + refused +
            "log error: Failure: ConvertingFile::dispose failed: -77\n"},
-      // A time later than the start leaves what comes before it alone; the unit is stopped when it is released.
+      // A fault does not affect calls before its time, such as the start at 0. The unit is stopped when it is released.
       {refusing("UnitService::start", "0.05"), "tone --seconds 0.1", 0, "", R"("frames":4800,)"},
       {refusing("UnitService::stop", "0.05"), "tone --seconds 0.1", 1,
        "orvane: UnitService::stop failed: -77" + refused},
@@ -98,7 +98,7 @@ TEST_F(FaultRun, ShowsWhatTheScenarioSays) {
        "orvane: change categoryOption 0x2 0 failed: PlatformSession::setCategory: out of hours (status -3, no "
        "permission)\n"},
       {denying("mode"), "session --primary --mode Raw", 1, "orvane: setMode failed: out of hours\n"},
-      // Units are bound to the sessions behind.
+      // The refusal of a session's setting does not prevent a unit from being bound to the session.
       {denying("mode"), "meter --session auxiliary --category Playback", 1,
        "orvane: UnitService::initialize failed: -15: the session's category "},
       {render, "meter", 134, "Error -10 while rendering in Meter\n"},

@@ -5,7 +5,7 @@
 namespace orvane::test {
 namespace {
 
-/// The expected output of the meter for slices of `slice` frames; the last slice takes the frames that are left.
+/// Returns the expected output of the meter for slices of `slice` frames. The last slice has the remaining frames.
 std::string expectedBars(const Sound& sound, std::size_t slice, bool fourLanes = true) {
   const auto channels = static_cast<std::size_t>(sound.channels);
   std::vector<SlowPowerMeter> meters(channels);

@@ -4,7 +4,7 @@
 namespace orvane::test {
 namespace {
 
-/// Recordings of microphones that are files.
+/// Runs of `orvane record` whose microphone is a sound file.
 class MicrophoneRun : public ToolRun {
  protected:
   MicrophoneRun() {
@@ -13,7 +13,7 @@ class MicrophoneRun : public ToolRun {
       mSound.samples.push_back(std::uniform_real_distribution<float>(-0.9F, 0.9F)(random));
   }
 
-  /// The sound in a file of this format, in libsndfile's terms.
+  /// Writes the test sound to a file in libsndfile's format `format`, and returns the file's path.
   std::string written(int format) const {
     SndfileHandle file(mVoice, SFM_WRITE, format, mSound.channels, mSound.rate);
     file.write(mSound.samples.data(), static_cast<sf_count_t>(mSound.samples.size()));
@@ -67,7 +67,7 @@ TEST_F(MicrophoneRun, HearsWholeFilesOfAllKindsToTheEnd) {
     EXPECT_EQ(run("sh -c '" + convert + " -f " + kind + " - | cat > " + made + "'"), Ended{0});
     expectHeard(made, "60000");
   }
-  // MP3 has whole frames of 1152 only; a header may tell how many of them are sound.
+  // An MP3 file consists of blocks of 1152 samples; a header may state how many of the samples belong to the sound.
   for (const std::string& command : {"sox " + source + " -C 5 -t ogg " + made, convert + " -f mp3 " + made}) {
     EXPECT_EQ(run(command), Ended{0});
     expectHeard(made, "60000");
@@ -86,7 +86,7 @@ TEST_F(MicrophoneRun, RefusesAFileThatIsShorterThanItsHeaderDeclares) {
     std::filesystem::resize_file(path, 120'000);
     const Ended ended = record(path);
     EXPECT_EQ(ended.status, 2) << std::hex << format;
-    // Some containers have fields of their own before the sound.
+    // In some containers the declared size includes fields before the samples.
     EXPECT_THAT(ended.errors, MatchesRegex("orvane: --simulate: mic=" + path + ": \"" + path +
                                            "\" is cut short: its header declares 2400..? bytes of sound, and "
                                            "11.... are there\n"));
@@ -126,7 +126,7 @@ TEST_F(MicrophoneRun, FailsAtTheFrameWhereItCannotDecodeAFile) {
       EXPECT_THAT(ended.output, AllOf(HasSubstr(R"("ended":"failed")"), HasSubstr(R"("frames":)" + frames + ",")));
       EXPECT_GT(std::stoi(frames), 10'000);
       EXPECT_LT(std::stoi(frames), 60'000);
-      // What came before is what it would have been. Vorbis goes on behind a page that is damaged.
+      // The samples before the failure are correct. Only Vorbis continues after a damaged page.
       EXPECT_TRUE((format == vorbis && !isCut) || recorded.substr(80).starts_with(readFile(mTake).substr(80)));
     }
     const Ended tone = runFast("mic=" + path, "tone --seconds 9 --json --verbose");

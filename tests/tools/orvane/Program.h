@@ -17,7 +17,7 @@ namespace orvane::test {
 
 /// Waits until `condition` holds. Returns false, and fails the test, if it does not within 20 s.
 inline bool await(const std::function<bool()>& condition) {
-  // No whole run takes longer than these twenty seconds, not even a sanitized one on a busy machine.
+  // Every complete run takes less than these 20 s, even in a sanitizer build on a busy machine.
   const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
   do {
     if (condition()) return true;
@@ -27,9 +27,9 @@ inline bool await(const std::function<bool()>& condition) {
   return false;
 }
 
-/// How a program ended, and all that it printed.
+/// The exit status of a program and its output.
 struct Ended {
-  int status = -1;  ///< The exit status; 128 plus the signal's number where a signal ended it.
+  int status = -1;  ///< The exit status, or 128 plus the number of the signal that ended it.
   std::string output = {};
   std::string errors = {};
 
@@ -39,10 +39,11 @@ struct Ended {
   }
 };
 
-/// A program that runs beside the test. It is killed if it has not ended within 20 s, or when this object goes.
+/// A program that runs in parallel with the test. `finish` waits for its end, but at most 20 s; a program that is still
+/// running when this object is destroyed is killed.
 class Program {
  public:
-  /// A command as a shell reads it; where it redirects what it prints, that is not collected.
+  /// Starts `command`, which is in shell syntax. Output that the command redirects is not collected.
   explicit Program(const std::string& command) {
     const std::string redirected = "exec </dev/null >" + mFolder.file("output") + " 2>" + mFolder.file("errors");
     std::string words[] = {"sh", "-c", redirected + "; exec " + command};
@@ -60,7 +61,7 @@ class Program {
     waitpid(mProcess, nullptr, 0);
   }
 
-  /// The program's output so far.
+  /// Returns the program's standard output so far.
   std::string output() const { return readFile(mFolder.file("output")); }
   void send(int signal) const { kill(mProcess, signal); }
   Ended finish() {
@@ -72,24 +73,26 @@ class Program {
  private:
   const TemporaryFolder mFolder;
   pid_t mProcess = -1;
-  int mStatus = SIGKILL;  ///< Until it has ended by itself.
+  int mStatus = SIGKILL;  ///< SIGKILL until the program has ended by itself.
 };
 
-/// A whole run of a program, or of the tool, or of the tool at fast pace on a device.
+/// Runs `command` to its end.
 inline Ended run(const std::string& command) {
   return Program(command).finish();
 }
+/// Runs the tool with `arguments` to its end.
 inline Ended runTool(const std::string& arguments) {
   return run(ORVANE_TOOL " " + arguments);
 }
+/// Runs the tool to its end in simulated time; `device` are further settings of the simulated device.
 inline Ended runFast(const std::string& device, const std::string& arguments) {
   return runTool("--simulate pace=fast" + (device.empty() ? "" : "," + device) + " " + arguments);
 }
 
-/// Whole runs of the tool, with a folder for what they hear and record.
+/// Complete runs of the tool, with a folder for their microphone files and recordings.
 class ToolRun : public testing::Test {
  protected:
-  /// A device that hears this sound.
+  /// Writes `sound` to a file and returns the device setting that makes this file the microphone.
   std::string hearing(const Sound& sound) const {
     writeSound(mVoice, sound);
     return "mic=" + mVoice;
@@ -100,7 +103,8 @@ class ToolRun : public testing::Test {
   const std::string mTake = mFolder.file("take.wav");
 };
 
-/// The frames of a sound file, where independent readers agree and none has anything to complain about.
+/// Returns the number of frames of a sound file. Expects sox, ffprobe and sndfile-info to agree on it and to print no
+/// warning.
 inline std::string framesOfWholeFile(const std::string& path) {
   EXPECT_EQ(run("sox " + path + " -n"), Ended{0});
   const std::string frames = run("soxi -s " + path).output;
@@ -110,7 +114,7 @@ inline std::string framesOfWholeFile(const std::string& path) {
   return frames.substr(0, frames.find('\n'));
 }
 
-/// A format as the tool's objects tell it.
+/// Returns the text of a format in the tool's JSON objects.
 inline std::string formatJson(int rate, int channels, const std::string& layout = {}) {
   return R"({"sampleRate":)" + std::to_string(rate) + R"(.0,"channelCount":)" + std::to_string(channels) +
          R"(,"interleaved":false,"commonFormat":"Float32")" + layout + "}";

@@ -4,7 +4,7 @@
 namespace orvane::test {
 namespace {
 
-/// The content of a recording of the sound: little-endian 16-bit samples.
+/// Returns the samples that a recording of `sound` must contain, as little-endian 16-bit integers.
 std::string encoded(const Sound& sound) {
   std::string bytes;
   for (const float sample : sound.samples) {
@@ -20,7 +20,7 @@ std::string bytesOf(const std::vector<float>& samples) {
 
 class RecordRun : public ToolRun {
  protected:
-  /// The sound that the speaker plays of this microphone.
+  /// Runs `orvane playthru` and returns the samples that the speaker played.
   std::vector<float> played(const std::string& device, const std::string& options = {}) {
     EXPECT_EQ(runFast("speaker=" + mTake + "," + device, "playthru " + options).status, 0);
     return readSound(mTake).samples;
@@ -79,7 +79,8 @@ TEST_F(RecordRun, FailsWhereThereIsNoRoomAndKeepsWhatItHas) {
     EXPECT_EQ(readFile(mTake).size(), 80 + (room - 80) / 14 * 14) << "whole frames behind a header of 80 bytes";
     EXPECT_THAT(ended.errors, HasSubstr("wrote " + framesOfWholeFile(mTake) + " frames"));
   }
-  // What would command a terminal is shown by its number, and stands in the object as it is.
+  // Messages show terminal control characters as \xNN. The JSON object has the unchanged characters, with JSON's own
+  // escapes.
   const std::string limited =
       "prlimit --fsize=9999 " ORVANE_TOOL " --json meter --seconds 1 --simulate pace=fast,speaker='";
   const std::string errors = run(limited + mFolder.file("\x7F\x1B[7m\xC2\x9B'")).errors, reason = "\": File too large";

@@ -11,7 +11,8 @@
 namespace orvane::test {
 namespace {
 
-/// Runs at real pace that something has to end, the file that such a run fills, and a pipe that nobody reads.
+/// Runs of the tool in real time that end only by a signal, with a file to record to and a pipe whose content is not
+/// read.
 class Signal : public testing::Test {
  protected:
   Signal() {
@@ -22,7 +23,8 @@ class Signal : public testing::Test {
 
   int heldByPipe(int bytes = 0) const { return ioctl(mReader, FIONREAD, &bytes) == 0 ? bytes : 0; }
 
-  /// A pipe takes whole pages and lets the end of some be empty, so it is full where it stays more than half full.
+  /// Waits until the pipe is full. A pipe stores whole pages and may leave the ends of pages unused; it therefore
+  /// counts as full if it is more than half full and its content has stopped growing.
   void awaitFullPipe() const {
     await([this] {
       const int before = heldByPipe();
@@ -52,7 +54,8 @@ TEST_F(Signal, EndsARunCleanly) {
     std::filesystem::remove(mFile);
     Program program(command);
     await([&] { return readFile(mFile).size() > 30'000; });
-    // Who passes a signal on to a process and to its group delivers it twice, and asks once.
+    // A program that forwards a signal to a process and to its group delivers the signal twice; this must count as one
+    // request.
     for (int copy = 0; copy < 2; ++copy) {
       program.send(signal);
       std::this_thread::sleep_for(std::chrono::milliseconds(1));
@@ -73,7 +76,7 @@ TEST_F(Signal, AKilledRunLeavesFilesThatOtherProgramsRead) {
 }
 
 TEST_F(Signal, EndsARunCleanlyInTheMiddleOfAFault) {
-  // Slices of a quarter of a second, so that a stall would be noticed only after two and a half.
+  // Slices last a quarter of a second, so that a stall would be detected only after 2.5 s.
   const std::string scenario = mFolder.file("scenario.json");
   const std::string device = "rate=16000,slice=4096,speaker=" + mFile + ",scenario=" + scenario;
   for (const std::string fault :
@@ -81,7 +84,7 @@ TEST_F(Signal, EndsARunCleanlyInTheMiddleOfAFault) {
     std::filesystem::remove(mFile);
     std::ofstream(scenario) << R"({"faults":[{"at":0.3,"fault":)" << fault << "}]}";
     Program program(ORVANE_TOOL " tone --json --simulate " + device);
-    // The speaker's file is there once the device starts, and the fault by the end of the second slice.
+    // The speaker's file exists once the device has started, and the fault is in force by the end of the second slice.
     await([&] { return std::filesystem::exists(mFile); });
     std::this_thread::sleep_for(std::chrono::milliseconds(700));
     program.send(SIGINT);
@@ -99,7 +102,7 @@ TEST_F(Signal, AClosedPipeEndsARunCleanly) {
 TEST_F(Signal, ARunOnATerminalEndsItsLine) {
   const int terminal = posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
   ASSERT_TRUE(grantpt(terminal) == 0 && unlockpt(terminal) == 0);
-  // Held open, so that the terminal keeps what was printed.
+  // Kept open, so that the terminal keeps the printed text.
   const int held = open(ptsname(terminal), O_RDWR | O_NOCTTY | O_CLOEXEC);
   for (const std::string seconds : {"", " --seconds 0.01"}) {
     std::string shown;
@@ -125,7 +128,7 @@ TEST_F(Signal, AClosedStandardErrorChangesNothing) {
   std::ofstream(scenario) << R"({"faults":[{"at":0.1,"fault":"discontinuity","frames":100}]})";
   close(std::exchange(mReader, open("/dev/null", O_RDONLY | O_CLOEXEC)));
   const std::string tool = ORVANE_TOOL " --verbose --json --simulate mic=noise,scenario=" + scenario;
-  // The shell opens the pipe to read and to write, and then lets go of its reading end.
+  // The shell opens the pipe for reading and writing, and then closes its reading end.
   Program recording("sh -c 'exec 3<>" + mPipe + "; exec 2>" + mPipe + "; exec 3<&-; exec " + tool + " record " + mFile +
                     " --seconds 0.5'");
   const Ended ended = recording.finish();
@@ -173,7 +176,7 @@ TEST_F(Signal, EndsTheProcessTheSecondTimeWhereTheFirstCannot) {
 }
 
 TEST_F(Signal, ComesAtAnyTimeOfAShortRun) {
-  // Signals that fall into the start or the end of a run must neither hang it nor leave a broken file.
+  // A signal during the start or the end of a run must neither make the run hang nor leave a damaged file.
   std::list<Program> programs;
   const auto speaker = [&] { return mFolder.file(std::to_string(programs.size())); };
   while (programs.size() < 12)

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 
-// Loaded before the C library: a disk that pauses once, at the first write to a file of more than a header.
+// A library that is loaded before the C library and simulates a slow disk: the first write of more than 1000 bytes
+// takes 2.5 s longer.
 
 #include <dlfcn.h>
 #include <unistd.h>

@@ -8,7 +8,8 @@ namespace {
 TEST(Tone, WritesTheOscillatorsSamplesToTheBit) {
   const TemporaryFolder folder;
   const std::string file = folder.file("tone.wav");
-  // The right oscillator sounds a fifth above the left one, unless they are to agree.
+  // The right channel sounds a fifth (1.5 times the frequency) above the left one, unless both are set to the same
+  // frequency.
   const std::tuple<std::string, std::uint32_t, float, float, float> cases[] = {
       {"", 48000, 261, 391.5F, 0.25F},
       {"--frequency 16000 --amplitude 1", 48000, 16000, 24000, 1},
@@ -36,7 +37,7 @@ TEST(Tone, WritesTheOscillatorsSamplesToTheBit) {
 TEST(Tone, LastsExactlyTheFramesOfTheSeconds) {
   const std::array<std::string, 3> cases[] = {
       {"0.000001", "rate=48000,slice=480", "1"},
-      // 1.1 is no binary fraction, and 1.1 * 44100 is a little above 48510 in double precision.
+      // 1.1 has no exact binary representation, so 1.1 * 44100 is slightly above 48510 in double precision.
       {"1.1", "rate=44100,slice=10", "48510"},
       {"1.1000001", "rate=44100,slice=10", "48511"},
       {"2.5e-1", "rate=8000,slice=64", "2000"}};

@@ -8,8 +8,9 @@
 
 namespace orvane::test {
 
-/// A voice of a kind: bursts of noise of different loudness with pauses, one of them too loud, each channel its own;
-/// then samples that are odd, and every step of 16 bits.
+/// Returns a sound for meter and recorder tests: bursts of noise of different loudness with pauses, one of them above
+/// full scale, different in each channel; then special values (such as infinities, NaN and negative zero), and every
+/// step of 16 bits.
 inline Sound makeVoice(int rate, int channels) {
   Sound voice{rate, channels, {}};
   const auto width = static_cast<std::size_t>(channels);

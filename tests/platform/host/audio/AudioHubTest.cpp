@@ -11,7 +11,7 @@ using platform::DeviceEnd, platform::StreamFormat;
 using Pace = host::HostContext::Pace;
 namespace status = platform::status;
 
-/// A unit that plays one constant, and must not be called before a start or after a stop.
+/// A unit that plays a constant value. Fails the test if its output provider is called before a start or after a stop.
 struct Player {
   explicit Player(UnitRig& rig, float value = 1) : units(*rig.host.units), unit(rig.makeUnit()) {
     units.wrap(unit)->setOutputProvider([this, value](auto&, auto&, std::uint32_t frames, int, auto& list) {
@@ -40,7 +40,7 @@ struct Player {
   std::atomic<int> slices = 0;
 };
 
-/// A rig on a device that the test drives.
+/// A `UnitRig` on a device whose callback the test calls.
 struct ScriptedRig : ScriptedDevice, UnitRig {
   explicit ScriptedRig(Pace pace = Pace::fast) : ScriptedDevice(pace), UnitRig(std::exchange(services, {})) {}
 };
@@ -66,7 +66,8 @@ TEST(FrameCount, CountsTimeThroughChangesOfTheRate) {
 
 TEST(AudioHub, MixesInOrderOfStartingAndIsSilentWhereNobodyPlays) {
   ScriptedRig rig;
-  // Not associative in single precision: five is what it is only where the others have cancelled out before.
+  // Addition in single precision is not associative: the 5 is kept only if the two large values cancel out before it is
+  // added.
   Player large(rig, 1e8F), opposite(rig, -1e8F), small(rig, 5);
   for (Player* player : {&large, &opposite, &small}) ASSERT_EQ(player->start(), 0);
   rig.slice(1);
@@ -93,7 +94,7 @@ TEST(AudioHub, AFailedStartRegistersNobody) {
 }
 
 TEST(AudioHub, NoUnitIsCalledOnceItHasStopped) {
-  // The device is always behind with slices so short, so it calls back all the time.
+  // With such short slices the device is always late, so it makes callbacks without a pause.
   UnitRig rig("rate=768000,slice=1");
   Player anchor(rig);
   ASSERT_EQ(anchor.start(), 0);
@@ -124,7 +125,8 @@ TEST(AudioHub, EndsTheRunAtTheExactFrameAndCountsWhatItHandedOut) {
   EXPECT_EQ(std::tuple(count.frames, count.discontinuities, count.maxSliceFrames), std::tuple(1000U, 1U, 512U));
 }
 
-/// How a run ends, and what becomes of a client that starts before the device has been stopped.
+/// A test case: an event that ends a run, and the expected result for a client that starts before the device has been
+/// stopped.
 struct EndOfRun {
   const char* name;
   std::function<void(ScriptedRig&)> happens;
@@ -195,7 +197,7 @@ TEST(AudioHub, RebuildsItsClientsWhenTheDeviceChangesAndGoesOn) {
   EXPECT_GT(rig.host.units->latency(rig.unit).input, 0U) << "the rate is converted now";
   ASSERT_GT(rig.times.size(), 2U);
   EXPECT_EQ(rig.times[1].sampleTime, 480) << "time stamps go on";
-  // Where a client cannot go on, the run ends and says why.
+  // If a client cannot continue, the run ends and reports the reason.
   change({24000, 0, 1, 128});
   EXPECT_EQ(rig.failure(), status::noDevice);
   EXPECT_EQ(rig.state->callback, nullptr);
@@ -242,7 +244,7 @@ TEST(AudioHub, AUnitThatCannotStartAgainAfterItsClosureWasReplacedSaysSo) {
                                  "an I/O unit whose closure was replaced could not start again\n"));
 }
 
-/// A client of the hub that is none of the host's own.
+/// A hub client that is not an I/O unit. It counts its slices.
 struct CountingClient final : host::HubClient {
   const char* deviceSlice(const host::HubSlice& slice, host::OutputMix&) override {
     EXPECT_EQ(slice.inputs.size(), format.inputs);
@@ -256,7 +258,7 @@ struct CountingClient final : host::HubClient {
   std::atomic<int> slices = 0;
 };
 
-/// A hub alone with two clients, on a device that the test drives.
+/// A hub without a host around it, with two clients, on a device whose callback the test calls.
 struct HubRig : ScriptedDevice {
   explicit HubRig(Pace pace = Pace::fast) : ScriptedDevice(pace) {}
 
@@ -295,7 +297,8 @@ TEST(AudioHub, AClientThatJoinsIsToldTheFormatOfNow) {
 }
 
 TEST(AudioHub, NeitherOtherCallersNorAskingForLatencyMakeTheCallbackLock) {
-  // In debug builds the callback may not lock. One caller waits, so the device runs, while the other comes and goes.
+  // In debug builds a lock on the callback ends the process. One thread waits, so that the device runs, while the other
+  // creates and destroys units.
   UnitRig rig("pace=fast,slice=64");
   rig.wrapper->outputBus(1).setFormat(StreamFormat::standard(44100, 1));
   rig.wrapper->setInputEnabled(true);

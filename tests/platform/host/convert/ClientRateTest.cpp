@@ -7,7 +7,8 @@
 namespace orvane::test {
 namespace {
 
-/// Whether the whole seconds from `first` on are the sine that went in, in phase from the first sample of all on.
+/// Expects `seconds` seconds of `samples`, starting at second `first`, to be a sine of `hertz` hertz whose phase was 0
+/// at `samples[0]`.
 void expectTone(const std::vector<float>& samples, double first, int seconds, double hertz, int rate,
                 double maxPhase = 1e-3) {
   const auto begin = static_cast<std::size_t>(first * rate);
@@ -27,7 +28,7 @@ void expectTone(const std::vector<float>& samples, double first, int seconds, do
   EXPECT_NEAR(std::arg(tone), 0, maxPhase);
 }
 
-/// A unit of one channel whose client side runs at a rate of its own.
+/// A unit with one channel whose client formats have a different rate than the hardware.
 struct Rig : UnitRig {
   Rig(int hardware, int client, const std::string& options)
       : UnitRig("pace=fast,outputs=1,rate=" + std::to_string(hardware) + "," + options) {
@@ -64,7 +65,7 @@ TEST(ClientRate, AToneKeepsItsLevelPhaseAndLengthThroughEveryPairOfRates) {
 }
 
 TEST(ClientRate, AnHourDoesNotDrift) {
-  // Low rates, so that an hour is short; the ratio is as awkward as that of the usual ones.
+  // The rates are low, so that an hour has few samples. Their ratio, 160 to 147, is that of 48000 to 44100.
   Rig rig(480, 441, "mic=tone:50:0.5");
   rig.takeInput();
   rig.run(3600 * 480);

@@ -11,7 +11,8 @@ namespace {
 
 using namespace host;
 
-/// Channel counts that take each path: one, pairs, three lanes of four, whole groups of four, overlapping ones.
+/// Tests of `deinterleave`. The parameter is a channel count; the counts are chosen so that every code path is used:
+/// one channel, two, three, multiples of four, and groups of four that overlap.
 class Deinterleave : public testing::TestWithParam<std::uint32_t> {};
 
 TEST_P(Deinterleave, TakesAnyBitsApartAsTheSampleBySampleFormDoes) {

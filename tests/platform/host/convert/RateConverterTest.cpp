@@ -8,7 +8,8 @@
 #include "platform/host/convert/OutputEdge.h"
 #include "tests/support/UnitRig.h"
 
-/// How many calls of `src_process` still succeed. This program has one of its own in front of the library's.
+/// The number of calls of `src_process` that still succeed. The function below replaces the library's `src_process` in
+/// this program.
 static int callsLeft = 0;
 int src_process(SRC_STATE* state, SRC_DATA* data) {
   static const auto original = reinterpret_cast<int (*)(SRC_STATE*, SRC_DATA*)>(dlsym(RTLD_NEXT, "src_process"));

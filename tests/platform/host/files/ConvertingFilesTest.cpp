@@ -27,7 +27,8 @@ StreamFormat int16(double rate, std::uint32_t channels) {
   return StreamFormat::linearPcm(rate, channels, 16, format_flag::signedInteger, true);
 }
 
-/// The converting files of a host of their own. At fast pace nothing is written by itself: the caller never waits.
+/// Tests of the file service of a separate host. In simulated time (fast pace) background tasks run only while a caller
+/// waits; these tests never wait, so nothing is written in the background.
 class ConvertingFilesTest : public testing::Test, protected UnitRig {
  protected:
   explicit ConvertingFilesTest(const std::string& options = "pace=fast")
@@ -51,7 +52,7 @@ class ConvertingFilesTest : public testing::Test, protected UnitRig {
   }
   Status create(const Wanted& wanted, Handle& file) { return create(wanted, file, files); }
 
-  /// A file that takes `channels` channels of sound.
+  /// Creates a file of `channels` channels and sets its client format. Returns the handle.
   Handle make(const std::string& path, std::uint32_t channels, double rate = 48000) {
     Handle file{};
     EXPECT_EQ(create({path, int16(rate, channels)}, file), 0);
@@ -79,7 +80,7 @@ TEST_F(ConvertingFilesTest, WhatCannotBeMadeIsRefusedAndHarmsNothing) {
   std::filesystem::create_symlink("nowhere/at/all", folder.file("dangling"));
   ASSERT_EQ(mkfifo(folder.file("pipe").c_str(), 0600), 0);
   Handle file{};
-  // Root may write any file, so it becomes somebody else for a moment.
+  // Root may write any file, so the process runs as another user for this check.
   chmod(folder.path().c_str(), 0755);
   const uid_t user = geteuid();
   ASSERT_EQ(chmod(old.c_str(), 0444) + seteuid(user == 0 ? 65534 : user), 0);
@@ -112,7 +113,7 @@ TEST_F(ConvertingFilesTest, WhatCannotBeMadeIsRefusedAndHarmsNothing) {
   }
   EXPECT_THAT(host.fileReport->writtenFiles(), IsEmpty());
 
-  // Locked as by another process that writes it.
+  // A lock as another process that writes the file would hold it.
   const int other = open(old.c_str(), O_RDONLY | O_CLOEXEC);
   ASSERT_EQ(flock(other, LOCK_EX), 0);
   EXPECT_EQ(create({old}, file), status::noPermission);
@@ -165,7 +166,8 @@ TEST_F(ConvertingFilesTest, AFileIsWrittenThroughItsLatestHandleAlone) {
         << "the earlier recording stays until the caller waits or disposes";
     EXPECT_EQ(files.dispose(earlier), 0);
   }
-  // Another file at the same path is another file: the old one goes on without its name.
+  // A new file at the path of a removed one is a different file. The recording to the removed file continues; its other
+  // hard link still leads to it.
   std::filesystem::remove(path);
   const Handle other = make(path, 1);
   EXPECT_EQ(readSound(path).samples, Samples{});
@@ -175,7 +177,7 @@ TEST_F(ConvertingFilesTest, AFileIsWrittenThroughItsLatestHandleAlone) {
   EXPECT_EQ(readSound(folder.file("twin")).samples, (Samples{0.5F, -0.5F, 0.5F, -0.5F, 0.125F, 0}));
 }
 
-/// Limits the size of files that this process writes, in bytes.
+/// A scope guard that limits the size, in bytes, of the files that this process writes.
 struct FileSizeLimit {
   explicit FileSizeLimit(rlim_t bytes) {
     std::signal(SIGXFSZ, SIG_IGN);
@@ -207,7 +209,7 @@ TEST_F(ConvertingFilesTest, WhatWasThereStaysUntilSoundIsWritten) {
     EXPECT_EQ(files.dispose(first), 0);
     EXPECT_EQ(content(), before);
 
-    // No room for the headers, then none for a frame behind them.
+    // First the disk has too little space for the headers, then enough for the headers but not for a frame.
     Handle file{};
     {
       const FileSizeLimit limit(50);
@@ -283,7 +285,7 @@ TEST_F(ConvertingFilesTest, AWriterThatIsTwoSecondsBehindDropsWholeSlicesAndCoun
   EXPECT_EQ(readSound(folder.file("take.wav")).samples, Samples(400 * 441 * 2, 0.5F));
 }
 
-/// At real pace, where files are written on threads of their own.
+/// The same tests' fixture in real time (real pace), where each file is written on its own thread.
 struct RunningConvertingFilesTest : ConvertingFilesTest {
   RunningConvertingFilesTest() : ConvertingFilesTest("pace=real") {}
 };

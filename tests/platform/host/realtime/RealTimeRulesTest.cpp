@@ -25,7 +25,7 @@ using namespace platform;
 
 #if ORVANE_REAL_TIME_CHECKS
 
-/// Takes results that must not be ignored.
+/// Receives results that the compiler does not allow to be ignored.
 volatile std::intptr_t result;
 
 TEST(RealTimeRulesDeathTest, EachBrokenRuleEndsTheProcessByName) {
@@ -79,7 +79,7 @@ TEST(RealTimeRulesDeathTest, EachBrokenRuleEndsTheProcessByName) {
       {"fflush", [&] { std::fflush(stream); }},
       {"throw", [] { throw 1; }}};
   for (const auto& [call, breach] : breaches) {
-    // The section lives to the end of the expression.
+    // The temporary section exists until the end of the expression.
     EXPECT_DEATH((RealTimeSection(), breach()), "the device callback called " + call + ", which");
   }
   sem_destroy(&semaphore);

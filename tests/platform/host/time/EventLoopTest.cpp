@@ -11,7 +11,7 @@ namespace {
 
 using namespace platform;
 
-/// At real pace and at fast pace.
+/// Tests of the event loop in real and in simulated time. The parameter is the option `pace`.
 class EventLoopAt : public testing::TestWithParam<const char*> {
  protected:
   const Platform host = makeSimulatedHost(GetParam());
@@ -70,7 +70,7 @@ TEST(EventLoopSignals, ReachEveryHostOnceAndAreForgotten) {
       EXPECT_EQ(host->eventLoop->run(), 0);
     }
   }
-  // A host that has gone is not told any more.
+  // A destroyed host is no longer notified.
   { makeSimulatedHost().eventLoop->watchSignals(); }
   kill(getpid(), SIGINT);
   EXPECT_EQ(first.eventLoop->run(), SIGINT);

@@ -10,7 +10,8 @@
 #include "platform/host/time/RealPace.h"
 #include "tests/support/Test.h"
 
-/// This program has a call of its own in front of the system's, which no test could make fail.
+/// Replaces the system's function in this program with one that always fails, because a test cannot make the system's
+/// function fail.
 extern "C" int pthread_setschedparam(pthread_t, int, const sched_param*) noexcept {
   return EPERM;
 }
@@ -20,7 +21,7 @@ namespace {
 
 using namespace host;
 
-/// Those of the signals that end a run which the calling thread blocks.
+/// Returns which of the signals that end a run (SIGINT, SIGTERM, SIGHUP) the calling thread blocks.
 std::string blockedSignals() {
   sigset_t blocked;
   pthread_sigmask(SIG_BLOCK, nullptr, &blocked);

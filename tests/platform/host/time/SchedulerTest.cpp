@@ -17,11 +17,11 @@ std::shared_ptr<Scheduler> makeScheduler(bool atRealPace) {
   return std::make_shared<FastPace>();
 }
 
-/// At real pace where the parameter says so, at fast pace else.
+/// Tests of both schedulers: for real time if the parameter is true, for simulated time if it is false.
 struct BothPaces : testing::TestWithParam<bool> {
   explicit BothPaces(bool atRealPace = GetParam()) : scheduler(makeScheduler(atRealPace)) {}
 
-  /// Whether nothing that counts in `runs` happens in a millisecond.
+  /// Waits for one millisecond and returns whether `runs` stayed the same.
   bool restsAt(const std::atomic<int>& runs) const {
     const int before = runs;
     while (waiter->wait(1ms)) continue;
@@ -92,7 +92,7 @@ TEST_F(AtFastPace, TenThousandWaitsWithLimitsTakeExactlyTheirTime) {
     const HostTime limit(round * 7919 % 1000 + 1);
     const HostTime signal(round * 104729 % 1000 + 1);
     worker->postAt(expected + signal, [&] { waiter->signal(); });
-    // Of two that are due at once the one that was posted first comes first: the signal.
+    // If the signal and the limit are due at the same time, the signal comes first, because it was posted first.
     const bool signalled = signal <= limit;
     ASSERT_EQ(waiter->wait(limit), signalled) << round;
     expected += signalled ? signal : limit;
@@ -187,7 +187,7 @@ TEST_P(BothPaces, ATriggerRunsItsTaskOnceForManyFiresAndNeverAfterItsEnd) {
   for (int run = 2; run <= 3; ++run) ASSERT_TRUE(waiter->wait(10s));
   EXPECT_EQ(runs, 3);
 
-  // At real pace a run may come before the cancel, or before the trigger's end; none comes after.
+  // In real time the task may run before `cancel` or before the trigger is destroyed, but never afterwards.
   trigger->fire();
   worker->cancel();
   EXPECT_TRUE(restsAt(runs));

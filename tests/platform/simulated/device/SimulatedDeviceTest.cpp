@@ -39,7 +39,7 @@ TEST(SimulatedDevice, StartAgainContinuesTheDeviceAndDoesNotDrift) {
   }
 }
 
-/// A unit on a device with these faults.
+/// A unit on a simulated device with faults. `faults` is JSON text.
 struct FaultyRig : UnitRig {
   explicit FaultyRig(const std::string& faults, const std::string& options = "pace=fast,slice=480")
       : UnitRig(options + ",outputs=1,scenario=" + written(faults)) {}
@@ -90,7 +90,7 @@ TEST(Fault, FramesThatAreMissingShowInStampsSamplesAndCount) {
   Sound ramp;
   for (int frame = 0; frame < 200'000; ++frame) ramp.samples.push_back(static_cast<float>(frame));
   writeSound(folder.file("ramp.wav"), ramp);
-  // The second gap is longer than a stall; one that the device reports is none.
+  // The second gap is longer than the stall limit, but a gap that the device reports is not a stall.
   FaultyRig rig(
       R"({"at":0.5,"fault":"discontinuity","frames":96000},{"at":0.105,"fault":"discontinuity","frames":1000})",
       "pace=fast,slice=480,mic=" + folder.file("ramp.wav"));
@@ -109,14 +109,14 @@ TEST(Fault, FramesThatAreMissingShowInStampsSamplesAndCount) {
 }
 
 TEST(Fault, AGapThatTakesLongToMakeUpAtRealPaceIsNoStall) {
-  // Frames that nobody hears take the device a second to make up.
+  // The device needs a second to skip the missing frames, which are noise on 64 channels.
   FaultyRig rig(R"({"at":0.01,"fault":"discontinuity","frames":8000000})", "pace=real,mic=noise,inputs=64");
   rig.playSilence();
   ASSERT_EQ(rig.run(1500ms), status::success);
   EXPECT_EQ(rig.report.deviceEnd(), DeviceEnd::none);
 }
 
-/// A clock and a worker of one task that a test winds by hand.
+/// A clock that the test advances, and a worker with a single task that the test runs.
 struct HandWound final : Clock, Worker {
   HostTime now() const override { return time; }
   void repeatAt(HostTime when, Repetition next) override { std::tie(due, task) = std::tie(when, next); }
@@ -148,7 +148,7 @@ TEST(StallWatch, TakesNeitherASuspendedProcessNorACallbackThatTookLongForAStall)
   EXPECT_EQ(stalls, 0) << "it counts from the end of that callback";
   hand.lookAt(hand.due);
   EXPECT_EQ(stalls, 1) << "what follows counts again";
-  // A short pause: the watch comes a little late, and the device calls back a little later.
+  // After a short pause of the process, the watch's check is late, and the device's callback comes after it.
   watch.begin({48000, 1, 2, 256});
   hand.lookAt(hand.due + 100ms);
   watch.callbackBegins();
