@@ -24,7 +24,7 @@ struct spa_io_position;
 
 namespace orvane::pipewire {
 
-/// What the filter is linked to, and what it asks of the graph.
+/// The settings of a filter: the endpoints that it is linked to, and its requests to the graph.
 struct FilterSetup {
   std::optional<Endpoint> source = {};
   std::optional<Endpoint> sink = {};
@@ -64,14 +64,14 @@ class Filter {
   Filter(const Filter&) = delete;
   Filter& operator=(const Filter&) = delete;
 
-  /// Why the node cannot run; nothing as long as it may.
+  /// Returns the reason why the node cannot run, or `std::nullopt`.
   const std::optional<std::string>& problem() const { return mProblem; }
   /// Makes missing links once the ports of the node are known. Returns whether one was made. Called after each change
   /// of the inventory.
   bool link();
-  /// The largest latency that the linked ports of a side report, in frames.
+  /// Returns the largest latency that the linked ports of a side report, in frames.
   std::uint32_t latency(Side side) const;
-  /// Whether every link exists.
+  /// Returns whether every link exists.
   bool isLinked() const { return mIsLinked; }
 
  private:

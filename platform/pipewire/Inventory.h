@@ -64,7 +64,8 @@ struct Endpoint {
   bool operator==(const Endpoint&) const = default;
 };
 
-/// The endpoints of a side that have ports, in order of their serial numbers; monitors of sinks behind the sources.
+/// Returns the endpoints of `side` that have at least one port, in order of their serial numbers. Among the inputs, the
+/// monitors of sinks come after all sources.
 std::vector<Endpoint> endpoints(const Inventory& inventory, Side side);
 
 /// Outcome of a search for an endpoint.

@@ -42,13 +42,13 @@ class PipeWireDevice final : public backend::AudioDevice, private Connection::Wa
   std::vector<platform::AudioEndpoint> endpoints(platform::AudioSide side) const override;
 
  private:
-  /// What the device is linked to, or would be.
+  /// The endpoints that the device is linked to, or would be linked to.
   struct Ends {
     std::optional<Endpoint> source = {};
     std::optional<Endpoint> sink = {};
     bool operator==(const Ends&) const = default;
   };
-  /// What a moment of the running graph showed.
+  /// Properties of the graph, learned by running it for a moment.
   struct Learned {
     Ends ends;
     std::map<std::string, std::string> settings;  ///< Of the server, at that moment.
@@ -56,7 +56,7 @@ class PipeWireDevice final : public backend::AudioDevice, private Connection::Wa
     std::uint32_t frames = 0;
   };
 
-  /// What a change of the server's objects means for the run.
+  /// The consequence of a change of the server's objects for the run.
   struct Change {
     std::optional<platform::Failure> failure = {};  ///< Why the run ends.
     bool moves = false;                             ///< The run continues with other ends.

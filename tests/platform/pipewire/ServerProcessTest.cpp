@@ -22,7 +22,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// What a process could leak, here and in the server.
+/// Counts of objects that a process could leak, in the process and in the server.
 struct Holdings {
   std::ptrdiff_t descriptors = 0;
   std::ptrdiff_t threads = 0;
