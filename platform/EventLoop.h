@@ -28,11 +28,11 @@ class ORVANE_EXPORT EventLoop {
   virtual void watchSignals() = 0;
 
   /// Runs posted tasks in order on the calling thread until `stop`. Tasks posted before the stop still run; later ones
-  /// wait for the next run. A signal ends the run before the remaining tasks, which also wait for the next run.
+  /// wait for the next run. A signal ends the run at once; tasks that have not run stay queued for the next run.
   ///
   /// Returns 0 after `stop`, otherwise the signal's number (SIGPIPE for a closed standard output). An exception thrown
-  /// by a task propagates out of `run`. Must be called from one thread at a time, and not from a worker's task or the
-  /// device callback: waiting there ends the process with a message.
+  /// by a task propagates out of `run`. Only one thread at a time may call `run`. Calling it from a worker's task
+  /// or the device callback ends the process with a message, because `run` waits.
   virtual int run() = 0;
   /// Queues `task`, which must not be empty, for execution by the current or next call of `run`. Thread-safe.
   virtual void post(std::function<void()> task) = 0;

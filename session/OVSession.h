@@ -138,7 +138,7 @@ class ORVANE_EXPORT OVSession : public OVTextEmitting {
   /// the platform's error.
   void changeCategoryOption(std::uint64_t option, bool state);
 
-  /// Does nothing.
+  /// Does nothing. Exists for programs that expect it in the interface.
   void listCategories() const;
   /// Does nothing.
   void listModes() const;

@@ -43,7 +43,7 @@ struct SessionLabels {
   std::uint64_t options = 0;  ///< Bits of `platform::session_option`.
 };
 
-/// Latency outside the slices, in hardware frames.
+/// The delay that the hardware adds to that of the slices, in hardware frames.
 struct DeviceLatency {
   std::uint32_t input = 0;   ///< From the microphone to the slice.
   std::uint32_t output = 0;  ///< From the slice to the speaker.

@@ -50,8 +50,8 @@ struct Refusal {
 /// By default nothing is refused. Thread-safe; only `refusal` is real-time safe.
 class CallGate {
  public:
-  /// A function that returns the refusal of the call with this name, or null to allow it. It must be real-time safe.
-  /// The refusal must live as long as the gate.
+  /// A function that decides whether the call named `call` is allowed: returns null to allow it, otherwise the refusal
+  /// to report. It must be real-time safe. The refusal must live as long as the gate.
   using Decide = std::function<const Refusal*(std::string_view call)>;
 
   /// Sets the function that decides. Must be called before the host is used.

@@ -43,7 +43,8 @@ std::string chooseHost(const CommandLine& line) {
     throw ToolError(ExitStatus::usageError, "--host: unknown host \"" + host + "\"; it takes " + names);
   }
   if (host != simulated && line.simulate()) {
-    throw ToolError(ExitStatus::usageError, "--simulate sets up the simulated host and excludes --host " + host);
+    throw ToolError(ExitStatus::usageError,
+                    "--simulate sets up the simulated host and cannot be combined with --host " + host);
   }
   if (host == simulated && !line.deviceOptions().empty()) {
     throw ToolError(ExitStatus::usageError,

@@ -23,8 +23,8 @@ constexpr double queueSeconds = 2;
 /// Memory limit of a queue. It is exceeded only if two slices need more. 64 channels at 48 kHz need a fifth of it.
 constexpr double maxQueueBytes = 128 << 20;
 
-/// Returns the queue length in frames: two seconds within the memory limit, but at least two slices of the maximum
-/// length.
+/// Returns the queue length in frames: two seconds, or fewer if the memory limit requires it, but never fewer than two
+/// slices of the maximum length, even if these exceed the limit.
 std::uint32_t queueFrames(const SoundShape& shape, std::uint32_t maxFrames) {
   constexpr double max = 1 << 30;
   const double bounded = std::min(std::ceil(shape.sampleRate * queueSeconds),
