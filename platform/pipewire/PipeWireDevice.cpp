@@ -244,13 +244,17 @@ std::optional<Failure> PipeWireDevice::start(backend::DeviceCallback& callback) 
   mWatched = connection;
   mSettings = connection->inventory().settings;
   connection->watch(*this);
-  mFormat = announced;
+  // The host has prepared its clients for the format that it was told. Anything else is a change like any other, and
+  // nothing is handed out until the host has started the device again.
+  mFormat = mLastFormat;
   preparePlanes();
+  const bool differs = announced.sampleRate != mFormat.sampleRate || announced.inputs != mFormat.inputs ||
+                       announced.outputs != mFormat.outputs || mSeenRate != mLearned.rate;
+  mHasChanged = differs;
   mCallback = &callback;
   // What changed while the graph started has reached no watcher.
   mFollowTrigger->fire();
-  // Another rate than the graph had a moment ago is a change like any other.
-  if (mSeenRate != mLearned.rate) mChangeTrigger->fire();
+  if (differs) mChangeTrigger->fire();
   return std::nullopt;
 }
 
@@ -287,7 +291,7 @@ void PipeWireDevice::onSlice(const Filter::Slice& slice) const {
     mSeenTrigger->fire();
   }
   backend::DeviceCallback* const callback = mCallback;
-  if (callback != nullptr && slice.cycle.rate == static_cast<std::uint32_t>(mFormat.sampleRate)) {
+  if (callback != nullptr && !mHasChanged && slice.cycle.rate == static_cast<std::uint32_t>(mFormat.sampleRate)) {
     return handOut(slice, *callback);
   }
   for (float* output : slice.outputs) std::fill_n(output, slice.cycle.frames, 0.0F);

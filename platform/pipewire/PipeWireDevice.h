@@ -93,7 +93,7 @@ class PipeWireDevice final : public backend::AudioDevice, private Connection::Wa
   mutable Learned mLearned;
   mutable std::optional<platform::Failure> mLearnFailure;  ///< Why learning failed, for a moment.
   mutable platform::HostTime mLearnTime{};                 ///< When it did.
-  mutable backend::DeviceFormat mLastFormat;               ///< Kept when the server is gone.
+  mutable backend::DeviceFormat mLastFormat;               ///< The one that `format` returned last.
   std::shared_ptr<Connection> mWatched;
   std::map<std::string, std::string> mSettings;  ///< Of the server, as the run knows them.
   Ends mEnds;                                    ///< Of the run: what was chosen.
@@ -110,6 +110,7 @@ class PipeWireDevice final : public backend::AudioDevice, private Connection::Wa
   std::atomic<backend::DeviceCallback*> mCallback = nullptr;
   mutable std::atomic<std::uint32_t> mSeenRate = 0;  ///< Of the first cycle; 0 before it.
   mutable std::atomic<std::uint32_t> mSeenFrames = 0;
+  /// The graph no longer has the format of the run, so nothing is handed out.
   mutable std::atomic<bool> mHasChanged = false;
   mutable std::atomic<bool> mWasUnlinked = false;  ///< A link was missing since the last slice.
 
