@@ -34,14 +34,19 @@ inline std::string stereoDevices() {
 /// A sound server of a test's own, in a temporary folder. It ends with the test, also if the test is killed.
 class PrivateServer {
  public:
+  /// Who keeps the names of the default devices: the server itself, or a session manager, which brings its own record.
+  /// With two records it would be left to chance which one a program reads.
+  enum class Defaults { ofServer, ofSessionManager };
+
   /// `devices` are entries of the configuration.
-  explicit PrivateServer(const std::string& devices = stereoDevices()) {
+  explicit PrivateServer(const std::string& devices = stereoDevices(), Defaults defaults = Defaults::ofServer) {
     std::filesystem::permissions(mFolder.path(), std::filesystem::perms::owner_all);
     // The server and every client that the test starts, the tool among them, find it through these.
     setenv("XDG_RUNTIME_DIR", mFolder.path().c_str(), 1);
     setenv("PIPEWIRE_RUNTIME_DIR", mFolder.path().c_str(), 1);
     unsetenv("PIPEWIRE_REMOTE");
-    std::ofstream(mFolder.file("server.conf")) << configuration(devices);
+    std::ofstream(mFolder.file("server.conf")) << configuration(
+        (defaults == Defaults::ofServer ? "{ factory=metadata args={ metadata.name=default } }\n" : "") + devices);
     start();
   }
 
@@ -62,7 +67,7 @@ class PrivateServer {
   static constexpr std::size_t npos = std::string::npos;
 
   /// A blank stands before each closing brace: the parser overwrites the byte behind a bare value.
-  static std::string configuration(const std::string& devices) {
+  static std::string configuration(const std::string& objects) {
     return R"(context.properties = { core.daemon=true core.name=pipewire-0 support.dbus=false
   default.clock.rate=48000 default.clock.allowed-rates=[ 44100 48000 96000 ] default.clock.quantum=256
   default.clock.min-quantum=64 default.clock.max-quantum=2048 mem.mlock-all=false mem.warn-mlock=false vm.overrides={ } }
@@ -75,10 +80,9 @@ context.modules = [
   { name=libpipewire-module-access } { name=libpipewire-module-adapter } { name=libpipewire-module-link-factory }
   { name=libpipewire-module-session-manager } ]
 context.objects = [
-  { factory=metadata args={ metadata.name=default } }
   { factory=spa-node-factory args={ factory.name=support.node.driver node.name=Dummy-Driver
     node.group=pipewire.dummy priority.driver=20000 } }
-)" + devices +
+)" + objects +
            "]\n";
   }
 
