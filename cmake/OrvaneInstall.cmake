@@ -11,6 +11,9 @@ set(ORVANE_PUBLIC_HEADERS
   iounit/OVIOUnit.h
   iounit/OVTestTone.h
   iounit/dsp/SineWaveGenerator.h
+  midi/OVMIDIBase.h
+  midi/OVMIDIMonitor.h
+  midi/OVMIDISend.h
   platform/ChannelLayout.h
   platform/Clock.h
   platform/ConvertingFile.h
@@ -22,8 +25,11 @@ set(ORVANE_PUBLIC_HEADERS
   platform/Hosts.h
   platform/Json.h
   platform/Log.h
+  platform/MidiReport.h
+  platform/MidiService.h
   platform/NumberText.h
   platform/Object.h
+  platform/PacketList.h
   platform/Platform.h
   platform/PlatformError.h
   platform/PlatformException.h
@@ -31,6 +37,7 @@ set(ORVANE_PUBLIC_HEADERS
   platform/RenderBufferList.h
   platform/RunControl.h
   platform/Scheduler.h
+  platform/SequencePlayer.h
   platform/SessionIdentifiers.h
   platform/Status.h
   platform/StreamDescription.h

@@ -13,8 +13,11 @@ class EventLoop;
 class FileReport;
 class Json;
 class Log;
+class MidiReport;
+class MidiService;
 class RunControl;
 class Scheduler;
+class SequencePlayer;
 class SessionService;
 class UnitService;
 
@@ -32,6 +35,9 @@ struct Platform {
   std::shared_ptr<DeviceReport> deviceReport;
   std::shared_ptr<RunControl> runControl;
   std::shared_ptr<FileReport> fileReport;
+  std::shared_ptr<MidiService> midi;
+  std::shared_ptr<SequencePlayer> sequences;
+  std::shared_ptr<MidiReport> midiReport;
 };
 
 /// Returns the services in use. If `use` was not called before, the first call creates the default host, which is the
