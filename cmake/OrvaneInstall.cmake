@@ -13,7 +13,9 @@ set(ORVANE_PUBLIC_HEADERS
   iounit/dsp/SineWaveGenerator.h
   midi/OVMIDIBase.h
   midi/OVMIDIMonitor.h
+  midi/OVMIDIPlayer.h
   midi/OVMIDISend.h
+  midi/OVMIDISetup.h
   platform/ChannelLayout.h
   platform/Clock.h
   platform/ConvertingFile.h

@@ -4,6 +4,7 @@
 #include <functional>
 
 #include "platform/Export.h"
+#include "platform/Subscription.h"
 
 namespace orvane::platform {
 
@@ -34,6 +35,10 @@ class ORVANE_EXPORT EventLoop {
   /// by a task propagates out of `run`. Only one thread at a time may call `run`. Calling it from a worker's task
   /// or the device callback ends the process with a message, because `run` waits.
   virtual int run() = 0;
+  /// Subscribes `notice`, which is called with the number of each signal that `watchSignals` watches, on the thread
+  /// that reads signals. For programs whose main thread does not run the loop while it waits. `notice` must not be
+  /// empty, wait or throw; it may end the process. Thread-safe.
+  virtual Subscription onSignal(std::function<void(int signal)> notice) = 0;
   /// Queues `task`, which must not be empty, for execution by the current or next call of `run`. Thread-safe.
   virtual void post(std::function<void()> task) = 0;
   /// Ends the current call of `run`, or the next one if none is in progress. Several calls of `stop` end one run only.

@@ -37,6 +37,8 @@ class ORVANE_EXPORT Value {
 
   /// The maximum nesting depth of arrays and dictionaries that `Json` and `description` support.
   static constexpr int maxLevels = 64;
+  /// The name of this class for use in messages.
+  static constexpr char className[] = "Value";
 
   Value(const Value& other);
   Value(Value&& other) noexcept;

@@ -72,11 +72,25 @@ void HostEventLoop::stop() {
 
 void HostEventLoop::signalled(int signal) {
   {
+    const std::lock_guard lock(mSignalNotices->mutex);
+    for (auto next = mSignalNotices->notices.begin(); next != mSignalNotices->notices.end();) (*next++)(signal);
+  }
+  {
     const std::lock_guard lock(mMutex);
     // The result of the run is the first signal; later signals request the same stop.
     if (mSignal == 0) mSignal = signal;
   }
   mWaiter->signal();
+}
+
+platform::Subscription HostEventLoop::onSignal(std::function<void(int)> notice) {
+  const std::lock_guard lock(mSignalNotices->mutex);
+  const auto place = mSignalNotices->notices.insert(mSignalNotices->notices.end(), std::move(notice));
+  const auto unsubscribe = [list = mSignalNotices, place](void*) {
+    const std::lock_guard guard(list->mutex);
+    list->notices.erase(place);
+  };
+  return platform::Subscription(std::shared_ptr<void>(mSignalNotices.get(), unsubscribe));
 }
 
 }  // namespace orvane::host

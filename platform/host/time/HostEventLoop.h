@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <list>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -24,11 +25,17 @@ class HostEventLoop final : public platform::EventLoop, private SignalReceiver {
 
   void watchSignals() override;
   int run() override;
+  platform::Subscription onSignal(std::function<void(int)> notice) override;
   void post(std::function<void()> task) override;
   void stop() override;
 
  private:
   using Task = std::function<void()>;
+  /// The functions that are called at a signal. The mutex is recursive, so that they may end their subscriptions.
+  struct SignalNotices {
+    std::recursive_mutex mutex;
+    std::list<std::function<void(int)>> notices;
+  };
 
   void signalled(int signal) override;
   bool hasSignal();
@@ -44,6 +51,7 @@ class HostEventLoop final : public platform::EventLoop, private SignalReceiver {
   std::optional<std::uint64_t> mStopAfter;  ///< Number of tasks posted before `stop`; they still run.
   int mSignal = 0;
   bool mWatchesSignals = false;
+  const std::shared_ptr<SignalNotices> mSignalNotices = std::make_shared<SignalNotices>();
 };
 
 }  // namespace orvane::host
