@@ -1,12 +1,118 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "platform/Clock.h"
+#include "platform/Failure.h"
+#include "platform/MidiService.h"
+#include "platform/Value.h"
+
 namespace orvane::backend {
 
-/// A MIDI connection; implemented by a back end. This interface has no operations yet.
+/// The state of an object of the inventory: a device, entity or endpoint. A property that is empty cannot be read.
+struct MidiObject {
+  /// The handle, which the back end chooses: from 1 to 0x7FFFFFFF, and never again used for another object. The host
+  /// uses greater numbers for clients and ports.
+  platform::MidiObjectRef ref{};
+  platform::MidiObjectRef parent{};  ///< `none` for devices. Parents stand before their children.
+  platform::MidiObjectKind kind = platform::MidiObjectKind::other;
+  bool isPresent =
+      true;  ///< Whether the object is listed. Objects below one that is not present are not listed either.
+  std::optional<std::int32_t> uniqueIdentifier = {};
+  std::optional<std::int32_t> driverVersion = {};
+  std::optional<std::int32_t> offline = {};
+  std::optional<std::string> name = {};
+  std::optional<std::string> displayName = {};
+  std::optional<platform::Value::Data> connections = {};
+  platform::Value properties = {};  ///< The dictionary of all properties; null if it cannot be read.
+};
+
+/// A change of the inventory.
+struct MidiChange {
+  std::vector<MidiObject> objects = {};  ///< New states of known objects; unknown ones are added at the end.
+  platform::MidiNotification notification = {};
+};
+
+/// The form of the bytes of an event.
+enum class MidiProtocol : std::uint8_t {
+  bytes,    ///< A MIDI 1.0 byte stream.
+  packets,  ///< Universal MIDI Packets: 32-bit words in native byte order.
+};
+
+/// A message, several messages of the same time, or a piece of a system-exclusive message.
+struct MidiEvent {
+  static constexpr std::size_t maxBytes = 65535;
+
+  platform::HostTime time{};
+  platform::MidiObjectRef endpoint{};
+  std::span<const std::uint8_t> bytes = {};  ///< At most `maxBytes`; valid during the call.
+  MidiProtocol protocol = MidiProtocol::bytes;
+};
+
+/// The receiver of a transport's events; implemented by the host. The calls of `received` and `cycleEnded` must not
+/// overlap; they are real-time safe and may be made on the transport's real-time thread. The others may be made on any
+/// other thread.
+class MidiTransportCallback {
+ public:
+  virtual ~MidiTransportCallback() = default;
+  /// Queues an event that arrived at a source. Events of one source must come in order of time. A system-exclusive
+  /// message may come in several events. Returns false if the queue is full; the event is then not queued, and a
+  /// transport that can wait offers it again.
+  virtual bool received(const MidiEvent& event) = 0;
+  /// Counts events that the transport had to drop because `received` returned false.
+  virtual void dropped(std::uint64_t events) = 0;
+  /// Starts the delivery of the events that were queued in this cycle.
+  virtual void cycleEnded() = 0;
+  /// Reports a change of the inventory.
+  virtual void changed(MidiChange change) = 0;
+  /// Reports that a source began to play or to come to the end of a file: `count` is 1 or -1. The host is active while
+  /// the sum is not 0.
+  virtual void sourcePlays(int count) = 0;
+  /// Reports that the connection is gone: no event arrives or is taken from now on.
+  virtual void lost(platform::Failure failure) = 0;
+};
+
+/// Limits of a transport, constant from its creation.
+struct MidiLimits {
+  /// The maximum number of bytes of a sent event; the host sends longer messages in several events.
+  std::size_t maxEventBytes = MidiEvent::maxBytes;
+  /// How long before its time an event is handed to `send`, so that it is in time for a cycle of the transport.
+  platform::HostTime lead{};
+  /// After which time `send` is tried again if it returned false: the length of a cycle.
+  platform::HostTime retry = std::chrono::milliseconds(1);
+};
+
+/// A connection to MIDI devices; implemented by a back end. Thread-safe, with the exceptions stated below; not
+/// real-time safe.
 class MidiTransport {
  public:
   virtual ~MidiTransport() = default;
+
+  /// Returns the reason why the transport cannot be used (`noDevice` or `serverLost`), or `std::nullopt` if no reason
+  /// is known.
+  virtual std::optional<platform::Failure> whyUnavailable() const = 0;
+  /// Sets the receiver, which must live until `detach`, and returns the inventory. From then on, changes are reported.
+  virtual std::vector<MidiObject> attach(MidiTransportCallback& callback) = 0;
+  /// Stops the transport. When `detach` has returned, the receiver is not called any more.
+  virtual void detach() = 0;
+  virtual MidiLimits limits() const { return {}; }
+
+  /// Begins to take and deliver events. Called once, after `attach`. Returns a failure if the transport cannot be used.
+  virtual std::optional<platform::Failure> start() = 0;
+  /// Sets whether any port is connected to a source; events of other sources need not be delivered.
+  virtual void listen(platform::MidiObjectRef source, bool isConnected) = 0;
+  /// Takes an event for a destination. Calls do not overlap, and come in order of time for each destination, `lead`
+  /// before the event's time or later. Returns false if the transport can take no more in this cycle; the host then
+  /// tries again. Must not be called before `start` or inside a call of the receiver.
+  virtual bool send(const MidiEvent& event) = 0;
+  /// Completes files that the transport writes. Called when a client or player is disposed and when the process exits.
+  virtual void flush() {}
 };
 
 }  // namespace orvane::backend

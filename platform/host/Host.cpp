@@ -6,6 +6,10 @@
 #include "platform/host/HostJson.h"
 #include "platform/host/audio/AudioHub.h"
 #include "platform/host/files/HostConvertingFiles.h"
+#include "platform/host/midi/HostMidi.h"
+#include "platform/host/midi/HostMidiReport.h"
+#include "platform/host/midi/HostSequencePlayer.h"
+#include "platform/host/midi/MidiHub.h"
 #include "platform/host/report/HostReports.h"
 #include "platform/host/time/HostEventLoop.h"
 #include "platform/host/units/HostUnits.h"
@@ -14,6 +18,8 @@ namespace orvane::host {
 
 platform::Platform makeHost(const std::shared_ptr<HostContext>& context, backend::Backend backend) {
   const auto hub = std::make_shared<AudioHub>(context, std::move(backend.audio));
+  const bool hasMidi = backend.midi != nullptr;
+  const auto midi = std::make_shared<MidiHub>(context, std::move(backend.midi));
   platform::Platform platform;
   platform.log = context->log;
   platform.json = std::make_shared<HostJson>();
@@ -25,6 +31,11 @@ platform::Platform makeHost(const std::shared_ptr<HostContext>& context, backend
   platform.deviceReport = std::make_shared<HostDeviceReport>(std::move(backend.hostName), context, hub);
   platform.runControl = std::make_shared<HostRunControl>(context, hub);
   platform.fileReport = std::make_shared<HostFileReport>(context);
+  platform.midiReport = std::make_shared<HostMidiReport>(midi);
+  if (hasMidi) {
+    platform.midi = std::make_shared<HostMidi>(context, midi, platform.eventLoop);
+    platform.sequences = std::make_shared<HostSequencePlayer>(context, midi);
+  }
   return platform;
 }
 

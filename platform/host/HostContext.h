@@ -38,6 +38,9 @@ class HostContext {
   /// Returns the last refused call, as `platform::DeviceReport::lastRefusal` does.
   std::optional<platform::Failure> lastRefusal() const { return mRefusals->last(); }
 
+  /// Returns the worker on which all notices of the host run.
+  NoticeWorker& notices() { return mNotices; }
+
   /// A function that is called before each write to a file; while it returns true, the disk is treated as full. By
   /// default it returns false. It must be thread-safe and be set before the host is used.
   std::function<bool()> diskIsFull = [] { return false; };

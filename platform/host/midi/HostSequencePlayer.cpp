@@ -1,0 +1,219 @@
+// SPDX-License-Identifier: MIT
+#include "platform/host/midi/HostSequencePlayer.h"
+
+#include <utility>
+
+#include "platform/Scheduler.h"
+#include "platform/Status.h"
+#include "platform/host/CallGate.h"
+
+namespace orvane::host {
+
+using platform::MidiObjectRef;
+using platform::MidiPlayer;
+using platform::MidiSequence;
+using platform::Status;
+namespace status = platform::status;
+
+namespace {
+
+const GatedCall newSequenceCall("SequencePlayer::newSequence");
+const GatedCall loadFileCall("SequencePlayer::loadFile");
+const GatedCall newPlayerCall("SequencePlayer::newPlayer");
+const GatedCall setSequenceCall("SequencePlayer::setSequence");
+const GatedCall setDestinationCall("SequencePlayer::setDestination");
+const GatedCall startCall("SequencePlayer::start");
+const GatedCall stopCall("SequencePlayer::stop");
+const GatedCall disposePlayerCall("SequencePlayer::disposePlayer");
+const GatedCall disposeSequenceCall("SequencePlayer::disposeSequence");
+
+constexpr char noSequence[] = "no sequence has this handle";
+constexpr char noPlayer[] = "no player has this handle";
+
+}  // namespace
+
+HostSequencePlayer::HostSequencePlayer(std::shared_ptr<HostContext> context, std::shared_ptr<MidiHub> hub)
+    : mContext(std::move(context)), mHub(std::move(hub)) {}
+
+HostSequencePlayer::~HostSequencePlayer() {
+  for (const auto& [handle, player] : mPlayers) halt(*player);
+}
+
+Status HostSequencePlayer::fail(Status status, const GatedCall& call, const std::string& reason) const {
+  return mContext->refuse({status, reason, std::string(call.name())});
+}
+
+std::shared_ptr<HostSequencePlayer::Sequence> HostSequencePlayer::find(MidiSequence sequence) const {
+  const std::lock_guard lock(mMutex);
+  const auto found = mSequences.find(sequence);
+  return found == mSequences.end() ? nullptr : found->second;
+}
+
+std::shared_ptr<HostSequencePlayer::Player> HostSequencePlayer::find(MidiPlayer player) const {
+  const std::lock_guard lock(mMutex);
+  const auto found = mPlayers.find(player);
+  return found == mPlayers.end() ? nullptr : found->second;
+}
+
+Status HostSequencePlayer::newSequence(MidiSequence& sequence) {
+  if (const auto refused = mContext->refusalOf(newSequenceCall)) return *refused;
+  const std::lock_guard lock(mMutex);
+  sequence = static_cast<MidiSequence>(mNextHandle++);
+  mSequences.emplace(sequence, std::make_shared<Sequence>());
+  return status::success;
+}
+
+Status HostSequencePlayer::loadFile(MidiSequence sequence, const std::string& path) {
+  if (const auto refused = mContext->refusalOf(loadFileCall)) return *refused;
+  const auto found = find(sequence);
+  if (!found) return fail(status::badParameter, loadFileCall, noSequence);
+  auto content = readMidiFile(path);
+  if (!content) return fail(content.failure().status, loadFileCall, content.failure().reason);
+  const std::lock_guard lock(mMutex);
+  found->content = *content;
+  return status::success;
+}
+
+Status HostSequencePlayer::newPlayer(MidiPlayer& player) {
+  if (const auto refused = mContext->refusalOf(newPlayerCall)) return *refused;
+  const std::lock_guard lock(mMutex);
+  player = static_cast<MidiPlayer>(mNextHandle++);
+  mPlayers.emplace(player, std::make_shared<Player>());
+  return status::success;
+}
+
+Status HostSequencePlayer::setSequence(MidiPlayer player, MidiSequence sequence) {
+  if (const auto refused = mContext->refusalOf(setSequenceCall)) return *refused;
+  const auto foundPlayer = find(player);
+  const auto foundSequence = find(sequence);
+  if (!foundPlayer) return fail(status::badParameter, setSequenceCall, noPlayer);
+  if (!foundSequence) return fail(status::badParameter, setSequenceCall, noSequence);
+  std::shared_ptr<const MidiFileContent> content;
+  {
+    const std::lock_guard lock(mMutex);
+    content = foundSequence->content;
+  }
+  const std::lock_guard lock(foundPlayer->mutex);
+  if (foundPlayer->isPlaying) return fail(status::wrongState, setSequenceCall, "the player is playing; stop it first");
+  foundPlayer->sequence = foundSequence;
+  foundPlayer->content = std::move(content);
+  foundPlayer->next = 0;
+  foundPlayer->position = HostTime::zero();
+  return status::success;
+}
+
+Status HostSequencePlayer::setDestination(MidiSequence sequence, MidiObjectRef destination) {
+  if (const auto refused = mContext->refusalOf(setDestinationCall)) return *refused;
+  const auto found = find(sequence);
+  if (!found) return fail(status::badParameter, setDestinationCall, noSequence);
+  if (!mHub->inventory().isListed(destination, MidiInventory::List::destinations)) {
+    return fail(status::badParameter, setDestinationCall,
+                "no destination has the handle " + std::to_string(static_cast<std::uint32_t>(destination)));
+  }
+  const std::lock_guard lock(mMutex);
+  found->destination = destination;
+  return status::success;
+}
+
+Status HostSequencePlayer::start(MidiPlayer player) {
+  if (const auto refused = mContext->refusalOf(startCall)) return *refused;
+  const auto found = find(player);
+  if (!found) return fail(status::badParameter, startCall, noPlayer);
+  if (const auto failed = mHub->start()) return fail(failed->status, startCall, failed->reason);
+  const platform::Clock& clock = mContext->scheduler->clock();
+  std::uint64_t run = 0;
+  HostTime first{};
+  {
+    const std::lock_guard lock(found->mutex);
+    if (found->isPlaying) return status::success;
+    if (!found->sequence) return fail(status::wrongState, startCall, "the player has no sequence");
+    {
+      const std::lock_guard sequences(mMutex);
+      found->destination = found->sequence->destination;
+    }
+    if (found->destination == MidiObjectRef::none) {
+      return fail(status::wrongState, startCall, "the sequence has no destination");
+    }
+    found->startTime = clock.now() - found->position;
+    found->isPlaying = true;
+    run = ++found->run;
+    const auto& packets = found->content->packets;
+    first = found->next < packets.size() ? found->startTime + packets[found->next].time : clock.now();
+  }
+  mHub->playerPlays(1);
+  // The worker belongs to the hub, which ends its tasks before it is destroyed.
+  mHub->sender().repeatAt(first, [hub = mHub.get(), &clock, found, run] { return play(*hub, clock, *found, run); });
+  return status::success;
+}
+
+/// Sends the packets that are due. Returns the time of the next one, or `std::nullopt` at the end.
+std::optional<platform::HostTime> HostSequencePlayer::play(MidiHub& hub, const platform::Clock& clock, Player& player,
+                                                           std::uint64_t run) {
+  {
+    const std::lock_guard lock(player.mutex);
+    if (!player.isPlaying || player.run != run) return std::nullopt;
+    const auto& packets = player.content->packets;
+    const HostTime now = clock.now();
+    while (!hub.isLost() && player.next < packets.size()) {
+      const MidiFileContent::Packet& packet = packets[player.next];
+      const HostTime time = player.startTime + packet.time;
+      if (time > now) return time;
+      ++player.next;
+      hub.outbox().sendNow({time, player.destination, player.content->bytesOf(packet)});
+    }
+    player.position = now - player.startTime;
+    player.isPlaying = false;
+  }
+  hub.playerPlays(-1);
+  return std::nullopt;
+}
+
+/// Stops a player. When this function has returned, the player sends nothing.
+void HostSequencePlayer::halt(Player& player) {
+  {
+    const std::lock_guard lock(player.mutex);
+    if (!player.isPlaying) return;
+    player.isPlaying = false;
+    player.position = mContext->scheduler->clock().now() - player.startTime;
+  }
+  mHub->playerPlays(-1);
+}
+
+Status HostSequencePlayer::stop(MidiPlayer player) {
+  if (const auto refused = mContext->refusalOf(stopCall)) return *refused;
+  const auto found = find(player);
+  if (!found) return fail(status::badParameter, stopCall, noPlayer);
+  halt(*found);
+  return status::success;
+}
+
+bool HostSequencePlayer::isPlaying(MidiPlayer player) const {
+  const auto found = find(player);
+  if (!found) return false;
+  const std::lock_guard lock(found->mutex);
+  return found->isPlaying;
+}
+
+Status HostSequencePlayer::disposePlayer(MidiPlayer player) {
+  if (const auto refused = mContext->refusalOf(disposePlayerCall)) return *refused;
+  std::shared_ptr<Player> ended;
+  {
+    const std::lock_guard lock(mMutex);
+    const auto found = mPlayers.find(player);
+    if (found == mPlayers.end()) return fail(status::badParameter, disposePlayerCall, noPlayer);
+    ended = found->second;
+    mPlayers.erase(found);
+  }
+  halt(*ended);
+  mHub->flush();
+  return status::success;
+}
+
+Status HostSequencePlayer::disposeSequence(MidiSequence sequence) {
+  if (const auto refused = mContext->refusalOf(disposeSequenceCall)) return *refused;
+  const std::lock_guard lock(mMutex);
+  if (mSequences.erase(sequence) == 0) return fail(status::badParameter, disposeSequenceCall, noSequence);
+  return status::success;
+}
+
+}  // namespace orvane::host

@@ -1,0 +1,138 @@
+// SPDX-License-Identifier: MIT
+#include "platform/host/midi/MidiHub.h"
+
+#include <string>
+#include <system_error>
+#include <utility>
+
+#include "platform/Log.h"
+#include "platform/Scheduler.h"
+#include "platform/Status.h"
+#include "platform/host/ExitHook.h"
+
+namespace orvane::host {
+
+using platform::Failure;
+namespace status = platform::status;
+
+MidiHub::MidiHub(std::shared_ptr<HostContext> context, std::unique_ptr<backend::MidiTransport> transport)
+    : mContext(std::move(context)),
+      mTransport(std::move(transport)),
+      mInbox([this] { checkActivity(); }),
+      mOutbox(mContext->scheduler->clock(), [this] { checkActivity(); }),
+      mNotices(mContext->notices()) {
+  if (!mTransport) return;
+  mInventory.update(mTransport->attach(*this));
+  ExitHook::add(this, [this] { finishAtExit(); });
+}
+
+MidiHub::~MidiHub() {
+  if (!mTransport) return;
+  ExitHook::remove(this);
+  if (mSender) mSender->cancel();
+  mTransport->detach();
+  mInbox.stop();
+}
+
+/// Hands out the packets that are due at the exit of the process, and completes the transport's files.
+void MidiHub::finishAtExit() {
+  if (!mIsLost) mOutbox.drainAtExit();
+  mTransport->flush();
+}
+
+void MidiHub::setAnnounce(Announce announce) {
+  const std::lock_guard lock(mAnnounceMutex);
+  mAnnounce = std::move(announce);
+}
+
+std::optional<Failure> MidiHub::whyUnavailable() const {
+  if (!mTransport) return Failure{status::noDevice, "the host has no MIDI"};
+  if (auto lost = failure()) return lost;
+  return mTransport->whyUnavailable();
+}
+
+std::optional<Failure> MidiHub::start() {
+  const std::lock_guard lock(mStartMutex);
+  if (auto why = whyUnavailable()) return why;
+  if (mIsStarted) return std::nullopt;
+  if (auto failed = startWorkers()) return failed;
+  if (auto failed = mTransport->start()) return failed;
+  mIsStarted = true;
+  return std::nullopt;
+}
+
+std::optional<Failure> MidiHub::startWorkers() try {
+  using Priority = platform::Scheduler::Priority;
+  if (!mSender) mSender = mContext->scheduler->makeWorker("midi sender", Priority::realTime);
+  if (!mReceiver) mReceiver = mContext->scheduler->makeWorker("midi receiver", Priority::realTime);
+  mOutbox.start(*mSender, *mTransport);
+  mInbox.start(*mReceiver);
+  return std::nullopt;
+} catch (const std::system_error& error) {
+  return Failure{status::ioFailure, std::string("no thread can be started: ") + error.what()};
+}
+
+// ---- what the transport reports
+
+void MidiHub::dropped(std::uint64_t events) {
+  if (mDropped.fetch_add(events) == 0) {
+    mContext->log->write(platform::LogLevel::warning,
+                         "MIDI events arrive faster than they are delivered: some are lost");
+  }
+}
+
+void MidiHub::changed(backend::MidiChange change) {
+  mInventory.update(std::move(change.objects));
+  const std::lock_guard lock(mAnnounceMutex);
+  if (mAnnounce) mAnnounce(change.notification);
+}
+
+void MidiHub::lost(Failure failure) {
+  {
+    const std::lock_guard lock(mEndMutex);
+    if (mFailure) return;
+    mContext->log->write(platform::LogLevel::warning, "MIDI ended: " + failure.reason);
+    mFailure = std::move(failure);
+    mIsLost = true;
+    mNotices.announce();
+  }
+  mOutbox.stop();
+}
+
+std::optional<Failure> MidiHub::failure() const {
+  const std::lock_guard lock(mEndMutex);
+  return mFailure;
+}
+
+// ---- activity
+
+void MidiHub::sourcePlays(int count) {
+  mSourceHasPlayed = true;
+  mPlayingSources += count;
+  checkActivity();
+}
+
+void MidiHub::playerPlays(int count) {
+  mPlayers += count;
+  checkActivity();
+}
+
+bool MidiHub::isActive() const {
+  return mPlayingSources > 0 || mPlayers > 0 || !mOutbox.isEmpty() || !mInbox.isEmpty();
+}
+
+/// Announces the end of the activity if there is none any more. Each part of the hub calls this function after it has
+/// become inactive, so the last one finds that all are.
+void MidiHub::checkActivity() {
+  if (isActive()) return;
+  const std::lock_guard lock(mEndMutex);
+  mHasEnded = true;
+  mNotices.announce();
+}
+
+platform::Subscription MidiHub::onActivityEnd(std::function<void()> notice) {
+  const std::lock_guard lock(mEndMutex);
+  return mNotices.subscribe(std::move(notice), mFailure || (mHasEnded && !isActive()));
+}
+
+}  // namespace orvane::host

@@ -1,0 +1,104 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <vector>
+
+#include "platform/Failure.h"
+#include "platform/MidiService.h"
+#include "platform/Subscription.h"
+#include "platform/Worker.h"
+#include "platform/backend/MidiTransport.h"
+#include "platform/host/HostContext.h"
+#include "platform/host/midi/MidiInbox.h"
+#include "platform/host/midi/MidiInventory.h"
+#include "platform/host/midi/MidiOutbox.h"
+#include "platform/host/report/Notices.h"
+
+namespace orvane::host {
+
+/// The hub between a host's MIDI transport and the services that use it: the inventory, the packets that wait to be
+/// sent (on one worker) and those that arrived (delivered on another), and the record of activity. Thread-safe; not
+/// real-time safe, except for what the transport calls on its real-time thread.
+class MidiHub final : private backend::MidiTransportCallback {
+ public:
+  /// A function that is called with each notification, on the thread that reports the change.
+  using Announce = std::function<void(const platform::MidiNotification&)>;
+
+  /// Creates a hub. `transport` must be null if the host has no MIDI.
+  MidiHub(std::shared_ptr<HostContext> context, std::unique_ptr<backend::MidiTransport> transport);
+  ~MidiHub() override;
+
+  /// Sets the function that announces changes; an empty one removes it. The old one is not called any more after that.
+  void setAnnounce(Announce announce);
+  /// Starts the transport and the workers, if that has not been done yet. Returns why they cannot be used, or
+  /// `std::nullopt`.
+  std::optional<platform::Failure> start();
+  /// Returns why MIDI cannot be used, or `std::nullopt`.
+  std::optional<platform::Failure> whyUnavailable() const;
+
+  MidiInventory& inventory() { return mInventory; }
+  MidiInbox& inbox() { return mInbox; }
+  /// May be used only after a successful start.
+  MidiOutbox& outbox() { return mOutbox; }
+  /// Returns the worker that sends. May be used only after a successful start.
+  platform::Worker& sender() { return *mSender; }
+  /// Completes the files that the transport writes, so that their failures are known.
+  void flush() { mTransport->flush(); }
+  void listen(platform::MidiObjectRef source, bool isConnected) { mTransport->listen(source, isConnected); }
+
+  /// Counts players that are playing: `count` is 1 or -1.
+  void playerPlays(int count);
+
+  std::uint64_t dropped() const { return mDropped; }
+  bool isActive() const;
+  bool inputEnded() const { return mSourceHasPlayed && mPlayingSources == 0; }
+  /// Returns why the connection ended, or `std::nullopt`.
+  std::optional<platform::Failure> failure() const;
+  bool isLost() const { return mIsLost; }
+  platform::Subscription onActivityEnd(std::function<void()> notice);
+
+ private:
+  bool received(const backend::MidiEvent& event) override { return mInbox.push(event); }
+  void dropped(std::uint64_t events) override;
+  void cycleEnded() override { mInbox.wake(); }
+  void changed(backend::MidiChange change) override;
+  void sourcePlays(int count) override;
+  void lost(platform::Failure failure) override;
+
+  std::optional<platform::Failure> startWorkers();
+  void checkActivity();
+  void finishAtExit();
+
+  const std::shared_ptr<HostContext> mContext;
+  const std::unique_ptr<backend::MidiTransport> mTransport;
+  MidiInventory mInventory;
+  MidiInbox mInbox;
+  MidiOutbox mOutbox;
+
+  std::mutex mStartMutex;
+  bool mIsStarted = false;
+  std::mutex mAnnounceMutex;
+  Announce mAnnounce;
+
+  std::atomic<int> mPlayingSources = 0;
+  std::atomic<int> mPlayers = 0;
+  std::atomic<bool> mSourceHasPlayed = false;
+  std::atomic<bool> mIsLost = false;
+  std::atomic<std::uint64_t> mDropped = 0;
+  mutable std::mutex mEndMutex;
+  bool mHasEnded = false;  ///< An end of the activity has been announced.
+  std::optional<platform::Failure> mFailure;
+  Notices mNotices;
+
+  // Last, so that no task runs while the members above are destroyed.
+  std::unique_ptr<platform::Worker> mSender;
+  std::unique_ptr<platform::Worker> mReceiver;
+};
+
+}  // namespace orvane::host
