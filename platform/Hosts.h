@@ -28,9 +28,9 @@ ORVANE_EXPORT std::vector<std::string> availableHosts();
 /// an unknown or unavailable name, listing the available names, and for invalid options.
 ORVANE_EXPORT Platform makeHost(std::string_view name, std::string_view options = {});
 
-/// Creates a host with a simulated audio device without putting it in use (see `use`). `options` has the form
-/// `KEY=VALUE[,KEY=VALUE…]`; an empty text gives the defaults. In the values of `mic`, `speaker` and `scenario`, `\,`
-/// stands for a comma and `\\` for a backslash. The keys are:
+/// Creates a host with simulated audio and MIDI devices without putting it in use (see `use`). `options` has the form
+/// `KEY=VALUE[,KEY=VALUE…]`; an empty text gives the defaults. In values that are
+/// paths, `\,` stands for a comma and `\\` for a backslash. The keys are:
 ///
 /// - `mic`: the path of a sound file, `tone:HZ[:AMPLITUDE]`, `noise[:SEED]`, `silence` (the default) or `loop` (the
 ///   speaker's output);
@@ -40,6 +40,9 @@ ORVANE_EXPORT Platform makeHost(std::string_view name, std::string_view options 
 /// - `outputs`: output channels, 0 to 64; default 2;
 /// - `slice`: frames per device callback, 1 to 8192; default 256;
 /// - `pace`: `real` (the default), or `fast` for a run that does not wait for real time;
+/// - `midi`: the path of a JSON file with MIDI devices; default a keyboard and a loop-back;
+/// - `midi-in`: the path of a standard MIDI file that the first MIDI source plays; default none;
+/// - `midi-capture`: the path of a file to write, which records what MIDI destinations receive; default none;
 /// - `scenario`: the path of a JSON file with settings, refusals and faults; default none.
 ///
 /// A key given here overrides the same setting in the scenario. The options and the whole scenario, including

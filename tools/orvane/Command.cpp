@@ -13,6 +13,12 @@ bool Command::takes(const std::string& option) const {
 }
 
 std::string Command::name() const {
+  // The parent of a command is the tool itself or a group of commands, such as "midi".
+  const CLI::App& parent = *mOptions.get_parent();
+  return (parent.get_parent() == nullptr ? "" : parent.get_name() + " ") + mOptions.get_name();
+}
+
+std::string Command::lastWord() const {
   return mOptions.get_name();
 }
 

@@ -39,8 +39,10 @@ class Command {
   virtual bool classPrints() const { return false; }
   /// Returns whether `option` is one of this command's own options, not one of the tool's global options.
   bool takes(const std::string& option) const;
-  /// Returns the command's name on the command line.
+  /// Returns the command's name on the command line, such as "meter" or "midi play".
   std::string name() const;
+  /// Returns the last word of the name.
+  std::string lastWord() const;
   /// Returns whether the command line contains this command. Valid after the command line was parsed.
   bool wasChosen() const;
 

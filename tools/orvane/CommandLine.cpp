@@ -6,11 +6,13 @@
 #include <cstddef>
 #include <span>
 #include <string_view>
+#include <utility>
 
 #include "platform/NumberText.h"
 #include "tools/orvane/DeviceCommand.h"
 #include "tools/orvane/ExitStatus.h"
 #include "tools/orvane/HelpFormatter.h"
+#include "tools/orvane/MidiCommands.h"
 #include "tools/orvane/Numbers.h"
 #include "tools/orvane/RunCommand.h"
 #include "tools/orvane/SessionCommand.h"
@@ -21,8 +23,8 @@ namespace orvane::tool {
 namespace {
 
 constexpr char description[] =
-    "Exercises the audio stack of a device: configures audio sessions, plays a test tone, meters and records the "
-    "input, passes it to the output.";
+    "Exercises the audio and MIDI stack of a device: configures audio sessions, plays a test tone, meters and records "
+    "the input, passes it to the output, and sends, monitors, plays and lists MIDI.";
 
 constexpr char footer[] =
     "Global options may stand before or after the command. 'orvane COMMAND --help' shows the options of a command.\n\n"
@@ -34,6 +36,9 @@ constexpr char footer[] =
     "  slice=FRAMES           frames per device callback (default 256)\n"
     "  pace=real|fast         real time, or as fast as possible with reproducible\n"
     "                         results (default real)\n"
+    "  midi=FILE.json         MIDI devices (default: a keyboard and a loop-back)\n"
+    "  midi-in=FILE.mid       standard MIDI file that the first source plays\n"
+    "  midi-capture=FILE      file that records what MIDI destinations receive\n"
     "  scenario=FILE.json     all of these from a file, with faults and refusals\n\n"
     "Ctrl-C (SIGINT), SIGTERM and SIGHUP end a run and complete its files. A second one ends the tool immediately.\n"
     "Exit status: 0 done (also after Ctrl-C), 1 failed, 2 usage error, 3 a check failed, 77 no such host or device.\n\n"
@@ -77,9 +82,21 @@ CommandLine::CommandLine() : mApp(std::make_unique<CLI::App>(description, "orvan
   mCommands.push_back(std::make_unique<SessionCommand>(*mApp));
   mCommands.push_back(std::make_unique<DeviceCommand>(*mApp));
   for (const RunKind& kind : runKinds()) mCommands.push_back(std::make_unique<RunCommand>(*mApp, kind));
+  CLI::App& midi = addGroup("midi", "Send, receive, play and list MIDI: midi send|monitor|play|list|watch");
+  mCommands.push_back(std::make_unique<MidiSendCommand>(midi));
+  mCommands.push_back(std::make_unique<MidiMonitorCommand>(midi));
+  mCommands.push_back(std::make_unique<MidiPlayCommand>(midi));
+  mCommands.push_back(std::make_unique<MidiListCommand>(midi));
+  mCommands.push_back(std::make_unique<MidiWatchCommand>(midi));
 }
 
 CommandLine::~CommandLine() = default;
+
+CLI::App& CommandLine::addGroup(const std::string& name, const std::string& groupDescription) {
+  CLI::App& group = *mApp->add_subcommand(name, groupDescription);
+  group.group("Commands")->require_subcommand(1);
+  return group;
+}
 
 bool CommandLine::read(int count, const char* const* arguments) {
   try {
@@ -155,7 +172,7 @@ std::string CommandLine::explainUnexpected(const std::string& argument, std::spa
   const Command* const chosen = command();
   const std::string program = chosen == nullptr ? "orvane" : "orvane " + chosen->name();
   const auto firstOf = [arguments](std::string_view text) { return std::ranges::find(arguments, text); };
-  const bool isAfterCommand = chosen != nullptr && firstOf(chosen->name()) < firstOf(argument);
+  const bool isAfterCommand = chosen != nullptr && firstOf(chosen->lastWord()) < firstOf(argument);
   if (argument.size() > 1 && argument.starts_with('-')) {
     const std::string option = argument.substr(0, argument.find('='));
     const bool isOfCommand = std::ranges::any_of(mCommands, [chosen, &option](const auto& each) {
@@ -173,10 +190,16 @@ std::string CommandLine::explainUnexpected(const std::string& argument, std::spa
 }
 
 std::string CommandLine::listCommands() const {
+  std::vector<std::string> words;
+  for (const auto& command : mCommands) {
+    const std::string name = command->name();
+    std::string word = name.substr(0, name.find(' '));
+    if (words.empty() || words.back() != word) words.push_back(std::move(word));
+  }
   std::string list = "; the commands are ";
-  for (std::size_t i = 0; i < mCommands.size(); ++i) {
-    if (i > 0) list += i + 1 < mCommands.size() ? ", " : " and ";
-    list += mCommands[i]->name();
+  for (std::size_t i = 0; i < words.size(); ++i) {
+    if (i > 0) list += i + 1 < words.size() ? ", " : " and ";
+    list += words[i];
   }
   return list;
 }

@@ -45,8 +45,10 @@ class CommandLine {
   std::string explain(const CLI::ParseError& error, std::span<const char* const> arguments) const;
   /// Returns the message for an argument that neither the tool nor the command accepts.
   std::string explainUnexpected(const std::string& argument, std::span<const char* const> arguments) const;
-  /// Returns the list of commands as the end of a message: "; the commands are session, device, ... and playthru".
+  /// Returns the list of commands as the end of a message: "; the commands are session, device, ... and midi".
   std::string listCommands() const;
+  /// Adds a word that commands begin with, such as "midi".
+  CLI::App& addGroup(const std::string& name, const std::string& groupDescription);
 
   std::unique_ptr<CLI::App> mApp;
   std::vector<std::unique_ptr<Command>> mCommands;

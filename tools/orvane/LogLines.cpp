@@ -56,6 +56,7 @@ void LogLines::take(platform::LogLevel level, std::string_view line) {
     return;
   }
   const std::lock_guard lock(mMutex);
+  if (mDropsFailures && !mVerbose && isAboutFailure(line)) return;
   const bool isKept = mHolds && isAboutFailure(line) && mErrors.size() < maxHeld;
   if (mVerbose || !isKept) show(std::string(line));
   if (isKept) mErrors.emplace_back(line);
@@ -63,6 +64,11 @@ void LogLines::take(platform::LogLevel level, std::string_view line) {
 
 void LogLines::show(const std::string& line) const {
   sayLine("log error: " + printable(line));
+}
+
+void LogLines::dropFailures() {
+  const std::lock_guard lock(mMutex);
+  mDropsFailures = true;
 }
 
 void LogLines::showHeld() {

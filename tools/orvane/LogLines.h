@@ -29,6 +29,8 @@ class LogLines {
 
   explicit LogLines(bool verbose) : mVerbose(verbose) {}
 
+  /// From now on, shows lines about failures only with `--verbose`, because the library shows them itself.
+  void dropFailures();
   /// Shows the held lines in order and removes them from this object.
   void showHeld();
   /// Drops the held line "Failure: `text`", because the tool reports that failure itself. Returns the error line that
@@ -45,6 +47,7 @@ class LogLines {
 
   const bool mVerbose;
   bool mHolds = true;
+  bool mDropsFailures = false;
   std::mutex mMutex;
   std::vector<std::string> mErrors;  ///< Held lines; with `--verbose`, error lines that were already shown.
 };

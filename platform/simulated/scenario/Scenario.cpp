@@ -1,26 +1,20 @@
 // SPDX-License-Identifier: MIT
 #include "platform/simulated/scenario/Scenario.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <array>
-#include <cerrno>
-#include <cmath>
 #include <functional>
 #include <iterator>
 #include <limits>
 #include <utility>
 
-#include "platform/PlatformException.h"
 #include "platform/Value.h"
 #include "platform/backend/AudioDevice.h"
 #include "platform/host/CallGate.h"
-#include "platform/host/HostJson.h"
-#include "platform/host/files/RegularFile.h"
 #include "platform/simulated/device/Microphone.h"
 #include "platform/simulated/device/SpeakerFile.h"
-#include "platform/simulated/scenario/Refuse.h"
+#include "platform/simulated/midi/MidiScenario.h"
+#include "platform/simulated/scenario/ScenarioFile.h"
 #include "platform/simulated/scenario/ScenarioNode.h"
 
 namespace orvane::simulated {
@@ -148,12 +142,6 @@ const FaultForm& formOf(const ScenarioNode& fault) {
   return *form;
 }
 
-platform::HostTime readTime(const ScenarioNode& node) {
-  constexpr double maxSeconds = 1e9;
-  const double seconds = node.number(0, maxSeconds, "seconds");
-  return platform::HostTime(static_cast<std::int64_t>(std::round(seconds * 1e9)));
-}
-
 platform::Status readStatus(const ScenarioNode& node) {
   using Limits = std::numeric_limits<platform::Status>;
   const std::int64_t status = node.wholeNumber(Limits::min(), Limits::max());
@@ -177,7 +165,7 @@ Fault readFault(const ScenarioNode& node) {
     if (std::ranges::find(known, member.key()) == known.end()) refuseKey(member, known);
     hasStatus = hasStatus || member.key() == "status";
   }
-  Fault fault{.kind = form.kind, .at = readTime(node.member("at", "seconds after the device's first start"))};
+  Fault fault{.kind = form.kind, .at = readScenarioTime(node.member("at", "seconds after the device's first start"))};
   bool needsStatus = form.takes("status");
   if (form.kind == Fault::Kind::refuse) fault.call = "UnitWrapper::renderOperation";
   if (form.takes("call")) {
@@ -205,55 +193,38 @@ void readFaults(std::vector<Fault>& faults, const ScenarioNode& node) {
 
 // ---- the whole
 
-constexpr std::array<ScenarioKey<Scenario>, 3> scenarioKeys{{
+constexpr std::array<ScenarioKey<Scenario>, 4> scenarioKeys{{
     {"audio", [](auto& scenario, auto& node) { readMembers(node, audioKeys, scenario.device); }},
+    {"midi", [](auto&, auto&) {}},  // read separately, because it needs the scenario's folder
     {"session", [](auto& scenario, auto& node) { readMembers(node, sessionKeys, scenario); }},
     {"faults", [](auto& scenario, auto& node) { readFaults(scenario.faults, node); }},
 }};
-
-std::string readText(const std::string& path, int file) {
-  std::string text(Scenario::maxBytes + 1, '\0');
-  std::size_t size = 0;
-  while (size < text.size()) {
-    const ssize_t count = read(file, text.data() + size, text.size() - size);
-    if (count == 0) break;
-    if (count < 0 && errno != EINTR) refuse(sourceOf(path), host::systemFailure(path, errno).reason);
-    size += static_cast<std::size_t>(std::max<ssize_t>(count, 0));
-  }
-  text.resize(size);
-  return text;
-}
 
 }  // namespace
 
 Scenario parseScenario(std::string_view text, const fs::path& file) {
   const std::string source = sourceOf(file);
-  if (text.size() > Scenario::maxBytes) {
-    refuse(source, "a scenario has " + std::to_string(Scenario::maxBytes) + " bytes at most");
-  }
-  platform::Value value;
-  try {
-    value = host::HostJson().read(text);
-  } catch (const platform::PlatformException& exception) {
-    refuse(source, exception.reason());
-  }
+  const platform::Value value = parseScenarioText(text, source);
   const ScenarioNode root(value, source);
-  for (const ScenarioNode& member : root.members()) {
-    if (member.key() == "midi") member.refuse("this version simulates no MIDI; leave the key out");
-  }
   Scenario scenario;
   readMembers(root, scenarioKeys, scenario);
+  for (const ScenarioNode& member : root.members()) {
+    if (member.key() == "midi") scenario.midi = readMidiSettings(member, file.parent_path());
+  }
   std::ranges::stable_sort(scenario.faults, {}, &Fault::at);
   resolvePaths(scenario.device, file.parent_path());
   return scenario;
 }
 
 Scenario readScenario(const std::string& path) {
-  auto opened = host::openToRead(path);
-  if (!opened) refuse(sourceOf(path), opened.failure().reason);
-  const auto file = std::make_shared<const host::ReadClaim>(std::move(*opened), "the scenario");
-  Scenario scenario = parseScenario(readText(path, file->descriptor()), path);
-  scenario.file = file;
+  std::shared_ptr<const host::ReadClaim> file;
+  const std::string text = readScenarioFile(path, sourceOf(path), "the scenario", file);
+  Scenario scenario = parseScenario(text, path);
+  scenario.file = std::move(file);
+  if (scenario.midi) {
+    loadPlayedFiles(*scenario.midi);
+    if (const auto& capture = scenario.midi->capture) checkWritableFile(*capture, "the MIDI capture");
+  }
   // The microphone keeps its claim until the speaker is checked, so that both cannot use the same file.
   const auto microphone = scenario.device.microphone ? makeMicrophone(*scenario.device.microphone) : nullptr;
   if (const auto& speaker = scenario.device.speaker; speaker && isSpeakerFile(speaker->value)) {

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -13,6 +14,7 @@
 #include "platform/Status.h"
 #include "platform/host/files/FileRegistry.h"
 #include "platform/simulated/device/DeviceSettings.h"
+#include "platform/simulated/midi/MidiSettings.h"
 
 namespace orvane::simulated {
 
@@ -41,11 +43,11 @@ struct Fault {
 /// The content of a scenario file: the simulated device's settings, and the faults to simulate.
 struct Scenario {
   DeviceSettings device;
+  std::optional<MidiSettings> midi;             ///< Empty if the scenario has no key `midi`.
   std::shared_ptr<const host::ReadClaim> file;  ///< Claim on the file that was read; null if a text was parsed.
   std::vector<Fault>
       faults;  ///< Sorted by time, then in the order of the file; includes the refusals of session operations.
 
-  static constexpr std::size_t maxBytes = std::size_t{1} << 20;
   static constexpr std::size_t maxFaults = 1000;
 };
 
@@ -54,10 +56,10 @@ struct Scenario {
 /// wrong place, such as "faults[2].status", and states what would be right.
 Scenario parseScenario(std::string_view text, const std::filesystem::path& file);
 
-/// Reads a scenario file and checks the files that it names: the microphone's must be a sound file, and the speaker's
-/// must be writable. Changes no file. While the result exists, the scenario file cannot be overwritten by this process.
-/// Throws a `platform::PlatformException` that names the wrong place, such as "faults[2].status", and states what would
-/// be right.
+/// Reads a scenario file and checks the files that it names: the microphone's must be a sound file, those of MIDI
+/// sources must be standard MIDI files, and the speaker's and the MIDI capture must be writable. Changes no file. While
+/// the result exists, the scenario file cannot be overwritten by this process. Throws a `platform::PlatformException`
+/// that names the wrong place, such as "faults[2].status", and states what would be right.
 Scenario readScenario(const std::string& path);
 
 }  // namespace orvane::simulated

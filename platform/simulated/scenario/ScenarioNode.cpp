@@ -72,6 +72,12 @@ const std::string& ScenarioNode::text() const {
   return *text;
 }
 
+bool ScenarioNode::flag() const {
+  const auto* flag = mValue.as<bool>();
+  if (flag == nullptr) need("true or false");
+  return *flag;
+}
+
 double ScenarioNode::number(double min, double max, const std::string& unit) const {
   const auto* whole = mValue.as<std::int64_t>();
   const auto* fraction = mValue.as<double>();

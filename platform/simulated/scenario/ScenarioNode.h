@@ -37,6 +37,11 @@ class ScenarioNode {
   /// fraction is accepted.
   std::int64_t wholeNumber(std::int64_t min, std::int64_t max) const;
 
+  /// Returns true or false. Throws as `refuse` does if the value is neither.
+  bool flag() const;
+  /// Returns the value itself.
+  const platform::Value& value() const { return mValue; }
+
   /// Returns the key of this node, if it is a member of an object; otherwise an empty text.
   const std::string& key() const { return mKey; }
   /// Returns the member with this key. If it is missing, throws as `refuse` does, with a message that contains

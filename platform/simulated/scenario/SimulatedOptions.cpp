@@ -78,7 +78,7 @@ struct Key {
 
 constexpr std::uint32_t maxChannels = backend::DeviceFormat::maxChannels;
 
-constexpr std::array<Key, 8> keys{{
+constexpr std::array<Key, 11> keys{{
     {"mic",
      [](SimulatedOptions& options, const Pair& pair) {
        options.device.microphone = parseText(pair, "a file, tone:HZ[:AMPLITUDE], noise[:SEED], silence or loop");
@@ -100,6 +100,12 @@ constexpr std::array<Key, 8> keys{{
     {"pace", [](SimulatedOptions& options, const Pair& pair) { options.device.fastPace = parsePace(pair); }},
     {"scenario", [](SimulatedOptions& options,
                     const Pair& pair) { options.scenario = parseText(pair, "the path of a scenario file")->value; }},
+    {"midi", [](SimulatedOptions& options,
+                const Pair& pair) { options.midi = parseText(pair, "the path of a file with a MIDI inventory"); }},
+    {"midi-in", [](SimulatedOptions& options,
+                   const Pair& pair) { options.midiInput = parseText(pair, "the path of a standard MIDI file"); }},
+    {"midi-capture", [](SimulatedOptions& options,
+                        const Pair& pair) { options.midiCapture = parseText(pair, "the path of a file to write"); }},
 }};
 
 void parsePair(SimulatedOptions& options, std::string_view pair, std::vector<std::string_view>& seen) {

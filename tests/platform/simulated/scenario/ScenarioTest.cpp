@@ -5,6 +5,7 @@
 
 #include "platform/DeviceReport.h"
 #include "platform/Hosts.h"
+#include "platform/simulated/scenario/ScenarioFile.h"
 #include "tests/support/SoundFiles.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/Test.h"
@@ -38,8 +39,8 @@ TEST(SimulatedOptions, WhatIsWrongIsRefusedByItsKey) {
       {"pace=slow", "pace=slow: the pace is real or fast"},
       {"rate=1,rate=2", "\"rate\" is given twice"},
       {"mic=a,b.wav",
-       "unknown key \"b.wav\"; the keys are mic, speaker, rate, inputs, outputs, slice, pace, scenario; a "
-       "comma inside a value is written \\,"},
+       "unknown key \"b.wav\"; the keys are mic, speaker, rate, inputs, outputs, slice, pace, scenario, midi, "
+       "midi-in, midi-capture; a comma inside a value is written \\,"},
       {R"(mic=/no\,such\\file\x.wav)", R"("/no,such\file\x.wav": No such file)"},
       {R"(mic=/no\\,rate=x)", "rate=x: a whole number"},
       {"mic=/no\\", R"("/no\": No such file)"},
@@ -80,12 +81,11 @@ TEST(Scenario, WhatIsWrongIsRefusedByItsPlace) {
       {"{\"audio\":\n{\"rate\":}}", "JSON is wrong at line 2, column 9: "},
       {R"({"audio":{"rate":1,"rate":2}})", "the key \"rate\" occurs twice here"},
       {std::string(65, '['), "nested deeper than 64 levels"},
-      {std::string(Scenario::maxBytes + 1, ' '), "a scenario has 1048576 bytes at most"},
+      {std::string(maxScenarioBytes + 1, ' '), "a scenario has 1048576 bytes at most"},
       {"[]", "an object is needed, not []"},
-      {R"({"sound":{}})", "sound: unknown key; the keys here are audio, session, faults"},
+      {R"({"sound":{}})", "sound: unknown key; the keys here are audio, midi, session, faults"},
       {R"({")" + longKey + R"(":0})", ".json: " + longKey.substr(0, 80) + "…: unknown key"},
       {R"({"a\nb":0})", "a?b: unknown key"},
-      {R"({"midi":{}})", "midi: this version simulates no MIDI; leave the key out"},
       {R"({"audio":{"rate":"48000"}})", "audio.rate: a whole number from 0 to 768000 is needed, not \"48000\""},
       {R"({"audio":{"rate":48000.5}})", "audio.rate: a whole number from 0 to 768000 is needed, not 48000.5"},
       {R"({"audio":{"rate":1e300}})", "audio.rate: a whole number from 0 to 768000 is needed, not 1e+300"},
@@ -118,6 +118,61 @@ TEST(Scenario, WhatIsWrongIsRefusedByItsPlace) {
     EXPECT_THAT(refusalOf("scenario=" + file), AllOf(StartsWith("scenario=" + file + ": "), HasSubstr(reason)))
         << text.substr(0, 100);
   }
+}
+
+TEST(Scenario, RefusesWrongMidiByItsPlace) {
+  const TemporaryFolder folder;
+  const std::string file = folder.file("midi.json");
+  std::ofstream(folder.file("no.mid")) << "text";
+  const auto device = [](const std::string& members) { return R"({"devices":[{"uniqueID":1,)" + members + "}]}"; };
+  const auto source = [&](const std::string& members) {
+    return device(R"("entities":[{"name":"E"},{"sources":[{)" + members + "}]}]");
+  };
+  const auto event = [&](const std::string& members) {
+    return R"({"events":[{"at":0,)" + members + R"(}],"devices":[{"uniqueID":1}]})";
+  };
+  std::string many;
+  for (int object = 0; object < 4096; ++object) many += "{},";
+  const Cases cases{
+      {"[]", "an object is needed, not []"},
+      {R"({"device":[]})", "device: unknown key; the keys here are devices, externalDevices, events, capture"},
+      {device(R"("sources":[])"), "devices[0].sources: unknown key"},
+      {device(R"("displayName":"x")"), "devices[0].displayName: unknown key"},
+      {device(R"("name":null)"), "devices[0].name: a text is needed, not null"},
+      {device(R"("driverVersion":2147483648)"), "driverVersion: a whole number from -2147483648 to 2147483647"},
+      {device(R"("present":1)"), "devices[0].present: true or false is needed, not 1"},
+      {device(R"("properties":[])"), "devices[0].properties: an object is needed"},
+      {device(R"("properties":{"a":["data:0"]})"), "properties.a[0]: \"data:\" and pairs of hexadecimal digits"},
+      {device(R"("connections":"x")"), "devices[0].connections: a list of unique identifiers, or \"data:\""},
+      {device(R"("connections":["1"])"), "devices[0].connections[0]: a whole number"},
+      {R"({"devices":[)" + many + "{}]}", "devices[4096]: an inventory has 4096 objects at most"},
+      {source(R"("plays":"")"), "devices[0].entities[1].sources[0].plays: the path of a standard MIDI file is needed"},
+      {source(R"("plays":"a\u0000b")"), "plays: a path has no zero byte"},
+      {source(R"("plays":"no.mid")"), "sources[0].plays: \"" + folder.file("no.mid") + "\": it is not a standard MIDI"},
+      {R"({"externalDevices":[{"entities":[{"destinations":[{"plays":"x"}]}]}]})",
+       "externalDevices[0].entities[0].destinations[0].plays: unknown key"},
+      {R"({"capture":"none/out.jsonl"})", "out.jsonl\": there is no such folder"},
+      {R"({"capture":"midi.json"})", "capture: the MIDI capture would overwrite the inventory"},
+      {event(R"("notify":"lost")"), "events[0].notify: \"setup\", \"added\", \"removed\", \"property\" or a number"},
+      {event(R"("notify":4)"), "events[0].notify: the numbers 1 to 4 have names: setup, added, removed and property"},
+      {event(R"("notify":"setup","child":1)"), "events[0].child: unknown key; the keys here are at, notify"},
+      {event(R"("notify":"added")"), "events[0]: the key \"child\" is missing: the unique identifier of the object"},
+      {event(R"("notify":"added","child":2)"), "events[0].child: no object has the unique identifier 2"},
+      {event(R"("notify":"property","object":1)"), "events[0]: the key \"property\" is missing"},
+      {event(R"("notify":"property","object":1,"property":"name","value":1)"), "events[0].value: a text is needed"},
+      {event(R"("notify":"property","object":1,"property":"offline","value":"1")"), "value: a whole number"}};
+  for (const auto& [text, reason] : cases) {
+    std::ofstream(file) << text;
+    EXPECT_THAT(refusalOf("midi=" + file), AllOf(StartsWith("midi=" + file + ": "), HasSubstr(reason)))
+        << text.substr(0, 100);
+  }
+  std::ofstream(file) << R"({"devices":[{"present":false,"entities":[{"sources":[{}]}]}]})";
+  EXPECT_EQ(refusalOf("midi=" + file + ",midi-in=x.mid"),
+            "midi-in=x.mid: the inventory has no source that could play the file");
+  EXPECT_THAT(refusalOf("midi-in=/no/such.mid"), StartsWith("midi-in=/no/such.mid: \"/no/such.mid\": No such file"));
+  EXPECT_THAT(refusalOf("midi-capture=/no/such/out"), StartsWith("midi-capture=/no/such/out: "));
+  std::ofstream(file) << R"({"midi":{"devices":[{"entities":[{"sources":[{"plays":"x.mid"}]}]}]}})";
+  EXPECT_THAT(refusalOf("scenario=" + file), HasSubstr(": midi.devices[0].entities[0].sources[0].plays: \""));
 }
 
 TEST(Scenario, SetsUpTheDeviceWhereNoOptionDoes) {
