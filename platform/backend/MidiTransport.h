@@ -12,6 +12,7 @@
 #include "platform/Failure.h"
 #include "platform/MidiService.h"
 #include "platform/Value.h"
+#include "platform/Worker.h"
 
 namespace orvane::backend {
 
@@ -69,6 +70,14 @@ class MidiTransportCallback {
   virtual void dropped(std::uint64_t events) = 0;
   /// Starts the delivery of the events that were queued in this cycle.
   virtual void cycleEnded() = 0;
+  /// Returns the worker that delivers. A transport without a real-time thread may run its sources on it, which saves
+  /// the queue. May be called after `MidiTransport::start` was called.
+  virtual platform::Worker& deliveryWorker() = 0;
+  /// Delivers an event that arrived at a source, and those before it for the same source, together with the next ones
+  /// or at `delivered`. Called inside tasks of `deliveryWorker` only.
+  virtual void deliver(const MidiEvent& event) = 0;
+  /// Delivers the events that `deliver` has collected. Called inside tasks of `deliveryWorker` only.
+  virtual void delivered() = 0;
   /// Reports a change of the inventory.
   virtual void changed(MidiChange change) = 0;
   /// Reports that a source began to play or to come to the end of a file: `count` is 1 or -1. The host is active while

@@ -5,6 +5,7 @@
 #include <atomic>
 #include <chrono>
 #include <cmath>
+#include <cstddef>
 #include <cstdio>
 #include <exception>
 #include <memory>
@@ -151,8 +152,9 @@ void awaitDelivery(const platform::Platform& host) {
 
 Outcome runMidi(const Invocation& invocation, const MidiRun& run) {
   const platform::Platform& host = invocation.host;
-  // In real time every line appears at once, also in a pipe.
-  if (run.classPrints && !isSimulatedTime(host)) std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
+  // In real time every line appears at once, also in a pipe. In simulated time nobody waits for a single line.
+  constexpr std::size_t blockBytes = 65536;
+  if (run.classPrints) std::setvbuf(stdout, nullptr, isSimulatedTime(host) ? _IOFBF : _IOLBF, blockBytes);
   Running running(host, run);
   const auto why = host.midiReport->whyUnavailable();
   Outcome outcome = why ? unavailable(*why) : perform(invocation, run, running);

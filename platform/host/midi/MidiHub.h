@@ -67,6 +67,9 @@ class MidiHub final : private backend::MidiTransportCallback {
   bool received(const backend::MidiEvent& event) override { return mInbox.push(event); }
   void dropped(std::uint64_t events) override;
   void cycleEnded() override { mInbox.wake(); }
+  platform::Worker& deliveryWorker() override { return *mReceiver; }
+  void deliver(const backend::MidiEvent& event) override { mInbox.collect(event); }
+  void delivered() override { mInbox.flush(); }
   void changed(backend::MidiChange change) override;
   void sourcePlays(int count) override;
   void lost(platform::Failure failure) override;

@@ -112,20 +112,21 @@ void MidiInbox::refreshTable() {
 void MidiInbox::deliver() {
   mIsDelivering = true;
   while (const auto event = mQueue.front()) {
-    if (event->endpoint != mSource) flush();
-    mSource = event->endpoint;
-    if (event->protocol == backend::MidiProtocol::bytes) {
-      add(*event);
-    } else {
-      convertUniversalPackets(event->bytes, [&](std::span<const std::uint8_t> message) {
-        add({event->time, event->endpoint, message});
-      });
-    }
+    collect(*event);
     mQueue.pop();
   }
   flush();
   mIsDelivering = false;
   mOnEmpty();
+}
+
+void MidiInbox::collect(const backend::MidiEvent& event) {
+  if (event.endpoint != mSource) flush();
+  mSource = event.endpoint;
+  if (event.protocol == backend::MidiProtocol::bytes) return add(event);
+  convertUniversalPackets(event.bytes, [&](std::span<const std::uint8_t> message) {
+    add({event.time, event.endpoint, message});
+  });
 }
 
 /// Adds an event to the list, after delivering the list if the event does not fit.
@@ -139,7 +140,6 @@ void MidiInbox::add(const backend::MidiEvent& event) {
   mCurrentPacket = packet;
 }
 
-/// Delivers the list to every port that is connected to its source.
 void MidiInbox::flush() {
   if (mList.numPackets == 0) return;
   refreshTable();
@@ -149,8 +149,7 @@ void MidiInbox::flush() {
     for (const auto& connection : entry->second) {
       const std::lock_guard lock(connection->port->mutex);
       if (!connection->isOpen) continue;
-      mPackets += mList.numPackets;
-      mBytes += bytes;
+      mDelivered.add(mList.numPackets, bytes);
       connection->port->receive(mList, connection->context);
     }
   }

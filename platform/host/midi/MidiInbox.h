@@ -17,6 +17,7 @@
 #include "platform/Worker.h"
 #include "platform/backend/MidiQueue.h"
 #include "platform/backend/MidiTransport.h"
+#include "platform/host/midi/MidiCounter.h"
 
 namespace orvane::host {
 
@@ -47,6 +48,11 @@ class MidiInbox {
   /// Starts the delivery of the queued events. Real-time safe.
   void wake() { mTrigger->fire(); }
 
+  /// Adds an event to the list that is delivered next. Called on the worker only.
+  void collect(const backend::MidiEvent& event);
+  /// Delivers the list to every port that is connected to its source. Called on the worker only.
+  void flush();
+
   /// Connects a port to a source, or replaces the context of the connection. Returns whether it is the first connection
   /// of the source.
   bool connect(const std::shared_ptr<MidiInputPort>& port, platform::MidiObjectRef source, void* context);
@@ -58,7 +64,7 @@ class MidiInbox {
 
   /// Returns whether no event waits for its delivery.
   bool isEmpty() const { return !mIsDelivering && mQueue.isEmpty(); }
-  platform::MidiCount delivered() const { return {mPackets, mBytes}; }
+  platform::MidiCount delivered() const { return mDelivered.count(); }
 
  private:
   struct Connection {
@@ -72,7 +78,6 @@ class MidiInbox {
 
   void deliver();
   void add(const backend::MidiEvent& event);
-  void flush();
   void refreshTable();
   static std::shared_ptr<Connection> take(Table& table, const MidiInputPort& port, std::uint32_t source);
 
@@ -80,8 +85,7 @@ class MidiInbox {
   backend::MidiQueue mQueue;
   std::unique_ptr<platform::Trigger> mTrigger;
   std::atomic<bool> mIsDelivering = false;
-  std::atomic<std::uint64_t> mPackets = 0;
-  std::atomic<std::uint64_t> mBytes = 0;
+  MidiCounter mDelivered;
 
   std::mutex mMutex;
   std::shared_ptr<const Table> mTable = std::make_shared<Table>();

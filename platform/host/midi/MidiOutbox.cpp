@@ -86,8 +86,7 @@ bool MidiOutbox::transmit(const backend::MidiEvent& event, std::size_t& offset) 
     if (!mTransport->send({event.time, event.endpoint, event.bytes.subspan(offset, size)})) return false;
     offset += size;
   }
-  ++mPackets;
-  mBytes += event.bytes.size();
+  mSent.add(1, event.bytes.size());
   return true;
 }
 

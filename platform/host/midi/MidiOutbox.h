@@ -15,6 +15,7 @@
 #include "platform/MidiService.h"
 #include "platform/Worker.h"
 #include "platform/backend/MidiTransport.h"
+#include "platform/host/midi/MidiCounter.h"
 
 namespace orvane::host {
 
@@ -43,7 +44,7 @@ class MidiOutbox {
   void drainAtExit();
 
   bool isEmpty() const { return mWaiting == 0; }
-  platform::MidiCount sent() const { return {mPackets, mBytes}; }
+  platform::MidiCount sent() const { return mSent.count(); }
 
  private:
   using HostTime = platform::HostTime;
@@ -72,8 +73,7 @@ class MidiOutbox {
   std::size_t mQueuedBytes = 0;
   HostTime mNextWake = HostTime::max();   ///< The earliest time for which the worker has a task.
   std::atomic<std::size_t> mWaiting = 0;  ///< Number of packets in the queue or in the hand of `drain`.
-  std::atomic<std::uint64_t> mPackets = 0;
-  std::atomic<std::uint64_t> mBytes = 0;
+  MidiCounter mSent;
 };
 
 }  // namespace orvane::host

@@ -101,7 +101,9 @@ class TickTime {
 class Collector {
  public:
   explicit Collector(std::size_t fileBytes) {
-    mContent->bytes.reserve(fileBytes);
+    // An event has no more bytes in a packet than in the file: a repeated status byte takes the place of the delta
+    // time.
+    mContent->bytes.resize(fileBytes);
     mContent->packets.reserve(std::min(fileBytes / 4, MidiFileContent::maxEvents));
   }
 
@@ -112,8 +114,8 @@ class Collector {
   }
   void addMessage(platform::HostTime time, std::uint8_t status, Bytes data) {
     begin(time, 1 + data.size(), false);
-    mContent->bytes.push_back(status);
-    mContent->bytes.insert(mContent->bytes.end(), data.begin(), data.end());
+    append(status);
+    for (const std::uint8_t byte : data) append(byte);
   }
   /// Adds bytes as packets of their own, with `first` (if any) before them.
   void addExclusive(platform::HostTime time, std::optional<std::uint8_t> first, Bytes data) {
@@ -122,16 +124,22 @@ class Collector {
       const Bytes piece = data.first(std::min(data.size(), room));
       if (piece.empty() && !first) return;
       begin(time, piece.size() + (first ? 1 : 0), true);
-      if (first) mContent->bytes.push_back(*first);
+      if (first) append(*first);
       first.reset();
-      mContent->bytes.insert(mContent->bytes.end(), piece.begin(), piece.end());
+      std::ranges::copy(piece, mContent->bytes.begin() + static_cast<std::ptrdiff_t>(mSize));
+      mSize += piece.size();
       data = data.subspan(piece.size());
     } while (!data.empty());
   }
-  std::shared_ptr<const MidiFileContent> take() { return std::move(mContent); }
+  std::shared_ptr<const MidiFileContent> take() {
+    mContent->bytes.resize(mSize);
+    return mContent;
+  }
 
  private:
   static constexpr std::size_t maxPacket = 65535;
+
+  void append(std::uint8_t byte) { mContent->bytes[mSize++] = byte; }
 
   void begin(platform::HostTime time, std::size_t bytes, bool isExclusive) {
     auto& packets = mContent->packets;
@@ -140,12 +148,13 @@ class Collector {
     if (joins) {
       packets.back().length += static_cast<std::uint32_t>(bytes);
     } else {
-      packets.push_back({time, static_cast<std::uint32_t>(mContent->bytes.size()), static_cast<std::uint32_t>(bytes)});
+      packets.push_back({time, static_cast<std::uint32_t>(mSize), static_cast<std::uint32_t>(bytes)});
     }
     mIsExclusive = isExclusive;
   }
 
   const std::shared_ptr<MidiFileContent> mContent = std::make_shared<MidiFileContent>();
+  std::size_t mSize = 0;  ///< How many of the content's bytes are in use.
   std::size_t mEvents = 0;
   bool mIsExclusive = false;  ///< Whether the last packet is a system-exclusive message.
 };

@@ -35,11 +35,17 @@ Conductor::~Conductor() {
 
 void Conductor::quit() {
   {
-    const Lock lock(mMutex);
+    const Lock lock = lockToChange();
     mQuit = true;
   }
   wake();
   joinOrDetach(mThread);
+}
+
+Conductor::Lock Conductor::lockToChange() {
+  Lock lock(mMutex);
+  mIsChanged = true;
+  return lock;
 }
 
 // ---- the agenda
@@ -53,7 +59,7 @@ Conductor::Place Conductor::addToAgenda(HostTime due, std::variant<Task, Limit> 
 }
 
 void Conductor::post(HostTime due, Owner owner, platform::Worker::Repetition task) {
-  const Lock lock(mMutex);
+  const Lock lock = lockToChange();
   // Triggers that the caller fired earlier are queued first; otherwise the order would depend on the thread's timing.
   queueFired();
   addToAgenda(due, Task{owner, std::move(task)});
@@ -85,7 +91,7 @@ void Conductor::awaitRun(Lock& lock, IsOver isOver) {
 void Conductor::cancel(Owner owner) {
   std::vector<Task> dropped;
   const auto belongs = [owner](const Task& task) { return task.owner == owner; };
-  Lock lock(mMutex);
+  Lock lock = lockToChange();
   if (!isOwnThread()) {
     awaitRun(lock, [&] { return !mTaskRuns || mRunning != owner; });
   } else if (mRunning == owner) {
@@ -101,20 +107,20 @@ void Conductor::cancel(Owner owner) {
 
 void Conductor::forget(Owner owner) {
   cancel(owner);
-  const Lock lock(mMutex);
+  const Lock lock = lockToChange();
   std::erase_if(mTriggers, [owner](const Triggered& trigger) { return trigger.owner == owner; });
 }
 
 // ---- triggers
 
 void Conductor::addTrigger(Owner owner, std::shared_ptr<FiredTask> trigger) {
-  const Lock lock(mMutex);
+  const Lock lock = lockToChange();
   mTriggers.push_back({owner, std::move(trigger)});
 }
 
 void Conductor::removeTrigger(const FiredTask& trigger) {
   std::vector<Task> dropped;
-  Lock lock(mMutex);
+  Lock lock = lockToChange();
   if (!isOwnThread()) awaitRun(lock, [&] { return mRunningTrigger != &trigger; });
   std::erase_if(mTriggers, [&](const Triggered& entry) { return entry.task.get() == &trigger; });
   dropped = takeTasks([&](const Task& task) { return task.trigger == &trigger; });
@@ -147,7 +153,7 @@ void Conductor::queueFired() {
 // ---- waiting
 
 void Conductor::signal(Signals& signals) {
-  const Lock lock(mMutex);
+  const Lock lock = lockToChange();
   if (signals.waits.empty()) {
     ++signals.untaken;
   } else {
@@ -157,7 +163,7 @@ void Conductor::signal(Signals& signals) {
 
 bool Conductor::wait(Signals& signals, HostTime limit) {
   forbidInsideNoWait("a wait");
-  Lock lock(mMutex);
+  Lock lock = lockToChange();
   queueFired();
   if (signals.untaken > 0) {
     --signals.untaken;
@@ -239,13 +245,22 @@ void Conductor::runTask(Lock& lock, Task task) {
   mTaskRuns = true;
   std::optional<HostTime> next;
   for (;;) {
+    mIsChanged = false;
+    const HostTime limit = mAgenda.empty() ? HostTime::max() : mAgenda.back().place.first;
     lock.unlock();
     next = runOnce(task);
+    // A repetition that is due next, such as the device's next slice, runs again without going through the agenda, and
+    // without the mutex as long as nobody else has used this object.
+    while (next && !mIsChanged && !mAnyFired) {
+      const HostTime due = std::max(*next, now());
+      if (due >= limit) break;
+      mNow.store(due.count(), std::memory_order_relaxed);
+      next = runOnce(task);
+    }
     lock.lock();
     if (!next) break;
     const HostTime due = std::max(*next, now());
     if (!mayTimePass() || !comesFirst(due) || mAnyFired || mQuit) break;
-    // A repetition that is due next, such as the device's next slice, runs again without going through the agenda.
     mNow.store(due.count(), std::memory_order_relaxed);
   }
   if (next) addToAgenda(*next, std::move(task));

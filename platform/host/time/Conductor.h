@@ -99,6 +99,8 @@ class Conductor final : public platform::Clock {
 
   Conductor();
 
+  /// Locks the mutex for an operation that may change what the thread does next.
+  Lock lockToChange();
   bool isOwnThread() const { return std::this_thread::get_id() == mThreadId; }
   Place addToAgenda(HostTime due, std::variant<Task, Limit> what);
   template <typename Predicate>
@@ -122,8 +124,9 @@ class Conductor final : public platform::Clock {
   std::atomic<HostTime::rep> mNow;
   std::mutex mMutex;
   sem_t mWake{};
-  std::atomic<bool> mAsleep = false;    ///< The thread is waiting for the semaphore or is about to.
-  std::atomic<bool> mAnyFired = false;  ///< A trigger was fired after the thread's last check.
+  std::atomic<bool> mAsleep = false;     ///< The thread is waiting for the semaphore or is about to.
+  std::atomic<bool> mIsChanged = false;  ///< An operation was called since the thread last looked.
+  std::atomic<bool> mAnyFired = false;   ///< A trigger was fired after the thread's last check.
   std::condition_variable mCallerWake;
   Agenda mAgenda;
   std::vector<Triggered> mTriggers;  ///< In order of creation.

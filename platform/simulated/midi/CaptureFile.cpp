@@ -4,7 +4,9 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <charconv>
 #include <cstdio>
+#include <string_view>
 #include <utility>
 
 #include "platform/Value.h"
@@ -20,10 +22,12 @@ namespace {
 /// Appends a time as seconds with nine digits after the point.
 void appendSeconds(std::string& text, platform::HostTime time) {
   constexpr platform::HostTime::rep second = 1'000'000'000;
-  char digits[48];
-  const int size = std::snprintf(digits, sizeof digits, "%lld.%09lld", static_cast<long long>(time.count() / second),
-                                 static_cast<long long>(time.count() % second));
-  text.append(digits, static_cast<std::size_t>(size));
+  char digits[32];
+  // The fraction is written with a leading 1, which is then replaced by the point.
+  char* const point = std::to_chars(digits, digits + sizeof digits, time.count() / second).ptr;
+  char* const end = std::to_chars(point, digits + sizeof digits, second + time.count() % second).ptr;
+  *point = '.';
+  text.append(digits, end);
 }
 
 void appendBytes(std::string& text, std::span<const std::uint8_t> bytes) {
@@ -58,18 +62,18 @@ std::optional<Failure> CaptureFile::open() {
 }
 
 const std::string& CaptureFile::nameOf(const backend::MidiObject& destination) {
-  std::string name;
+  char identifier[16];
+  std::string_view name;
   if (destination.name) {
     name = *destination.name;
   } else {
-    char identifier[16];
     std::snprintf(identifier, sizeof identifier, "0x%08X",
                   static_cast<unsigned>(destination.uniqueIdentifier.value_or(0)));
     name = identifier;
   }
-  std::string& json = mNames[name];
-  if (json.empty()) json = host::HostJson().write(platform::Value(name), false).value_or("null");
-  return json;
+  const auto known = mNames.find(name);
+  if (known != mNames.end()) return known->second;
+  return mNames.emplace(name, host::HostJson().write(platform::Value(name), false).value_or("null")).first->second;
 }
 
 void CaptureFile::add(platform::HostTime time, const backend::MidiObject& destination,

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -46,7 +47,7 @@ class CaptureFile {
   std::string mBlock;
   bool mHasWritten = false;
   bool mHasFailed = false;
-  std::map<std::string, std::string> mNames;  ///< The JSON text of each name.
+  std::map<std::string, std::string, std::less<>> mNames;  ///< The JSON text of each name.
 };
 
 }  // namespace orvane::simulated

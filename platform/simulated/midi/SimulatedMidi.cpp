@@ -109,29 +109,24 @@ void SimulatedMidi::listen(MidiObjectRef source, bool isConnected) {
   mCallback->sourcePlays(1);
   const auto& packets = playing->content->packets;
   const HostTime first = packets.empty() ? HostTime::zero() : packets.front().time;
-  mWorker->repeatAt(playing->startTime + first, [this, &each = *playing] { return play(each); });
+  mCallback->deliveryWorker().repeatAt(playing->startTime + first, [this, &each = *playing] { return play(each); });
 }
 
-/// Queues the packets of a source that are due. Returns the time of the next one, or `std::nullopt` at the end.
+/// Delivers the packets of a source that are due. Returns the time of the next one, or `std::nullopt` at the end.
 std::optional<HostTime> SimulatedMidi::play(Playing& playing) {
-  if (mIsLost) return mCallback->sourcePlays(-1), std::nullopt;
   const auto& packets = playing.content->packets;
   const HostTime time = now();
-  {
-    const std::lock_guard lock(mReceiveMutex);
-    for (; playing.next < packets.size(); ++playing.next) {
-      const auto& packet = packets[playing.next];
-      const HostTime due = playing.startTime + packet.time;
-      if (due > time) break;
-      if (!mCallback->received({due, playing.source, playing.content->bytesOf(packet)})) {
-        // The queue is full: try again after a delivery.
-        mCallback->cycleEnded();
-        return mIsFast ? time : time + std::chrono::milliseconds(1);
-      }
+  while (!mIsLost && playing.next < packets.size()) {
+    const auto& packet = packets[playing.next];
+    const HostTime due = playing.startTime + packet.time;
+    if (due > time) {
+      mCallback->delivered();
+      return due;
     }
-    mCallback->cycleEnded();
+    mCallback->deliver({due, playing.source, playing.content->bytesOf(packet)});
+    ++playing.next;
   }
-  if (playing.next < packets.size()) return playing.startTime + packets[playing.next].time;
+  mCallback->delivered();
   mCallback->sourcePlays(-1);
   return std::nullopt;
 }
@@ -140,10 +135,10 @@ std::optional<HostTime> SimulatedMidi::play(Playing& playing) {
 
 bool SimulatedMidi::send(const backend::MidiEvent& event) {
   if (mIsLost) return true;
+  if (!mCapture && mLoopSource == MidiObjectRef::none) return true;
   const std::lock_guard objects(mObjectsMutex);
   const MidiObject& destination = object(event.endpoint);
   if (mLoopSource != MidiObjectRef::none && destination.name == loopName) {
-    const std::lock_guard lock(mReceiveMutex);
     const bool isTaken = mCallback->received({event.time, mLoopSource, event.bytes});
     mCallback->cycleEnded();
     if (!isTaken) return false;

@@ -21,8 +21,8 @@
 
 namespace orvane::simulated {
 
-/// MIDI devices that are simulated inside the process. A worker plays the files of sources and changes the inventory at
-/// the times of the scenario's events.
+/// MIDI devices that are simulated inside the process. The files of sources are played on the worker that delivers;
+/// another worker changes the inventory at the times of the scenario's events.
 ///
 /// - A source that plays a file starts when it is first listened to.
 /// - What a destination called "Loopback" receives arrives at the first source called "Loopback".
@@ -76,7 +76,6 @@ class SimulatedMidi final : public backend::MidiTransport {
   std::atomic<bool> mIsLost = false;
   std::mutex mObjectsMutex;
   std::vector<backend::MidiObject> mObjects;
-  std::mutex mReceiveMutex;  ///< Calls of `received` must not overlap: sources play and the loop-back sends.
   std::unique_ptr<platform::Worker> mWorker;
 };
 
