@@ -47,10 +47,10 @@ class TimeText {
  public:
   char* write(char* to, std::uint64_t time) {
     const std::uint64_t leading = time / tail;
-    if (leading != mLeading || leading == 0) {
-      const auto number = static_cast<std::int64_t>(time);
+    const auto number = static_cast<std::int64_t>(time);
+    if (leading != mLeading || leading == 0 || number < 0) {
       char* const end = std::to_chars(to, to + maxPrefix, number).ptr;
-      // A short number has no leading part; a negative one would have another one than its quotient says.
+      // A short number has no leading part. That of a negative one is not the quotient.
       if (leading == 0 || number < 0) return end;
       mLeading = leading;
       mSize = static_cast<std::size_t>(end - to) - tailDigits;
@@ -79,9 +79,16 @@ class TimeText {
 };
 
 char* writeBytes(char* to, std::span<const std::uint8_t> data, bool includeRealtime) {
+  const auto write = [](char* at, std::uint8_t byte) {
+    std::memcpy(at, &byteTexts[byte * paddedByteText], paddedByteText);
+  };
+  if (includeRealtime) {
+    for (std::size_t i = 0; i < data.size(); ++i) write(to + i * byteText, data[i]);
+    return to + data.size() * byteText;
+  }
   for (const std::uint8_t byte : data) {
-    std::memcpy(to, &byteTexts[byte * paddedByteText], paddedByteText);
-    to += includeRealtime || byte < firstRealtime ? byteText : 0;
+    write(to, byte);
+    to += byte < firstRealtime ? byteText : 0;
   }
   return to;
 }

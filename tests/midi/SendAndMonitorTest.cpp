@@ -57,6 +57,9 @@ TEST(HexDumpTest, PrintsPacketsAsDocumented) {
       {{{7, {0xF8, 0x90, 0xFF, 0xF7}}}, "[7]: F8 90 FF F7\n", "[7]: 90 F7\n"},
       {{{8, {0xF8}}}, "[8]: F8\n", "[8]:"},
       {{{8, {}}}, "[8]:", "[8]:"},
+      {{{INT64_MAX, {1}}, {UINT64_C(1) << 63, {2}}},
+       "[9223372036854775807]: 01 [-9223372036854775808]: 02\n",
+       "[9223372036854775807]: 01 [-9223372036854775808]: 02\n"},
       {{{UINT64_C(1) << 63, {1}}, {UINT64_MAX, {2}}, {1'000'000'000, {3}}, {1'099'999'999, {4}}, {1'100'000'007, {5}}},
        "[-9223372036854775808]: 01 [-1]: 02 [1000000000]: 03 [1099999999]: 04 [1100000007]: 05\n",
        "[-9223372036854775808]: 01 [-1]: 02 [1000000000]: 03 [1099999999]: 04 [1100000007]: 05\n"}};
@@ -109,7 +112,8 @@ TEST(MIDIPacketEmitterTest, EmitsListsInTheOrderOfTheEvents) {
   }
   MIDIPacketEmitter empty(nullptr);
   empty.End();
-  EXPECT_THROW(empty.Emit(nullptr), std::bad_function_call);
+  const PacketList none;
+  EXPECT_THROW(empty.Emit(&none), std::bad_function_call);
   for (const auto& [path, name] : {std::pair{"a/b/c", "c"}, {"abc", "abc"}, {"a/", ""}})
     EXPECT_STREQ(LogFilenameOnly(path), name);
   EXPECT_EQ(LogFilenameOnly(nullptr), nullptr);

@@ -88,7 +88,7 @@ TEST_F(SetupReport, PrintsValuesByKind) {
       {1e300, ""},
       {Value::Array{}, "[ ]\n"},
       {Value::Array{"x", 5}, "\t    [0] = x\n\t    [1] = 5\n"},
-      {Value::dictionary({{"in", Value::Array{Value::Array{1}}}, {"sources", 1}}),
+      {Value::dictionary({{"in", Value::Array(1, Value::Array{1})}, {"sources", 1}}),
        "{\n\t    in = \t      [0] = \t        [0] = 1\n\t  }\n"},
       {Value::dictionary(), "{\n\t  }\n"},
       {std::string(600, 'x'), std::string(511, 'x') + "\n"},
