@@ -119,7 +119,7 @@ Outcome perform(const Invocation& invocation, const MidiRun& run, Running& runni
   try {
     run.start();
     invocation.log->showHeld();  // The run began, so failures that were logged before did not end it.
-    if (run.end != MidiRun::End::idle && !run.classPrints && standardErrorIsTerminal()) say(run.activity);
+    if (!run.activity.empty() && standardErrorIsTerminal()) say(run.activity);
     running.watchEnd();
     const int signal = running.wait();
     const bool abandon = signal != 0 && run.classPrints;

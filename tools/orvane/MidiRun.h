@@ -28,7 +28,8 @@ struct MidiRun {
 
   End end = End::never;
   bool classPrints = false;  ///< Whether the class prints on standard output.
-  /// Describes what the run does, for use in messages: "playing a.mid to Synth".
+  /// Describes what the run does and how it ends, for a message on a terminal; empty if the run prints something
+  /// itself.
   std::string activity = {};
   /// The time since the creation of the host, in seconds, after which the run ends; empty for no limit.
   std::optional<double> seconds = {};

@@ -29,7 +29,9 @@ MidiHub::MidiHub(std::shared_ptr<HostContext> context, std::unique_ptr<backend::
 MidiHub::~MidiHub() {
   if (!mTransport) return;
   ExitHook::remove(this);
-  if (mSender) mSender->cancel();
+  for (const auto& worker : {mSender.get(), mReceiver.get()}) {
+    if (worker != nullptr) worker->cancel();
+  }
   mTransport->detach();
   mInbox.stop();
 }
