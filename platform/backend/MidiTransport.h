@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <span>
 #include <string>
@@ -73,6 +74,9 @@ class MidiTransportCallback {
   /// Returns the worker that delivers. A transport without a real-time thread may run its sources on it, which saves
   /// the queue. May be called after `MidiTransport::start` was called.
   virtual platform::Worker& deliveryWorker() = 0;
+  /// Returns a reference that keeps this object and the transport alive while it is locked. Tasks of `deliveryWorker`
+  /// lock it, because a receive function may release the host.
+  virtual std::weak_ptr<void> lifetime() = 0;
   /// Delivers an event that arrived at a source, and those before it for the same source, together with the next ones
   /// or at `delivered`. Called inside tasks of `deliveryWorker` only.
   virtual void deliver(const MidiEvent& event) = 0;

@@ -82,7 +82,7 @@ CommandLine::CommandLine() : mApp(std::make_unique<CLI::App>(description, "orvan
   mCommands.push_back(std::make_unique<SessionCommand>(*mApp));
   mCommands.push_back(std::make_unique<DeviceCommand>(*mApp));
   for (const RunKind& kind : runKinds()) mCommands.push_back(std::make_unique<RunCommand>(*mApp, kind));
-  CLI::App& midi = addGroup("midi", "Send, receive, play and list MIDI: midi send|monitor|play|list|watch");
+  CLI::App& midi = addGroup("midi", "Send, receive, play and list MIDI");
   mCommands.push_back(std::make_unique<MidiSendCommand>(midi));
   mCommands.push_back(std::make_unique<MidiMonitorCommand>(midi));
   mCommands.push_back(std::make_unique<MidiPlayCommand>(midi));

@@ -68,7 +68,7 @@ std::optional<Failure> MidiHub::startWorkers() try {
   if (!mSender) mSender = mContext->scheduler->makeWorker("midi sender", Priority::realTime);
   if (!mReceiver) mReceiver = mContext->scheduler->makeWorker("midi receiver", Priority::realTime);
   mOutbox.start(*mSender, *mTransport);
-  mInbox.start(*mReceiver);
+  mInbox.start(*mReceiver, weak_from_this());
   return std::nullopt;
 } catch (const std::system_error& error) {
   return Failure{status::ioFailure, std::string("no thread can be started: ") + error.what()};

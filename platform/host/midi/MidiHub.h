@@ -25,12 +25,12 @@ namespace orvane::host {
 /// The hub between a host's MIDI transport and the services that use it: the inventory, the packets that wait to be
 /// sent (on one worker) and those that arrived (delivered on another), and the record of activity. Thread-safe; not
 /// real-time safe, except for what the transport calls on its real-time thread.
-class MidiHub final : private backend::MidiTransportCallback {
+class MidiHub final : public std::enable_shared_from_this<MidiHub>, private backend::MidiTransportCallback {
  public:
   /// A function that is called with each notification, on the thread that reports the change.
   using Announce = std::function<void(const platform::MidiNotification&)>;
 
-  /// Creates a hub. `transport` must be null if the host has no MIDI.
+  /// Creates a hub, which must be owned by a `std::shared_ptr`. `transport` must be null if the host has no MIDI.
   MidiHub(std::shared_ptr<HostContext> context, std::unique_ptr<backend::MidiTransport> transport);
   ~MidiHub() override;
 
@@ -68,6 +68,7 @@ class MidiHub final : private backend::MidiTransportCallback {
   void dropped(std::uint64_t events) override;
   void cycleEnded() override { mInbox.wake(); }
   platform::Worker& deliveryWorker() override { return *mReceiver; }
+  std::weak_ptr<void> lifetime() override { return weak_from_this(); }
   void deliver(const backend::MidiEvent& event) override { mInbox.collect(event); }
   void delivered() override { mInbox.flush(); }
   void changed(backend::MidiChange change) override;

@@ -31,8 +31,10 @@ MidiInbox::MidiInbox(std::function<void()> onEmpty)
       mList(*reinterpret_cast<platform::PacketList*>(mListMemory.data())),
       mCurrentPacket(platform::initPacketList(mList)) {}
 
-void MidiInbox::start(platform::Worker& worker) {
-  mTrigger = worker.makeTrigger([this] { deliver(); });
+void MidiInbox::start(platform::Worker& worker, std::weak_ptr<void> owner) {
+  mTrigger = worker.makeTrigger([this, owner = std::move(owner)] {
+    if (const auto alive = owner.lock()) deliver();
+  });
 }
 
 // ---- connections

@@ -38,8 +38,9 @@ class MidiInbox {
   /// `onEmpty` is called on the worker each time that everything was delivered.
   explicit MidiInbox(std::function<void()> onEmpty);
 
-  /// Begins to deliver on `worker`, which must outlive the calls of `wake`.
-  void start(platform::Worker& worker);
+  /// Begins to deliver on `worker`, which must outlive the calls of `wake`. `owner` owns this object; each delivery
+  /// keeps it alive, because a receive function may release the host.
+  void start(platform::Worker& worker, std::weak_ptr<void> owner);
   /// Ends the deliveries; waits for one in progress, except on the worker itself.
   void stop() { mTrigger.reset(); }
 

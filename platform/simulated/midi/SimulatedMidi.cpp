@@ -109,7 +109,11 @@ void SimulatedMidi::listen(MidiObjectRef source, bool isConnected) {
   mCallback->sourcePlays(1);
   const auto& packets = playing->content->packets;
   const HostTime first = packets.empty() ? HostTime::zero() : packets.front().time;
-  mCallback->deliveryWorker().repeatAt(playing->startTime + first, [this, &each = *playing] { return play(each); });
+  mCallback->deliveryWorker().repeatAt(
+      playing->startTime + first, [this, owner = mCallback->lifetime(), &each = *playing]() -> std::optional<HostTime> {
+        const auto alive = owner.lock();
+        return alive ? play(each) : std::nullopt;
+      });
 }
 
 /// Delivers the packets of a source that are due. Returns the time of the next one, or `std::nullopt` at the end.

@@ -3,6 +3,7 @@
 
 #include "platform/DeviceReport.h"
 #include "platform/EventLoop.h"
+#include "platform/Hosts.h"
 #include "platform/MidiReport.h"
 #include "platform/Scheduler.h"
 #include "platform/backend/Backend.h"
@@ -354,6 +355,39 @@ TEST(MidiQueue, KeepsEventsOfAnySizeInOrder) {
   while (queue.front()) queue.pop(), ++popped;
   EXPECT_EQ(popped, pushed);
   EXPECT_TRUE(queue.isEmpty());
+}
+
+TEST(HostMidiThreads, AReceiveFunctionMayReleaseTheHost) {
+  const TemporaryFolder folder;
+  const std::string path = folder.file("notes.mid");
+  std::ofstream(path, std::ios::binary) << std::string("MThd\0\0\0\6\0\0\0\1\1\xF4MTrk\0\0\0\x8\0\x90\1\1\1\x90\2\2",
+                                                       30);
+  for (const std::string pace : {"pace=fast", "pace=real"}) {
+    for (const bool isLoop : {false, true}) {
+      auto host = std::make_unique<platform::Platform>(platform::makeSimulatedHost(pace + ",midi-in=" + path));
+      const std::shared_ptr<platform::Waiter> waiter = host->scheduler->makeWaiter();
+      MidiObjectRef client{}, output{}, input{};
+      int lists = 0;
+      const auto release = [&](const PacketList&, void*) {
+        ++lists;
+        host.reset();
+        waiter->signal();
+      };
+      ASSERT_EQ(host->midi->createClient("test", nullptr, client), 0);
+      ASSERT_EQ(host->midi->createInputPort(client, "in", release, input), 0);
+      ASSERT_EQ(host->midi->createOutputPort(client, "out", output), 0);
+      ASSERT_EQ(host->midi->connectSource(input, host->midi->source(isLoop ? 1 : 0), nullptr), 0);
+      if (isLoop) {
+        std::uint32_t memory[8];
+        auto& list = *reinterpret_cast<PacketList*>(memory);
+        platform::addToPacketList(list, sizeof memory, platform::initPacketList(list), 0, Bytes{0x90});
+        host->midi->send(output, host->midi->destination(1), list);
+      }
+      EXPECT_TRUE(waiter->wait(10s));
+      EXPECT_EQ(host, nullptr);
+      EXPECT_EQ(lists, 1) << pace << isLoop;
+    }
+  }
 }
 
 /// Endpoints come and go in real time while other threads look them up, send to them and listen to them.
