@@ -357,6 +357,43 @@ TEST(MidiQueue, KeepsEventsOfAnySizeInOrder) {
   EXPECT_TRUE(queue.isEmpty());
 }
 
+/// What is sent to the loop-back arrives at its time, whatever its size and however much it is; nothing is lost when
+/// the queue between both sides is full.
+TEST(SimulatedMidi, TheLoopBackReturnsEverythingThatIsSent) {
+  const platform::Platform host = platform::makeSimulatedHost("pace=fast");
+  platform::MidiService& midi = *host.midi;
+  const platform::Clock& clock = host.scheduler->clock();
+  MidiObjectRef client{}, output{}, input{};
+  std::vector<std::pair<std::uint64_t, std::size_t>> received, sent;
+  const auto receive = [&](const PacketList& list, void*) {
+    for (const auto packet : platform::PacketRange(list)) {
+      EXPECT_LE(packet.timeStamp, static_cast<std::uint64_t>(clock.now().count()));
+      received.emplace_back(packet.timeStamp, packet.data.size());
+    }
+  };
+  ASSERT_EQ(midi.createClient("test", nullptr, client), 0);
+  ASSERT_EQ(midi.createInputPort(client, "in", receive, input), 0);
+  ASSERT_EQ(midi.createOutputPort(client, "out", output), 0);
+  ASSERT_EQ(midi.connectSource(input, midi.source(1), nullptr), platform::status::success);
+  std::vector<std::uint32_t> memory(1 << 15);
+  auto& list = *reinterpret_cast<PacketList*>(memory.data());
+  for (std::size_t i = 0; i < 100; ++i) {
+    const std::size_t size = i % 3 == 0 ? 65535 : 3 + i;
+    // Forty lists of one time are more than the queue holds.
+    const std::uint64_t time = start + (i < 40 ? 1000 : 1000 + i);
+    const Bytes bytes(size, 0xF0);
+    platform::addToPacketList(list, 4 * memory.size(), platform::initPacketList(list), time, bytes);
+    ASSERT_EQ(midi.send(output, midi.destination(1), list), 0);
+    sent.emplace_back(time, size);
+  }
+  const std::shared_ptr<platform::Waiter> idle = host.scheduler->makeWaiter();
+  const auto end = host.midiReport->onActivityEnd([idle] { idle->signal(); });
+  while (host.midiReport->isActive()) ASSERT_TRUE(idle->wait(10s));
+  ASSERT_EQ(received.size(), sent.size());
+  for (std::size_t i = 0; i < sent.size(); ++i) EXPECT_EQ(received[i], sent[i]) << i;
+  EXPECT_EQ(host.midiReport->dropped(), 0U);
+}
+
 TEST(HostMidiThreads, AReceiveFunctionMayReleaseTheHost) {
   const TemporaryFolder folder;
   const std::string path = folder.file("notes.mid");

@@ -4,6 +4,7 @@
 #include "platform/EventLoop.h"
 #include "platform/Hosts.h"
 #include "platform/Scheduler.h"
+#include "platform/Subscription.h"
 #include "tests/support/Test.h"
 
 namespace orvane::test {
@@ -70,10 +71,20 @@ TEST(EventLoopSignals, ReachEveryHostOnceAndAreForgotten) {
       EXPECT_EQ(host->eventLoop->run(), 0);
     }
   }
+  // Notices know the signal when the run ends, and are not called after their subscription.
+  std::atomic<int> seen = 0;
+  {
+    const Subscription notice = first.eventLoop->onSignal([&](int signal) { seen += signal; });
+    kill(getpid(), SIGTERM);
+    EXPECT_EQ(first.eventLoop->run(), SIGTERM);
+    EXPECT_EQ(seen, SIGTERM);
+    EXPECT_EQ(second.eventLoop->run(), SIGTERM);
+  }
   // A destroyed host is no longer notified.
   { makeSimulatedHost().eventLoop->watchSignals(); }
   kill(getpid(), SIGINT);
   EXPECT_EQ(first.eventLoop->run(), SIGINT);
+  EXPECT_EQ(seen, SIGTERM);
 }
 
 }  // namespace
