@@ -15,7 +15,7 @@ namespace orvane::backend {
 
 /// A bounded queue of MIDI events between two threads, one that pushes and one that pops. Header-only, because back
 /// ends in modules use it too. Real-time safe, except for the constructor.
-class MidiQueue {
+class MidiQueue {  // NOLINT(clang-analyzer-optin.performance.Padding): the threads write to different cache lines
  public:
   /// Creates a queue with room for at least `bytes` bytes of events, each with 16 bytes more, rounded up to 16.
   explicit MidiQueue(std::size_t bytes)

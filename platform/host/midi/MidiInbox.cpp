@@ -62,7 +62,7 @@ std::shared_ptr<MidiInbox::Connection> MidiInbox::take(Table& table, const MidiI
   if (entry == table.end()) return nullptr;
   const auto found = std::ranges::find(entry->second, &port, [](const auto& each) { return each->port.get(); });
   if (found == entry->second.end()) return nullptr;
-  const auto taken = *found;
+  auto taken = *found;
   entry->second.erase(found);
   if (entry->second.empty()) table.erase(entry);
   return taken;

@@ -43,7 +43,7 @@ class MIDIPacketEmitter {
 
   const Callback mCallback;
   std::uint8_t* mCurrentPacket = nullptr;
-  alignas(std::uint32_t) std::array<std::uint8_t, capacity> mListBuffer;
+  alignas(std::uint32_t) std::array<std::uint8_t, capacity> mListBuffer{};
 };
 
 /// Returns the part of a path after its last slash, or the whole path if it has none; null for null. Real-time safe.
