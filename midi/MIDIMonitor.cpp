@@ -13,8 +13,8 @@ MIDIMonitor::MIDIMonitor(const platform::Platform& services)
   if (const platform::Status status = mService.createClient("OVMIDIMonitor", nullptr, mClient)) {
     raiseOn(services, "MidiService::createClient failed", status);
   }
-  const auto receive = [this](const platform::PacketList& list, void*) {
-    OVMIDIBase::hexDumpPacketList(list, mIncludeRealtime);
+  const auto receive = [state = mState](const platform::PacketList& list, void*) {
+    if (state->isOpen) OVMIDIBase::hexDumpPacketList(list, state->includesRealtime);
   };
   if (const platform::Status status = mService.createInputPort(mClient, "Input port", receive, mPort)) {
     mService.disposeClient(mClient);
@@ -23,6 +23,8 @@ MIDIMonitor::MIDIMonitor(const platform::Platform& services)
 }
 
 MIDIMonitor::~MIDIMonitor() {
+  // The service may refuse to dispose the port, which then goes on receiving.
+  mState->isOpen = false;
   mService.disposePort(mPort);
   mService.disposeClient(mClient);
 }

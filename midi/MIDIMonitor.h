@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <memory>
 
 #include "platform/MidiService.h"
 #include "platform/Platform.h"
@@ -9,7 +10,7 @@
 namespace orvane {
 
 /// The client "OVMIDIMonitor" of the MIDI service with its input port. Prints every packet list that arrives, on the
-/// service's delivery thread. `mIncludeRealtime` may be changed on any thread; otherwise not thread-safe. Not real-time
+/// service's delivery thread. `mState` may be changed on any thread; otherwise not thread-safe. Not real-time
 /// safe.
 class MIDIMonitor {
  public:
@@ -23,8 +24,14 @@ class MIDIMonitor {
 
   platform::MidiObjectRef mClient{};
   platform::MidiObjectRef mPort{};
-  platform::MidiObjectRef mSource{};          ///< The source of the last start; `none` before it.
-  std::atomic<bool> mIncludeRealtime = true;  ///< Whether bytes from F8 to FF are printed.
+  platform::MidiObjectRef mSource{};  ///< The source of the last start; `none` before it.
+
+  /// Shared with the function that receives.
+  struct State {
+    std::atomic<bool> includesRealtime = true;  ///< Whether bytes from F8 to FF are printed.
+    std::atomic<bool> isOpen = true;            ///< Whether the monitor exists.
+  };
+  const std::shared_ptr<State> mState = std::make_shared<State>();
 
  private:
   platform::MidiService& mService;

@@ -23,11 +23,11 @@ void OVMIDIMonitor::setSourceEndpointName(std::optional<std::string> name) {
 }
 
 bool OVMIDIMonitor::includeRealtime() const {
-  return mImpl->mIncludeRealtime;
+  return mImpl->mState->includesRealtime;
 }
 
 void OVMIDIMonitor::setIncludeRealtime(bool includeRealtime) {
-  mImpl->mIncludeRealtime = includeRealtime;
+  mImpl->mState->includesRealtime = includeRealtime;
 }
 
 void OVMIDIMonitor::start() {

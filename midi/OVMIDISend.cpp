@@ -102,6 +102,7 @@ void OVMIDISend::interact() {
   std::string line;
   while (readLine(line)) {
     try {
+      if (line.find('\0') != std::string::npos) raiseOn(services(), "Hex parse error in: " + line);
       send(line.c_str());
       awaitLastTimeStamp();
     } catch (const platform::PlatformException& exception) {

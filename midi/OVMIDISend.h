@@ -42,12 +42,12 @@ class ORVANE_EXPORT OVMIDISend : public OVMIDIBase {
   /// - "string is null in -[OVMIDISend send:]" if `text` is null;
   /// - "Not yet supporting protocols beyond MIDI 1.0" if `protocol()` is not 0;
   /// - the exceptions of `destinationWithName` or `defaultDestination`;
-  /// - "Hex parse error in: TEXT" for any other character;
+  /// - "Hex parse error in: TEXT" for a character that is not a hexadecimal digit, white space or a bar;
   /// - "A MIDI packet of N bytes is too long; a packet has at most 65535 bytes";
   /// - "MidiService::send failed: STATUS".
   ///
-  /// The last three end the call. Lists that were already sent (a list is sent when it has 1024 bytes) stay sent, later
-  /// groups are dropped.
+  /// The last three end the call. Lists that were already sent (a list is sent when the next group does not fit into
+  /// its 1024 bytes) stay sent, later groups are dropped.
   void send(const char* text);
   /// Calls `send` with the text, up to its first zero byte; with null for `std::nullopt`.
   void transmit(const std::optional<std::string>& text);

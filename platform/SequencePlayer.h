@@ -34,7 +34,7 @@ class ORVANE_EXPORT SequencePlayer {
   ///
   /// A last track with a wrong length, missing tracks, a missing end of track and an incomplete last event are
   /// accepted. Returns `notFound`, `noPermission`, `notRegularFile`, `ioFailure`, or `invalidFile` for other damage, a
-  /// file of more than 32 MiB, more than 4,000,000 events or more than 1,000,000,000 seconds; the sequence is then
+  /// file of more than 32 MiB, more than 4,000,000 events or more than 100,000,000 seconds; the sequence is then
   /// unchanged.
   virtual Status loadFile(MidiSequence sequence, const std::string& path) = 0;
   /// Creates a player and sets `player` to its handle.

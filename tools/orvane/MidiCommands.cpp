@@ -2,6 +2,7 @@
 #include "tools/orvane/MidiCommands.h"
 
 #include <CLI/CLI.hpp>
+#include <cstdio>
 #include <cstdlib>
 #include <memory>
 
@@ -84,6 +85,8 @@ Outcome MidiSendCommand::interact(const Invocation& invocation) {
   const std::shared_ptr<OVMIDISend> tool = OVMIDISend::init();
   tool->setDestinationEndpointName(mDestination);
   tool->setProtocol(mProtocol);
+  // Each dump appears at once, also in a pipe.
+  std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
   // The library shows each failure itself.
   invocation.log->dropFailures();
   // NOLINTNEXTLINE(clang-analyzer-deadcode.DeadStores): it holds the notice until the process ends

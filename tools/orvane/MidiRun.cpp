@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "tools/orvane/MidiRun.h"
 
+#include <poll.h>
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
 #include <atomic>
 #include <chrono>
@@ -114,6 +117,12 @@ Outcome outcomeOf(const platform::Platform& host, const MidiRun& run, const Runn
   return {.ended = run.end == MidiRun::End::inputs ? "input-ended" : "finished"};
 }
 
+/// Hands out what was printed, unless nobody reads it.
+void flushIfWritable() {
+  pollfd output{.fd = STDOUT_FILENO, .events = POLLOUT, .revents = 0};
+  if (poll(&output, 1, 0) == 1 && (output.revents & POLLOUT) != 0) std::fflush(stdout);
+}
+
 Outcome perform(const Invocation& invocation, const MidiRun& run, Running& running) {
   const platform::Platform& host = invocation.host;
   try {
@@ -123,7 +132,10 @@ Outcome perform(const Invocation& invocation, const MidiRun& run, Running& runni
     running.watchEnd();
     const int signal = running.wait();
     const bool abandon = signal != 0 && run.classPrints;
-    if (abandon) abandonStandardOutput();
+    if (abandon) {
+      flushIfWritable();
+      abandonStandardOutput();
+    }
     run.stop();
     if (abandon) std::clearerr(stdout);  // Output that was cut off is not a failure.
     return outcomeOf(host, run, running, signal);

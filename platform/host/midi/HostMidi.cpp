@@ -171,7 +171,7 @@ Status HostMidi::disposeClient(Ref client) {
   for (const Port& port : ports) release(port);
   mHub->flush();
   const std::lock_guard lock(ended->mutex);
-  ended->notify = nullptr;
+  ended->isOpen = false;
   return status::success;
 }
 
@@ -195,6 +195,7 @@ Status HostMidi::createInputPort(Ref client, const std::string&, platform::MidiR
 /// Ends the connections of a port that is not registered any more.
 void HostMidi::release(const Port& port) {
   if (!port.input) return;
+  port.input->isDisposed = true;
   for (const Ref source : mHub->inbox().disconnectAll(*port.input)) mHub->listen(source, false);
 }
 
@@ -232,7 +233,12 @@ Status HostMidi::connectSource(Ref port, Ref source, void* context) {
   if (!mHub->inventory().isListed(source, List::sources)) {
     return fail(status::badParameter, connectSourceCall, "no source has the handle " + numberText(source));
   }
-  if (mHub->inbox().connect(input, source, context)) mHub->listen(source, true);
+  // From here on the port's function may be called, which may release this object.
+  const std::shared_ptr<MidiHub> hub = mHub;
+  if (hub->inbox().connect(input, source, context)) hub->listen(source, true);
+  // The port may have been disposed meanwhile, perhaps before the connection was made.
+  bool isLast = false;
+  if (input->isDisposed && hub->inbox().disconnect(*input, source, isLast) && isLast) hub->listen(source, false);
   return status::success;
 }
 
@@ -270,7 +276,7 @@ void HostMidi::announce(const platform::MidiNotification& notification) {
       const auto alive = weak.lock();
       if (!alive) return;
       const std::lock_guard notifying(alive->mutex);
-      if (alive->notify) alive->notify(notification);
+      if (alive->isOpen) alive->notify(notification);
     });
   }
 }

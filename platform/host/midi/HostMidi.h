@@ -60,7 +60,8 @@ class HostMidi final : public platform::MidiService {
   /// A client. Calls of `notify` and the end of the client exclude each other.
   struct Client {
     std::recursive_mutex mutex;
-    platform::MidiNotify notify;  ///< Empty after the end of the client.
+    platform::MidiNotify notify;
+    bool isOpen = true;  ///< Cleared at the end of the client, which may come from a call of `notify` itself.
   };
   struct Port {
     Ref client{};

@@ -6,6 +6,7 @@
 #include "platform/Scheduler.h"
 #include "platform/Status.h"
 #include "platform/host/CallGate.h"
+#include "platform/host/files/RegularFile.h"
 
 namespace orvane::host {
 
@@ -67,10 +68,14 @@ Status HostSequencePlayer::loadFile(MidiSequence sequence, const std::string& pa
   if (const auto refused = mContext->refusalOf(loadFileCall)) return *refused;
   const auto found = find(sequence);
   if (!found) return fail(status::badParameter, loadFileCall, noSequence);
+  auto file = openToRead(path);
+  if (!file) return fail(file.failure().status, loadFileCall, file.failure().reason);
+  auto claim = std::make_shared<const ReadClaim>(std::move(*file), "the MIDI file being played");
   auto content = readMidiFile(path);
   if (!content) return fail(content.failure().status, loadFileCall, content.failure().reason);
   const std::lock_guard lock(mMutex);
   found->content = *content;
+  found->claim = std::move(claim);
   return status::success;
 }
 

@@ -13,6 +13,7 @@
 #include "platform/MidiService.h"
 #include "platform/SequencePlayer.h"
 #include "platform/host/HostContext.h"
+#include "platform/host/files/FileRegistry.h"
 #include "platform/host/midi/MidiHub.h"
 #include "platform/host/midi/StandardMidiFile.h"
 
@@ -39,6 +40,7 @@ class HostSequencePlayer final : public platform::SequencePlayer {
   using HostTime = platform::HostTime;
   struct Sequence {
     std::shared_ptr<const MidiFileContent> content = std::make_shared<MidiFileContent>();
+    std::shared_ptr<const ReadClaim> claim{};  ///< Protects the file from being overwritten by this process.
     platform::MidiObjectRef destination{};
   };
   /// A player; its members are protected by its mutex. A start counts up `run`, so that the tasks of earlier starts

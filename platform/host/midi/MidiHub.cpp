@@ -22,7 +22,11 @@ MidiHub::MidiHub(std::shared_ptr<HostContext> context, std::unique_ptr<backend::
       mOutbox(mContext->scheduler->clock(), [this] { checkActivity(); }),
       mNotices(mContext->notices()) {
   if (!mTransport) return;
-  mInventory.update(mTransport->attach(*this));
+  {
+    // A change that is reported meanwhile belongs behind the objects that it changes.
+    const std::lock_guard lock(mInventoryMutex);
+    mInventory.update(mTransport->attach(*this));
+  }
   ExitHook::add(this, [this] { finishAtExit(); });
 }
 
@@ -84,7 +88,10 @@ void MidiHub::dropped(std::uint64_t events) {
 }
 
 void MidiHub::changed(backend::MidiChange change) {
-  mInventory.update(std::move(change.objects));
+  {
+    const std::lock_guard lock(mInventoryMutex);
+    mInventory.update(std::move(change.objects));
+  }
   const std::lock_guard lock(mAnnounceMutex);
   if (mAnnounce) mAnnounce(change.notification);
 }

@@ -81,6 +81,7 @@ class MidiHub final : public std::enable_shared_from_this<MidiHub>, private back
 
   const std::shared_ptr<HostContext> mContext;
   const std::unique_ptr<backend::MidiTransport> mTransport;
+  std::mutex mInventoryMutex;  ///< Keeps changes of the inventory in order.
   MidiInventory mInventory;
   MidiInbox mInbox;
   MidiOutbox mOutbox;

@@ -40,20 +40,25 @@ void MidiInbox::start(platform::Worker& worker, std::weak_ptr<void> owner) {
 // ---- connections
 
 bool MidiInbox::connect(const std::shared_ptr<MidiInputPort>& port, MidiObjectRef source, void* context) {
-  const std::lock_guard lock(mMutex);
-  auto table = std::make_shared<Table>(*mTable);
-  Connections& connections = (*table)[key(source)];
-  const bool isFirst = connections.empty();
-  const auto made = std::make_shared<Connection>(Connection{port, context});
-  const auto earlier = std::ranges::find(connections, port, [](const auto& each) { return each->port; });
-  if (earlier == connections.end()) {
-    connections.push_back(made);
-  } else {
-    *earlier = made;
+  std::shared_ptr<Connection> earlier;
+  {
+    const std::lock_guard lock(mMutex);
+    auto table = std::make_shared<Table>(*mTable);
+    Connections& connections = (*table)[key(source)];
+    const bool isFirst = connections.empty();
+    const auto found = std::ranges::find(connections, port, [](const auto& each) { return each->port; });
+    if (found == connections.end()) {
+      connections.push_back(std::make_shared<Connection>(Connection{port, context}));
+      mTable = std::move(table);
+      ++mVersion;
+      return isFirst;
+    }
+    earlier = *found;
   }
-  mTable = std::move(table);
-  ++mVersion;
-  return isFirst;
+  // Without the table's mutex, because the port's function may call this object.
+  const std::lock_guard lock(port->mutex);
+  earlier->context = context;
+  return false;
 }
 
 /// Removes the connection of a port and a source from a table, and returns it; null if there is none.

@@ -28,6 +28,7 @@ struct MidiInputPort {
 
   const platform::MidiReceive receive;
   std::recursive_mutex mutex;
+  std::atomic<bool> isDisposed = false;
 };
 
 /// Delivers the events that arrive from a transport to the input ports that are connected to their sources. The
@@ -64,14 +65,15 @@ class MidiInbox {
   std::vector<platform::MidiObjectRef> disconnectAll(const MidiInputPort& port);
 
   /// Returns whether no event waits for its delivery.
-  bool isEmpty() const { return !mIsDelivering && mQueue.isEmpty(); }
+  bool isEmpty() const { return mQueue.isEmpty() && !mIsDelivering; }
   platform::MidiCount delivered() const { return mDelivered.count(); }
 
  private:
   struct Connection {
     std::shared_ptr<MidiInputPort> port;
+    // Protected by the port's mutex.
     void* context = nullptr;
-    bool isOpen = true;  ///< Protected by the port's mutex.
+    bool isOpen = true;
   };
   using Connections = std::vector<std::shared_ptr<Connection>>;
   /// The connections of all sources; never changed once it is published.

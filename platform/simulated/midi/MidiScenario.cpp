@@ -223,11 +223,14 @@ MidiObjectRef findObject(const MidiSettings& settings, const ScenarioNode& node)
   return found->ref;
 }
 
-/// Checks that the value of a property that the service itself reads has the right kind.
-void checkValue(const std::string& property, const ScenarioNode& node) {
+/// Returns the new value of a property. One that the service itself reads must be of the kind that it reads.
+platform::Value readNewValue(const std::string& property, const ScenarioNode& node) {
   namespace names = platform::midi_property;
-  if (property == names::name || property == names::displayName) node.text();
-  if (property == names::driverVersion || property == names::offline) readInteger(node);
+  if (property == names::driverVersion || property == names::offline) return readInteger(node);
+  platform::Value value = readValue(node);
+  const bool isName = property == names::name || property == names::displayName;
+  if (isName && value.as<std::string>() == nullptr) node.need("a text that is not data");
+  return value;
 }
 
 MidiEventSetting readEvent(const MidiSettings& settings, const ScenarioNode& node) {
@@ -248,10 +251,7 @@ MidiEventSetting readEvent(const MidiSettings& settings, const ScenarioNode& nod
   } else if (form.kind == MidiNotification::propertyChanged) {
     event.object = findObject(settings, node.member("object", "the unique identifier of the object"));
     event.property = node.member("property", "the name of the property").text();
-    if (value != nullptr) {
-      checkValue(event.property, *value);
-      event.value = readValue(*value);
-    }
+    if (value != nullptr) event.value = readNewValue(event.property, *value);
   }
   return event;
 }

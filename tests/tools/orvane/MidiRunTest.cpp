@@ -200,6 +200,23 @@ TEST_F(MidiRun, PlaysRealFilesLikeAnIndependentReader) {
   EXPECT_GT(files, 20);
 }
 
+TEST_F(MidiRun, PlayDoesNotOverwriteTheFileThatItPlays) {
+  const std::string file = notes({0, 250});
+  const std::string before = readFile(file);
+  const Ended ended = runFast("midi-capture=" + file, "midi play --to Synth " + file);
+  EXPECT_EQ(ended.status, 1) << ended;
+  EXPECT_THAT(ended.errors, HasSubstr("is the MIDI file being played of this run"));
+  EXPECT_EQ(readFile(file), before);
+}
+
+TEST_F(MidiRun, EventsMayGiveWholeNumbersAsFloats) {
+  const std::string scenario = mFolder.file("midi.json");
+  std::ofstream(scenario) << R"({"devices":[{"name":"A","uniqueID":1,"properties":{}}],
+    "events":[{"at":0.1,"notify":"property","object":1,"property":"offline","value":1.0}]})";
+  const Ended ended = runFast("midi=" + scenario, "midi watch --seconds 0.2");
+  EXPECT_EQ(ended.status, 0) << ended;
+}
+
 TEST_F(MidiRun, PlayReportsItsEnd) {
   const std::string file = notes({0, 250}), result = R"({"command":"midi play","host":"simulated","ended":)";
   EXPECT_EQ(runFast(mSimulated, "--json midi play --to Synth " + file),
@@ -210,7 +227,7 @@ TEST_F(MidiRun, PlayReportsItsEnd) {
   EXPECT_EQ(runFast("", "midi play " + file).errors, "orvane: No MIDI destination named '(null)'\n");
   EXPECT_EQ(runFast("", "midi play --to Synth /no/such.mid").errors,
             "orvane: SequencePlayer::loadFile failed: -2: \"/no/such.mid\": No such file or directory\n");
-  EXPECT_THAT(runFast("", "midi play --to Synth " + std::string(ORVANE_TOOL)).errors,
+  EXPECT_THAT(runFast("", "midi play --to Synth " ORVANE_SOURCE_FOLDER "/README.md").errors,
               HasSubstr("it is not a standard MIDI file"));
 }
 

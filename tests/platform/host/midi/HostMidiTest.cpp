@@ -357,7 +357,7 @@ TEST(MidiQueue, KeepsEventsOfAnySizeInOrder) {
   EXPECT_TRUE(queue.isEmpty());
 }
 
-/// What is sent to the loop-back arrives at its time, whatever its size and however much it is; nothing is lost when
+/// Everything that is sent to the loop-back arrives at its time, whatever its size; nothing is lost when
 /// the queue between both sides is full.
 TEST(SimulatedMidi, TheLoopBackReturnsEverythingThatIsSent) {
   const platform::Platform host = platform::makeSimulatedHost("pace=fast");
