@@ -4,6 +4,9 @@ include(CMakePackageConfigHelpers)
 
 # The headers of the exported classes and functions, and of the roles, which test harnesses may implement.
 set(ORVANE_PUBLIC_HEADERS
+  Pexutil/Source/Utility/PXAssert.h
+  Pexutil/Source/Utility/PXAudioFileFormats.h
+  Pexutil/Source/Utility/PXLiterals.h
   Pexutil/Source/Utility/PXX4CCString.h
   iounit/AOMeter.h
   iounit/AOPlaythru.h
@@ -16,6 +19,7 @@ set(ORVANE_PUBLIC_HEADERS
   midi/OVMIDIPlayer.h
   midi/OVMIDISend.h
   midi/OVMIDISetup.h
+  platform/BufferQueue.h
   platform/ChannelLayout.h
   platform/Clock.h
   platform/ConvertingFile.h
@@ -24,6 +28,7 @@ set(ORVANE_PUBLIC_HEADERS
   platform/Export.h
   platform/Failure.h
   platform/FileReport.h
+  platform/FormatInfoService.h
   platform/Hosts.h
   platform/Json.h
   platform/Log.h
@@ -31,6 +36,7 @@ set(ORVANE_PUBLIC_HEADERS
   platform/MidiService.h
   platform/NumberText.h
   platform/Object.h
+  platform/PacketDescription.h
   platform/PacketList.h
   platform/Platform.h
   platform/PlatformError.h
@@ -41,6 +47,7 @@ set(ORVANE_PUBLIC_HEADERS
   platform/Scheduler.h
   platform/SequencePlayer.h
   platform/SessionIdentifiers.h
+  platform/SoundFileService.h
   platform/Status.h
   platform/StreamDescription.h
   platform/StreamFormat.h
@@ -50,6 +57,8 @@ set(ORVANE_PUBLIC_HEADERS
   platform/Value.h
   platform/Waiter.h
   platform/Worker.h
+  queue/OVQueuePlayer.h
+  queue/OVQueueRecorder.h
   session/OVJSON.h
   session/OVPrimarySession.h
   session/OVSession.h

@@ -13,8 +13,8 @@ namespace orvane::platform {
 
 /// A completed recording, as reported by `FileReport::writtenFiles`.
 struct WrittenFile {
-  std::string path;          ///< The path given to `ConvertingFile::create`.
-  std::uint32_t type = 0;    ///< The container that was written, as a four-character code: 'WAVE' or 'RF64'.
+  std::string path;          ///< The path given to `ConvertingFile::create` or `SoundFileService::create`.
+  std::uint32_t type = 0;    ///< The container that was written, one of `sound_file_type`; RF64 only beyond 4 GiB.
   std::uint64_t frames = 0;  ///< Frames in the file.
 };
 

@@ -7,10 +7,12 @@
 
 namespace orvane::platform {
 
+class BufferQueueService;
 class ConvertingFile;
 class DeviceReport;
 class EventLoop;
 class FileReport;
+class FormatInfoService;
 class Json;
 class Log;
 class MidiReport;
@@ -19,6 +21,7 @@ class RunControl;
 class Scheduler;
 class SequencePlayer;
 class SessionService;
+class SoundFileService;
 class UnitService;
 
 /// The services of a host, one pointer per service ("role"). A null pointer means that the host does not provide that
@@ -32,6 +35,9 @@ struct Platform {
   std::shared_ptr<SessionService> sessions;
   std::shared_ptr<UnitService> units;
   std::shared_ptr<ConvertingFile> convertingFiles;
+  std::shared_ptr<BufferQueueService> bufferQueues;
+  std::shared_ptr<SoundFileService> soundFiles;
+  std::shared_ptr<FormatInfoService> formatInfo;
   std::shared_ptr<DeviceReport> deviceReport;
   std::shared_ptr<RunControl> runControl;
   std::shared_ptr<FileReport> fileReport;

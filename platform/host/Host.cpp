@@ -6,10 +6,13 @@
 #include "platform/host/HostJson.h"
 #include "platform/host/audio/AudioHub.h"
 #include "platform/host/files/HostConvertingFiles.h"
+#include "platform/host/files/HostFormatInfo.h"
+#include "platform/host/files/HostSoundFiles.h"
 #include "platform/host/midi/HostMidi.h"
 #include "platform/host/midi/HostMidiReport.h"
 #include "platform/host/midi/HostSequencePlayer.h"
 #include "platform/host/midi/MidiHub.h"
+#include "platform/host/queues/HostQueues.h"
 #include "platform/host/report/HostReports.h"
 #include "platform/host/time/HostEventLoop.h"
 #include "platform/host/units/HostUnits.h"
@@ -28,6 +31,9 @@ platform::Platform makeHost(const std::shared_ptr<HostContext>& context, backend
   platform.sessions = context->sessions;
   platform.units = std::make_shared<HostUnits>(context, hub);
   platform.convertingFiles = std::make_shared<HostConvertingFiles>(context, hub);
+  platform.bufferQueues = std::make_shared<HostQueues>(context, hub);
+  platform.soundFiles = std::make_shared<HostSoundFiles>(context);
+  platform.formatInfo = std::make_shared<HostFormatInfo>(context);
   platform.deviceReport = std::make_shared<HostDeviceReport>(std::move(backend.hostName), context, hub);
   platform.runControl = std::make_shared<HostRunControl>(context, hub);
   platform.fileReport = std::make_shared<HostFileReport>(context);

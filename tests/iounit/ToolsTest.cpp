@@ -175,7 +175,7 @@ TEST_P(EachTool, StartsInOrderGoesNoFurtherThanWhatIsRefusedAndEndsInOrder) {
     EXPECT_THAT(scripted.takeCalls(),
                 StartsWith("find rioc > create > wrap > " + GetParam().made + "UnitService::initialize > "));
 
-    scripted.isUnitRunning = true;
+    scripted.isAudioRunning = true;
     scripted.answers[refused] = [] { return 7; };  // Every status but zero is a failure.
     const std::string all =
         "UnitService::stop > UnitService::initialize > " + GetParam().again + " > UnitService::start";
@@ -283,7 +283,7 @@ TEST(OVTestTone, LeavesTheOscillatorsAloneUntilARunningUnitHasStopped) {
   const auto tone = OVTestTone::init();
   tone->setFrequency(0);
   tone->start();
-  host.isUnitRunning = true;
+  host.isAudioRunning = true;
   host.answers["UnitService::stop"] = [&] {
     EXPECT_THAT(host.fill(64), Each(0.0F));
     return status::success;

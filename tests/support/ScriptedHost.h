@@ -72,7 +72,7 @@ class ScriptedHost : platform::Log, platform::UnitService, platform::UnitWrapper
   std::map<std::string, std::function<Status()>> answers;  ///< The test's answers, by name of the call.
   Bus inputHardware{*this, "InputHardwareFormat", 48000, 2};
   Bus outputHardware{*this, "OutputHardwareFormat", 44100, 1};
-  bool isUnitRunning = false;
+  bool isAudioRunning = false;
   platform::InputHandler inputHandler;      ///< The tool's handler.
   platform::OutputProvider outputProvider;  ///< The tool's provider.
   std::vector<std::vector<float>> captured = {{1, 2, 3}, {-1, -2, -3}};
@@ -116,7 +116,7 @@ class ScriptedHost : platform::Log, platform::UnitService, platform::UnitWrapper
   Status initialize(UnitInstance) override { return note("UnitService::initialize"); }
   Status start(UnitInstance) override { return note("UnitService::start"); }
   Status stop(UnitInstance) override { return note("UnitService::stop"); }
-  bool isRunning(UnitInstance) const override { return isUnitRunning; }
+  bool isRunning(UnitInstance) const override { return isAudioRunning; }
   platform::UnitLatency latency(UnitInstance) const override { return {}; }
   Status setProperty(UnitInstance, platform::UnitProperty property, platform::UnitScope scope, std::uint32_t element,
                      const void* data, std::uint32_t byteSize) override {

@@ -11,9 +11,11 @@
 #include "platform/NumberText.h"
 #include "tools/orvane/DeviceCommand.h"
 #include "tools/orvane/ExitStatus.h"
+#include "tools/orvane/FormatsCommand.h"
 #include "tools/orvane/HelpFormatter.h"
 #include "tools/orvane/MidiCommands.h"
 #include "tools/orvane/Numbers.h"
+#include "tools/orvane/QueueCommands.h"
 #include "tools/orvane/RunCommand.h"
 #include "tools/orvane/SessionCommand.h"
 #include "version.h"
@@ -82,6 +84,10 @@ CommandLine::CommandLine() : mApp(std::make_unique<CLI::App>(description, "orvan
   mCommands.push_back(std::make_unique<SessionCommand>(*mApp));
   mCommands.push_back(std::make_unique<DeviceCommand>(*mApp));
   for (const RunKind& kind : runKinds()) mCommands.push_back(std::make_unique<RunCommand>(*mApp, kind));
+  CLI::App& queue = addGroup("queue", "Record and play files through buffer queues: queue record|play");
+  mCommands.push_back(std::make_unique<QueueRecordCommand>(queue));
+  mCommands.push_back(std::make_unique<QueuePlayCommand>(queue));
+  mCommands.push_back(std::make_unique<FormatsCommand>(*mApp));
   CLI::App& midi = addGroup("midi", "Send, receive, play and list MIDI");
   mCommands.push_back(std::make_unique<MidiSendCommand>(midi));
   mCommands.push_back(std::make_unique<MidiMonitorCommand>(midi));
@@ -190,13 +196,18 @@ std::string CommandLine::explainUnexpected(const std::string& argument, std::spa
 }
 
 std::string CommandLine::listCommands() const {
+  const auto groups = mApp->get_subcommands();
+  const std::string group = groups.empty() ? "" : groups.front()->get_name() + " ";
   std::vector<std::string> words;
   for (const auto& command : mCommands) {
     const std::string name = command->name();
-    std::string word = name.substr(0, name.find(' '));
+    if (!name.starts_with(group)) continue;
+    const std::string rest = name.substr(group.size());
+    std::string word = rest.substr(0, rest.find(' '));
     if (words.empty() || words.back() != word) words.push_back(std::move(word));
   }
-  std::string list = "; the commands are ";
+  std::string list =
+      groups.empty() ? "; the commands are " : "; the commands of " + groups.front()->get_name() + " are ";
   for (std::size_t i = 0; i < words.size(); ++i) {
     if (i > 0) list += i + 1 < words.size() ? ", " : " and ";
     list += words[i];

@@ -45,7 +45,8 @@ class CommandLine {
   std::string explain(const CLI::ParseError& error, std::span<const char* const> arguments) const;
   /// Returns the message for an argument that neither the tool nor the command accepts.
   std::string explainUnexpected(const std::string& argument, std::span<const char* const> arguments) const;
-  /// Returns the list of commands as the end of a message: "; the commands are session, device, ... and midi".
+  /// Returns the list of commands as the end of a message: "; the commands are session, device, ... and midi". After
+  /// the first word of some commands, lists how they go on: "; the commands of queue are record and play".
   std::string listCommands() const;
   /// Adds a word that commands begin with, such as "midi".
   CLI::App& addGroup(const std::string& name, const std::string& groupDescription);

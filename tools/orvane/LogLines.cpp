@@ -2,6 +2,7 @@
 #include "tools/orvane/LogLines.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <exception>
 #include <iterator>
 #include <utility>
@@ -36,6 +37,7 @@ std::shared_ptr<LogLines> LogLines::attach(platform::Log& log, bool verbose) {
   if (attached == nullptr) {
     attached = new std::weak_ptr<LogLines>;  // Never deleted, because the process may terminate at any time.
     previousHandler = std::set_terminate(terminate);
+    std::atexit(showAtExit);
   }
   *attached = lines;
   return lines;
@@ -48,6 +50,11 @@ void LogLines::terminate() {
     for (const std::string& line : lines->mErrors) lines->show(line);
   }
   previousHandler();
+}
+
+/// The library may end the process, for example after a file that is being played could not be read to its end.
+void LogLines::showAtExit() {
+  if (const auto lines = attached->lock()) lines->showHeld();
 }
 
 void LogLines::take(platform::LogLevel level, std::string_view line) {

@@ -18,7 +18,8 @@ namespace orvane::tool {
 /// A failure is logged before the tool knows whether it ends the command. To show each failure once, up to `maxHeld`
 /// error lines about failures ("Failure: REASON", "CALL failed: REASON", "writing failed: REASON") are held back until
 /// the command has ended; lines that the reported reason already covers are then dropped. With `--verbose` no lines are
-/// held back. `std::terminate` shows the held lines first. Thread-safe; not real-time safe.
+/// held back. `std::terminate` and an `exit` by the library
+/// show the held lines first. Thread-safe; not real-time safe.
 class LogLines {
  public:
   static constexpr std::size_t maxHeld = 64;
@@ -44,6 +45,7 @@ class LogLines {
   void take(platform::LogLevel level, std::string_view line);
   void show(const std::string& line) const;
   static void terminate();
+  static void showAtExit();
 
   const bool mVerbose;
   bool mHolds = true;

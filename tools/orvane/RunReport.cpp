@@ -12,9 +12,9 @@
 #include "platform/FileReport.h"
 #include "platform/NumberText.h"
 #include "session/OVJSON.h"
+#include "tools/orvane/AudioRun.h"
 #include "tools/orvane/ClosingReport.h"
 #include "tools/orvane/StandardStreams.h"
-#include "tools/orvane/UnitRun.h"
 
 namespace orvane::tool {
 
@@ -65,7 +65,7 @@ void sayWhatRan(const platform::Platform& host, const ClientSide& client, bool j
   for (const auto& file : host.fileReport->writtenFiles()) sayWhatWasWritten(file, client.input);
 }
 
-Value describeRun(const platform::Platform& host, const UnitRun& run, const ClientSide& client) {
+Value describeRun(const platform::Platform& host, const AudioRun& run, const ClientSide& client) {
   const platform::DeviceReport& report = *host.deviceReport;
   const platform::RunCount count = report.runCount();
   const double rate = count.sampleRate;

@@ -10,7 +10,7 @@
 
 namespace orvane::tool {
 
-struct UnitRun;
+struct AudioRun;
 
 /// The client formats of the sides (input, output) that a run uses, and its latency. The formats are empty if the unit
 /// did not start.
@@ -29,6 +29,6 @@ platform::Value describeSides(const std::optional<platform::StreamFormat>& input
 void sayWhatRan(const platform::Platform& host, const ClientSide& client, bool json);
 
 /// Returns the members of the JSON object that describe a run.
-platform::Value describeRun(const platform::Platform& host, const UnitRun& run, const ClientSide& client);
+platform::Value describeRun(const platform::Platform& host, const AudioRun& run, const ClientSide& client);
 
 }  // namespace orvane::tool

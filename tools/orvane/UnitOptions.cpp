@@ -6,9 +6,6 @@
 #include <memory>
 #include <string>
 
-#include "session/OVPrimarySession.h"
-#include "session/OVSession.h"
-
 namespace orvane::tool {
 
 void UnitOptions::declare(CLI::App& options) {
@@ -20,26 +17,12 @@ void UnitOptions::declare(CLI::App& options) {
                    ? ""
                    : "\"" + text + "\" has " + bytes + "; it takes exactly four, such as rioc";
       });
-  options
-      .add_option("--session", mSession,
-                  "Session that the unit is bound to (default: auxiliary if --category, --mode or --option is given, "
-                  "no session otherwise)")
-      ->type_name("primary|auxiliary")
-      ->check([](const std::string& text) {
-        return text == "primary" || text == "auxiliary"
-                   ? ""
-                   : "\"" + text + "\" is not a session; it takes primary or auxiliary";
-      });
-  mSettings.declareSettings(options);
+  mSession.declare(options);
 }
 
 void UnitOptions::applyTo(OVIOUnit& unit) const {
   if (mSubType) unit.setComponentSubType(mSubType);
-  if (!mSession && mSettings.empty()) return;
-  const std::shared_ptr<OVSession> session = mSession == "primary" ? OVPrimarySession::init() : OVSession::init();
-  mSettings.applyTo(*session);
-  session->activate();
-  unit.setSession(session);
+  if (const auto session = mSession.make()) unit.setSession(session);
 }
 
 }  // namespace orvane::tool

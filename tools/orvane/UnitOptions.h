@@ -5,15 +5,11 @@
 #include <string>
 
 #include "iounit/OVIOUnit.h"
-#include "tools/orvane/SessionOptions.h"
+#include "tools/orvane/SessionChoice.h"
 
 namespace orvane::tool {
 
 /// The options that all commands with an I/O unit have: which unit to use, and which session to bind it to.
-///
-/// If any session option is given, a session is created (auxiliary, or the primary one with `--session primary`), the
-/// options are applied in the given order, the session is activated, and the unit is bound to it. Otherwise the unit is
-/// not bound to a session.
 class UnitOptions {
  public:
   void declare(CLI::App& options);
@@ -23,8 +19,7 @@ class UnitOptions {
 
  private:
   std::optional<std::string> mSubType;
-  std::optional<std::string> mSession;
-  SessionOptions mSettings;
+  SessionChoice mSession;
 };
 
 }  // namespace orvane::tool

@@ -135,8 +135,9 @@ void AudioHub::remove(HubClient& client) {
   awaitUnread(publish(std::move(others)));
 }
 
-void AudioHub::removeSoon(HubClient& client, std::function<void()> done) {
-  withControlSoon([this, &client, done = std::move(done)] {
+void AudioHub::removeSoon(HubClient& client, std::function<bool()> isWanted, std::function<void()> done) {
+  withControlSoon([this, &client, isWanted = std::move(isWanted), done = std::move(done)] {
+    if (!isWanted()) return;
     if (std::ranges::find(*mClients, &client) == mClients->end()) return mWorker->post(done);
     if (mClients->size() == 1 && mClients->front() == &client) stopDevice();
     auto others = without(client);

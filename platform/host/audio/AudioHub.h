@@ -29,8 +29,9 @@ namespace orvane::host {
 /// the run after exactly the frame limit. The device runs while there is a client, until the run ends.
 ///
 /// The list of clients is published to the callback without a lock: the old list is kept until no callback reads it (a
-/// hazard pointer). Thread-safe; only `deviceStarts` is real-time safe. Calling `add` or `remove` on the device
-/// callback, or inside a worker's task while the device is running, ends the process with a message.
+/// hazard pointer). Thread-safe; only `deviceStarts` and `countDiscontinuity` are real-time safe. Calling `add` or
+/// `remove` on the device callback, or inside a worker's task while the device is running, ends the process with a
+/// message.
 class AudioHub final : private backend::DeviceCallback {
  public:
   /// Creates a hub. `device` must be null if the host has no audio device.
@@ -60,10 +61,11 @@ class AudioHub final : private backend::DeviceCallback {
   /// Removes a client; if it is the last one, stops the device first. The client is not called after `remove` has
   /// returned. Ignores an unknown client.
   void remove(HubClient& client);
-  /// Removes a client without waiting, so that it can be called inside a worker's task. Calls `done` on the hub's
-  /// worker as soon as the client is no longer called, or if the client is unknown. If the hub is destroyed first,
-  /// `done` is not called.
-  void removeSoon(HubClient& client, std::function<void()> done);
+  /// Removes a client without waiting, so that it can be called inside a worker's task. `isWanted` is called just
+  /// before the removal, while no client is added or removed; if it returns false, nothing happens. Calls `done` on the
+  /// hub's worker as soon as the client is no longer called, or if the client is unknown. If the hub is destroyed
+  /// first, `done` is not called. `client` is used only if `isWanted` returns true.
+  void removeSoon(HubClient& client, std::function<bool()> isWanted, std::function<void()> done);
   /// Stops the device permanently, because the host is being destroyed. May be called inside a worker's task.
   void shutDown();
 
@@ -71,6 +73,8 @@ class AudioHub final : private backend::DeviceCallback {
   void endAfterFrames(std::uint64_t frames) { mFrameLimit = frames; }
   /// Returns the counts of the run. The field `overruns` is 0, because overruns are counted by `FileRecord`.
   platform::RunCount runCount() const;
+  /// Counts a gap in the sound that a client noticed. Real-time safe; thread-safe.
+  void countDiscontinuity() { ++mDiscontinuities; }
   /// Returns the number of successful starts of the device. Real-time safe.
   std::uint64_t deviceStarts() const { return mDeviceStarts; }
 

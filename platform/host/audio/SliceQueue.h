@@ -37,8 +37,14 @@ class SliceQueue {
   /// again when the call returns.
   template <typename Take>
   void takeAll(Take take) {
-    const std::uint64_t pushed = mPushed.load(std::memory_order_acquire);
-    std::uint64_t taken = mTaken.load(std::memory_order_relaxed);
+    takeUpTo(mCapacity, take);
+  }
+  /// Like `takeAll`, for at most the `limit` oldest frames. Returns the number of frames passed.
+  template <typename Take>
+  std::uint32_t takeUpTo(std::uint32_t limit, Take take) {
+    const std::uint64_t first = mTaken.load(std::memory_order_relaxed);
+    const std::uint64_t pushed = std::min(mPushed.load(std::memory_order_acquire), first + limit);
+    std::uint64_t taken = first;
     while (taken < pushed) {
       const auto place = static_cast<std::uint32_t>(taken % mCapacity);
       const auto waiting = static_cast<std::uint32_t>(pushed - taken);
@@ -47,7 +53,16 @@ class SliceQueue {
       taken += frames;
       mTaken.store(taken, std::memory_order_release);
     }
+    return static_cast<std::uint32_t>(taken - first);
   }
+
+  /// Returns the number of frames in the queue. Thread-safe; the number may be out of date when it is returned.
+  std::uint32_t frames() const {
+    const std::uint64_t taken = mTaken.load(std::memory_order_acquire);
+    return static_cast<std::uint32_t>(mPushed.load(std::memory_order_acquire) - taken);
+  }
+  std::uint32_t capacity() const { return mCapacity; }
+  std::uint32_t channels() const { return mSamples.channels(); }
 
   /// Returns the number of dropped slices. Thread-safe.
   std::uint64_t overruns() const { return mOverruns.load(std::memory_order_relaxed); }

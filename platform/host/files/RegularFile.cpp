@@ -64,6 +64,21 @@ platform::Failure systemFailure(const std::string& path, int error) {
   return {statusOfError(error), "\"" + path + "\": " + std::generic_category().message(error)};
 }
 
+WrittenBytes writeAt(int file, std::span<const std::byte> bytes, std::uint64_t offset) {
+  WrittenBytes written;
+  while (written.bytes < bytes.size()) {
+    const ssize_t count = pwrite(file, bytes.data() + written.bytes, bytes.size() - written.bytes,
+                                 static_cast<off_t>(offset + written.bytes));
+    if (count < 0 && errno == EINTR) continue;
+    if (count <= 0) {
+      written.error = count < 0 ? errno : EIO;
+      break;
+    }
+    written.bytes += static_cast<std::size_t>(count);
+  }
+  return written;
+}
+
 Result<FileDescriptor> openToRead(const std::string& path) {
   return openRegular(path, O_RDONLY);
 }

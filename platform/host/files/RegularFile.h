@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
+#include <span>
 #include <string>
 
 #include "platform/Failure.h"
@@ -43,6 +46,15 @@ struct WritableFile {
 /// Opens a file for writing, creating it if it does not exist. Fails with `notRegularFile` for a folder, a device or a
 /// pipe, with `noPermission` if the file exists and `ifThere` is `refuse`, and with the failures of `systemFailure`.
 Result<WritableFile> openToWrite(const std::string& path, IfThere ifThere);
+
+/// The result of `writeAt`.
+struct WrittenBytes {
+  std::size_t bytes = 0;
+  int error = 0;  ///< An `errno` value; 0 if everything was written.
+};
+
+/// Writes bytes at an offset of a file, as many as the system takes.
+WrittenBytes writeAt(int file, std::span<const std::byte> bytes, std::uint64_t offset);
 
 /// Returns the failure that describes a failed system call on `path`, where `error` is the value of `errno`. Its status
 /// is `notFound`, `noPermission`, `diskFull`, `notRegularFile` or `ioFailure`.

@@ -5,20 +5,21 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
 #include "platform/Failure.h"
+#include "platform/StreamDescription.h"
 #include "platform/host/Result.h"
 #include "platform/host/audio/SliceQueue.h"
 #include "platform/host/files/OutputContainer.h"
+#include "platform/host/files/PcmHeader.h"
 
 namespace orvane::host {
 
 /// A WAVE file of 16-bit integers or 32-bit floats that is being written. It becomes an RF64 file when it exceeds 4
-/// GiB, the limit of a WAVE header. This class writes the headers itself, because libsndfile writes neither an
-/// extension field for float formats nor a channel mask that its own reader accepts; other programs read these headers
-/// without a warning.
+/// GiB, the limit of a WAVE header.
 class WaveFile final : public OutputContainer {
  public:
   enum class Encoding { int16, float32 };
@@ -40,15 +41,14 @@ class WaveFile final : public OutputContainer {
   std::uint32_t type() const override;
 
  private:
-  WaveFile(std::string path, Encoding encoding, SoundShape shape);
-  std::size_t sampleBytes() const { return mEncoding == Encoding::int16 ? sizeof(std::int16_t) : sizeof(float); }
-  std::size_t frameBytes() const { return sampleBytes() * mShape.channels; }
-  std::string header() const;
-  const char* encode(const SliceQueue::Block& block);
+  WaveFile(std::string path, Encoding encoding, SoundShape shape, const platform::StreamDescription& format);
+  std::span<const std::byte> encode(const SliceQueue::Block& block);
 
   const std::string mPath;
   const Encoding mEncoding;
   const SoundShape mShape;
+  const platform::StreamDescription mFormat;
+  const std::size_t mHeaderBytes = pcmHeader(waveType, mFormat, 0).size();
   std::vector<std::int16_t> m16Bit;
   std::vector<float> mFloats;
   int mFile = -1;

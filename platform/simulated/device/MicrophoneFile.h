@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <sndfile.h>
-
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -11,7 +9,7 @@
 #include <vector>
 
 #include "platform/Failure.h"
-#include "platform/host/files/FileRegistry.h"
+#include "platform/host/files/SoundFileInput.h"
 #include "platform/simulated/device/DeviceSettings.h"
 #include "platform/simulated/device/Microphone.h"
 
@@ -30,29 +28,15 @@ class MicrophoneFile final : public Microphone {
   std::optional<platform::Failure> failure() const override;
 
  private:
-  struct Close {
-    void operator()(SNDFILE* file) const { sf_close(file); }
-  };
-
-  void openLibrary();
-  sf_count_t fileBytes() const;
-  sf_count_t seekBytes(sf_count_t offset, int whence);
-  sf_count_t readBytes(char* bytes, sf_count_t count);
   void checkFormat(const std::string& where) const;
   bool fillBlock();
-  void checkBlock(sf_count_t count);
+  void checkBlock(std::uint32_t count);
 
   const std::string mPath;
-  SF_INFO mInfo{};
-  std::optional<host::ReadClaim> mClaim;
-  std::optional<std::uint64_t>
-      mOpenSizeAt;  ///< Offset of four bytes that are presented to libsndfile as 0xFF, see `SoundFileSize::openSizeAt`.
-  std::uint64_t mPlace = 0;  ///< Read position in the file, in bytes.
-  int mReadError = 0;        ///< An `errno` value; 0 for none.
-  std::unique_ptr<SNDFILE, Close> mFile;
+  std::unique_ptr<host::SoundFileInput> mFile;
   std::optional<std::uint64_t> mDeclaredFrames;
   std::vector<float> mInterleaved;
-  sf_count_t mBlockFrames = 0;
+  std::uint32_t mBlockFrames = 0;
   std::uint64_t mFramesRead = 0;
   std::uint32_t mBlockNext = 0;
   std::uint32_t mBlockEnd = 0;

@@ -4,16 +4,6 @@
 namespace orvane::test {
 namespace {
 
-/// Returns the samples that a recording of `sound` must contain, as little-endian 16-bit integers.
-std::string encoded(const Sound& sound) {
-  std::string bytes;
-  for (const float sample : sound.samples) {
-    const auto step = std::isnan(sample) ? 0 : std::lrint(std::clamp(sample * 32768.0, -32768.0, 32767.0));
-    bytes += {static_cast<char>(step & 0xFF), static_cast<char>(step >> 8 & 0xFF)};
-  }
-  return bytes;
-}
-
 std::string bytesOf(const std::vector<float>& samples) {
   return {reinterpret_cast<const char*>(samples.data()), samples.size() * sizeof(float)};
 }

@@ -27,4 +27,14 @@ inline Sound makeVoice(int rate, int channels) {
   return voice;
 }
 
+/// Returns the samples that a recording of `sound` must contain, as little-endian 16-bit integers.
+inline std::string encoded(const Sound& sound) {
+  std::string bytes;
+  for (const float sample : sound.samples) {
+    const auto step = std::isnan(sample) ? 0 : std::lrint(std::clamp(sample * 32768.0, -32768.0, 32767.0));
+    bytes += {static_cast<char>(step & 0xFF), static_cast<char>(step >> 8 & 0xFF)};
+  }
+  return bytes;
+}
+
 }  // namespace orvane::test

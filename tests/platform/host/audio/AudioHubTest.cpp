@@ -275,12 +275,23 @@ TEST(AudioHub, AClientLeavesFromATaskWithoutWaiting) {
     ASSERT_FALSE(rig.hub.add(rig.first) || rig.hub.add(rig.second));
     EXPECT_FALSE(rig.state->inputTaken);
     for (CountingClient* client : {&rig.second, &rig.second, &rig.first}) {
-      worker->post([&, client] { rig.hub.removeSoon(*client, [&] { rig.waiter->signal(); }); });
+      worker->post([&, client] {
+        rig.hub.removeSoon(
+            *client, [] { return true; }, [&] { rig.waiter->signal(); });
+      });
       ASSERT_TRUE(rig.waiter->wait(10s)) << "also for one that has left already";
       EXPECT_EQ(rig.state->callback == nullptr, client == &rig.first) << "the last one stops the device";
     }
+    ASSERT_FALSE(rig.hub.add(rig.first));
+    rig.hub.removeSoon(
+        rig.first, [] { return false; }, [] { ADD_FAILURE() << "nobody wanted it any more"; });
+    worker->post([&] { rig.waiter->signal(); });
+    ASSERT_TRUE(rig.waiter->wait(10s));
+    EXPECT_NE(rig.state->callback, nullptr) << "it is still a client";
+    rig.hub.remove(rig.first);
     host::AudioHub without(rig.context, nullptr);
-    without.removeSoon(rig.first, [&] { rig.waiter->signal(); });
+    without.removeSoon(
+        rig.first, [] { return true; }, [&] { rig.waiter->signal(); });
     EXPECT_TRUE(rig.waiter->wait(10s));
   }
 }

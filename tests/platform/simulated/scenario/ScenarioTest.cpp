@@ -98,7 +98,7 @@ TEST(Scenario, WhatIsWrongIsRefusedByItsPlace) {
       {R"({"audio":{"microphone":"voice.wav","speaker":"./voice.wav"}})", "audio.speaker: the speaker would overwrite"},
       {R"({"audio":{"speaker":"none/out.wav"}})", "out.wav\": there is no such folder"},
       {R"({"audio":{"speaker":"scenario.json"}})", "audio.speaker: the speaker would overwrite the scenario"},
-      {R"({"audio":{"microphone":"scenario.json"}})", "audio.microphone: not a sound file that can be read"},
+      {R"({"audio":{"microphone":"scenario.json"}})", "is not a sound file that can be read"},
       {R"({"audio":{"speaker":"a\u0000b"}})", "audio.speaker: a path has no zero byte"},
       {R"({"session":{"deny":{}}})", "session.deny: unknown key; the only key here is refuse"},
       {R"({"faults":{}})", "faults: a list is needed"},
@@ -111,7 +111,7 @@ TEST(Scenario, WhatIsWrongIsRefusedByItsPlace) {
       {R"({"faults":[{"at":0,"fault":"discontinuity","frames":0}]})", "frames: a whole number from 1 to 10000000"},
       {R"({"faults":[{"at":0,"fault":"render-status","status":0}]})", "faults[0].status: 0 is success"},
       {R"({"faults":[{"at":0,"fault":"refuse","call":"none","status":-1}]})",
-       "call: one of ConvertingFile::create, ConvertingFile::dispose, "},
+       "call: one of BufferQueueService::addPropertyListener, BufferQueueService::allocateBuffer, "},
       {R"({"faults":[{"at":0,"fault":"refuse","call":"UnitService::start"}]})", "the key \"status\" is missing"}};
   for (const auto& [text, reason] : cases) {
     std::ofstream(file) << text;
@@ -159,7 +159,10 @@ TEST(Scenario, RefusesWrongMidiByItsPlace) {
       {event(R"("notify":"added")"), "events[0]: the key \"child\" is missing: the unique identifier of the object"},
       {event(R"("notify":"added","child":2)"), "events[0].child: no object has the unique identifier 2"},
       {event(R"("notify":"property","object":1)"), "events[0]: the key \"property\" is missing"},
-      {event(R"("notify":"property","object":1,"property":"name","value":1)"), "events[0].value: a text is needed"},
+      {event(R"("notify":"property","object":1,"property":"name","value":1)"),
+       "events[0].value: a text that is not data is needed, not 1"},
+      {event(R"("notify":"property","object":1,"property":"name","value":"data:41")"),
+       "a text that is not data is needed"},
       {event(R"("notify":"property","object":1,"property":"offline","value":"1")"), "value: a whole number"}};
   for (const auto& [text, reason] : cases) {
     std::ofstream(file) << text;

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <optional>
 
-namespace orvane::simulated {
+namespace orvane::host {
 
 /// The size of a sound file's sample data, in bytes, as declared and as present.
 struct SoundFileSize {
@@ -23,4 +23,4 @@ std::optional<SoundFileSize> soundFileSize(int file);
 /// length.
 bool hasMpegLength(int file);
 
-}  // namespace orvane::simulated
+}  // namespace orvane::host

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "platform/simulated/device/SoundFileSize.h"
+#include "platform/host/files/SoundFileSize.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -11,7 +11,7 @@
 #include <string>
 #include <string_view>
 
-namespace orvane::simulated {
+namespace orvane::host {
 
 namespace {
 
@@ -136,4 +136,4 @@ bool hasMpegLength(int file) {
                              [&](std::string_view name) { return frame.find(name) != std::string::npos; });
 }
 
-}  // namespace orvane::simulated
+}  // namespace orvane::host

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "tools/orvane/UnitRun.h"
+#include "tools/orvane/AudioRun.h"
 
 #include <cmath>
 #include <cstdint>
@@ -35,7 +35,7 @@ platform::StreamFormat hardwareFormat(const platform::DeviceReport& report, Side
 
 /// Returns the outcome of the command if the run needs a side (input or output) that the hardware does not have;
 /// otherwise `std::nullopt`.
-std::optional<Outcome> lackingSide(const platform::DeviceReport& report, const UnitRun& run) {
+std::optional<Outcome> lackingSide(const platform::DeviceReport& report, const AudioRun& run) {
   for (const Side side : {Side::input, Side::output}) {
     const bool isNeeded = side == Side::input ? run.input : run.output;
     if (isNeeded && hardwareFormat(report, side).channelCount() == 0) {
@@ -58,11 +58,11 @@ std::uint64_t framesIn(double seconds, double rate) {
 
 /// Returns the hardware's sample rate in hertz, which converts between frames and device time. Both sides of the
 /// hardware have the same rate.
-double deviceRate(const platform::DeviceReport& report, const UnitRun& run) {
+double deviceRate(const platform::DeviceReport& report, const AudioRun& run) {
   return hardwareFormat(report, run.input ? Side::input : Side::output).sampleRate();
 }
 
-void limitRun(const platform::Platform& host, const UnitRun& run) {
+void limitRun(const platform::Platform& host, const AudioRun& run) {
   const double rate = deviceRate(*host.deviceReport, run);
   // Hardware that reports no rate cannot be started, so no limit is needed.
   if (run.seconds && rate > 0) host.runControl->endAfterFrames(framesIn(*run.seconds, rate));
@@ -70,60 +70,58 @@ void limitRun(const platform::Platform& host, const UnitRun& run) {
 
 /// Returns the outcome of a run that threw no exception. `signal` is the result of the event loop: the signal that
 /// ended the run, or 0.
-Outcome outcomeOf(const platform::Platform& host, int signal) {
+Outcome outcomeOf(const platform::Platform& host, int signal, bool isFinished) {
   if (const FailureReason reason = failureBehind(host); !reason.text.empty()) {
     return failed(ExitStatus::failed, reason.text, reason.status);
   }
+  if (isFinished) return {.ended = "finished"};
   if (signal != 0) return {.ended = "signal"};
   return {.ended = host.deviceReport->deviceEnd() == platform::DeviceEnd::inputEnded ? "input-ended" : "seconds"};
 }
 
 /// Prints what the run does and how to end it, if standard error is a terminal and the run prints nothing else;
 /// otherwise the tool would seem to hang.
-void sayWhatRuns(const UnitRun& run) {
+void sayWhatRuns(const AudioRun& run) {
   if (run.classPrints || !standardErrorIsTerminal()) return;
   say(run.activity + "; ends " + (run.seconds ? "after " + platform::numberText(*run.seconds) + " s or " : "") +
       "with Ctrl-C");
 }
 
-Outcome perform(const Invocation& invocation, const UnitRun& run, const UnitOptions& options,
-                std::shared_ptr<OVIOUnit> unit, ClientSide& client) {
+Outcome complete(const Invocation& invocation, const AudioRun& run, RunSubject& subject, ClientSide& client) {
   const platform::Platform& host = invocation.host;
   try {
-    options.applyTo(*unit);
+    subject.prepare();
     limitRun(host, run);
     const auto end = host.runControl->onDeviceEnd([loop = host.eventLoop] { loop->stop(); });
     const auto writeFailure = host.runControl->onWriteFailure([loop = host.eventLoop] { loop->stop(); });
-    unit->start();
-    if (run.input) client.input = unit->inputClientFormat();
-    if (run.output) client.output = unit->outputClientFormat();
-    client.latency = host.units->latency(unit->audioUnit());
+    subject.start();
+    client = subject.client();
     invocation.log->showHeld();  // The run began, so failures that were logged before did not end it.
     sayWhatRuns(run);
     const int signal = host.eventLoop->run();
+    const bool isFinished = subject.isFinished();
     const bool abandon = signal != 0 && run.classPrints;
     if (abandon) abandonStandardOutput();
-    unit->stop();
+    subject.stop();
     if (abandon) std::clearerr(stdout);  // Output that was cut off is not a failure.
 
-    unit.reset();  // Completes the unit's files, so that the report includes their failures.
-    return outcomeOf(host, signal);
+    subject.release();  // Completes the files, so that the report includes their failures.
+    return outcomeOf(host, signal, isFinished);
   } catch (const std::exception& exception) {
     const FailureReason reason = reasonOf(invocation, exception.what());
-    unit.reset();
+    subject.release();
     return refused(host, reason);
   }
 }
 
 }  // namespace
 
-Outcome runUnit(const Invocation& invocation, const UnitRun& run, const UnitOptions& options,
-                std::shared_ptr<OVIOUnit> unit) {
+Outcome perform(const Invocation& invocation, const AudioRun& run, RunSubject& subject) {
   const platform::Platform& host = invocation.host;
   const OutputTerminal terminal;
   ClientSide client;
   auto lacking = lackingSide(*host.deviceReport, run);
-  Outcome outcome = lacking ? *std::move(lacking) : perform(invocation, run, options, std::move(unit), client);
+  Outcome outcome = lacking ? *std::move(lacking) : complete(invocation, run, subject, client);
   // The meter's bars redraw one line of the terminal, so this line must be ended before the next message.
   if (run.classPrints && host.deviceReport->runCount().frames > 0) terminal.endLine();
   sayWhatRan(host, client, invocation.json);
