@@ -34,7 +34,7 @@ inline std::string stereoDevices() {
 /// A sound server of a test's own, in a temporary folder. It ends with the test, also if the test is killed.
 class PrivateServer {
  public:
-  /// Who keeps the names of the default devices: the server itself, or a session manager, which brings its own record.
+  /// The keeper of the names of the default devices: the server itself, or a session manager with a record of its own.
   /// With two records it would be left to chance which one a program reads.
   enum class Defaults { ofServer, ofSessionManager };
 

@@ -87,11 +87,47 @@ TEST(ServerRun, PassesInputToOutputWithTheLatencyThatItReports) {
   }
 }
 
+TEST(ServerRun, AddsTheLatencyThatTheServersDevicesReport) {
+  const PrivateServer server;
+  const auto latencyOf = [](const std::string& output) {
+    const Ended ended = runTool("--json --output " + output + " playthru --seconds 0.2");
+    EXPECT_EQ(ended.status, 0) << ended;
+    return numberOf(ended.output, "latencyFrames");
+  };
+  const Program peer(ORVANE_LATENCY_PEER " test.peer 1000");
+  await([] { return run("pw-link -i").output.find("test.peer:playback_1") != std::string::npos; });
+  EXPECT_EQ(latencyOf("test.peer"), latencyOf("test.speaker") + 1000);
+}
+
+TEST(ServerRun, PlaysAndRecordsThroughQueues) {
+  const PrivateServer server;
+  Sound sound{.rate = rate, .channels = 1, .samples = {}};
+  for (std::size_t frame = 0; frame < 2 * rate; ++frame) sound.samples.push_back(PlaceSignal::at(frame));
+  const std::string played = server.file("played.wav");
+  const std::string file = server.file("recorded.aif");
+  writeSound(played, sound);
+  Program recorder(ORVANE_TOOL " --input test.speaker.monitor --json queue record --format 48000-S16IE-1 --seconds 4 " +
+                   file);
+  await([] { return run("pw-link -l").output.find("|-> orvane:") != std::string::npos; });
+  const Ended ended = runTool("--json queue play " + played);
+  EXPECT_EQ(ended.status, 0) << ended;
+  EXPECT_THAT(ended.output, HasSubstr(R"("ended":"finished")"));
+  EXPECT_EQ(recorder.finish().status, 0);
+  EXPECT_EQ(framesOfWholeFile(file), "192000");
+  const Heard heard = hear(channelOf(readSound(file), 0));
+  EXPECT_LE(heard.breaks, numberOf(ended.output, "discontinuities") + busyLosses) << ended;
+  EXPECT_GE(heard.frames, 90'000U);
+  EXPECT_LE(heard.frames, 96'000U + busyLosses * 1024);
+}
+
 TEST(ServerRun, LabelsItsNodeWithTheSession) {
   const PrivateServer server;
   Program tool(ORVANE_TOOL " --verbose playthru --category PlayAndRecord --mode VoiceChat --option duckOthers=on");
-  await([] { return run("pw-link -l").output.find("orvane:") != std::string::npos; });
-  const std::string nodes = run("pw-dump").output;
+  std::string nodes;
+  await([&nodes] {
+    nodes = run("timeout 2 pw-dump").output;
+    return nodes.find("orvane.session.mode") != std::string::npos;
+  });
   tool.send(SIGTERM);
   for (const char* property : {R"("media.category": "Duplex")", R"("media.role": "Communication")",
                                R"("orvane.session.category": "orvane.category.play-and-record")",
@@ -212,6 +248,7 @@ INSTANTIATE_TEST_SUITE_P(
         ServerCase{"ListAsJson", 0, "--json device --list", microphoneJson},
         ServerCase{"Formats", 0, "device", "hardware output   48000 Hz, 2 channels"},
         ServerCase{"Rate", 0, "--rate 44100 device", "client input      44100 Hz, 2 channels"},
+        ServerCase{"HighRate", 0, "--rate 96000 --json playthru --seconds 0.1", "\"frames\":9600,"},
         ServerCase{"NearestRateThatTheServerHas", 0, "--rate 32000 device", "hardware output   44100 Hz"},
         ServerCase{"Slice", 0, "--slice 1024 --json tone --seconds 0.1", "\"frames\":4800,\"slice\":1024,"},
         ServerCase{"Description", 0, "--output 'The test.speaker' tone --seconds 0.1", ""},
