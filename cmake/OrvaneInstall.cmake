@@ -52,6 +52,7 @@ set(ORVANE_PUBLIC_HEADERS
   platform/StreamDescription.h
   platform/StreamFormat.h
   platform/Subscription.h
+  platform/SystemSoundService.h
   platform/Trigger.h
   platform/UnitService.h
   platform/Value.h
@@ -66,7 +67,8 @@ set(ORVANE_PUBLIC_HEADERS
   session/OVTException.h
   session/OVTextEmitting.h
   session/OVThrow.h
-  session/ObjectToDouble.h)
+  session/ObjectToDouble.h
+  sound/OVSystemSound.h)
 
 target_sources(orvane PUBLIC
   FILE_SET HEADERS BASE_DIRS "${PROJECT_SOURCE_DIR}" FILES ${ORVANE_PUBLIC_HEADERS})

@@ -22,6 +22,7 @@ class Scheduler;
 class SequencePlayer;
 class SessionService;
 class SoundFileService;
+class SystemSoundService;
 class UnitService;
 
 /// The services of a host, one pointer per service ("role"). A null pointer means that the host does not provide that
@@ -38,6 +39,7 @@ struct Platform {
   std::shared_ptr<BufferQueueService> bufferQueues;
   std::shared_ptr<SoundFileService> soundFiles;
   std::shared_ptr<FormatInfoService> formatInfo;
+  std::shared_ptr<SystemSoundService> systemSounds;
   std::shared_ptr<DeviceReport> deviceReport;
   std::shared_ptr<RunControl> runControl;
   std::shared_ptr<FileReport> fileReport;

@@ -14,6 +14,7 @@
 #include "platform/host/midi/MidiHub.h"
 #include "platform/host/queues/HostQueues.h"
 #include "platform/host/report/HostReports.h"
+#include "platform/host/sounds/HostSystemSounds.h"
 #include "platform/host/time/HostEventLoop.h"
 #include "platform/host/units/HostUnits.h"
 
@@ -34,6 +35,7 @@ platform::Platform makeHost(const std::shared_ptr<HostContext>& context, backend
   platform.bufferQueues = std::make_shared<HostQueues>(context, hub);
   platform.soundFiles = std::make_shared<HostSoundFiles>(context);
   platform.formatInfo = std::make_shared<HostFormatInfo>(context);
+  platform.systemSounds = std::make_shared<HostSystemSounds>(context, hub);
   platform.deviceReport = std::make_shared<HostDeviceReport>(std::move(backend.hostName), context, hub);
   platform.runControl = std::make_shared<HostRunControl>(context, hub);
   platform.fileReport = std::make_shared<HostFileReport>(context);

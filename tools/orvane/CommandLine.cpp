@@ -18,6 +18,7 @@
 #include "tools/orvane/QueueCommands.h"
 #include "tools/orvane/RunCommand.h"
 #include "tools/orvane/SessionCommand.h"
+#include "tools/orvane/SoundCommand.h"
 #include "version.h"
 
 namespace orvane::tool {
@@ -88,6 +89,7 @@ CommandLine::CommandLine() : mApp(std::make_unique<CLI::App>(description, "orvan
   mCommands.push_back(std::make_unique<QueueRecordCommand>(queue));
   mCommands.push_back(std::make_unique<QueuePlayCommand>(queue));
   mCommands.push_back(std::make_unique<FormatsCommand>(*mApp));
+  mCommands.push_back(std::make_unique<SoundCommand>(*mApp));
   CLI::App& midi = addGroup("midi", "Send, receive, play and list MIDI");
   mCommands.push_back(std::make_unique<MidiSendCommand>(midi));
   mCommands.push_back(std::make_unique<MidiMonitorCommand>(midi));

@@ -23,11 +23,11 @@ TEST(Commands, EndWithTheStatusAndTheReason) {
   const std::tuple<int, std::string, std::vector<std::string>> cases[] = {
       {2,
        "",
-       {"a command is needed", "session, device, tone, meter, record, playthru, queue, formats and midi",
+       {"a command is needed", "session, device, tone, meter, record, playthru, queue, formats, sound and midi",
         "'orvane --help'"}},
       {2,
        "tune",
-       {"unknown command 'tune'", "session, device, tone, meter, record, playthru, queue, formats and midi"}},
+       {"unknown command 'tune'", "session, device, tone, meter, record, playthru, queue, formats, sound and midi"}},
       {2, "tone meter", {"unexpected argument 'meter' for 'orvane tone' (see 'orvane tone --help')"}},
       {2, "1 tone", {"unexpected argument '1' before 'tone'"}},
       {2, "record a b", {"unexpected argument 'b' for 'orvane record'"}},

@@ -1,0 +1,260 @@
+// SPDX-License-Identifier: MIT
+#include "platform/host/sounds/HostSystemSounds.h"
+
+#include <algorithm>
+#include <exception>
+#include <utility>
+
+#include "platform/Log.h"
+#include "platform/Scheduler.h"
+#include "platform/Status.h"
+#include "platform/Waiter.h"
+#include "platform/host/convert/BlockConverter.h"
+
+namespace orvane::host {
+
+using platform::Failure;
+namespace status = platform::status;
+
+HostSystemSounds::HostSystemSounds(std::shared_ptr<HostContext> context, std::shared_ptr<AudioHub> hub)
+    : mContext(std::move(context)),
+      mHub(std::move(hub)),
+      mWorker(mContext->scheduler->makeWorker("system sounds")),
+      mPlayed(mWorker->makeTrigger([this] { collect(); })),
+      mRunEnd(mContext->runEnd.onEnd([this] { abandon(); })) {}
+
+HostSystemSounds::~HostSystemSounds() {
+  // The host may be destroyed inside one of its own tasks, where a client cannot leave while the device is running.
+  mHub->shutDown();
+  mHub->remove(*this);
+  mRunEnd.reset();
+  mWorker->cancel();
+  abandon();
+}
+
+std::vector<platform::SystemSound> HostSystemSounds::sounds() const {
+  std::vector<platform::SystemSound> result;
+  for (const SoundEntry& each : soundTable()) result.push_back({each.identifier, std::string(each.name)});
+  return result;
+}
+
+// ---- callers
+
+void HostSystemSounds::play(std::uint32_t identifier, const platform::SystemSoundOptions&,
+                            std::function<void()> completion) {
+  const SoundEntry* const sound = findSound(identifier);
+  if (sound == nullptr) return refuse(identifier, "there is no such sound", std::move(completion));
+  if (const auto failure = join()) return refuse(identifier, failure->reason, std::move(completion));
+  std::optional<Failure> failure;
+  {
+    const std::lock_guard lock(mMutex);
+    failure = begin({sound, completion});
+  }
+  if (failure) return refuse(identifier, failure->reason, std::move(completion));
+  // The notice of an end that came after `join` may have found no sound yet.
+  if (mContext->runEnd.end() != platform::DeviceEnd::none) abandon();
+}
+
+/// Joins the hub if this was not done yet or the run has ended since.
+std::optional<Failure> HostSystemSounds::join() {
+  const std::lock_guard lock(mJoining);
+  if (mJoined && mContext->runEnd.end() == platform::DeviceEnd::none) return std::nullopt;
+  if (std::exchange(mJoined, false)) {
+    mHub->remove(*this);
+    abandon(true);  // The device callback has left the voices.
+  }
+  if (auto failure = mHub->checkAvailable()) return failure;
+  if (mHub->format().outputs == 0) return Failure{status::noDevice, "the hardware has no output"};
+  if (auto failure = mHub->add(*this)) return failure;
+  mJoined = true;
+  return std::nullopt;
+}
+
+/// Lets a sound play in a free voice, or wait for one. Called with the mutex locked.
+std::optional<Failure> HostSystemSounds::begin(Request request) {
+  const auto voice = std::ranges::find_if(mVoices, [](const Voice& each) { return each.state == State::free; });
+  if (voice == mVoices.end()) {
+    mWaiting.push_back(std::move(request));
+    ++mActive;
+    return std::nullopt;
+  }
+  if (auto failure = prepare(*voice, *request.sound)) return failure;
+  voice->position = 0;
+  voice->completion = std::move(request.completion);
+  voice->state.store(State::playing, std::memory_order_release);
+  ++mActive;
+  return std::nullopt;
+}
+
+/// Converts a sound's samples to the format of the hardware. Called with the mutex locked.
+std::optional<Failure> HostSystemSounds::prepare(Voice& voice, const SoundEntry& sound) {
+  try {
+    SoundSamples& source = samplesOf(sound);
+    const EdgeFormat hardware{mFormat.outputs, mFormat.sampleRate};
+    auto samples = std::make_unique<PlanarFifo>(hardware.channels);
+    BlockConverter converter(source.format, hardware);
+    converter.convert(source.samples.planes(), source.samples.frames(), *samples);
+    converter.finish(*samples);
+    const auto planes = samples->planes();
+    voice.planes.assign(planes.begin(), planes.end());
+    voice.samples = std::move(samples);
+    voice.sound = &sound;
+    return std::nullopt;
+  } catch (const std::exception& failure) {
+    return Failure{status::ioFailure, failure.what()};
+  }
+}
+
+/// Returns the samples of a sound, which are loaded at its first use. Called with the mutex locked.
+SoundSamples& HostSystemSounds::samplesOf(const SoundEntry& sound) {
+  const auto loaded = std::ranges::find(mLoaded, &sound, &Loaded::sound);
+  if (loaded != mLoaded.end()) return loaded->samples;
+  if (const auto path = findThemeFile(sound.name)) {
+    auto samples = readSoundSamples(*path);
+    if (samples) return mLoaded.emplace_back(Loaded{&sound, std::move(*samples)}).samples;
+    mContext->log->write(platform::LogLevel::warning,
+                         "a system sound is synthesised, because " + samples.failure().reason);
+  }
+  return mLoaded.emplace_back(Loaded{&sound, synthesiseSound(sound)}).samples;
+}
+
+void HostSystemSounds::refuse(std::uint32_t identifier, const std::string& reason, std::function<void()> completion) {
+  mContext->log->write(platform::LogLevel::warning,
+                       "system sound " + std::to_string(identifier) + " is not played: " + reason);
+  {
+    const std::lock_guard lock(mMutex);
+    ++mActive;
+    mRefused.push_back(std::move(completion));
+  }
+  mPlayed->fire();
+}
+
+bool HostSystemSounds::waitUntilSilent(platform::HostTime limit) {
+  const std::shared_ptr<platform::Waiter> silent = mContext->scheduler->makeWaiter();
+  {
+    const std::lock_guard lock(mMutex);
+    if (mActive == 0) return true;
+    mSilenceWaiters.push_back(silent);
+  }
+  return silent->wait(limit);
+}
+
+// ---- the device
+
+std::optional<Failure> HostSystemSounds::deviceChanged(const backend::DeviceFormat& format) {
+  const std::lock_guard lock(mMutex);
+  // A new run must not go on with the sounds of the one before.
+  for (Voice& voice : mVoices) {
+    if (voice.sound == nullptr) voice.state = State::free;
+  }
+  if (format == mFormat) return std::nullopt;
+  if (format.outputs == 0) return Failure{status::noDevice, "the hardware has no output"};
+  const double ratio = mFormat.sampleRate > 0 ? format.sampleRate / mFormat.sampleRate : 1;
+  mFormat = format;
+  mSlice = std::make_unique<AlignedSamples>(format.outputs, backend::DeviceFormat::maxSliceFrames);
+  for (Voice& voice : mVoices) {
+    if (voice.state != State::playing) continue;
+    if (auto failure = prepare(voice, *voice.sound)) return failure;
+    const auto position = static_cast<std::size_t>(static_cast<double>(voice.position) * ratio);
+    voice.position = std::min(position, voice.samples->frames());
+  }
+  return std::nullopt;
+}
+
+const char* HostSystemSounds::deviceSlice(const HubSlice& slice, OutputMix& mix) {
+  bool hasPlayed = false;
+  for (Voice& voice : mVoices) {
+    if (voice.state.load(std::memory_order_acquire) != State::playing) continue;
+    if (mixVoice(voice, slice.frames, mix)) continue;
+    voice.state.store(State::played, std::memory_order_release);
+    hasPlayed = true;
+  }
+  if (hasPlayed) mPlayed->fire();
+  return nullptr;
+}
+
+/// Adds the next frames of a voice to the output. Returns false if there are none: the last ones were in the slice
+/// before.
+bool HostSystemSounds::mixVoice(Voice& voice, std::uint32_t frames, OutputMix& mix) {
+  const std::size_t left = voice.samples->frames() - voice.position;
+  if (left == 0) return false;
+  const std::size_t count = std::min<std::size_t>(left, frames);
+  for (std::uint32_t channel = 0; channel < mix.channels(); ++channel) {
+    float* const samples = mSlice->plane(channel);
+    std::copy_n(voice.planes[channel] + voice.position, count, samples);
+    std::fill(samples + count, samples + frames, 0.0F);
+    mix.add(channel, samples);
+  }
+  voice.position += count;
+  return true;
+}
+
+// ---- the worker
+
+/// Frees the voices that have played, lets waiting sounds play in them, and calls the completions.
+void HostSystemSounds::collect() {
+  std::vector<std::function<void()>> completions;
+  {
+    const std::lock_guard lock(mMutex);
+    completions.swap(mRefused);
+    for (Voice& voice : mVoices) {
+      if (voice.state.load(std::memory_order_acquire) != State::played) continue;
+      if (voice.sound != nullptr) completions.push_back(std::move(voice.completion));
+      voice.samples.reset();
+      voice.state = State::free;
+    }
+    while (!mWaiting.empty() &&
+           std::ranges::any_of(mVoices, [](const Voice& each) { return each.state == State::free; })) {
+      Request next = std::move(mWaiting.front());
+      mWaiting.erase(mWaiting.begin());
+      --mActive;  // `begin` counts it again.
+      if (begin(next)) {
+        ++mActive;
+        completions.push_back(std::move(next.completion));
+      }
+    }
+  }
+  complete(completions);
+}
+
+/// Completes all sounds, because the run has ended. The device callback may still read their samples, unless it
+/// `hasLeft`.
+void HostSystemSounds::abandon(bool hasLeft) {
+  std::vector<std::function<void()>> completions;
+  bool areCut = false;
+  {
+    const std::lock_guard lock(mMutex);
+    completions.swap(mRefused);
+    for (Voice& voice : mVoices) {
+      if (voice.state != State::free && voice.sound != nullptr) {
+        areCut = areCut || voice.state == State::playing;
+        voice.sound = nullptr;
+        completions.push_back(std::exchange(voice.completion, nullptr));
+      }
+      if (hasLeft) voice.state = State::free;
+    }
+    areCut = areCut || !mWaiting.empty();
+    for (Request& request : mWaiting) completions.push_back(std::move(request.completion));
+    mWaiting.clear();
+  }
+  if (areCut) {
+    mContext->log->write(platform::LogLevel::error, "system sounds were cut short: the audio device stopped");
+  }
+  if (!completions.empty()) complete(completions);
+}
+
+/// Calls completions and counts their sounds as finished.
+void HostSystemSounds::complete(const std::vector<std::function<void()>>& completions) {
+  for (const auto& completion : completions) {
+    if (completion) completion();
+  }
+  std::vector<std::shared_ptr<platform::Waiter>> waiters;
+  {
+    const std::lock_guard lock(mMutex);
+    mActive -= completions.size();
+    if (mActive == 0) waiters.swap(mSilenceWaiters);
+  }
+  for (const auto& waiter : waiters) waiter->signal();
+}
+
+}  // namespace orvane::host

@@ -1,0 +1,110 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/Failure.h"
+#include "platform/Subscription.h"
+#include "platform/SystemSoundService.h"
+#include "platform/Trigger.h"
+#include "platform/Waiter.h"
+#include "platform/Worker.h"
+#include "platform/host/HostContext.h"
+#include "platform/host/audio/AlignedSamples.h"
+#include "platform/host/audio/AudioHub.h"
+#include "platform/host/audio/HubClient.h"
+#include "platform/host/convert/PlanarFifo.h"
+#include "platform/host/sounds/SoundSamples.h"
+#include "platform/host/sounds/SoundTable.h"
+
+namespace orvane::host {
+
+/// The host's implementation of `platform::SystemSoundService`: one permanent client of the audio hub that mixes the
+/// sounds that are playing.
+///
+/// A sound plays in a voice. Callers fill a free voice, the device callback plays it, and the worker frees it and calls
+/// the completion. A voice's state says whose it is. If all voices are busy, sounds wait for the next free one.
+class HostSystemSounds final : public platform::SystemSoundService, private HubClient {
+ public:
+  HostSystemSounds(std::shared_ptr<HostContext> context, std::shared_ptr<AudioHub> hub);
+  /// Stops the device. Sounds that are playing complete.
+  ~HostSystemSounds() override;
+
+  void play(std::uint32_t identifier, const platform::SystemSoundOptions& options,
+            std::function<void()> completion) override;
+  bool waitUntilSilent(platform::HostTime limit) override;
+  std::vector<platform::SystemSound> sounds() const override;
+
+ private:
+  static constexpr std::size_t maxVoices = 32;
+
+  enum class State {
+    free,     ///< Belongs to callers, with the mutex locked.
+    playing,  ///< Belongs to the device callback.
+    played,   ///< Belongs to the worker, with the mutex locked.
+  };
+  struct Voice {
+    std::atomic<State> state = State::free;
+    const SoundEntry* sound = nullptr;    ///< Null if the sound was completed because the run ended.
+    std::unique_ptr<PlanarFifo> samples;  ///< In the format of the hardware.
+    std::vector<const float*> planes;
+    std::size_t position = 0;  ///< The frame that is played next.
+    std::function<void()> completion;
+  };
+  /// The samples of a sound that was played before.
+  struct Loaded {
+    const SoundEntry* sound;
+    SoundSamples samples;
+  };
+  /// A sound that waits for a free voice.
+  struct Request {
+    const SoundEntry* sound = nullptr;
+    std::function<void()> completion;
+  };
+
+  const char* deviceSlice(const HubSlice& slice, OutputMix& mix) override;
+  bool takesInput() const override { return false; }
+  std::optional<platform::Failure> deviceChanged(const backend::DeviceFormat& format) override;
+  bool mixVoice(Voice& voice, std::uint32_t frames, OutputMix& mix);
+
+  std::optional<platform::Failure> join();
+  std::optional<platform::Failure> prepare(Voice& voice, const SoundEntry& sound);
+  std::optional<platform::Failure> begin(Request request);
+  SoundSamples& samplesOf(const SoundEntry& sound);
+  void collect();
+  void abandon(bool hasLeft = false);
+  void complete(const std::vector<std::function<void()>>& completions);
+  void refuse(std::uint32_t identifier, const std::string& reason, std::function<void()> completion);
+
+  const std::shared_ptr<HostContext> mContext;
+  const std::shared_ptr<AudioHub> mHub;
+
+  std::mutex mJoining;  ///< Serialises joining the hub.
+  bool mJoined = false;
+
+  std::mutex mMutex;
+  std::deque<Loaded> mLoaded;
+  std::vector<Request> mWaiting;
+  std::vector<std::function<void()>> mRefused;  ///< Completions of sounds that are not played.
+  std::size_t mActive = 0;                      ///< Sounds whose completion was not called yet.
+  std::vector<std::shared_ptr<platform::Waiter>> mSilenceWaiters;
+  backend::DeviceFormat mFormat;
+  std::unique_ptr<AlignedSamples> mSlice;  ///< Used by the device callback.
+  std::array<Voice, maxVoices> mVoices;
+
+  std::unique_ptr<platform::Worker> mWorker;
+  std::unique_ptr<platform::Trigger> mPlayed;
+  platform::Subscription mRunEnd;
+};
+
+}  // namespace orvane::host

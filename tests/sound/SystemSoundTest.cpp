@@ -1,0 +1,190 @@
+// SPDX-License-Identifier: MIT
+
+#include <atomic>
+#include <cmath>
+#include <cstdlib>
+#include <filesystem>
+#include <numbers>
+#include <thread>
+
+#include "platform/DeviceReport.h"
+#include "platform/Hosts.h"
+#include "platform/Platform.h"
+#include "platform/SystemSoundService.h"
+#include "platform/Waiter.h"
+#include "session/OVTException.h"
+#include "sound/OVSystemSound.h"
+#include "tests/support/SoundFiles.h"
+#include "tests/support/TemporaryFolder.h"
+#include "tests/support/Test.h"
+
+namespace orvane::test {
+namespace {
+
+/// A service that completes sounds when the test says so.
+class ScriptedSounds final : public platform::SystemSoundService {
+ public:
+  void play(std::uint32_t identifier, const platform::SystemSoundOptions&, std::function<void()> completion) override {
+    played.push_back(identifier);
+    if (onPlay) onPlay();
+    std::thread([this, completion = std::move(completion)] {
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+      hasCompleted = true;
+      completion();
+    }).detach();
+  }
+  bool waitUntilSilent(platform::HostTime) override { return true; }
+  std::vector<platform::SystemSound> sounds() const override { return {}; }
+
+  std::vector<std::uint32_t> played;
+  std::function<void()> onPlay;
+  std::atomic<bool> hasCompleted = false;
+};
+
+TEST(SystemSound, IsPlayedByTheLowHalfOfItsIdentifier) {
+  const auto sounds = std::make_shared<ScriptedSounds>();
+  platform::Platform services = platform::makeSimulatedHost();
+  services.systemSounds = sounds;
+  platform::use(services);
+  const auto sound = OVSystemSound::initWithID(0x1234'5678'9ABC'DEF0);
+  EXPECT_EQ(sound->ssid(), 0x1234'5678'9ABC'DEF0U);
+  sound->playAndWait();
+  EXPECT_TRUE(sounds->hasCompleted);
+  sounds->hasCompleted = false;
+  sound->play();
+  EXPECT_FALSE(sounds->hasCompleted) << "play returns before the end";
+  EXPECT_EQ(sounds->played, (std::vector<std::uint32_t>{0x9ABC'DEF0, 0x9ABC'DEF0}));
+  while (!sounds->hasCompleted) std::this_thread::yield();
+
+  services.systemSounds = nullptr;
+  platform::use(services);
+  EXPECT_THROW(OVSystemSound::initWithID(1)->play(), OVTException);
+  platform::use(platform::makeSimulatedHost());
+}
+
+/// System sounds on a simulated device in simulated time, without a sound theme unless the test makes one.
+class SystemSounds : public testing::Test {
+ protected:
+  SystemSounds() { setenv("XDG_DATA_DIRS", mFolder.path().c_str(), 1); }
+
+  platform::SystemSoundService& use(const std::string& settings = "") {
+    platform::use(platform::makeSimulatedHost("pace=fast,speaker=" + mFile + settings));
+    return *platform::current().systemSounds;
+  }
+  /// Destroys the host, which completes the speaker's file, and returns the left channel from the first sound to the
+  /// last.
+  std::vector<float> heard() {
+    platform::use(platform::makeSimulatedHost());
+    std::vector<float> left;
+    const Sound sound = readSound(mFile);
+    const auto channels = static_cast<std::size_t>(sound.channels);
+    for (std::size_t frame = 0; frame < sound.frames(); ++frame) left.push_back(sound.samples[frame * channels]);
+    while (!left.empty() && left.back() == 0) left.pop_back();
+    return left;
+  }
+  void makeTheme(const std::string& name, const Sound& sound) const {
+    const std::string folder = mFolder.file("sounds/freedesktop/stereo");
+    std::filesystem::create_directories(folder);
+    writeSound(folder + "/" + name + ".wav", sound);
+  }
+
+  const TemporaryFolder mFolder;
+  const std::string mFile = mFolder.file("heard.wav");
+};
+
+TEST_F(SystemSounds, PlayTheirNotesOneAfterTheOther) {
+  use();
+  OVSystemSound::initWithID(2)->playAndWait();  // E5 and A5.
+  OVSystemSound::initWithID(2)->playAndWait();
+  const std::vector<float> samples = heard();
+  constexpr std::size_t note = 7200;
+  const auto expected = [](double hertz, std::size_t frame) {
+    const double seconds = static_cast<double>(frame) / 48000;
+    return 0.25 * std::exp(-seconds / 0.04) * std::sin(2 * std::numbers::pi * hertz * seconds);
+  };
+  // A sound begins with a slice; the second one follows after the slice behind the first.
+  const std::size_t second = (2 * note + 255) / 256 * 256 + 256;
+  ASSERT_GE(samples.size(), second + note);
+  for (std::size_t frame = 0; frame < note; ++frame) {
+    ASSERT_NEAR(samples[frame], expected(659.26F, frame), 1e-6) << frame;
+    ASSERT_NEAR(samples[note + frame], expected(880, frame), 1e-6) << frame;
+    ASSERT_NEAR(samples[second + frame], expected(659.26F, frame), 1e-6) << frame;
+  }
+}
+
+TEST_F(SystemSounds, ComeFromTheThemeAndAreMixed) {
+  makeTheme("bell", {.rate = 48000, .channels = 2, .samples = std::vector<float>(2000, 0.25F)});
+  makeTheme("message", {.rate = 24000, .channels = 1, .samples = std::vector<float>(24000, 0.5F)});
+  platform::SystemSoundService& sounds = use();
+  sounds.play(1, {}, nullptr);
+  sounds.play(9, {}, nullptr);
+  EXPECT_TRUE(sounds.waitUntilSilent(platform::Waiter::forever));
+  const std::vector<float> samples = heard();
+  EXPECT_NEAR(samples[500], 0.75, 0.01);
+  EXPECT_NEAR(samples[30000], 0.5, 0.01) << "twice as many frames at the rate of the hardware";
+  EXPECT_NEAR(static_cast<double>(samples.size()), 48000, 2);
+}
+
+TEST_F(SystemSounds, CompleteOnce) {
+  makeTheme("bell", {.rate = 48000, .channels = 1, .samples = std::vector<float>(480, 0.01F)});
+  platform::SystemSoundService& sounds = use();
+  int completions = 0;
+  const auto count = [&completions] { ++completions; };
+  constexpr int many = 100;  // More than there are voices.
+  for (int sound = 0; sound < many; ++sound) sounds.play(1, {}, count);
+  sounds.play(0, {}, count);
+  sounds.play(4711, {}, count);
+  EXPECT_EQ(completions, 0) << "play does not wait";
+  EXPECT_TRUE(sounds.waitUntilSilent(platform::Waiter::forever));
+  EXPECT_EQ(completions, many + 2);
+  EXPECT_TRUE(sounds.waitUntilSilent(platform::Waiter::forever));
+  const std::vector<float> samples = heard();
+  EXPECT_NEAR(samples[0], 0.32, 1e-5) << "32 at a time";
+  EXPECT_EQ(samples.size(), 3 * 768U + 480) << "the others in turn, a slice behind the end of the ones before";
+}
+
+TEST_F(SystemSounds, CompleteIfTheDeviceIsLostAndPlayAgainOnTheNextRun) {
+  const std::string scenario = mFolder.file("scenario.json");
+  std::ofstream(scenario) << R"({"faults":[{"at":0.1,"fault":"device-lost"}]})";
+  platform::SystemSoundService& sounds = use(",scenario=" + scenario);
+  int completions = 0;
+  sounds.play(11, {}, [&completions] { ++completions; });
+  EXPECT_TRUE(sounds.waitUntilSilent(platform::Waiter::forever));
+  EXPECT_EQ(completions, 1);
+  EXPECT_EQ(platform::current().deviceReport->deviceEnd(), platform::DeviceEnd::failed);
+  sounds.play(11, {}, [&completions] { ++completions; });
+  EXPECT_TRUE(sounds.waitUntilSilent(platform::Waiter::forever)) << "a device that stays lost refuses the sound";
+  EXPECT_EQ(completions, 2);
+}
+
+TEST_F(SystemSounds, WithoutAnOutputCompleteAtOnce) {
+  platform::use(platform::makeSimulatedHost("pace=fast,outputs=0"));
+  OVSystemSound::initWithID(1)->playAndWait();
+  EXPECT_EQ(platform::current().deviceReport->runCount().frames, 0U);
+  platform::use(platform::makeSimulatedHost());
+}
+
+TEST_F(SystemSounds, PlayFromSeveralThreadsInRealTime) {
+  makeTheme("bell", {.rate = 48000, .channels = 2, .samples = std::vector<float>(960, 0.01F)});
+  platform::use(platform::makeSimulatedHost("slice=64"));
+  std::atomic<int> completions = 0;
+  std::vector<std::thread> threads;
+  for (int index = 0; index < 3; ++index) {
+    threads.emplace_back([&completions] {
+      for (int sound = 0; sound < 5; ++sound) {
+        platform::current().systemSounds->play(1, {}, [&completions] { ++completions; });
+        OVSystemSound::initWithID(1)->playAndWait();
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_TRUE(platform::current().systemSounds->waitUntilSilent(platform::Waiter::forever));
+  EXPECT_EQ(completions, 15);
+  platform::current().systemSounds->play(11, {}, [&completions] { ++completions; });
+  platform::current().systemSounds->play(4711, {}, [&completions] { ++completions; });
+  platform::use(platform::makeSimulatedHost());  // Destroys the host while it plays.
+  EXPECT_EQ(completions, 17);
+}
+
+}  // namespace
+}  // namespace orvane::test
