@@ -136,7 +136,11 @@ void printDictionary(PrintContext& context, const Value::Dictionary& dictionary)
 void printInteger(std::string& text, std::uint64_t bits) {
   const auto integer = static_cast<std::int32_t>(static_cast<std::uint32_t>(bits));
   const bool isSmall = integer >= -100 && integer <= 99;
-  isSmall ? append(text, "%d\n", integer) : append(text, "0x%08X\n", static_cast<unsigned>(integer));
+  if (isSmall) {
+    append(text, "%d\n", integer);
+  } else {
+    append(text, "0x%08X\n", static_cast<unsigned>(integer));
+  }
 }
 
 /// Prints a float with six digits after the point, independently of the locale.

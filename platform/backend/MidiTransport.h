@@ -118,7 +118,8 @@ class MidiTransport {
 
   /// Begins to take and deliver events. Called once, after `attach`. Returns a failure if the transport cannot be used.
   virtual std::optional<platform::Failure> start() = 0;
-  /// Sets whether any port is connected to a source; events of other sources need not be delivered.
+  /// Sets whether any port is connected to a source; events of other sources need not be delivered. Called for changes
+  /// only. Calls do not overlap, and must not wait for a delivery.
   virtual void listen(platform::MidiObjectRef source, bool isConnected) = 0;
   /// Takes an event for a destination. Calls do not overlap, and come in order of time for each destination, `lead`
   /// before the event's time or later. Returns false if the transport can take no more in this cycle; the host then

@@ -261,8 +261,9 @@ TEST_F(MidiTools, MonitorPrintsListsOfConnectedSources) {
     monitor->setIncludeRealtime(false);
     EXPECT_EQ(printed([&] { receive(block.list(), nullptr); }), "[4]: 90\n");
     takeCalls();
+    statuses = {{"disposePort", -7}, {"disposeClient", -8}};
   }
-  EXPECT_EQ(takeCalls(), "disposePort 103 > disposeClient 101");
+  EXPECT_EQ(takeCalls(), "disposePort 103 > disposeClient 101") << "refusals end neither step";
   for (const std::string call : {"createClient", "createInputPort"}) {
     statuses = {{call, -5}};
     EXPECT_EQ(reasonOf([] { OVMIDIMonitor::init(); }), "MidiService::" + call + " failed: -5");

@@ -32,6 +32,8 @@ const GatedCall dataPropertyCall("MidiService::dataProperty");
 const GatedCall propertiesCall("MidiService::properties");
 const GatedCall findObjectCall("MidiService::findObject");
 
+constexpr char noClient[] = "no client has this handle";
+
 std::string numberText(MidiObjectRef object) {
   return std::to_string(static_cast<std::uint32_t>(object));
 }
@@ -147,8 +149,10 @@ Status HostMidi::createClient(const std::string&, platform::MidiNotify notify, R
   }
   const auto failed = mHub->start();
   if (!failed) return status::success;
-  const std::lock_guard lock(mMutex);
-  mClients.erase(client);
+  {
+    const std::lock_guard lock(mMutex);
+    mClients.erase(client);
+  }
   client = Ref::none;
   return fail(failed->status, createClientCall, failed->reason);
 }
@@ -159,15 +163,14 @@ Status HostMidi::disposeClient(Ref client) {
   std::shared_ptr<Client> ended;
   {
     const std::lock_guard lock(mMutex);
-    const auto found = mClients.find(client);
-    if (found == mClients.end()) return fail(status::badParameter, disposeClientCall, "no client has this handle");
-    ended = found->second;
-    mClients.erase(found);
+    auto node = mClients.extract(client);
+    if (node) ended = std::move(node.mapped());
     for (auto port = mPorts.begin(); port != mPorts.end();) {
       if (port->second.client == client) ports.push_back(port->second);
       port = port->second.client == client ? mPorts.erase(port) : std::next(port);
     }
   }
+  if (!ended) return fail(status::badParameter, disposeClientCall, noClient);
   for (const Port& port : ports) release(port);
   mHub->flush();
   const std::lock_guard lock(ended->mutex);
@@ -177,11 +180,15 @@ Status HostMidi::disposeClient(Ref client) {
 
 Status HostMidi::addPort(const GatedCall& call, Ref client, std::shared_ptr<MidiInputPort> input, Ref& port) {
   if (const auto refused = mContext->refusalOf(call)) return *refused;
-  const std::lock_guard lock(mMutex);
-  if (!mClients.contains(client)) return fail(status::badParameter, call, "no client has this handle");
-  port = newHandle();
-  mPorts.emplace(port, Port{client, std::move(input)});
-  return status::success;
+  {
+    const std::lock_guard lock(mMutex);
+    if (mClients.contains(client)) {
+      port = newHandle();
+      mPorts.emplace(port, Port{client, std::move(input)});
+      return status::success;
+    }
+  }
+  return fail(status::badParameter, call, noClient);
 }
 
 Status HostMidi::createOutputPort(Ref client, const std::string&, Ref& port) {
@@ -196,20 +203,19 @@ Status HostMidi::createInputPort(Ref client, const std::string&, platform::MidiR
 void HostMidi::release(const Port& port) {
   if (!port.input) return;
   port.input->isDisposed = true;
-  for (const Ref source : mHub->inbox().disconnectAll(*port.input)) mHub->listen(source, false);
+  for (const Ref source : mHub->inbox().disconnectAll(*port.input)) mHub->updateListening(source);
 }
 
 Status HostMidi::disposePort(Ref port) {
   if (const auto refused = mContext->refusalOf(disposePortCall)) return *refused;
-  Port ended;
+  std::optional<Port> ended;
   {
     const std::lock_guard lock(mMutex);
-    const auto found = mPorts.find(port);
-    if (found == mPorts.end()) return fail(status::badParameter, disposePortCall, "no port has this handle");
-    ended = found->second;
-    mPorts.erase(found);
+    auto node = mPorts.extract(port);
+    if (node) ended = std::move(node.mapped());
   }
-  release(ended);
+  if (!ended) return fail(status::badParameter, disposePortCall, "no port has this handle");
+  release(*ended);
   return status::success;
 }
 
@@ -235,22 +241,21 @@ Status HostMidi::connectSource(Ref port, Ref source, void* context) {
   }
   // From here on the port's function may be called, which may release this object.
   const std::shared_ptr<MidiHub> hub = mHub;
-  if (hub->inbox().connect(input, source, context)) hub->listen(source, true);
+  hub->inbox().connect(input, source, context);
   // The port may have been disposed meanwhile, perhaps before the connection was made.
-  bool isLast = false;
-  if (input->isDisposed && hub->inbox().disconnect(*input, source, isLast) && isLast) hub->listen(source, false);
+  if (input->isDisposed) hub->inbox().disconnect(*input, source);
+  hub->updateListening(source);
   return status::success;
 }
 
 Status HostMidi::disconnectSource(Ref port, Ref source) {
   if (const auto refused = mContext->refusalOf(disconnectSourceCall)) return *refused;
   const auto input = inputPort(port);
-  bool isLast = false;
-  if (!input || !mHub->inbox().disconnect(*input, source, isLast)) {
+  if (!input || !mHub->inbox().disconnect(*input, source)) {
     return fail(status::badParameter, disconnectSourceCall,
                 "the port is not connected to a source with the handle " + numberText(source));
   }
-  if (isLast) mHub->listen(source, false);
+  mHub->updateListening(source);
   return status::success;
 }
 
@@ -262,6 +267,7 @@ Status HostMidi::send(Ref port, Ref destination, const platform::PacketList& lis
     return fail(status::badParameter, sendCall, "no destination has the handle " + numberText(destination));
   }
   if (mHub->outbox().add(destination, list)) return status::success;
+  if (const Status lost = checkConnection(sendCall)) return lost;
   return fail(status::overrun, sendCall,
               "more than " + std::to_string(MidiOutbox::maxBytes) + " bytes would wait to be sent");
 }

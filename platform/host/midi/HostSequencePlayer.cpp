@@ -143,7 +143,8 @@ Status HostSequencePlayer::start(MidiPlayer player) {
     found->isPlaying = true;
     run = ++found->run;
     const auto& packets = found->content->packets;
-    first = found->next < packets.size() ? found->startTime + packets[found->next].time : clock.now();
+    first = found->next < packets.size() ? found->startTime + packets[found->next].time - mHub->outbox().lead()
+                                         : clock.now();
   }
   mHub->playerPlays(1);
   // The worker belongs to the hub, which ends its tasks before it is destroyed.
@@ -151,7 +152,7 @@ Status HostSequencePlayer::start(MidiPlayer player) {
   return status::success;
 }
 
-/// Sends the packets that are due. Returns the time of the next one, or `std::nullopt` at the end.
+/// Sends the packets that are due. Returns when the next one is, or `std::nullopt` at the end.
 std::optional<platform::HostTime> HostSequencePlayer::play(MidiHub& hub, const platform::Clock& clock, Player& player,
                                                            std::uint64_t run) {
   {
@@ -159,10 +160,11 @@ std::optional<platform::HostTime> HostSequencePlayer::play(MidiHub& hub, const p
     if (!player.isPlaying || player.run != run) return std::nullopt;
     const auto& packets = player.content->packets;
     const HostTime now = clock.now();
+    const HostTime lead = hub.outbox().lead();
     while (!hub.isLost() && player.next < packets.size()) {
       const MidiFileContent::Packet& packet = packets[player.next];
       const HostTime time = player.startTime + packet.time;
-      if (time > now) return time;
+      if (time - lead > now) return time - lead;
       ++player.next;
       hub.outbox().sendNow({time, player.destination, player.content->bytesOf(packet)});
     }
@@ -173,7 +175,8 @@ std::optional<platform::HostTime> HostSequencePlayer::play(MidiHub& hub, const p
   return std::nullopt;
 }
 
-/// Stops a player. When this function has returned, the player sends nothing.
+/// Stops a player. When this function has returned, the player sends nothing more; packets that were due before may
+/// still wait for a busy transport.
 void HostSequencePlayer::halt(Player& player) {
   {
     const std::lock_guard lock(player.mutex);
@@ -204,11 +207,10 @@ Status HostSequencePlayer::disposePlayer(MidiPlayer player) {
   std::shared_ptr<Player> ended;
   {
     const std::lock_guard lock(mMutex);
-    const auto found = mPlayers.find(player);
-    if (found == mPlayers.end()) return fail(status::badParameter, disposePlayerCall, noPlayer);
-    ended = found->second;
-    mPlayers.erase(found);
+    auto node = mPlayers.extract(player);
+    if (node) ended = std::move(node.mapped());
   }
+  if (!ended) return fail(status::badParameter, disposePlayerCall, noPlayer);
   halt(*ended);
   mHub->flush();
   return status::success;
@@ -216,9 +218,13 @@ Status HostSequencePlayer::disposePlayer(MidiPlayer player) {
 
 Status HostSequencePlayer::disposeSequence(MidiSequence sequence) {
   if (const auto refused = mContext->refusalOf(disposeSequenceCall)) return *refused;
-  const std::lock_guard lock(mMutex);
-  if (mSequences.erase(sequence) == 0) return fail(status::badParameter, disposeSequenceCall, noSequence);
-  return status::success;
+  std::shared_ptr<Sequence> ended;
+  {
+    const std::lock_guard lock(mMutex);
+    auto node = mSequences.extract(sequence);
+    if (node) ended = std::move(node.mapped());
+  }
+  return ended ? status::success : fail(status::badParameter, disposeSequenceCall, noSequence);
 }
 
 }  // namespace orvane::host

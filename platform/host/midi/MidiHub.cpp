@@ -78,6 +78,13 @@ std::optional<Failure> MidiHub::startWorkers() try {
   return Failure{status::ioFailure, std::string("no thread can be started: ") + error.what()};
 }
 
+void MidiHub::updateListening(platform::MidiObjectRef source) {
+  const std::lock_guard lock(mListenMutex);
+  const bool isConnected = mInbox.isConnected(source);
+  const bool isNew = isConnected ? mListened.insert(source).second : mListened.erase(source) > 0;
+  if (isNew) mTransport->listen(source, isConnected);
+}
+
 // ---- what the transport reports
 
 void MidiHub::dropped(std::uint64_t events) {
@@ -103,9 +110,11 @@ void MidiHub::lost(Failure failure) {
     mContext->log->write(platform::LogLevel::warning, "MIDI ended: " + failure.reason);
     mFailure = std::move(failure);
     mIsLost = true;
-    mNotices.announce();
   }
+  // Before the notices, because who gets one may ask whether anything still waits.
   mOutbox.stop();
+  const std::lock_guard lock(mEndMutex);
+  mNotices.announce();
 }
 
 std::optional<Failure> MidiHub::failure() const {

@@ -7,6 +7,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <vector>
 
 #include "platform/Failure.h"
@@ -50,7 +51,8 @@ class MidiHub final : public std::enable_shared_from_this<MidiHub>, private back
   platform::Worker& sender() { return *mSender; }
   /// Completes the files that the transport writes, so that their failures are known.
   void flush() { mTransport->flush(); }
-  void listen(platform::MidiObjectRef source, bool isConnected) { mTransport->listen(source, isConnected); }
+  /// Tells the transport whether any port is connected to a source. Called after each change of its connections.
+  void updateListening(platform::MidiObjectRef source);
 
   /// Counts players that are playing: `count` is 1 or -1.
   void playerPlays(int count);
@@ -86,6 +88,8 @@ class MidiHub final : public std::enable_shared_from_this<MidiHub>, private back
   MidiInbox mInbox;
   MidiOutbox mOutbox;
 
+  std::mutex mListenMutex;  ///< Keeps the calls of the transport in the order of the changes that they tell.
+  std::set<platform::MidiObjectRef> mListened;  ///< The sources to which a port is connected, as the transport knows.
   std::mutex mStartMutex;
   bool mIsStarted = false;
   std::mutex mAnnounceMutex;

@@ -39,26 +39,24 @@ void MidiInbox::start(platform::Worker& worker, std::weak_ptr<void> owner) {
 
 // ---- connections
 
-bool MidiInbox::connect(const std::shared_ptr<MidiInputPort>& port, MidiObjectRef source, void* context) {
+void MidiInbox::connect(const std::shared_ptr<MidiInputPort>& port, MidiObjectRef source, void* context) {
   std::shared_ptr<Connection> earlier;
   {
     const std::lock_guard lock(mMutex);
     auto table = std::make_shared<Table>(*mTable);
     Connections& connections = (*table)[key(source)];
-    const bool isFirst = connections.empty();
     const auto found = std::ranges::find(connections, port, [](const auto& each) { return each->port; });
     if (found == connections.end()) {
       connections.push_back(std::make_shared<Connection>(Connection{port, context}));
       mTable = std::move(table);
       ++mVersion;
-      return isFirst;
+      return;
     }
     earlier = *found;
   }
   // Without the table's mutex, because the port's function may call this object.
   const std::lock_guard lock(port->mutex);
   earlier->context = context;
-  return false;
 }
 
 /// Removes the connection of a port and a source from a table, and returns it; null if there is none.
@@ -73,20 +71,23 @@ std::shared_ptr<MidiInbox::Connection> MidiInbox::take(Table& table, const MidiI
   return taken;
 }
 
-bool MidiInbox::disconnect(const MidiInputPort& port, MidiObjectRef source, bool& isLast) {
+bool MidiInbox::disconnect(const MidiInputPort& port, MidiObjectRef source) {
   std::shared_ptr<Connection> taken;
   {
     const std::lock_guard lock(mMutex);
     auto table = std::make_shared<Table>(*mTable);
     taken = take(*table, port, key(source));
     if (!taken) return false;
-    isLast = !table->contains(key(source));
     mTable = std::move(table);
     ++mVersion;
   }
   // Without the table's mutex, because the port's function may call this object.
-  const std::lock_guard lock(taken->port->mutex);
-  taken->isOpen = false;
+  {
+    const std::lock_guard lock(taken->port->mutex);
+    taken->isOpen = false;
+  }
+  // The worker drops its table, which holds the port, even if no event comes any more.
+  if (mTrigger) wake();
   return true;
 }
 
@@ -100,11 +101,13 @@ std::vector<MidiObjectRef> MidiInbox::disconnectAll(const MidiInputPort& port) {
       }
     }
   }
-  std::erase_if(sources, [&](MidiObjectRef source) {
-    bool isLast = false;
-    return !disconnect(port, source, isLast) || !isLast;
-  });
+  std::erase_if(sources, [&](MidiObjectRef source) { return !disconnect(port, source); });
   return sources;
+}
+
+bool MidiInbox::isConnected(MidiObjectRef source) {
+  const std::lock_guard lock(mMutex);
+  return mTable->contains(key(source));
 }
 
 // ---- delivery
@@ -118,6 +121,7 @@ void MidiInbox::refreshTable() {
 
 void MidiInbox::deliver() {
   mIsDelivering = true;
+  refreshTable();
   while (const auto event = mQueue.front()) {
     collect(*event);
     mQueue.pop();

@@ -55,14 +55,15 @@ class MidiInbox {
   /// Delivers the list to every port that is connected to its source. Called on the worker only.
   void flush();
 
-  /// Connects a port to a source, or replaces the context of the connection. Returns whether it is the first connection
-  /// of the source.
-  bool connect(const std::shared_ptr<MidiInputPort>& port, platform::MidiObjectRef source, void* context);
-  /// Ends the connection of a port and a source. Waits for a call of the port's function in progress. Returns whether
-  /// there was one; `isLast` is set to whether the source has no connection any more.
-  bool disconnect(const MidiInputPort& port, platform::MidiObjectRef source, bool& isLast);
-  /// Ends all connections of a port, and returns the sources that have no connection any more.
+  /// Connects a port to a source, or replaces the context of the connection.
+  void connect(const std::shared_ptr<MidiInputPort>& port, platform::MidiObjectRef source, void* context);
+  /// Ends the connection of a port and a source. Waits for a call of the port's function in progress; the port is
+  /// released by the worker soon after. Returns whether there was a connection.
+  bool disconnect(const MidiInputPort& port, platform::MidiObjectRef source);
+  /// Ends all connections of a port, and returns their sources.
   std::vector<platform::MidiObjectRef> disconnectAll(const MidiInputPort& port);
+  /// Returns whether any port is connected to a source.
+  bool isConnected(platform::MidiObjectRef source);
 
   /// Returns whether no event waits for its delivery.
   bool isEmpty() const { return mQueue.isEmpty() && !mIsDelivering; }

@@ -21,6 +21,7 @@ void MidiOutbox::start(platform::Worker& worker, backend::MidiTransport& transpo
 void MidiOutbox::stop() {
   Packets dropped;
   const std::lock_guard lock(mMutex);
+  mIsStopped = true;
   dropped.swap(mQueue);
   mQueuedBytes = 0;
   mWaiting -= dropped.size();
@@ -31,7 +32,7 @@ bool MidiOutbox::add(platform::MidiObjectRef destination, const platform::Packet
   std::size_t bytes = 0;
   for (const platform::MidiPacket packet : packets) bytes += packet.data.size() + packetOverhead;
   const std::lock_guard lock(mMutex);
-  if (bytes > maxBytes || mQueuedBytes > maxBytes - bytes) return false;
+  if (mIsStopped || bytes > maxBytes || mQueuedBytes > maxBytes - bytes) return false;
   const HostTime now = mClock.now();
   for (const platform::MidiPacket packet : packets) {
     if (packet.data.empty()) continue;
@@ -66,7 +67,7 @@ void MidiOutbox::drain() {
     lock.unlock();
     const bool isDone = transmit({node.key().first, packet.destination, packet.bytes}, packet.offset);
     lock.lock();
-    if (!isDone) {
+    if (!isDone && !mIsStopped) {
       mQueuedBytes += packet.bytes.size() + packetOverhead;
       mQueue.insert(std::move(node));
       return wakeAt(mClock.now() + mLimits.retry);
@@ -94,6 +95,7 @@ void MidiOutbox::sendNow(const backend::MidiEvent& event) {
   std::size_t offset = 0;
   if (mWaiting == 0 && transmit(event, offset)) return;
   const std::lock_guard lock(mMutex);
+  if (mIsStopped) return;
   insert(event.time, {event.endpoint, {event.bytes.begin(), event.bytes.end()}, offset});
 }
 

@@ -22,6 +22,8 @@ namespace orvane::host {
 /// The packets that wait until they are handed to a transport: in order of time, packets of one time in the order in
 /// which they came. Thread-safe, except that `sendNow` is called on the outbox's worker only; not real-time safe.
 class MidiOutbox {
+  using HostTime = platform::HostTime;
+
  public:
   /// The maximum number of bytes that may wait.
   static constexpr std::size_t maxBytes = std::size_t{64} << 20;
@@ -36,9 +38,11 @@ class MidiOutbox {
   void stop();
 
   /// Queues the packets of a list. A time in the past counts as now. Returns false, and queues nothing, if more than
-  /// `maxBytes` would wait.
+  /// `maxBytes` would wait or the outbox has been stopped.
   bool add(platform::MidiObjectRef destination, const platform::PacketList& list);
-  /// Hands out an event that is due now; queues it if packets that are due wait or the transport is busy.
+  /// Returns how long before its time an event is due.
+  HostTime lead() const { return mLimits.lead; }
+  /// Hands out an event that is due; queues it if packets that are due wait or the transport is busy.
   void sendNow(const backend::MidiEvent& event);
   /// Hands out the packets that are due, without the worker. Called at the exit of the process.
   void drainAtExit();
@@ -47,7 +51,6 @@ class MidiOutbox {
   platform::MidiCount sent() const { return mSent.count(); }
 
  private:
-  using HostTime = platform::HostTime;
   struct Packet {
     platform::MidiObjectRef destination{};
     std::vector<std::uint8_t> bytes;
@@ -68,6 +71,7 @@ class MidiOutbox {
   backend::MidiLimits mLimits;
 
   std::mutex mMutex;
+  bool mIsStopped = false;
   Packets mQueue;
   std::uint64_t mAdded = 0;
   std::size_t mQueuedBytes = 0;

@@ -7,9 +7,6 @@
 #include <utility>
 #include <vector>
 
-#include "platform/Log.h"
-#include "platform/Platform.h"
-
 namespace orvane {
 
 namespace {
@@ -17,10 +14,9 @@ namespace {
 constexpr char sourcePath[] = "Pexutil/Source/Utility/MIDI/MIDIPacketEmitter";
 
 /// Logs a failed assertion. A destructor calls this function, so nothing may be thrown.
-void logAssertion(int line) noexcept {
+void logAssertion(platform::Log* log, int line) noexcept {
+  if (log == nullptr) return;
   try {
-    const auto log = platform::current().log;
-    if (!log) return;
     log->write(platform::LogLevel::error,
                std::string(LogFilenameOnly(sourcePath)) + ":" + std::to_string(line) +
                    ":~MIDIPacketEmitter: ASSERTION FAILURE [(TheList()->numPackets == 0) != 0 is false]: ");
@@ -30,12 +26,13 @@ void logAssertion(int line) noexcept {
 
 }  // namespace
 
-MIDIPacketEmitter::MIDIPacketEmitter(Callback callback) : mCallback(std::move(callback)) {
+MIDIPacketEmitter::MIDIPacketEmitter(Callback callback, const platform::Platform& services)
+    : mCallback(std::move(callback)), mLog(services.log) {
   Clear();
 }
 
 MIDIPacketEmitter::~MIDIPacketEmitter() {
-  if (TheList()->numPackets != 0) logAssertion(__LINE__);
+  if (TheList()->numPackets != 0) logAssertion(mLog.get(), __LINE__);
 }
 
 void MIDIPacketEmitter::Emit(const platform::PacketList* list) {

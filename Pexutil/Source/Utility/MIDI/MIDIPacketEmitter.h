@@ -5,8 +5,12 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <memory>
+#include <span>
 
+#include "platform/Log.h"
 #include "platform/PacketList.h"
+#include "platform/Platform.h"
 
 namespace orvane {
 
@@ -17,12 +21,12 @@ class MIDIPacketEmitter {
  public:
   using Callback = std::function<void(const platform::PacketList& list)>;
 
-  /// Creates an emitter with an empty list. With an empty callback `Emit` throws `std::bad_function_call`.
-  explicit MIDIPacketEmitter(Callback callback);
+  /// Creates an emitter with an empty list, which logs on the host `services`. With an empty callback `Emit` throws
+  /// `std::bad_function_call`.
+  explicit MIDIPacketEmitter(Callback callback, const platform::Platform& services = platform::current());
   MIDIPacketEmitter(const MIDIPacketEmitter&) = delete;
   MIDIPacketEmitter& operator=(const MIDIPacketEmitter&) = delete;
-  /// Drops the packets that are still in the list. There should be none: if there are, logs an error on the host in
-  /// use.
+  /// Drops the packets that are still in the list. There should be none: if there are, logs an error.
   virtual ~MIDIPacketEmitter();
   /// Passes a list to the callback.
   virtual void Emit(const platform::PacketList* list);
@@ -42,6 +46,7 @@ class MIDIPacketEmitter {
   void EmitAlone(std::uint64_t time, std::span<const std::uint8_t> data);
 
   const Callback mCallback;
+  const std::shared_ptr<platform::Log> mLog;
   std::uint8_t* mCurrentPacket = nullptr;
   alignas(std::uint32_t) std::array<std::uint8_t, capacity> mListBuffer{};
 };

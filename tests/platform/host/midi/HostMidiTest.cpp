@@ -252,10 +252,51 @@ TEST_F(HostMidi, ChangesOfTheInventoryReachClientsThroughTheLoop) {
   EXPECT_EQ(notices, "") << "a disposed client is not notified";
 }
 
+TEST_F(HostMidi, AClientMayEndInItsNotification) {
+  int notices = 0;
+  const auto notify = [&](const platform::MidiNotification&) {
+    ++notices;
+    EXPECT_EQ(midi.disposeClient(client), 0);
+  };
+  ASSERT_EQ(midi.createClient("test", notify, client), 0);
+  for (int change = 0; change < 2; ++change) state->callback->changed({{}, {.kind = 1}});
+  services.eventLoop->stop();
+  services.eventLoop->run();
+  EXPECT_EQ(notices, 1);
+}
+
+TEST_F(HostMidi, ADisposedPortReleasesItsFunctionSoon) {
+  ASSERT_EQ(midi.createClient("test", nullptr, client), 0);
+  auto held = std::make_shared<int>();
+  const std::weak_ptr<int> isHeld = held;
+  ASSERT_EQ(midi.createInputPort(
+                client, "in", [held = std::move(held)](const PacketList&, void*) {}, input),
+            0);
+  ASSERT_EQ(midi.connectSource(input, source, nullptr), 0);
+  arrive(1, {0x90});
+  state->callback->cycleEnded();
+  pass({});
+  ASSERT_EQ(midi.disposePort(input), 0);
+  pass({});
+  EXPECT_TRUE(isHeld.expired()) << "although nothing arrives any more";
+}
+
+TEST_F(HostMidi, ALogSinkMayUseTheService) {
+  open();
+  services.log->setSink([this](platform::LogLevel, std::string_view line) {
+    MidiObjectRef port{};
+    if (midi.createOutputPort(client, "of the sink", port) == 0) log += std::string(line) + "\n";
+  });
+  const MidiObjectRef none{};
+  EXPECT_NE(midi.disposePort(none) * midi.disposeClient(none) * midi.createOutputPort(none, "", output), 0);
+  EXPECT_NE(services.sequences->disposePlayer({}) * services.sequences->disposeSequence({}), 0);
+  EXPECT_EQ(std::ranges::count(log, '\n'), 5);
+}
+
 TEST_F(HostMidi, ALostConnectionEndsWhatRuns) {
   open();
   int ends = 0;
-  const auto end = report.onActivityEnd([&] { ++ends; });
+  const auto end = report.onActivityEnd([&] { ends += report.isActive() ? 0 : 1; });
   EXPECT_EQ(send({{start + 1000, {0x90}}}), 0);
   state->callback->lost({platform::status::serverLost, "gone", ""});
   pass(HostTime(2000));
@@ -279,6 +320,8 @@ TEST_F(HostMidi, ATransportThatCannotStartRefusesClients) {
 }
 
 TEST_F(HostMidi, PlayersGoOnWhereTheyWereStopped) {
+  // Events are handed out ahead of their time.
+  state->limits.lead = HostTime(100);
   platform::SequencePlayer& sequences = *services.sequences;
   MidiSequence sequence{};
   MidiPlayer player{};
@@ -305,13 +348,13 @@ TEST_F(HostMidi, PlayersGoOnWhereTheyWereStopped) {
   ASSERT_EQ(sequences.stop(player), 0);
   EXPECT_FALSE(sequences.isPlaying(player));
   pass(std::chrono::milliseconds(100));
-  EXPECT_EQ(std::exchange(state->sent, {}), "0 at 0: 90 00 01\n10000000 at 10000000: 90 04 01\n");
+  EXPECT_EQ(std::exchange(state->sent, {}), "0 at 0: 90 00 01\n10000000 at 9999900: 90 04 01\n");
   ASSERT_EQ(sequences.start(player), 0);
   ASSERT_EQ(sequences.start(player), 0) << "it is playing already";
   EXPECT_EQ(sequences.disposeSequence(sequence), 0) << "the player keeps the content";
   pass(std::chrono::milliseconds(100));
   EXPECT_EQ(std::exchange(state->sent, {}),
-            "120000000 at 120000000: 90 08 01 90 0C 01\n130000000 at 130000000: 90 10 01\n");
+            "120000000 at 119999900: 90 08 01 90 0C 01\n130000000 at 129999900: 90 10 01\n");
   EXPECT_FALSE(sequences.isPlaying(player));
   ASSERT_EQ(sequences.start(player), 0) << "at the end there is nothing to play";
   pass(std::chrono::milliseconds(1));
@@ -424,6 +467,37 @@ TEST(HostMidiThreads, AReceiveFunctionMayReleaseTheHost) {
       EXPECT_EQ(host, nullptr);
       EXPECT_EQ(lists, 1) << pace << isLoop;
     }
+  }
+}
+
+/// The transport learns last how the connections ended, however two threads make and end them.
+TEST(HostMidiThreads, ConnectionsOfTwoThreadsEndInAgreement) {
+  const auto state = std::make_shared<State>();
+  const auto context = std::make_shared<host::HostContext>(host::HostContext::Pace::real);
+  const platform::Platform services =
+      host::makeHost(context, {"scripted", nullptr, std::make_unique<Transport>(state)});
+  platform::MidiService& midi = *services.midi;
+  MidiObjectRef client{};
+  ASSERT_EQ(midi.createClient("test", nullptr, client), 0);
+  for (int round = 0; round < 300; ++round) {
+    MidiObjectRef kept{}, disposed{};
+    ASSERT_EQ(midi.createInputPort(
+                  client, "kept", [](const PacketList&, void*) {}, kept),
+              0);
+    ASSERT_EQ(midi.createInputPort(
+                  client, "disposed", [](const PacketList&, void*) {}, disposed),
+              0);
+    ASSERT_EQ(midi.connectSource(disposed, source, nullptr), 0);
+    std::thread other([&] {
+      midi.connectSource(kept, source, nullptr);
+      midi.connectSource(disposed, source, nullptr);
+    });
+    EXPECT_EQ(midi.disposePort(disposed), 0);
+    other.join();
+    ASSERT_TRUE(state->listened.ends_with("+3")) << state->listened;
+    EXPECT_EQ(midi.disposePort(kept), 0);
+    ASSERT_TRUE(state->listened.ends_with("-3")) << "a disposed port is connected";
+    state->listened.clear();
   }
 }
 
