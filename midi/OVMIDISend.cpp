@@ -25,8 +25,12 @@ namespace {
 
 constexpr char prompt[] = "Interactive MIDISend: enter 8-bit hex bytes; use | to start a new packet.\n";
 
-/// Reads a line of standard input into `line`, without its newline. Returns false at the end of the input, also if the
-/// last line has no newline. After a read error, ends the process.
+/// The maximum length of a line. A longer one is skipped, so that input without newlines does not fill the memory.
+constexpr std::size_t maxLine = std::size_t{16} << 20;
+
+/// Reads a line of standard input into `line`, without its newline and without what exceeds `maxLine` by more than one
+/// byte. Returns false at the end of the input, also if the last line has no newline. After a read error, ends the
+/// process.
 bool readLine(std::string& line) {
   line.clear();
   for (int character = std::getc(stdin); character != '\n'; character = std::getc(stdin)) {
@@ -35,7 +39,7 @@ bool readLine(std::string& line) {
       std::exit(EXIT_FAILURE);
     }
     if (character == EOF) return false;
-    line += static_cast<char>(character);
+    if (line.size() <= maxLine) line += static_cast<char>(character);
   }
   return true;
 }
@@ -66,12 +70,13 @@ void OVMIDISend::send(const char* text) {
   chooseDestination();
 
   const auto& scheduler = orvane::requiredRole(services(), services().scheduler, "Scheduler");
-  orvane::MIDIPacketEmitter emitter([this](const platform::PacketList& list) {
+  const auto sendList = [this](const platform::PacketList& list) {
     hexDumpPacketList(list, true);
     if (const platform::Status status = services().midi->send(mImpl->mPort, mImpl->mDestination, list)) {
       raiseOn(services(), "MidiService::send failed", status);
     }
-  });
+  };
+  orvane::MIDIPacketEmitter emitter(sendList, services());
   const auto start = static_cast<std::uint64_t>(scheduler.clock().now().count());
   const bool isRead = orvane::readHexText(text, [&](std::uint64_t bars, std::span<const std::uint8_t> group) {
     if (group.size() > platform::packet_list::maxData) {
@@ -102,6 +107,9 @@ void OVMIDISend::interact() {
   std::string line;
   while (readLine(line)) {
     try {
+      if (line.size() > maxLine) {
+        raiseOn(services(), "A line has more than " + std::to_string(maxLine) + " bytes; it is not sent");
+      }
       if (line.find('\0') != std::string::npos) raiseOn(services(), "Hex parse error in: " + line);
       send(line.c_str());
       awaitLastTimeStamp();

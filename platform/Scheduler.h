@@ -29,6 +29,8 @@ class ORVANE_EXPORT Scheduler {
 
   /// Returns the host clock, which lives as long as the scheduler.
   virtual const Clock& clock() const = 0;
+  /// Returns whether the clock shows simulated time.
+  virtual bool isSimulated() const = 0;
   /// Creates a worker. In real time the first fifteen bytes of `name` name its thread, as shown by debuggers. The
   /// scheduler must outlive the worker. In real time, throws `std::system_error` if no thread can be started.
   virtual std::unique_ptr<Worker> makeWorker(const std::string& name, Priority priority = Priority::ordinary) = 0;

@@ -115,6 +115,7 @@ class ScriptedMidi : platform::Log, platform::MidiService, platform::SequencePla
   void setSink(Sink) override {}
   const platform::Clock& clock() const override { return mClock; }
   std::unique_ptr<platform::Worker> makeWorker(const std::string&, Priority) override { return nullptr; }
+  bool isSimulated() const override { return true; }
   std::unique_ptr<platform::Waiter> makeWaiter() override { return nullptr; }
 
   std::uint32_t numberOfDevices() const override { return size(devices); }

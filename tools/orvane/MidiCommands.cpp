@@ -2,6 +2,7 @@
 #include "tools/orvane/MidiCommands.h"
 
 #include <CLI/CLI.hpp>
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
@@ -12,6 +13,7 @@
 #include "midi/OVMIDISetup.h"
 #include "platform/EventLoop.h"
 #include "platform/MidiReport.h"
+#include "tools/orvane/ExitReport.h"
 #include "tools/orvane/ExitStatus.h"
 #include "tools/orvane/FailureReason.h"
 #include "tools/orvane/LogLines.h"
@@ -89,8 +91,13 @@ Outcome MidiSendCommand::interact(const Invocation& invocation) {
   std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
   // The library shows each failure itself.
   invocation.log->dropFailures();
+  std::atomic<bool> isInterrupted = false;
+  ExitReport::expect([&] { return outcomeOfEntry(invocation.host, isInterrupted); });
   // NOLINTNEXTLINE(clang-analyzer-deadcode.DeadStores): it holds the notice until the process ends
-  const auto end = invocation.host.eventLoop->onSignal([](int) { std::exit(EXIT_SUCCESS); });
+  const auto end = invocation.host.eventLoop->onSignal([&isInterrupted](int) {
+    isInterrupted = true;
+    std::exit(EXIT_SUCCESS);
+  });
   tool->interact();
 }
 

@@ -39,12 +39,12 @@ using platform::HostTime;
 /// The host clock at the creation of the host.
 constexpr HostTime creation = std::chrono::seconds(1);
 
-/// Returns whether the host runs in simulated time. Its clock stands still while the program does not wait.
-bool isSimulatedTime(const platform::Platform& host) {
-  const HostTime before = host.scheduler->clock().now();
-  const auto end = std::chrono::steady_clock::now() + std::chrono::microseconds(2);
-  while (std::chrono::steady_clock::now() < end) continue;
-  return host.scheduler->clock().now() == before;
+double secondsOf(const platform::Platform& host) {
+  return std::chrono::duration<double>(host.scheduler->clock().now() - creation).count();
+}
+
+platform::Value membersOf(double seconds, platform::MidiCount count) {
+  return platform::Value::dictionary({{"seconds", seconds}, {"packets", count.packets}, {"bytes", count.bytes}});
 }
 
 /// A run in progress: what ends it, and how it ended.
@@ -82,7 +82,7 @@ class Running {
 
   double seconds() const {
     if (mIsLimitReached) return *mRun.seconds;
-    return std::chrono::duration<double>(mHost.scheduler->clock().now() - creation).count();
+    return secondsOf(mHost);
   }
 
  private:
@@ -156,6 +156,14 @@ void addMidiSeconds(CLI::App& options, std::optional<double>& seconds) {
             "End after this time, including what happens at it");
 }
 
+Outcome outcomeOfEntry(const platform::Platform& host, bool isInterrupted) {
+  const FailureReason reason = failureOf(host);
+  Outcome outcome = !reason.text.empty() ? failed(ExitStatus::failed, reason.text, reason.status)
+                                         : Outcome{.ended = isInterrupted ? "signal" : "input-ended"};
+  outcome.members = membersOf(secondsOf(host), host.midiReport->sent());
+  return outcome;
+}
+
 void awaitDelivery(const platform::Platform& host) {
   const std::shared_ptr<platform::Waiter> idle = host.scheduler->makeWaiter();
   const auto end = host.midiReport->onActivityEnd([idle] { idle->signal(); });
@@ -166,13 +174,12 @@ Outcome runMidi(const Invocation& invocation, const MidiRun& run) {
   const platform::Platform& host = invocation.host;
   // In real time every line appears at once, also in a pipe. In simulated time nobody waits for a single line.
   constexpr std::size_t blockBytes = 65536;
-  if (run.classPrints) std::setvbuf(stdout, nullptr, isSimulatedTime(host) ? _IOFBF : _IOLBF, blockBytes);
+  if (run.classPrints) std::setvbuf(stdout, nullptr, host.scheduler->isSimulated() ? _IOFBF : _IOLBF, blockBytes);
   Running running(host, run);
   const auto why = host.midiReport->whyUnavailable();
   Outcome outcome = why ? unavailable(*why) : perform(invocation, run, running);
   const platform::MidiCount count = run.count != nullptr ? (*host.midiReport.*run.count)() : platform::MidiCount{};
-  outcome.members = platform::Value::dictionary(
-      {{"seconds", why ? 0.0 : running.seconds()}, {"packets", count.packets}, {"bytes", count.bytes}});
+  outcome.members = membersOf(why ? 0.0 : running.seconds(), count);
   return outcome;
 }
 

@@ -46,6 +46,9 @@ struct MidiRun {
 /// Adds the option --seconds to the parser.
 void addMidiSeconds(CLI::App& options, std::optional<double>& seconds);
 
+/// Returns the outcome of interactive entry, which ended at the end of the input or, if `isInterrupted`, at a signal.
+Outcome outcomeOfEntry(const platform::Platform& host, bool isInterrupted);
+
 /// Waits until everything that was sent so far is delivered.
 void awaitDelivery(const platform::Platform& host);
 

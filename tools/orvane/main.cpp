@@ -13,6 +13,7 @@
 #include "tools/orvane/ClosingReport.h"
 #include "tools/orvane/Command.h"
 #include "tools/orvane/CommandLine.h"
+#include "tools/orvane/ExitReport.h"
 #include "tools/orvane/ExitStatus.h"
 #include "tools/orvane/FailureReason.h"
 #include "tools/orvane/LogLines.h"
@@ -130,6 +131,7 @@ int main(int count, char** arguments) {
   // A reader that closes its pipe is not a failure. This applies until a host watches signals.
   std::signal(SIGPIPE, SIG_IGN);
   CommandLine line;
+  ExitReport::prepare([&line](const Outcome& outcome) { return closingReport(line).print(outcome); });
   const std::optional<Outcome> outcome = runTool(line, count, arguments);
   return static_cast<int>(outcome ? closingReport(line).print(*outcome) : ClosingReport().print({}));
 }

@@ -27,6 +27,7 @@ class FastPace final : public platform::Scheduler {
   ~FastPace() override;
 
   const platform::Clock& clock() const override;
+  bool isSimulated() const override { return true; }
   std::unique_ptr<platform::Worker> makeWorker(const std::string& name, Priority priority) override;
   std::unique_ptr<platform::Waiter> makeWaiter() override;
 

@@ -21,6 +21,7 @@ class RealPace final : public platform::Scheduler {
   explicit RealPace(std::shared_ptr<platform::Log> log);
 
   const platform::Clock& clock() const override { return mClock; }
+  bool isSimulated() const override { return false; }
   std::unique_ptr<platform::Worker> makeWorker(const std::string& name, Priority priority) override;
   std::unique_ptr<platform::Waiter> makeWaiter() override;
 

@@ -96,6 +96,13 @@ TEST_F(MidiRun, InteractiveEntrySendsLinesUntilTheEnd) {
   }
   EXPECT_EQ(runFast("", "midi send -i --to none </").status, 1) << "a folder cannot be read";
   EXPECT_THAT(runFast("", "midi send -i </").errors, HasSubstr("IOError!\n"));
+  const Ended reported = run("echo 90 | " ORVANE_TOOL " --json midi send -i --simulate pace=fast");
+  EXPECT_THAT(reported.errors, HasSubstr(R"("ended":"input-ended","seconds":1e-09,"packets":1,"bytes":1})"));
+  const Ended full = run("echo 90 | " ORVANE_TOOL " midi send -i --simulate pace=fast >/dev/full");
+  EXPECT_EQ(full, (Ended{1, "", "orvane: standard output could not be written\n"}));
+  EXPECT_EQ(run("head -c 17000000 /dev/zero | " ORVANE_TOOL " midi send -i --simulate pace=fast").errors, "");
+  EXPECT_THAT(run("printf '%17000000d\\n' 1 | " ORVANE_TOOL " midi send -i --simulate pace=fast").errors,
+              HasSubstr("A line has more than 16777216 bytes"));
   // Signals end it while it waits for a line. A pipe that is also open for writing here has no end.
   const std::string pipe = mFolder.file("pipe");
   mkfifo(pipe.c_str(), 0600);
