@@ -25,9 +25,9 @@ struct Sound {
   std::size_t frames() const { return samples.size() / static_cast<std::size_t>(channels); }
 };
 
-/// Writes a WAVE file of 32-bit floats.
-inline void writeSound(const std::string& path, const Sound& sound) {
-  SndfileHandle file(path, SFM_WRITE, SF_FORMAT_WAV | SF_FORMAT_FLOAT, sound.channels, sound.rate);
+/// Writes a sound file, by default WAVE of 32-bit floats.
+inline void writeSound(const std::string& path, const Sound& sound, int format = SF_FORMAT_WAV | SF_FORMAT_FLOAT) {
+  SndfileHandle file(path, SFM_WRITE, format, sound.channels, sound.rate);
   file.write(sound.samples.data(), static_cast<sf_count_t>(sound.samples.size()));
 }
 

@@ -250,6 +250,27 @@ TEST_F(SoundFiles, ThatAreCutOrDamagedAreNeverReadAsShorterOnes) {
   }
 }
 
+TEST_F(SoundFiles, OfUnusualLayoutAreReadInFullOrRefused) {
+  const auto reread = [&](const std::string& content) {
+    std::ofstream(path, std::ios::binary) << content;
+    Packets read;
+    return readFile(files, path, read);
+  };
+  ASSERT_EQ(writeFile(files, path, type::flac, flac()), 0);
+  // A tag of 200 bytes, whose size is stored in groups of seven bits.
+  EXPECT_EQ(reread(std::string("ID3\4\0\0\0\0\1\x48", 10) + std::string(200, 'x') + readFile(path)), 0);
+  expectSame(flac(), path);
+  ASSERT_EQ(writeFile(files, path, type::opus, opus()), 0);
+  EXPECT_NE(reread(readFile(path) + readFile(path)), 0) << "two streams, one behind the other";
+  EXPECT_THAT(services.deviceReport->lastRefusal()->reason, HasSubstr(path));
+  for (const int format : {SF_FORMAT_SDS | SF_FORMAT_PCM_16, SF_FORMAT_PAF | SF_FORMAT_PCM_24}) {
+    writeSound(path, {.rate = 48000, .channels = 1, .samples = std::vector<float>(1000, 0.5F)}, format);
+    Packets read;
+    EXPECT_EQ(readFile(files, path, read), status::unsupportedFormat) << "samples are packed in another way";
+    EXPECT_THAT(services.deviceReport->lastRefusal()->reason, HasSubstr("they play linear PCM, FLAC and Opus"));
+  }
+}
+
 TEST_F(SoundFiles, AreHandedOverToALaterWriterButNotTakenFromAReader) {
   const Packets packets = noise(1, 100);
   const SoundFile first = create(path, type::wave, packets.format);

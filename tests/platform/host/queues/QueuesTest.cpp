@@ -95,6 +95,16 @@ struct QueueRig : testing::Test, ScriptedDevice {
   void capture(std::uint32_t frames) {
     for (; frames > 0; frames -= std::min(frames, 256U)) play(std::min(frames, 256U));
   }
+  /// Makes slices until a queue has stopped by itself. Returns the sum of the samples that were played.
+  double playToTheEnd(const Queue& queue) {
+    double sum = 0;
+    for (int i = 0; i < 100 && queue.stops == 0; ++i) {
+      play();
+      sum = std::accumulate(state->played.begin(), state->played.end(), sum);
+    }
+    EXPECT_EQ(queue.stops, 1);
+    return sum;
+  }
   RunCount count() const { return services.deviceReport->runCount(); }
 };
 
@@ -138,6 +148,42 @@ TEST_F(QueueRig, AnOutputQueueThatStarvesPlaysSilenceWhichIsCountedOnce) {
   settle();
   EXPECT_EQ(play(), 0.25F);
   EXPECT_TRUE(count().discontinuities == 1 && queue.taken.size() == 2);
+}
+
+TEST_F(QueueRig, AnOutputQueueWhoseStartWasRefusedPlaysEverythingLater) {
+  Queue queue(services, false);
+  EXPECT_EQ(queue.enqueue(0, 1000, 0.5F) + queue.enqueue(1, 1000, 0.5F), 0);
+  loseDevice();
+  EXPECT_EQ(queue.start(), status::deviceLost);
+  EXPECT_EQ(queue.number(QueueProperty::isRunning), 0U);
+  state->onStart = nullptr;
+  state->format = {24000, 1, 1, 256};  // What was decoded for another rate is not lost.
+  EXPECT_EQ(queue.start() + queue.stop(false), 0);
+  settle();
+  EXPECT_EQ(queue.taken.size(), 2U) << "both buffers are the client's again";
+  EXPECT_NEAR(playToTheEnd(queue), 0.5 * 1000, 5);
+}
+
+TEST_F(QueueRig, AnOutputQueuePlaysItsLastFramesAtTheRateOfAnotherDevice) {
+  Queue queue(services, false);
+  EXPECT_EQ(queue.enqueue(0, 1000, 0.5F) + queue.stop(false) + queue.start(), 0);
+  EXPECT_EQ(play(), 0.5F);
+  change({24000, 1, 1, 256});
+  for (int i = 0; i < 400 && state->callback == nullptr; ++i) settle();
+  EXPECT_NEAR(playToTheEnd(queue), 0.5 * (1000 - 256) / 2, 5);
+}
+
+TEST_F(QueueRig, AnOldEndDoesNotStopAQueueThatWasStartedAgain) {
+  Queue queue(services, false);
+  EXPECT_EQ(queue.enqueue(0, 100, 0.5F) + queue.stop(false) + queue.start(), 0);
+  slice(256);
+  slice(256);  // The callback has announced the end; the worker has not seen it.
+  EXPECT_EQ(queue.stop() + queue.enqueue(0, 1000, 0.25F) + queue.start(), 0);
+  settle();
+  EXPECT_EQ(play(), 0.25F);
+  settle();
+  EXPECT_EQ(play(), 0.25F);
+  EXPECT_EQ(queue.number(QueueProperty::isRunning), 1U);
 }
 
 TEST_F(QueueRig, AnInputQueueDeliversWhatItHasBeforeItIsStopped) {
