@@ -35,16 +35,20 @@ class ORVANE_EXPORT MidiReport {
   virtual MidiCount received() const = 0;
   /// Returns the packets of sources that were dropped because they arrived faster than they could be delivered.
   virtual std::uint64_t dropped() const = 0;
+  /// Returns how often packets may have been lost on a device with a clock of its own, because cycles of the device
+  /// were lost or a cycle's packets came too late; always 0 on the simulated host.
+  virtual std::uint64_t discontinuities() const = 0;
   /// Returns whether the host is active.
   virtual bool isActive() const = 0;
   /// Returns whether a source that plays a file has started and come to its end.
   virtual bool inputEnded() const = 0;
-  /// Returns why the MIDI connection ended (`serverLost`), or `std::nullopt` if it did not.
+  /// Returns why the MIDI connection ended (`serverLost`, or `stalled` if the server stopped responding), or that an
+  /// endpoint was removed while a port used it (`deviceLost`); `std::nullopt` if none of them happened.
   virtual std::optional<Failure> failure() const = 0;
 
-  /// Subscribes `notice`, which is called on a worker of the host each time the host stops being active and when the
-  /// MIDI connection ends. If either has already happened, it is also called soon after this call. `notice` must not be
-  /// empty, wait or throw.
+  /// Subscribes `notice`, which is called on a worker of the host each time the host stops being active and when
+  /// `failure` becomes known. If either has already happened, it is also called soon after this call. `notice` must not
+  /// be empty, wait or throw.
   virtual Subscription onActivityEnd(std::function<void()> notice) = 0;
 };
 

@@ -150,9 +150,10 @@ class ORVANE_EXPORT MidiService {
   /// Disposes the client and its ports. `notify` is not called after that. Returns `badParameter` for an unknown
   /// client.
   virtual Status disposeClient(MidiObjectRef client) = 0;
-  /// Creates an output port. Returns `badParameter` for an unknown client.
+  /// Creates an output port. Returns `badParameter` for an unknown client, and, if other programs see the port,
+  /// `serverLost`, `stalled` or `ioFailure` if the sound server does not make it.
   virtual Status createOutputPort(MidiObjectRef client, const std::string& name, MidiObjectRef& port) = 0;
-  /// Creates an input port; `receive` must not be empty. Returns `badParameter` for an unknown client.
+  /// Creates an input port; `receive` must not be empty. Returns the same as `createOutputPort`.
   virtual Status createInputPort(MidiObjectRef client, const std::string& name, MidiReceive receive,
                                  MidiObjectRef& port) = 0;
   /// Disposes a port with its connections. Its receive function is not called after that. Lists that were sent through
@@ -161,7 +162,8 @@ class ORVANE_EXPORT MidiService {
 
   /// Connects an input port to a source; `context` is handed to the receive function. A second connection of the same
   /// port and source only replaces the context. Returns `badParameter` for an unknown port, an output port, or an
-  /// object that is not a source in the inventory, and `serverLost`.
+  /// object that is not a source in the inventory, and `serverLost`. With a sound server, blocks until the link carries
+  /// messages (about 50 ms, two seconds at most), and may return `stalled`, `deviceLost` or `ioFailure`.
   virtual Status connectSource(MidiObjectRef port, MidiObjectRef source, void* context) = 0;
   /// Removes a connection: lists of this source do not reach the port after that. Returns `badParameter` if port and
   /// source are not connected.
@@ -170,7 +172,8 @@ class ORVANE_EXPORT MidiService {
   /// Sends a list through an output port. Copies the list and returns; each packet is delivered when the host clock
   /// reaches its time stamp, packets of one time in the order in which they were sent. A time stamp in the past counts
   /// as now. Returns `badParameter` for an unknown port, an input port, or an object that is not a destination in the
-  /// inventory, `overrun` if more than 64 MiB are waiting, and `serverLost`.
+  /// inventory, `overrun` if more than 64 MiB are waiting, and `serverLost`. The first list from a port to a
+  /// destination may block and fail as `connectSource` does.
   virtual Status send(MidiObjectRef port, MidiObjectRef destination, const PacketList& list) = 0;
 };
 

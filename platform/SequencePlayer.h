@@ -46,7 +46,8 @@ class ORVANE_EXPORT SequencePlayer {
   virtual Status setDestination(MidiSequence sequence, MidiObjectRef destination) = 0;
   /// Starts the player where it was stopped, at first at the beginning; succeeds without effect while it is playing.
   /// Returns `wrongState` if the player has no sequence or the sequence no destination, `serverLost`, or `ioFailure` if
-  /// no thread can be started.
+  /// no thread can be started. With a sound server, blocks until the link to the destination carries messages (about
+  /// 50 ms, two seconds at most), and may return `stalled` or `deviceLost`; the playback begins 60 ms later.
   virtual Status start(MidiPlayer player) = 0;
   /// Stops the player: no event is sent after `stop` has returned. Succeeds without effect if it is not playing. Notes
   /// that sound are not ended.

@@ -52,9 +52,17 @@ struct MidiEvent {
   static constexpr std::size_t maxBytes = 65535;
 
   platform::HostTime time{};
-  platform::MidiObjectRef endpoint{};
+  platform::MidiObjectRef endpoint{};  ///< The endpoint, or the route that `MidiTransport::connect` returned for it.
   std::span<const std::uint8_t> bytes = {};  ///< At most `maxBytes`; valid during the call.
   MidiProtocol protocol = MidiProtocol::bytes;
+};
+
+/// The names of a port, for transports that show the ports of clients to other programs.
+struct MidiPortLabels {
+  platform::MidiObjectRef port{};
+  std::string client = {};  ///< The name of the client that has the port.
+  std::string name = {};
+  bool isInput = false;
 };
 
 /// The receiver of a transport's events; implemented by the host. The calls of `received` and `cycleEnded` must not
@@ -82,11 +90,15 @@ class MidiTransportCallback {
   virtual void deliver(const MidiEvent& event) = 0;
   /// Delivers the events that `deliver` has collected. Called inside tasks of `deliveryWorker` only.
   virtual void delivered() = 0;
-  /// Reports a change of the inventory.
+  /// Reports a change of the inventory. A notification of kind 0 is not announced to clients.
   virtual void changed(MidiChange change) = 0;
   /// Reports that a source began to play or to come to the end of a file: `count` is 1 or -1. The host is active while
   /// the sum is not 0.
   virtual void sourcePlays(int count) = 0;
+  /// Reports that the transport has sent everything that it took, see `MidiTransport::isIdle`.
+  virtual void becameIdle() = 0;
+  /// Reports that an endpoint that a port uses was removed. Other endpoints go on working.
+  virtual void endpointLost(platform::Failure failure) = 0;
   /// Reports that the connection is gone: no event arrives or is taken from now on.
   virtual void lost(platform::Failure failure) = 0;
 };
@@ -99,6 +111,8 @@ struct MidiLimits {
   platform::HostTime lead{};
   /// After which time `send` is tried again if it returned false: the length of a cycle.
   platform::HostTime retry = std::chrono::milliseconds(1);
+  /// Whether the host joins the pieces of received system-exclusive messages.
+  bool joinsExclusive = false;
 };
 
 /// A connection to MIDI devices; implemented by a back end. Thread-safe, with the exceptions stated below; not
@@ -115,17 +129,43 @@ class MidiTransport {
   /// Stops the transport. When `detach` has returned, the receiver is not called any more.
   virtual void detach() = 0;
   virtual MidiLimits limits() const { return {}; }
+  /// Brings the inventory up to date and reports what is new. Called before the inventory is read. May block while it
+  /// connects to a server. Does nothing by default.
+  virtual void refresh() {}
 
   /// Begins to take and deliver events. Called once, after `attach`. Returns a failure if the transport cannot be used.
   virtual std::optional<platform::Failure> start() = 0;
+  /// Announces a port of a client. Called after `start`. Returns why the port cannot be made.
+  virtual std::optional<platform::Failure> addPort(const MidiPortLabels& labels) {
+    static_cast<void>(labels);
+    return std::nullopt;
+  }
+  /// Removes a port with its routes.
+  virtual void removePort(platform::MidiObjectRef port) { static_cast<void>(port); }
+  /// Prepares the exchange between a port and an endpoint, and sets `route` to what stands for the endpoint in events
+  /// and in `listen`: by default the endpoint itself. May block for two seconds. Not on a worker that sends. Returns
+  /// `deviceLost`, `serverLost` or `stalled`.
+  virtual std::optional<platform::Failure> connect(platform::MidiObjectRef port, platform::MidiObjectRef endpoint,
+                                                   platform::MidiObjectRef& route) {
+    static_cast<void>(port);
+    route = endpoint;
+    return std::nullopt;
+  }
+  /// Drops what was sent on a route and has not left yet.
+  virtual void discard(platform::MidiObjectRef route) { static_cast<void>(route); }
+  /// Returns whether everything that was sent has left.
+  virtual bool isIdle() const { return true; }
+  /// Returns how often messages may have been lost because cycles of the transport were.
+  virtual std::uint64_t discontinuities() const { return 0; }
   /// Sets whether any port is connected to a source; events of other sources need not be delivered. Called for changes
   /// only. Calls do not overlap, and must not wait for a delivery.
-  virtual void listen(platform::MidiObjectRef source, bool isConnected) = 0;
+  virtual void listen(platform::MidiObjectRef route, bool isConnected) = 0;
   /// Takes an event for a destination. Calls do not overlap, and come in order of time for each destination, `lead`
   /// before the event's time or later. Returns false if the transport can take no more in this cycle; the host then
   /// tries again. Must not be called before `start` or inside a call of the receiver.
   virtual bool send(const MidiEvent& event) = 0;
-  /// Completes files that the transport writes. Called when a client or player is disposed and when the process exits.
+  /// Completes files that the transport writes, and waits for at most a second until `isIdle`. Called when a client or
+  /// player is disposed and when the process exits.
   virtual void flush() {}
 };
 

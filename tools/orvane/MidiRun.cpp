@@ -43,8 +43,12 @@ double secondsOf(const platform::Platform& host) {
   return std::chrono::duration<double>(host.scheduler->clock().now() - creation).count();
 }
 
-platform::Value membersOf(double seconds, platform::MidiCount count) {
-  return platform::Value::dictionary({{"seconds", seconds}, {"packets", count.packets}, {"bytes", count.bytes}});
+platform::Value membersOf(const platform::Platform& host, double seconds, platform::MidiCount count) {
+  return platform::Value::dictionary({{"seconds", seconds},
+                                      {"packets", count.packets},
+                                      {"bytes", count.bytes},
+                                      {"discontinuities", host.midiReport->discontinuities()},
+                                      {"overruns", host.midiReport->dropped()}});
 }
 
 /// A run in progress: what ends it, and how it ended.
@@ -160,7 +164,7 @@ Outcome outcomeOfEntry(const platform::Platform& host, bool isInterrupted) {
   const FailureReason reason = failureOf(host);
   Outcome outcome = !reason.text.empty() ? failed(ExitStatus::failed, reason.text, reason.status)
                                          : Outcome{.ended = isInterrupted ? "signal" : "input-ended"};
-  outcome.members = membersOf(secondsOf(host), host.midiReport->sent());
+  outcome.members = membersOf(host, secondsOf(host), host.midiReport->sent());
   return outcome;
 }
 
@@ -179,7 +183,7 @@ Outcome runMidi(const Invocation& invocation, const MidiRun& run) {
   const auto why = host.midiReport->whyUnavailable();
   Outcome outcome = why ? unavailable(*why) : perform(invocation, run, running);
   const platform::MidiCount count = run.count != nullptr ? (*host.midiReport.*run.count)() : platform::MidiCount{};
-  outcome.members = membersOf(why ? 0.0 : running.seconds(), count);
+  outcome.members = membersOf(host, why ? 0.0 : running.seconds(), count);
   return outcome;
 }
 

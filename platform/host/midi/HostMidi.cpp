@@ -49,7 +49,7 @@ HostMidi::HostMidi(std::shared_ptr<HostContext> context, std::shared_ptr<MidiHub
 HostMidi::~HostMidi() {
   mHub->setAnnounce(nullptr);
   // The hub may outlive this object, but not call the functions of its ports.
-  for (const auto& [handle, port] : mPorts) release(port);
+  for (const auto& [handle, port] : mPorts) release(handle, port);
 }
 
 // ---- the inventory
@@ -137,9 +137,10 @@ Status HostMidi::checkConnection(const GatedCall& call) const {
   return fail(lost->status, call, lost->reason);
 }
 
-Status HostMidi::createClient(const std::string&, platform::MidiNotify notify, Ref& client) {
+Status HostMidi::createClient(const std::string& name, platform::MidiNotify notify, Ref& client) {
   if (const auto refused = mContext->refusalOf(createClientCall)) return *refused;
   const auto made = std::make_shared<Client>();
+  made->name = name;
   made->notify = std::move(notify);
   {
     // The client is registered before the transport starts, so that it gets the first notification.
@@ -159,51 +160,85 @@ Status HostMidi::createClient(const std::string&, platform::MidiNotify notify, R
 
 Status HostMidi::disposeClient(Ref client) {
   if (const auto refused = mContext->refusalOf(disposeClientCall)) return *refused;
-  std::vector<Port> ports;
+  std::map<Ref, Port> ports;
   std::shared_ptr<Client> ended;
   {
     const std::lock_guard lock(mMutex);
     auto node = mClients.extract(client);
     if (node) ended = std::move(node.mapped());
     for (auto port = mPorts.begin(); port != mPorts.end();) {
-      if (port->second.client == client) ports.push_back(port->second);
+      if (port->second.client == client) ports.insert(*port);
       port = port->second.client == client ? mPorts.erase(port) : std::next(port);
     }
   }
   if (!ended) return fail(status::badParameter, disposeClientCall, noClient);
-  for (const Port& port : ports) release(port);
+  for (const auto& [handle, port] : ports) release(handle, port);
   mHub->flush();
   const std::lock_guard lock(ended->mutex);
   ended->isOpen = false;
   return status::success;
 }
 
-Status HostMidi::addPort(const GatedCall& call, Ref client, std::shared_ptr<MidiInputPort> input, Ref& port) {
+Status HostMidi::addPort(const GatedCall& call, Ref client, const std::string& name,
+                         std::shared_ptr<MidiInputPort> input, Ref& port) {
   if (const auto refused = mContext->refusalOf(call)) return *refused;
+  backend::MidiPortLabels labels{.name = name, .isInput = input != nullptr};
+  bool hasClient = false;
   {
     const std::lock_guard lock(mMutex);
-    if (mClients.contains(client)) {
-      port = newHandle();
+    const auto owner = mClients.find(client);
+    hasClient = owner != mClients.end();
+    if (hasClient) {
+      labels.client = owner->second->name;
+      port = labels.port = newHandle();
       mPorts.emplace(port, Port{client, std::move(input)});
-      return status::success;
     }
   }
-  return fail(status::badParameter, call, noClient);
+  if (!hasClient) return fail(status::badParameter, call, noClient);
+  const auto failed = mHub->addPort(labels);
+  if (!failed) return status::success;
+  {
+    const std::lock_guard lock(mMutex);
+    mPorts.erase(port);
+  }
+  port = Ref::none;
+  return fail(failed->status, call, failed->reason);
 }
 
-Status HostMidi::createOutputPort(Ref client, const std::string&, Ref& port) {
-  return addPort(createOutputPortCall, client, nullptr, port);
+Status HostMidi::createOutputPort(Ref client, const std::string& name, Ref& port) {
+  return addPort(createOutputPortCall, client, name, nullptr, port);
 }
 
-Status HostMidi::createInputPort(Ref client, const std::string&, platform::MidiReceive receive, Ref& port) {
-  return addPort(createInputPortCall, client, std::make_shared<MidiInputPort>(std::move(receive)), port);
+Status HostMidi::createInputPort(Ref client, const std::string& name, platform::MidiReceive receive, Ref& port) {
+  return addPort(createInputPortCall, client, name, std::make_shared<MidiInputPort>(std::move(receive)), port);
 }
 
 /// Ends the connections of a port that is not registered any more.
-void HostMidi::release(const Port& port) {
-  if (!port.input) return;
-  port.input->isDisposed = true;
-  for (const Ref source : mHub->inbox().disconnectAll(*port.input)) mHub->updateListening(source);
+void HostMidi::release(Ref handle, const Port& port) {
+  if (port.input) {
+    port.input->isDisposed = true;
+    for (const Ref route : mHub->inbox().disconnectAll(*port.input)) mHub->updateListening(route);
+  }
+  mHub->removePort(handle, port.input != nullptr);
+}
+
+/// Returns the route between a port and an endpoint; `none` if there is none yet.
+MidiObjectRef HostMidi::knownRoute(Ref port, Ref endpoint) {
+  const std::lock_guard lock(mMutex);
+  const auto found = mPorts.find(port);
+  if (found == mPorts.end()) return Ref::none;
+  const auto known = found->second.routes.find(endpoint);
+  return known == found->second.routes.end() ? Ref::none : known->second;
+}
+
+/// Finds the route between a port and an endpoint, or makes it, which may block. Returns why there can be none.
+std::optional<platform::Failure> HostMidi::findRoute(Ref port, Ref endpoint, Ref& route) {
+  route = knownRoute(port, endpoint);
+  if (route != Ref::none) return std::nullopt;
+  if (auto failed = mHub->connect(port, endpoint, route)) return failed;
+  const std::lock_guard lock(mMutex);
+  if (const auto found = mPorts.find(port); found != mPorts.end()) found->second.routes[endpoint] = route;
+  return std::nullopt;
 }
 
 Status HostMidi::disposePort(Ref port) {
@@ -215,7 +250,7 @@ Status HostMidi::disposePort(Ref port) {
     if (node) ended = std::move(node.mapped());
   }
   if (!ended) return fail(status::badParameter, disposePortCall, "no port has this handle");
-  release(*ended);
+  release(port, *ended);
   return status::success;
 }
 
@@ -239,23 +274,31 @@ Status HostMidi::connectSource(Ref port, Ref source, void* context) {
   if (!mHub->inventory().isListed(source, List::sources)) {
     return fail(status::badParameter, connectSourceCall, "no source has the handle " + numberText(source));
   }
+  Ref route{};
+  if (const auto failed = findRoute(port, source, route)) {
+    return fail(failed->status, connectSourceCall, failed->reason);
+  }
   // From here on the port's function may be called, which may release this object.
   const std::shared_ptr<MidiHub> hub = mHub;
-  hub->inbox().connect(input, source, context);
+  hub->inbox().connect(input, route, context);
   // The port may have been disposed meanwhile, perhaps before the connection was made.
-  if (input->isDisposed) hub->inbox().disconnect(*input, source);
-  hub->updateListening(source);
+  if (input->isDisposed) hub->inbox().disconnect(*input, route);
+  hub->updateListening(route);
   return status::success;
 }
 
 Status HostMidi::disconnectSource(Ref port, Ref source) {
   if (const auto refused = mContext->refusalOf(disconnectSourceCall)) return *refused;
   const auto input = inputPort(port);
-  if (!input || !mHub->inbox().disconnect(*input, source)) {
+  const Ref route = knownRoute(port, source);
+  if (!input || !mHub->inbox().disconnect(*input, route)) {
     return fail(status::badParameter, disconnectSourceCall,
                 "the port is not connected to a source with the handle " + numberText(source));
   }
-  mHub->updateListening(source);
+  mHub->updateListening(route);
+  // The next connection asks the transport again.
+  const std::lock_guard lock(mMutex);
+  if (const auto found = mPorts.find(port); found != mPorts.end()) found->second.routes.erase(source);
   return status::success;
 }
 
@@ -266,7 +309,9 @@ Status HostMidi::send(Ref port, Ref destination, const platform::PacketList& lis
   if (!mHub->inventory().isListed(destination, List::destinations)) {
     return fail(status::badParameter, sendCall, "no destination has the handle " + numberText(destination));
   }
-  if (mHub->outbox().add(destination, list)) return status::success;
+  Ref route{};
+  if (const auto failed = findRoute(port, destination, route)) return fail(failed->status, sendCall, failed->reason);
+  if (mHub->outbox().add(route, list)) return status::success;
   if (const Status lost = checkConnection(sendCall)) return lost;
   return fail(status::overrun, sendCall,
               "more than " + std::to_string(MidiOutbox::maxBytes) + " bytes would wait to be sent");

@@ -5,6 +5,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -59,6 +60,7 @@ class HostMidi final : public platform::MidiService {
  private:
   /// A client. Calls of `notify` and the end of the client exclude each other.
   struct Client {
+    std::string name;
     std::recursive_mutex mutex;
     platform::MidiNotify notify;
     bool isOpen = true;  ///< Cleared at the end of the client, which may come from a call of `notify` itself.
@@ -66,13 +68,17 @@ class HostMidi final : public platform::MidiService {
   struct Port {
     Ref client{};
     std::shared_ptr<MidiInputPort> input;  ///< Null for an output port.
+    std::map<Ref, Ref> routes = {};        ///< By endpoint: what stands for it at the transport.
   };
 
   Ref newHandle() { return static_cast<Ref>(mNextHandle++); }
   platform::Status fail(platform::Status status, const GatedCall& call, const std::string& reason) const;
-  platform::Status addPort(const GatedCall& call, Ref client, std::shared_ptr<MidiInputPort> input, Ref& port);
+  platform::Status addPort(const GatedCall& call, Ref client, const std::string& name,
+                           std::shared_ptr<MidiInputPort> input, Ref& port);
   platform::Status checkConnection(const GatedCall& call) const;
-  void release(const Port& port);
+  void release(Ref handle, const Port& port);
+  std::optional<platform::Failure> findRoute(Ref port, Ref endpoint, Ref& route);
+  Ref knownRoute(Ref port, Ref endpoint);
   std::shared_ptr<MidiInputPort> inputPort(Ref port);
   bool isOutputPort(Ref port);
   void announce(const platform::MidiNotification& notification);

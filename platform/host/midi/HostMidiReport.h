@@ -21,6 +21,7 @@ class HostMidiReport final : public platform::MidiReport {
   platform::MidiCount sent() const override { return mHub->outbox().sent(); }
   platform::MidiCount received() const override { return mHub->inbox().delivered(); }
   std::uint64_t dropped() const override { return mHub->dropped(); }
+  std::uint64_t discontinuities() const override { return mHub->discontinuities(); }
   bool isActive() const override { return mHub->isActive(); }
   bool inputEnded() const override { return mHub->inputEnded(); }
   std::optional<platform::Failure> failure() const override { return mHub->failure(); }

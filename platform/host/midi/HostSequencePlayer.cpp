@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/host/midi/HostSequencePlayer.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "platform/Scheduler.h"
@@ -28,6 +29,10 @@ const GatedCall stopCall("SequencePlayer::stop");
 const GatedCall disposePlayerCall("SequencePlayer::disposePlayer");
 const GatedCall disposeSequenceCall("SequencePlayer::disposeSequence");
 
+/// The names of a player's port.
+constexpr char clientName[] = "OVMIDIPlayer";
+constexpr char portName[] = "Output port";
+
 constexpr char noSequence[] = "no sequence has this handle";
 constexpr char noPlayer[] = "no player has this handle";
 
@@ -37,7 +42,7 @@ HostSequencePlayer::HostSequencePlayer(std::shared_ptr<HostContext> context, std
     : mContext(std::move(context)), mHub(std::move(hub)) {}
 
 HostSequencePlayer::~HostSequencePlayer() {
-  for (const auto& [handle, player] : mPlayers) halt(*player);
+  for (const auto& [handle, player] : mPlayers) end(*player);
 }
 
 Status HostSequencePlayer::fail(Status status, const GatedCall& call, const std::string& reason) const {
@@ -132,24 +137,43 @@ Status HostSequencePlayer::start(MidiPlayer player) {
     const std::lock_guard lock(found->mutex);
     if (found->isPlaying) return status::success;
     if (!found->sequence) return fail(status::wrongState, startCall, "the player has no sequence");
+    MidiObjectRef destination{};
     {
       const std::lock_guard sequences(mMutex);
-      found->destination = found->sequence->destination;
+      destination = found->sequence->destination;
     }
-    if (found->destination == MidiObjectRef::none) {
+    if (destination == MidiObjectRef::none) {
       return fail(status::wrongState, startCall, "the sequence has no destination");
     }
-    found->startTime = clock.now() - found->position;
+    auto failed = openPort(*found);
+    if (!failed) failed = mHub->connect(found->port, destination, found->route);
+    if (failed) return fail(failed->status, startCall, failed->reason);
+    // Events are handed out a lead before their time, the first ones too.
+    found->startTime = clock.now() + mHub->lead() - found->position;
+    found->first = found->next;
     found->isPlaying = true;
     run = ++found->run;
     const auto& packets = found->content->packets;
-    first = found->next < packets.size() ? found->startTime + packets[found->next].time - mHub->outbox().lead()
-                                         : clock.now();
+    const bool isOver = found->next == packets.size();
+    first = isOver ? clock.now() : found->startTime + packets[found->next].time - mHub->lead();
   }
   mHub->playerPlays(1);
   // The worker belongs to the hub, which ends its tasks before it is destroyed.
   mHub->sender().repeatAt(first, [hub = mHub.get(), &clock, found, run] { return play(*hub, clock, *found, run); });
   return status::success;
+}
+
+/// Makes the transport show the port of a player, if it does not yet. Called with the player's mutex locked.
+std::optional<platform::Failure> HostSequencePlayer::openPort(Player& player) {
+  if (player.port != MidiObjectRef::none) return std::nullopt;
+  MidiObjectRef port{};
+  {
+    const std::lock_guard lock(mMutex);
+    port = static_cast<MidiObjectRef>(mNextPort++);
+  }
+  auto failed = mHub->addPort({.port = port, .client = clientName, .name = portName});
+  if (!failed) player.port = port;
+  return failed;
 }
 
 /// Sends the packets that are due. Returns when the next one is, or `std::nullopt` at the end.
@@ -160,13 +184,13 @@ std::optional<platform::HostTime> HostSequencePlayer::play(MidiHub& hub, const p
     if (!player.isPlaying || player.run != run) return std::nullopt;
     const auto& packets = player.content->packets;
     const HostTime now = clock.now();
-    const HostTime lead = hub.outbox().lead();
+    const HostTime lead = hub.lead();
     while (!hub.isLost() && player.next < packets.size()) {
       const MidiFileContent::Packet& packet = packets[player.next];
       const HostTime time = player.startTime + packet.time;
       if (time - lead > now) return time - lead;
       ++player.next;
-      hub.outbox().sendNow({time, player.destination, player.content->bytesOf(packet)});
+      hub.outbox().sendNow({time, player.route, player.content->bytesOf(packet)});
     }
     player.position = now - player.startTime;
     player.isPlaying = false;
@@ -182,9 +206,23 @@ void HostSequencePlayer::halt(Player& player) {
     const std::lock_guard lock(player.mutex);
     if (!player.isPlaying) return;
     player.isPlaying = false;
-    player.position = mContext->scheduler->clock().now() - player.startTime;
+    const HostTime reached = mContext->scheduler->clock().now() - player.startTime;
+    player.position = std::max(player.position, reached);
+    // What was handed out before its time is taken back.
+    if (mHub->lead() > HostTime::zero()) {
+      mHub->discard(player.route);
+      const auto& packets = player.content->packets;
+      while (player.next > player.first && packets[player.next - 1].time > reached) --player.next;
+    }
   }
   mHub->playerPlays(-1);
+}
+
+/// Stops a player for good.
+void HostSequencePlayer::end(Player& player) {
+  halt(player);
+  const std::lock_guard lock(player.mutex);
+  if (player.port != MidiObjectRef::none) mHub->removePort(std::exchange(player.port, {}), false);
 }
 
 Status HostSequencePlayer::stop(MidiPlayer player) {
@@ -211,7 +249,7 @@ Status HostSequencePlayer::disposePlayer(MidiPlayer player) {
     if (node) ended = std::move(node.mapped());
   }
   if (!ended) return fail(status::badParameter, disposePlayerCall, noPlayer);
-  halt(*ended);
+  end(*ended);
   mHub->flush();
   return status::success;
 }

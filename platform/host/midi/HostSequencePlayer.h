@@ -10,6 +10,7 @@
 #include <string>
 
 #include "platform/Clock.h"
+#include "platform/Failure.h"
 #include "platform/MidiService.h"
 #include "platform/SequencePlayer.h"
 #include "platform/host/HostContext.h"
@@ -49,10 +50,12 @@ class HostSequencePlayer final : public platform::SequencePlayer {
     std::mutex mutex;
     std::shared_ptr<const Sequence> sequence;  ///< The sequence that is attached, which may be disposed already.
     std::shared_ptr<const MidiFileContent> content;
-    platform::MidiObjectRef destination{};
-    std::size_t next = 0;  ///< The packet to send next.
-    HostTime position{};   ///< Where the player was stopped.
-    HostTime startTime{};  ///< The host time of the beginning of the sequence.
+    platform::MidiObjectRef port{};   ///< The port that the transport shows for the player.
+    platform::MidiObjectRef route{};  ///< From the port to the destination.
+    std::size_t first = 0;            ///< The packet with which the last start began.
+    std::size_t next = 0;             ///< The packet to send next.
+    HostTime position{};              ///< Where the player was stopped.
+    HostTime startTime{};             ///< The host time of the beginning of the sequence.
     std::uint64_t run = 0;
     bool isPlaying = false;
   };
@@ -61,12 +64,15 @@ class HostSequencePlayer final : public platform::SequencePlayer {
   std::shared_ptr<Sequence> find(platform::MidiSequence sequence) const;
   std::shared_ptr<Player> find(platform::MidiPlayer player) const;
   void halt(Player& player);
+  void end(Player& player);
+  std::optional<platform::Failure> openPort(Player& player);
   static std::optional<HostTime> play(MidiHub& hub, const platform::Clock& clock, Player& player, std::uint64_t run);
 
   const std::shared_ptr<HostContext> mContext;
   const std::shared_ptr<MidiHub> mHub;
   mutable std::mutex mMutex;
   std::uint32_t mNextHandle = 1;
+  std::uint32_t mNextPort = 0xC0000000;  ///< Smaller numbers are those of the transport and of the MIDI service.
   std::map<platform::MidiSequence, std::shared_ptr<Sequence>> mSequences;
   std::map<platform::MidiPlayer, std::shared_ptr<Player>> mPlayers;
 };

@@ -53,7 +53,7 @@ void MidiHub::setAnnounce(Announce announce) {
 
 std::optional<Failure> MidiHub::whyUnavailable() const {
   if (!mTransport) return Failure{status::noDevice, "the host has no MIDI"};
-  if (auto lost = failure()) return lost;
+  if (mIsLost) return failure();
   return mTransport->whyUnavailable();
 }
 
@@ -72,7 +72,7 @@ std::optional<Failure> MidiHub::startWorkers() try {
   if (!mSender) mSender = mContext->scheduler->makeWorker("midi sender", Priority::realTime);
   if (!mReceiver) mReceiver = mContext->scheduler->makeWorker("midi receiver", Priority::realTime);
   mOutbox.start(*mSender, *mTransport);
-  mInbox.start(*mReceiver, weak_from_this());
+  mInbox.start(*mReceiver, weak_from_this(), mTransport->limits().joinsExclusive);
   return std::nullopt;
 } catch (const std::system_error& error) {
   return Failure{status::ioFailure, std::string("no thread can be started: ") + error.what()};
@@ -100,21 +100,51 @@ void MidiHub::changed(backend::MidiChange change) {
     mInventory.update(std::move(change.objects));
   }
   const std::lock_guard lock(mAnnounceMutex);
-  if (mAnnounce) mAnnounce(change.notification);
+  if (mAnnounce && change.notification.kind != 0) mAnnounce(change.notification);
 }
 
 void MidiHub::lost(Failure failure) {
   {
     const std::lock_guard lock(mEndMutex);
-    if (mFailure) return;
-    mContext->log->write(platform::LogLevel::warning, "MIDI ended: " + failure.reason);
-    mFailure = std::move(failure);
+    if (mIsLost) return;
+    mFailure = failure;
     mIsLost = true;
   }
+  // Not with the mutex: the log's sink may use the service.
+  mContext->log->write(platform::LogLevel::warning, "MIDI ended: " + failure.reason);
   // Before the notices, because who gets one may ask whether anything still waits.
   mOutbox.stop();
   const std::lock_guard lock(mEndMutex);
   mNotices.announce();
+}
+
+void MidiHub::endpointLost(Failure failure) {
+  // Not with the mutex: the log's sink may use the service.
+  mContext->log->write(platform::LogLevel::warning, failure.reason);
+  const std::lock_guard lock(mEndMutex);
+  if (mFailure) return;
+  mFailure = std::move(failure);
+  mNotices.announce();
+}
+
+void MidiHub::removePort(platform::MidiObjectRef port, bool isInput) {
+  if (isInput) return mTransport->removePort(port);
+  {
+    const std::lock_guard lock(mEndedPortsMutex);
+    mEndedPorts.push_back(port);
+    mHasEndedPorts = true;
+  }
+  if (!isActive()) removeEndedPorts();
+}
+
+void MidiHub::removeEndedPorts() {
+  if (!mHasEndedPorts.exchange(false)) return;
+  std::vector<platform::MidiObjectRef> ended;
+  {
+    const std::lock_guard lock(mEndedPortsMutex);
+    ended.swap(mEndedPorts);
+  }
+  for (const platform::MidiObjectRef port : ended) mTransport->removePort(port);
 }
 
 std::optional<Failure> MidiHub::failure() const {
@@ -136,13 +166,15 @@ void MidiHub::playerPlays(int count) {
 }
 
 bool MidiHub::isActive() const {
-  return mPlayingSources > 0 || mPlayers > 0 || !mOutbox.isEmpty() || !mInbox.isEmpty();
+  return mPlayingSources > 0 || mPlayers > 0 || !mOutbox.isEmpty() || !mInbox.isEmpty() ||
+         (mTransport && !mTransport->isIdle());
 }
 
 /// Announces the end of the activity if there is none any more. Each part of the hub calls this function after it has
 /// become inactive, so the last one finds that all are.
 void MidiHub::checkActivity() {
   if (isActive()) return;
+  removeEndedPorts();
   const std::lock_guard lock(mEndMutex);
   mHasEnded = true;
   mNotices.announce();

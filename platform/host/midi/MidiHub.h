@@ -43,7 +43,11 @@ class MidiHub final : public std::enable_shared_from_this<MidiHub>, private back
   /// Returns why MIDI cannot be used, or `std::nullopt`.
   std::optional<platform::Failure> whyUnavailable() const;
 
-  MidiInventory& inventory() { return mInventory; }
+  /// Returns the inventory, brought up to date.
+  MidiInventory& inventory() {
+    if (mTransport) mTransport->refresh();
+    return mInventory;
+  }
   MidiInbox& inbox() { return mInbox; }
   /// May be used only after a successful start.
   MidiOutbox& outbox() { return mOutbox; }
@@ -51,16 +55,33 @@ class MidiHub final : public std::enable_shared_from_this<MidiHub>, private back
   platform::Worker& sender() { return *mSender; }
   /// Completes the files that the transport writes, so that their failures are known.
   void flush() { mTransport->flush(); }
-  /// Tells the transport whether any port is connected to a source. Called after each change of its connections.
-  void updateListening(platform::MidiObjectRef source);
+  /// Tells the transport whether any port is connected to a source, named by its route. Called after each change of its
+  /// connections.
+  void updateListening(platform::MidiObjectRef route);
+  /// Announces a port to the transport. Returns why the transport cannot make it, or `std::nullopt`.
+  std::optional<platform::Failure> addPort(const backend::MidiPortLabels& labels) {
+    return mTransport->addPort(labels);
+  }
+  /// Removes a port. An output port is kept until what was sent is delivered.
+  void removePort(platform::MidiObjectRef port, bool isInput);
+  /// Prepares the exchange between a port and an endpoint, see `backend::MidiTransport::connect`. May block.
+  std::optional<platform::Failure> connect(platform::MidiObjectRef port, platform::MidiObjectRef endpoint,
+                                           platform::MidiObjectRef& route) {
+    return mTransport->connect(port, endpoint, route);
+  }
+  /// Drops what the transport has taken for a route and not sent yet.
+  void discard(platform::MidiObjectRef route) { mTransport->discard(route); }
+  /// Returns how long before their time the transport takes events.
+  platform::HostTime lead() const { return mTransport->limits().lead; }
 
   /// Counts players that are playing: `count` is 1 or -1.
   void playerPlays(int count);
 
   std::uint64_t dropped() const { return mDropped; }
+  std::uint64_t discontinuities() const { return mTransport ? mTransport->discontinuities() : 0; }
   bool isActive() const;
   bool inputEnded() const { return mSourceHasPlayed && mPlayingSources == 0; }
-  /// Returns why the connection ended, or `std::nullopt`.
+  /// Returns why the connection ended or an endpoint in use is gone, or `std::nullopt`.
   std::optional<platform::Failure> failure() const;
   bool isLost() const { return mIsLost; }
   platform::Subscription onActivityEnd(std::function<void()> notice);
@@ -75,10 +96,13 @@ class MidiHub final : public std::enable_shared_from_this<MidiHub>, private back
   void delivered() override { mInbox.flush(); }
   void changed(backend::MidiChange change) override;
   void sourcePlays(int count) override;
+  void becameIdle() override { checkActivity(); }
+  void endpointLost(platform::Failure failure) override;
   void lost(platform::Failure failure) override;
 
   std::optional<platform::Failure> startWorkers();
   void checkActivity();
+  void removeEndedPorts();
   void finishAtExit();
 
   const std::shared_ptr<HostContext> mContext;
@@ -94,6 +118,10 @@ class MidiHub final : public std::enable_shared_from_this<MidiHub>, private back
   bool mIsStarted = false;
   std::mutex mAnnounceMutex;
   Announce mAnnounce;
+
+  std::mutex mEndedPortsMutex;
+  std::vector<platform::MidiObjectRef> mEndedPorts;  ///< Output ports to remove once everything is delivered.
+  std::atomic<bool> mHasEndedPorts = false;
 
   std::atomic<int> mPlayingSources = 0;
   std::atomic<int> mPlayers = 0;

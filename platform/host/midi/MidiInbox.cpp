@@ -31,7 +31,8 @@ MidiInbox::MidiInbox(std::function<void()> onEmpty)
       mList(*reinterpret_cast<platform::PacketList*>(mListMemory.data())),
       mCurrentPacket(platform::initPacketList(mList)) {}
 
-void MidiInbox::start(platform::Worker& worker, std::weak_ptr<void> owner) {
+void MidiInbox::start(platform::Worker& worker, std::weak_ptr<void> owner, bool joinsExclusive) {
+  mJoiner = joinsExclusive ? std::make_unique<ExclusiveJoiner>() : nullptr;
   mTrigger = worker.makeTrigger([this, owner = std::move(owner)] {
     if (const auto alive = owner.lock()) deliver();
   });
@@ -140,8 +141,15 @@ void MidiInbox::collect(const backend::MidiEvent& event) {
   });
 }
 
-/// Adds an event to the list, after delivering the list if the event does not fit.
 void MidiInbox::add(const backend::MidiEvent& event) {
+  if (!mJoiner) return addToList(event);
+  mJoiner->take(key(event.endpoint), event.bytes, [&](std::span<const std::uint8_t> message) {
+    addToList({event.time, event.endpoint, message});
+  });
+}
+
+/// Adds an event to the list, after delivering the list if the event does not fit.
+void MidiInbox::addToList(const backend::MidiEvent& event) {
   const auto time = static_cast<std::uint64_t>(event.time.count());
   std::uint8_t* packet = platform::addToPacketList(mList, mListBytes, mCurrentPacket, time, event.bytes);
   if (packet == nullptr) {

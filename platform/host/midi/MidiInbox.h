@@ -17,6 +17,7 @@
 #include "platform/Worker.h"
 #include "platform/backend/MidiQueue.h"
 #include "platform/backend/MidiTransport.h"
+#include "platform/host/midi/ExclusiveJoiner.h"
 #include "platform/host/midi/MidiCounter.h"
 
 namespace orvane::host {
@@ -40,8 +41,8 @@ class MidiInbox {
   explicit MidiInbox(std::function<void()> onEmpty);
 
   /// Begins to deliver on `worker`, which must outlive the calls of `wake`. `owner` owns this object; each delivery
-  /// keeps it alive, because a receive function may release the host.
-  void start(platform::Worker& worker, std::weak_ptr<void> owner);
+  /// keeps it alive, because a receive function may release the host. `joinsExclusive` as in `backend::MidiLimits`.
+  void start(platform::Worker& worker, std::weak_ptr<void> owner, bool joinsExclusive);
   /// Ends the deliveries; waits for one in progress, except on the worker itself.
   void stop() { mTrigger.reset(); }
 
@@ -82,6 +83,7 @@ class MidiInbox {
 
   void deliver();
   void add(const backend::MidiEvent& event);
+  void addToList(const backend::MidiEvent& event);
   void refreshTable();
   static std::shared_ptr<Connection> take(Table& table, const MidiInputPort& port, std::uint32_t source);
 
@@ -96,6 +98,7 @@ class MidiInbox {
   std::atomic<std::uint64_t> mVersion = 0;  ///< Number of changes of the table.
 
   // Used by the worker only.
+  std::unique_ptr<ExclusiveJoiner> mJoiner;  ///< Null if nothing is to be joined.
   std::shared_ptr<const Table> mUsedTable = mTable;
   std::uint64_t mUsedVersion = 0;
   platform::MidiObjectRef mSource{};  ///< The source of the list.

@@ -40,8 +40,6 @@ class MidiOutbox {
   /// Queues the packets of a list. A time in the past counts as now. Returns false, and queues nothing, if more than
   /// `maxBytes` would wait or the outbox has been stopped.
   bool add(platform::MidiObjectRef destination, const platform::PacketList& list);
-  /// Returns how long before its time an event is due.
-  HostTime lead() const { return mLimits.lead; }
   /// Hands out an event that is due; queues it if packets that are due wait or the transport is busy.
   void sendNow(const backend::MidiEvent& event);
   /// Hands out the packets that are due, without the worker. Called at the exit of the process.

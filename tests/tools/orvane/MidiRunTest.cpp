@@ -61,7 +61,7 @@ TEST_F(MidiRun, SendsTextAndReportsIt) {
   const Ended sent = runFast(mSimulated, "--json midi send '90 3C 7F | 80 3C 00' F8 ' '");
   EXPECT_EQ(sent, (Ended{0, "[1000000000]: 90 3C 7F [1000000001]: 80 3C 00\n[1000000001]: F8\n",
                          R"({"command":"midi send","host":"simulated","ended":"finished","seconds":1e-09,)"
-                         R"("packets":3,"bytes":7})"
+                         R"("packets":3,"bytes":7,"discontinuities":0,"overruns":0})"
                          "\n"}));
   EXPECT_EQ(captured(), "0.000000000 Synth: 90 3C 7F\n0.000000001 Synth: 80 3C 00\n0.000000001 Synth: F8\n");
   EXPECT_EQ(runFast(mSimulated, "midi send --to Loopback 90").output, "[1000000000]: 90\n");
@@ -97,7 +97,7 @@ TEST_F(MidiRun, InteractiveEntrySendsLinesUntilTheEnd) {
   EXPECT_EQ(runFast("", "midi send -i --to none </").status, 1) << "a folder cannot be read";
   EXPECT_THAT(runFast("", "midi send -i </").errors, HasSubstr("IOError!\n"));
   const Ended reported = run("echo 90 | " ORVANE_TOOL " --json midi send -i --simulate pace=fast");
-  EXPECT_THAT(reported.errors, HasSubstr(R"("ended":"input-ended","seconds":1e-09,"packets":1,"bytes":1})"));
+  EXPECT_THAT(reported.errors, HasSubstr(R"("ended":"input-ended","seconds":1e-09,"packets":1,"bytes":1,)"));
   const Ended full = run("echo 90 | " ORVANE_TOOL " midi send -i --simulate pace=fast >/dev/full");
   EXPECT_EQ(full, (Ended{1, "", "orvane: standard output could not be written\n"}));
   EXPECT_EQ(run("head -c 17000000 /dev/zero | " ORVANE_TOOL " midi send -i --simulate pace=fast").errors, "");
@@ -123,9 +123,13 @@ TEST_F(MidiRun, MonitorsASourceThatPlaysAFile) {
   const std::string lines = "[1000000000]: 90 00 40\n[1005000000]: 90 01 40 90 02 40\n[2000000000]: 90 03 40\n";
   const std::string result = R"({"command":"midi monitor","host":"simulated","ended":)";
   EXPECT_EQ(runFast("midi-in=" + file, "--json midi monitor"),
-            (Ended{0, lines, result + R"("input-ended","seconds":1.0,"packets":3,"bytes":12})" + "\n"}));
-  EXPECT_EQ(runFast("midi-in=" + file, "--json midi monitor --seconds 1"),
-            (Ended{0, lines, result + R"("seconds","seconds":1.0,"packets":3,"bytes":12})" + "\n"}));
+            (Ended{0, lines,
+                   result + R"("input-ended","seconds":1.0,"packets":3,"bytes":12,"discontinuities":0,"overruns":0})" +
+                       "\n"}));
+  EXPECT_EQ(
+      runFast("midi-in=" + file, "--json midi monitor --seconds 1"),
+      (Ended{0, lines,
+             result + R"("seconds","seconds":1.0,"packets":3,"bytes":12,"discontinuities":0,"overruns":0})" + "\n"}));
   EXPECT_THAT(runFast("midi-in=" + file, "midi monitor --seconds 0.5 --from Keyboard").output, EndsWith("02 40\n"));
   EXPECT_EQ(runFast("", "--json midi monitor --from Loopback --seconds 3").output, "");
   EXPECT_EQ(runFast("", "midi monitor --from x").errors, "orvane: No MIDI source named 'x'\n");
@@ -227,10 +231,11 @@ TEST_F(MidiRun, EventsMayGiveWholeNumbersAsFloats) {
 TEST_F(MidiRun, PlayReportsItsEnd) {
   const std::string file = notes({0, 250}), result = R"({"command":"midi play","host":"simulated","ended":)";
   EXPECT_EQ(runFast(mSimulated, "--json midi play --to Synth " + file),
-            (Ended{0, result + R"("finished","seconds":0.25,"packets":2,"bytes":6})" + "\n"}));
+            (Ended{0, result + R"("finished","seconds":0.25,"packets":2,"bytes":6,"discontinuities":0,"overruns":0})" +
+                          "\n"}));
   EXPECT_EQ(captured(), "0.000000000 Synth: 90 00 40\n0.250000000 Synth: 90 01 40\n");
   EXPECT_EQ(runFast("", "--json midi play --seconds 0.1 --to Synth " + file).output,
-            result + R"("seconds","seconds":0.1,"packets":1,"bytes":3})" + "\n");
+            result + R"("seconds","seconds":0.1,"packets":1,"bytes":3,"discontinuities":0,"overruns":0})" + "\n");
   EXPECT_EQ(runFast("", "midi play " + file).errors, "orvane: No MIDI destination named '(null)'\n");
   EXPECT_EQ(runFast("", "midi play --to Synth /no/such.mid").errors,
             "orvane: SequencePlayer::loadFile failed: -2: \"/no/such.mid\": No such file or directory\n");

@@ -48,7 +48,11 @@ struct State {
   const platform::Clock* clock = nullptr;
   std::optional<platform::Failure> failure;  ///< Why the transport cannot start.
   std::string listened;
-  std::string sent;               ///< Each event as "TIME at CLOCK: XX XX\n".
+  std::string sent;        ///< Each event as "TIME at CLOCK: XX XX\n".
+  bool hasRoutes = false;  ///< Whether routes have numbers of their own, from 100 on.
+  std::optional<platform::Failure> routeFailure;
+  bool isIdle = true;
+  std::string ports;              ///< What was done with ports and routes.
   int roomForEvents = 1'000'000;  ///< How many events are taken until `send` returns false, once.
 };
 
@@ -63,6 +67,17 @@ class Transport final : public backend::MidiTransport {
   void detach() override { mState->callback = nullptr; }
   backend::MidiLimits limits() const override { return mState->limits; }
   std::optional<platform::Failure> start() override { return mState->failure; }
+  std::optional<platform::Failure> addPort(const backend::MidiPortLabels& labels) override {
+    mState->ports += (labels.isInput ? "in " : "out ") + labels.client + ":" + labels.name + " ";
+    return std::nullopt;
+  }
+  void removePort(MidiObjectRef) override { mState->ports += "removed "; }
+  std::optional<platform::Failure> connect(MidiObjectRef, MidiObjectRef endpoint, MidiObjectRef& route) override {
+    route = static_cast<MidiObjectRef>(static_cast<std::uint32_t>(endpoint) + (mState->hasRoutes ? 100 : 0));
+    return mState->routeFailure;
+  }
+  void discard(MidiObjectRef route) override { mState->ports += "discarded " + number(route) + " "; }
+  bool isIdle() const override { return mState->isIdle; }
   void listen(MidiObjectRef source, bool isConnected) override {
     mState->listened += (isConnected ? "+" : "-") + number(source);
   }
@@ -310,6 +325,53 @@ TEST_F(HostMidi, ALostConnectionEndsWhatRuns) {
   EXPECT_EQ(services.deviceReport->lastRefusal()->reason, "gone");
 }
 
+TEST_F(HostMidi, PortsExchangeOverTheRoutesOfATransport) {
+  state->hasRoutes = true;
+  state->limits.joinsExclusive = true;
+  open();
+  EXPECT_EQ(std::exchange(state->ports, {}), "out test:out in test:in ");
+  state->routeFailure = platform::Failure{platform::status::stalled, "no link"};
+  EXPECT_EQ(midi.connectSource(input, source, nullptr), platform::status::stalled);
+  EXPECT_EQ(send({{0, {0x90}}}), platform::status::stalled);
+  state->routeFailure.reset();
+  ASSERT_EQ(midi.connectSource(input, source, this), 0);
+  EXPECT_EQ(state->listened, "+103");
+  const auto arriveOnRoute = [&](const Bytes& bytes) {
+    return state->callback->received({HostTime(start), MidiObjectRef{103}, bytes, {}});
+  };
+  EXPECT_TRUE(arriveOnRoute({0xF0, 1}) && arriveOnRoute({2, 0xF7}) && arrive(start, {0x90}));
+  state->callback->cycleEnded();
+  pass(HostTime(1));
+  EXPECT_EQ(received, "1000000000: F0 01 02 F7 with context\n") << "joined; nothing without a route";
+  ASSERT_EQ(midi.disconnectSource(input, source), 0);
+  EXPECT_EQ(state->listened, "+103-103");
+
+  // A port whose messages have not left yet stays.
+  state->isIdle = false;
+  EXPECT_EQ(send({{0, {0x90}}}), 0);
+  ASSERT_EQ(midi.disposePort(output), 0);
+  pass(HostTime(1));
+  EXPECT_TRUE(report.isActive());
+  EXPECT_EQ(state->ports, "");
+  state->isIdle = true;
+  state->callback->becameIdle();
+  EXPECT_EQ(state->ports, "removed ");
+}
+
+TEST_F(HostMidi, ARemovedEndpointIsAFailureOfTheRunOnly) {
+  open();
+  int ends = 0;
+  const auto end = report.onActivityEnd([&] { ++ends; });
+  state->callback->endpointLost({platform::status::deviceLost, "the source was removed"});
+  pass(HostTime(1));
+  EXPECT_EQ(ends, 1);
+  EXPECT_EQ(report.failure()->reason, "the source was removed");
+  EXPECT_EQ(send({{0, {0x90}}}), 0) << "other endpoints go on working";
+  EXPECT_FALSE(report.whyUnavailable());
+  state->callback->lost({platform::status::serverLost, "gone"});
+  EXPECT_EQ(report.failure()->reason, "gone");
+}
+
 TEST_F(HostMidi, ATransportThatCannotStartRefusesClients) {
   state->failure = {platform::status::ioFailure, "broken", ""};
   EXPECT_EQ(midi.createClient("", nullptr, client), platform::status::ioFailure);
@@ -319,9 +381,36 @@ TEST_F(HostMidi, ATransportThatCannotStartRefusesClients) {
   EXPECT_EQ(without.midiReport->whyUnavailable()->reason, "the host has no MIDI");
 }
 
+TEST_F(HostMidi, PlayersHandOutEventsAheadAndTakeThemBack) {
+  state->limits.lead = std::chrono::milliseconds(15);
+  platform::SequencePlayer& sequences = *services.sequences;
+  MidiSequence sequence{};
+  MidiPlayer player{};
+  // Notes at 0, 10, 20 and 30 ms.
+  const TemporaryFolder folder;
+  std::ofstream(folder.file("notes.mid"), std::ios::binary)
+      << std::string("MThd\0\0\0\6\0\0\0\1\0\x32MTrk\0\0\0\x10", 22)
+      << std::string("\0\x90\0\1\1\x90\1\1\1\x90\2\1\1\x90\3\1", 16);
+  ASSERT_EQ(sequences.newSequence(sequence), 0);
+  ASSERT_EQ(sequences.newPlayer(player), 0);
+  ASSERT_EQ(sequences.loadFile(sequence, folder.file("notes.mid")), 0);
+  ASSERT_EQ(sequences.setSequence(player, sequence), 0);
+  ASSERT_EQ(sequences.setDestination(sequence, destination), 0);
+  ASSERT_EQ(sequences.start(player), 0);
+  pass(std::chrono::milliseconds(12));
+  EXPECT_EQ(std::exchange(state->sent, {}), "15000000 at 0: 90 00 01\n25000000 at 10000000: 90 01 01\n");
+  ASSERT_EQ(sequences.stop(player), 0);
+  EXPECT_EQ(std::exchange(state->ports, {}), "out OVMIDIPlayer:Output port discarded 4 ");
+  ASSERT_EQ(sequences.start(player), 0);
+  pass(std::chrono::milliseconds(100));
+  EXPECT_EQ(state->sent,
+            "27000000 at 12000000: 90 00 01\n37000000 at 22000000: 90 01 01\n"
+            "47000000 at 32000000: 90 02 01\n57000000 at 42000000: 90 03 01\n");
+  EXPECT_EQ(sequences.disposePlayer(player), 0);
+  EXPECT_EQ(state->ports, "removed ");
+}
+
 TEST_F(HostMidi, PlayersGoOnWhereTheyWereStopped) {
-  // Events are handed out ahead of their time.
-  state->limits.lead = HostTime(100);
   platform::SequencePlayer& sequences = *services.sequences;
   MidiSequence sequence{};
   MidiPlayer player{};
@@ -348,13 +437,13 @@ TEST_F(HostMidi, PlayersGoOnWhereTheyWereStopped) {
   ASSERT_EQ(sequences.stop(player), 0);
   EXPECT_FALSE(sequences.isPlaying(player));
   pass(std::chrono::milliseconds(100));
-  EXPECT_EQ(std::exchange(state->sent, {}), "0 at 0: 90 00 01\n10000000 at 9999900: 90 04 01\n");
+  EXPECT_EQ(std::exchange(state->sent, {}), "0 at 0: 90 00 01\n10000000 at 10000000: 90 04 01\n");
   ASSERT_EQ(sequences.start(player), 0);
   ASSERT_EQ(sequences.start(player), 0) << "it is playing already";
   EXPECT_EQ(sequences.disposeSequence(sequence), 0) << "the player keeps the content";
   pass(std::chrono::milliseconds(100));
   EXPECT_EQ(std::exchange(state->sent, {}),
-            "120000000 at 119999900: 90 08 01 90 0C 01\n130000000 at 129999900: 90 10 01\n");
+            "120000000 at 120000000: 90 08 01 90 0C 01\n130000000 at 130000000: 90 10 01\n");
   EXPECT_FALSE(sequences.isPlaying(player));
   ASSERT_EQ(sequences.start(player), 0) << "at the end there is nothing to play";
   pass(std::chrono::milliseconds(1));
