@@ -75,7 +75,7 @@ class MidiTransportCallback {
   /// message may come in several events. Returns false if the queue is full; the event is then not queued, and a
   /// transport that can wait offers it again.
   virtual bool received(const MidiEvent& event) = 0;
-  /// Counts events that the transport had to drop because `received` returned false.
+  /// Counts events that the transport had to drop because `received` returned false. Real-time safe.
   virtual void dropped(std::uint64_t events) = 0;
   /// Starts the delivery of the events that were queued in this cycle.
   virtual void cycleEnded() = 0;

@@ -133,43 +133,6 @@ class Filter::Port {
   const std::unique_ptr<Scratch> mScratch = std::make_unique<Scratch>();
 };
 
-// ---- links
-
-/// A link that this client owns. The server removes the link when its proxy is destroyed.
-struct Filter::Link {
-  Link(Filter& owner, std::uint32_t from, std::uint32_t to) : filter(owner), outputPort(from), inputPort(to) {
-    pw_properties* const properties = pw_properties_new(nullptr, nullptr);
-    pw_properties_setf(properties, PW_KEY_LINK_OUTPUT_PORT, "%u", from);
-    pw_properties_setf(properties, PW_KEY_LINK_INPUT_PORT, "%u", to);
-    proxy = static_cast<pw_proxy*>(pw_core_create_object(
-        owner.mConnection->core(), "link-factory", PW_TYPE_INTERFACE_Link, PW_VERSION_LINK, &properties->dict, 0));
-    pw_properties_free(properties);
-    if (proxy == nullptr) return;
-    static const pw_proxy_events events = {.version = PW_VERSION_PROXY_EVENTS, .removed = onRemoved, .error = onError};
-    pw_proxy_add_listener(proxy, &listener, &events, this);
-  }
-  ~Link() {
-    if (proxy == nullptr) return;
-    spa_hook_remove(&listener);
-    pw_proxy_destroy(proxy);
-  }
-  Link(const Link&) = delete;
-  Link& operator=(const Link&) = delete;
-
-  Filter& filter;
-  const std::uint32_t outputPort;
-  const std::uint32_t inputPort;
-  pw_proxy* proxy = nullptr;
-  spa_hook listener{};
-  bool isGone = false;  ///< Removed by somebody else.
-
- private:
-  static void onRemoved(void* data) { static_cast<Link*>(data)->isGone = true; }
-  static void onError(void* data, int, int, const char* message) {
-    static_cast<Link*>(data)->filter.setProblem("the sound server refuses a link: " + std::string(message));
-  }
-};
-
 // ---- the node
 
 struct Filter::Trampolines {
@@ -264,7 +227,7 @@ void Filter::setProblem(const std::string& problem) {
 
 bool Filter::link() {
   if (mFilter == nullptr || mConnection->isLost()) return false;
-  std::erase_if(mLinks, [](const auto& link) { return link->isGone; });
+  std::erase_if(mLinks, [](const auto& link) { return link->isGone(); });
   const std::size_t before = mLinks.size();
   const bool hasSource = !mSetup.source || linkSide(*mSetup.source, Side::input);
   const bool hasSink = !mSetup.sink || linkSide(*mSetup.sink, Side::output);
@@ -285,8 +248,11 @@ bool Filter::linkSide(const Endpoint& endpoint, Side side) {
     const Inventory& inventory = mConnection->inventory();
     if (std::ranges::any_of(inventory.links, [&joins](const auto& entry) { return joins(entry.second); })) continue;
     isComplete = false;
-    if (std::ranges::any_of(mLinks, [&joins](const auto& link) { return joins(*link); })) continue;
-    if (inventory.ports.contains(theirs)) mLinks.push_back(std::make_unique<Link>(*this, from, to));
+    if (std::ranges::any_of(mLinks, [from, to](const auto& link) { return link->joins(from, to); })) continue;
+    if (!inventory.ports.contains(theirs)) continue;
+    mLinks.push_back(Link::make(*mConnection, from, to, [this](const std::string& reason) {
+      setProblem("the sound server refuses a link: " + reason);
+    }));
   }
   return isComplete;
 }

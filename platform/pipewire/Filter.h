@@ -15,10 +15,10 @@
 #include "platform/backend/AudioDevice.h"
 #include "platform/backend/BackendModule.h"
 #include "platform/pipewire/CycleClock.h"
+#include "platform/pipewire/Link.h"
 #include "platform/pipewire/Server.h"
 
 struct pw_filter;
-struct pw_proxy;
 struct spa_hook;
 struct spa_io_position;
 
@@ -94,7 +94,6 @@ class Filter {
   std::unique_ptr<spa_hook> mListener;
   std::vector<std::unique_ptr<Port>> mInputPorts;
   std::vector<std::unique_ptr<Port>> mOutputPorts;
-  struct Link;
   std::vector<std::unique_ptr<Link>> mLinks;
   bool mIsLinked = false;
   std::map<const void*, spa_latency_info> mInputLatencies;   ///< By port.

@@ -15,12 +15,16 @@ enum class Side { input, output };
 /// The server's objects by their identifiers, as its registry announces them. Not thread-safe: used with the lock of
 /// the server's loop.
 struct Inventory {
+  using Properties = std::map<std::string, std::string>;
+
   struct Node {
     std::string name = {};
-    std::string description;
-    std::string mediaClass;
+    std::string description = {};
+    std::string mediaClass = {};
     std::int32_t priority = 0;  ///< `priority.session`.
     std::uint64_t serial = 0;
+    std::uint32_t client = 0;    ///< `client.id`.
+    Properties properties = {};  ///< All of them, for nodes with MIDI ports; empty until they are known.
   };
   struct Port {
     std::uint32_t node = 0;
@@ -29,12 +33,15 @@ struct Inventory {
     bool isMonitor = false;
     std::string name = {};
     std::string channel = {};  ///< `audio.channel`, such as "FL"; may be empty.
+    bool isMidi = false;
+    Properties properties = {};  ///< All of them, for MIDI ports; empty until they are known.
   };
   struct Link {
     std::uint32_t outputPort = 0;
     std::uint32_t inputPort = 0;
   };
 
+  std::optional<std::uint32_t> ownClient;  ///< The identifier of this process's client, once it is known.
   std::map<std::uint32_t, Node> nodes;
   std::map<std::uint32_t, Port> ports;
   std::map<std::uint32_t, Link> links;

@@ -7,6 +7,7 @@
 
 #include "platform/backend/BackendModule.h"
 #include "platform/pipewire/PipeWireDevice.h"
+#include "platform/pipewire/PipeWireMidi.h"
 #include "version.h"
 
 extern "C" __attribute__((visibility("default"))) const char* orvane_refuse_library(const char* libraryVersion) {
@@ -22,4 +23,5 @@ extern "C" __attribute__((visibility("default"))) void orvane_make_backend(
     orvane::backend::Backend& result) {
   result.hostName = "pipewire";
   result.audio = std::make_unique<orvane::pipewire::PipeWireDevice>(services, choice);
+  result.midi = std::make_unique<orvane::pipewire::PipeWireMidi>(services, choice.sliceFrames);
 }

@@ -15,6 +15,8 @@
 #include <string_view>
 #include <utility>
 
+#include "platform/pipewire/ObjectProperties.h"
+
 namespace orvane::pipewire {
 
 namespace {
@@ -96,9 +98,17 @@ Inventory::Node nodeOf(const spa_dict* properties) {
                        .description = textOf(properties, PW_KEY_NODE_DESCRIPTION),
                        .mediaClass = textOf(properties, PW_KEY_MEDIA_CLASS),
                        .priority = numberOf<std::int32_t>(properties, PW_KEY_PRIORITY_SESSION),
-                       .serial = numberOf<std::uint64_t>(properties, PW_KEY_OBJECT_SERIAL)};
+                       .serial = numberOf<std::uint64_t>(properties, PW_KEY_OBJECT_SERIAL),
+                       .client = numberOf<std::uint32_t>(properties, PW_KEY_CLIENT_ID)};
   if (node.description.empty()) node.description = node.name;
   return node;
+}
+
+/// Whether a port carries MIDI of either kind, and not the settings of an audio node.
+bool isMidi(const spa_dict* properties) {
+  const std::string format = textOf(properties, PW_KEY_FORMAT_DSP);
+  return (format == "8 bit raw midi" || format == "32 bit raw UMP") &&
+         textOf(properties, PW_KEY_PORT_CONTROL) != "true";
 }
 
 Inventory::Port portOf(const spa_dict* properties) {
@@ -107,7 +117,8 @@ Inventory::Port portOf(const spa_dict* properties) {
           .isOutput = textOf(properties, PW_KEY_PORT_DIRECTION) == "out",
           .isMonitor = textOf(properties, PW_KEY_PORT_MONITOR) == "true",
           .name = textOf(properties, PW_KEY_PORT_NAME),
-          .channel = textOf(properties, PW_KEY_AUDIO_CHANNEL)};
+          .channel = textOf(properties, PW_KEY_AUDIO_CHANNEL),
+          .isMidi = isMidi(properties)};
 }
 
 /// A metadata object of the server, copied into a map. Only entries of subject 0, the graph itself.
@@ -162,12 +173,13 @@ class CoreConnection final : public Connection {
     static const pw_registry_events registryEvents = {
         .version = PW_VERSION_REGISTRY_EVENTS, .global = onGlobal, .global_remove = onGlobalRemove};
     pw_registry_add_listener(mRegistry, &mRegistryListener, &registryEvents, this);
-    pw_core_sync(mCore, PW_ID_CORE, 0);
+    ask();
   }
 
   ~CoreConnection() override {
     const Loop::Lock lock(mLoop);
     mMetadata.clear();
+    mProperties.clear();
     if (mRegistry != nullptr) {
       spa_hook_remove(&mRegistryListener);
       pw_proxy_destroy(reinterpret_cast<pw_proxy*>(mRegistry));
@@ -180,6 +192,12 @@ class CoreConnection final : public Connection {
   bool isReady() const override { return mAnswers >= answersToReady; }
   const Inventory& inventory() const override { return mInventory; }
   pw_core* core() const override { return mCore; }
+  pw_registry* registry() const override { return mRegistry; }
+  void ask() override {
+    ++mQuestions;
+    pw_core_sync(mCore, PW_ID_CORE, 0);
+  }
+  bool hasAnswered() const override { return mAnswers == mQuestions; }
   void watch(Watcher& watcher) override { mWatchers.push_back(&watcher); }
   void unwatch(Watcher& watcher) override { std::erase(mWatchers, &watcher); }
 
@@ -187,8 +205,10 @@ class CoreConnection final : public Connection {
   static void onDone(void* data, std::uint32_t identifier, int) {
     auto& self = *static_cast<CoreConnection*>(data);
     if (identifier != PW_ID_CORE) return;
-    // The first answer comes behind the list of objects, the second behind the entries of the metadata among them.
-    if (++self.mAnswers < answersToReady) pw_core_sync(self.mCore, PW_ID_CORE, 0);
+    self.mInventory.ownClient = pw_proxy_get_bound_id(reinterpret_cast<pw_proxy*>(pw_core_get_client(self.mCore)));
+    // The first answer comes behind the list of objects, the second behind the entries of the metadata and the
+    // properties among them.
+    if (++self.mAnswers < answersToReady) self.ask();
     self.mLoop.signal();
   }
 
@@ -210,6 +230,7 @@ class CoreConnection final : public Connection {
       self.mInventory.nodes[identifier] = nodeOf(properties);
     } else if (kind == PW_TYPE_INTERFACE_Port) {
       self.mInventory.ports[identifier] = portOf(properties);
+      if (self.mInventory.ports[identifier].isMidi) self.followMidi(identifier);
     } else if (kind == PW_TYPE_INTERFACE_Link) {
       self.mInventory.links[identifier] = {numberOf<std::uint32_t>(properties, PW_KEY_LINK_OUTPUT_PORT),
                                            numberOf<std::uint32_t>(properties, PW_KEY_LINK_INPUT_PORT)};
@@ -225,6 +246,7 @@ class CoreConnection final : public Connection {
     self.mInventory.ports.erase(identifier);
     self.mInventory.links.erase(identifier);
     self.mMetadata.erase(identifier);
+    self.mProperties.erase(identifier);
     self.changed();
   }
 
@@ -232,6 +254,22 @@ class CoreConnection final : public Connection {
     if (name != "default" && name != "settings") return;
     auto& copy = name == "default" ? mInventory.defaults : mInventory.settings;
     mMetadata[identifier] = std::make_unique<Metadata>(mRegistry, identifier, copy, [this] { changed(); });
+  }
+
+  /// Follows the properties of a MIDI port and of its node.
+  void followMidi(std::uint32_t port) {
+    const std::uint32_t node = mInventory.ports[port].node;
+    mProperties[port] = std::make_unique<ObjectProperties>(mRegistry, port, ObjectProperties::Kind::port,
+                                                           [this, port](const Inventory::Properties& properties) {
+                                                             mInventory.ports[port].properties = properties;
+                                                             changed();
+                                                           });
+    if (mProperties.contains(node) || !mInventory.nodes.contains(node)) return;
+    mProperties[node] = std::make_unique<ObjectProperties>(mRegistry, node, ObjectProperties::Kind::node,
+                                                           [this, node](const Inventory::Properties& properties) {
+                                                             mInventory.nodes[node].properties = properties;
+                                                             changed();
+                                                           });
   }
 
   void changed() {
@@ -247,8 +285,10 @@ class CoreConnection final : public Connection {
   spa_hook mRegistryListener{};
   Inventory mInventory;
   std::map<std::uint32_t, std::unique_ptr<Metadata>> mMetadata;
+  std::map<std::uint32_t, std::unique_ptr<ObjectProperties>> mProperties;
   std::vector<Watcher*> mWatchers;
   static constexpr int answersToReady = 2;
+  int mQuestions = 0;
   int mAnswers = 0;
   bool mLost = false;
 };

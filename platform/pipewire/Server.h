@@ -12,6 +12,7 @@
 
 struct pw_context;
 struct pw_core;
+struct pw_registry;
 struct pw_thread_loop;
 
 namespace orvane::pipewire {
@@ -68,6 +69,11 @@ class Connection {
   virtual bool isReady() const = 0;
   virtual const Inventory& inventory() const = 0;
   virtual pw_core* core() const = 0;
+  virtual pw_registry* registry() const = 0;
+  /// Asks the server for a sign of life.
+  virtual void ask() = 0;
+  /// Whether the server has answered every question.
+  virtual bool hasAnswered() const = 0;
   virtual void watch(Watcher& watcher) = 0;
   virtual void unwatch(Watcher& watcher) = 0;
 };

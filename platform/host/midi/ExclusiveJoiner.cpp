@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "platform/host/midi/ExclusiveJoiner.h"
 
+#include <algorithm>
+
 #include <cstddef>
 
 namespace orvane::host {
@@ -15,23 +17,34 @@ constexpr std::size_t maxBytes = 65535;  ///< Of a packet.
 }  // namespace
 
 void ExclusiveJoiner::take(std::uint32_t source, std::span<const std::uint8_t> bytes, const Pass& pass) {
-  const std::uint8_t first = bytes.front();
-  if (first >= firstRealTime) return pass(bytes);
-  const auto found = mPending.find(source);
-  const bool isPending = found != mPending.end();
-  const bool continues = isPending && (first < 0x80 || first == exclusiveEnd);
-  if (isPending && (!continues || found->second.size() + bytes.size() > maxBytes)) {
-    pass(found->second);
-    found->second.clear();
+  while (!bytes.empty()) {
+    const std::uint8_t first = bytes.front();
+    if (first >= firstRealTime) return pass(bytes);
+    const auto found = mPending.find(source);
+    const bool continues = found != mPending.end() && (first < 0x80 || first == exclusiveEnd);
+    if (found != mPending.end() && !continues) {
+      pass(found->second);
+      mPending.erase(found);
+    }
+    if (!continues && first != exclusiveStart) return pass(bytes);
+    const auto size = static_cast<std::size_t>(std::ranges::find(bytes, exclusiveEnd) - bytes.begin());
+    const bool isComplete = size < bytes.size();
+    const auto piece = bytes.first(isComplete ? size + 1 : size);
+    takePiece(source, piece, isComplete, pass);
+    // Other messages may follow in the same event.
+    bytes = bytes.subspan(piece.size());
   }
-  const bool isComplete = bytes.back() == exclusiveEnd || (first != exclusiveStart && !continues);
-  if (isComplete && !continues) {
-    if (isPending) mPending.erase(found);
-    return pass(bytes);
+}
+
+void ExclusiveJoiner::takePiece(std::uint32_t source, std::span<const std::uint8_t> piece, bool isLast,
+                                const Pass& pass) {
+  std::vector<std::uint8_t>& pending = mPending[source];
+  if (pending.size() + piece.size() > maxBytes) {
+    pass(pending);
+    pending.clear();
   }
-  std::vector<std::uint8_t>& pending = isPending ? found->second : mPending[source];
-  pending.insert(pending.end(), bytes.begin(), bytes.end());
-  if (!isComplete) return;
+  pending.insert(pending.end(), piece.begin(), piece.end());
+  if (!isLast) return;
   pass(pending);
   mPending.erase(source);
 }

@@ -16,10 +16,12 @@ class ExclusiveJoiner {
  public:
   using Pass = std::function<void(std::span<const std::uint8_t> message)>;
 
-  /// Takes a message or a piece of one, of at least one byte; calls `pass` with everything that is complete.
+  /// Takes a message or a piece of one, which others may follow; calls `pass` with everything that is complete.
   void take(std::uint32_t source, std::span<const std::uint8_t> bytes, const Pass& pass);
 
  private:
+  void takePiece(std::uint32_t source, std::span<const std::uint8_t> piece, bool isLast, const Pass& pass);
+
   std::unordered_map<std::uint32_t, std::vector<std::uint8_t>> mPending;  ///< Incomplete messages by source.
 };
 

@@ -18,7 +18,10 @@ namespace status = platform::status;
 MidiHub::MidiHub(std::shared_ptr<HostContext> context, std::unique_ptr<backend::MidiTransport> transport)
     : mContext(std::move(context)),
       mTransport(std::move(transport)),
-      mInbox([this] { checkActivity(); }),
+      mInbox([this] {
+        warnOfDrops();
+        checkActivity();
+      }),
       mOutbox(mContext->scheduler->clock(), [this] { checkActivity(); }),
       mNotices(mContext->notices()) {
   if (!mTransport) return;
@@ -87,11 +90,10 @@ void MidiHub::updateListening(platform::MidiObjectRef source) {
 
 // ---- what the transport reports
 
-void MidiHub::dropped(std::uint64_t events) {
-  if (mDropped.fetch_add(events) == 0) {
-    mContext->log->write(platform::LogLevel::warning,
-                         "MIDI events arrive faster than they are delivered: some are lost");
-  }
+/// Logs the first loss, which the transport's real-time thread only counts.
+void MidiHub::warnOfDrops() {
+  if (mDropped == 0 || std::exchange(mHasWarned, true)) return;
+  mContext->log->write(platform::LogLevel::warning, "MIDI events arrive faster than they are delivered: some are lost");
 }
 
 void MidiHub::changed(backend::MidiChange change) {

@@ -88,7 +88,7 @@ class MidiHub final : public std::enable_shared_from_this<MidiHub>, private back
 
  private:
   bool received(const backend::MidiEvent& event) override { return mInbox.push(event); }
-  void dropped(std::uint64_t events) override;
+  void dropped(std::uint64_t events) override { mDropped.fetch_add(events, std::memory_order_relaxed); }
   void cycleEnded() override { mInbox.wake(); }
   platform::Worker& deliveryWorker() override { return *mReceiver; }
   std::weak_ptr<void> lifetime() override { return weak_from_this(); }
@@ -102,6 +102,7 @@ class MidiHub final : public std::enable_shared_from_this<MidiHub>, private back
 
   std::optional<platform::Failure> startWorkers();
   void checkActivity();
+  void warnOfDrops();
   void removeEndedPorts();
   void finishAtExit();
 
@@ -128,6 +129,7 @@ class MidiHub final : public std::enable_shared_from_this<MidiHub>, private back
   std::atomic<bool> mSourceHasPlayed = false;
   std::atomic<bool> mIsLost = false;
   std::atomic<std::uint64_t> mDropped = 0;
+  bool mHasWarned = false;  ///< The log tells of dropped events. Used by the worker that delivers.
   mutable std::mutex mEndMutex;
   bool mHasEnded = false;  ///< An end of the activity has been announced.
   std::optional<platform::Failure> mFailure;

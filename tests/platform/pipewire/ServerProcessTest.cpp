@@ -7,10 +7,14 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdio>
 
 #include "iounit/OVTestTone.h"
+#include "midi/OVMIDIMonitor.h"
+#include "midi/OVMIDISend.h"
 #include "platform/DeviceReport.h"
 #include "platform/Hosts.h"
+#include "platform/MidiReport.h"
 #include "platform/Platform.h"
 #include "session/OVTException.h"
 #include "tests/platform/pipewire/PrivateServer.h"
@@ -82,6 +86,72 @@ TEST(ServerProcess, LeaksNothingInManyStarts) {
   EXPECT_LE(residentBytes(), memory + allowed);
   await([&] { return holdings() == before; });
   EXPECT_EQ(holdings(), before);
+  platform::use(platform::makeSimulatedHost());
+}
+
+/// Sends to one program and listens to another one for a moment.
+void exchangeMidi(int number) {
+  const auto monitor = OVMIDIMonitor::init();
+  monitor->setSourceEndpointName("OVMIDISend:Output port");
+  monitor->start();
+  const auto sender = OVMIDISend::init();
+  sender->setDestinationEndpointName("midi-dump:input");
+  testing::internal::CaptureStdout();
+  char text[16];
+  std::snprintf(text, sizeof text, "90 %02X 7F", static_cast<unsigned>(number));
+  sender->send(text);
+  EXPECT_THAT(testing::internal::GetCapturedStdout(), testing::EndsWith(std::string("]: ") + text + "\n"));
+  monitor->stop();
+}
+
+TEST(ServerProcess, LeaksNothingInManyExchangesOfMidi) {
+  const PrivateServer server;
+  const Program dump("pw-mididump");
+  const Program source("sleep 60 | " ORVANE_TOOL " midi send -i");
+  await([] { return run("pw-link -io").output.find("OVMIDISend:Output port") != std::string::npos; });
+  await([] { return run("pw-link -io").output.find("midi-dump:input") != std::string::npos; });
+  platform::use(platform::makeHost("pipewire"));
+  exchangeMidi(100);
+  await([] { return !platform::current().midiReport->isActive(); });
+  const Holdings before = holdings();
+  for (int start = 0; start < 100; ++start) exchangeMidi(start);
+  await([&] { return holdings() == before; });
+  EXPECT_EQ(holdings(), before);
+  // Every message has left before its port went, unless a discontinuity counts its loss.
+  const auto report = platform::current().midiReport;
+  std::uint64_t notes = 0;
+  await([&] {
+    const std::string shown = dump.output();
+    notes = static_cast<std::uint64_t>(std::ranges::count(shown, '\n'));
+    return notes + report->discontinuities() >= 101;
+  });
+  EXPECT_GE(notes, 99U);
+  platform::use(platform::makeSimulatedHost());
+}
+
+TEST(ServerProcess, UsesOneConnectionForSoundAndMidi) {
+  const PrivateServer server;
+  const auto clients = [] { return std::stoi(run("pw-cli ls Client | grep -c pipewire.sec.pid").output); };
+  const Program source("sleep 60 | " ORVANE_TOOL " midi send -i");
+  await([] { return run("pw-link -o").output.find("OVMIDISend:Output port\n") != std::string::npos; });
+  const int before = clients();
+  platform::use(platform::makeHost("pipewire"));
+  const auto sender = OVMIDISend::init();
+  const auto tone = OVTestTone::init();
+  tone->start();
+  const auto monitor = OVMIDIMonitor::init();
+  const auto isLinked = [] { return run("pw-link -l").output.find("|-> OVMIDIMonitor") != std::string::npos; };
+  for (int start = 0; start < 2; ++start) {
+    monitor->start();
+    EXPECT_TRUE(isLinked()) << "start " << start;
+    monitor->stop();
+    EXPECT_TRUE(await([&] { return !isLinked(); }));
+  }
+  EXPECT_EQ(clients(), before + 1);
+  const auto report = platform::current().deviceReport;
+  EXPECT_TRUE(await([&] { return report->runCount().frames > 0; }));
+  EXPECT_THAT(run("pw-link -io").output, testing::HasSubstr("OVMIDISend:Output port"));
+  tone->stop();
   platform::use(platform::makeSimulatedHost());
 }
 

@@ -1,0 +1,101 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "platform/Trigger.h"
+#include "platform/backend/BackendModule.h"
+#include "platform/backend/MidiQueue.h"
+#include "platform/backend/MidiTransport.h"
+#include "platform/pipewire/CycleClock.h"
+#include "platform/pipewire/MidiCycle.h"
+#include "platform/pipewire/Server.h"
+
+struct pw_filter;
+struct spa_data;
+struct spa_hook;
+struct spa_io_position;
+struct spa_pod_sequence;
+
+namespace orvane::pipewire {
+
+/// What the MIDI nodes of a transport have in common.
+struct MidiNodeSetup {
+  std::shared_ptr<Connection> connection;
+  backend::ModuleServices services;
+  platform::HostTime hostOffset{};             ///< The host clock's time minus CLOCK_MONOTONIC.
+  std::optional<std::uint32_t> sliceFrames{};  ///< Frames per cycle to ask for.
+  backend::MidiTransportCallback& callback;
+  platform::Trigger& sent;                      ///< Fired when everything that was queued has left.
+  platform::Trigger& failed;                    ///< Fired when `problem` has become known.
+  std::atomic<std::uint64_t>& discontinuities;  ///< Counted up.
+};
+
+/// A node of the server's graph with one MIDI port. The node has the name of the client.
+///
+/// Made and destroyed with the lock of the loop. Once the destructor has returned no callback runs.
+class MidiNode {
+ public:
+  MidiNode(MidiNodeSetup setup, const backend::MidiPortLabels& labels);
+  ~MidiNode();
+  MidiNode(const MidiNode&) = delete;
+  MidiNode& operator=(const MidiNode&) = delete;
+
+  /// Returns the reason why the node cannot run, or `std::nullopt`. With the lock.
+  const std::optional<std::string>& problem() const { return mProblem; }
+  /// Returns the server's identifier of the port, if the registry has announced it. With the lock.
+  std::optional<std::uint32_t> port() const;
+
+  /// Sets the route of the events that arrive, or whose queue is sent.
+  void setRoute(platform::MidiObjectRef route) { mRoute = route; }
+  /// Sets whether events that arrive are passed on.
+  void setListening(bool isListening) { mIsListening = isListening; }
+  /// Returns in how many cycles the port had a buffer, which it has while it is linked.
+  std::uint64_t cycles() const { return mCycles; }
+
+  /// Queues an event for its time. Returns false if the queue is full. Called by one thread at a time.
+  bool send(const backend::MidiEvent& event);
+  /// Drops what is queued at the next cycle.
+  void discard() { mDiscards = true; }
+  /// Returns whether everything that was queued has left.
+  bool isIdle() const { return mConfirmed == mQueued; }
+
+ private:
+  struct Trampolines;
+
+  void process(const spa_io_position& position);
+  void readCycle(const spa_data& data, const MidiCycle& cycle);
+  void deliver(const spa_pod_sequence& sequence, const MidiCycle& cycle);
+  void writeCycle(spa_data& data, const MidiCycle& cycle);
+  void dropQueue();
+  void confirm();
+
+  const MidiNodeSetup mSetup;
+  const backend::MidiPortLabels mLabels;
+  std::optional<std::string> mProblem;
+  pw_filter* mFilter = nullptr;
+  void* mPort = nullptr;
+  std::unique_ptr<spa_hook> mListener;
+
+  // Between the data thread and the others.
+  backend::MidiQueue mQueue;
+  std::atomic<platform::MidiObjectRef> mRoute{};
+  std::atomic<bool> mIsListening = false;
+  std::atomic<bool> mDiscards = false;
+  std::atomic<std::uint64_t> mCycles = 0;
+  std::atomic<std::uint64_t> mQueued = 0;
+  std::atomic<std::uint64_t> mConfirmed = 0;  ///< How many of the queued events have left for good.
+
+  // The data thread's.
+  std::optional<CycleClock> mClock;  ///< Empty while the port has no buffers.
+  std::size_t mWritten = 0;          ///< How many bytes of the first event in the queue have left.
+  std::uint64_t mTaken = 0;          ///< Number of events taken out of the queue.
+  int mQuietCycles = 0;              ///< Since the last cycle that wrote something.
+};
+
+}  // namespace orvane::pipewire
