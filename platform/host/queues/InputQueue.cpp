@@ -2,7 +2,6 @@
 #include "platform/host/queues/InputQueue.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstring>
 #include <new>
 #include <stdexcept>
@@ -24,7 +23,6 @@ namespace status = platform::status;
 
 namespace {
 
-constexpr double ringSeconds = 2;
 /// The worker is woken after this time. Waking it for each slice would cost more than the work.
 constexpr double wakeSeconds = 0.02;
 /// A buffer with this much sound is delivered although it is not full, so that a recording whose process is killed
@@ -136,17 +134,14 @@ std::optional<Failure> InputQueue::prepare(const backend::DeviceFormat& hardware
   }
   try {
     mConverter = std::make_unique<BlockConverter>(from, to);
-    const auto frames = static_cast<std::uint32_t>(std::ceil(from.sampleRate * ringSeconds));
-    mRing = std::make_unique<SliceQueue>(from.channels, std::max(frames, 2 * backend::DeviceFormat::maxSliceFrames));
+    const auto wakeFrames = static_cast<std::uint32_t>(std::max(1.0, from.sampleRate * wakeSeconds));
+    mRing = std::make_unique<CaptureRing>(from.channels, from.sampleRate, wakeFrames);
   } catch (const std::bad_alloc&) {
     return Failure{status::ioFailure, "there is not enough memory to buffer the input"};
   } catch (const std::runtime_error& failure) {
     return Failure{status::unsupportedFormat, failure.what()};
   }
   mHardware = hardware;
-  mWakeFrames = static_cast<std::uint32_t>(std::max(1.0, from.sampleRate * wakeSeconds));
-  mWaitingFrames = 0;
-  mOverrunsCounted = 0;
   mConverterEnded = false;
   return std::nullopt;
 }
@@ -156,7 +151,7 @@ std::optional<Failure> InputQueue::deviceChanged(const backend::DeviceFormat& fo
   if (format == mHardware) return std::nullopt;
   if (auto failure = mSession.whyNot(format, true, false, "BufferQueueService::start")) return failure;
   const std::lock_guard lock(mMutex);
-  countOverruns();
+  mRing->countOverruns(*mContext, "the recorder");
   try {
     mRing->takeAll(
         [this](const SliceQueue::Block& block) { mConverter->convert(block.planes, block.frames, mConverted); });
@@ -172,12 +167,7 @@ std::optional<Failure> InputQueue::deviceChanged(const backend::DeviceFormat& fo
 const char* InputQueue::deviceSlice(const HubSlice& slice, OutputMix&) {
   if (mFailed) return "the input of a buffer queue could not be encoded";
   if (mFirstTime.load(std::memory_order_relaxed) == platform::HostTime::zero()) mFirstTime = slice.time;
-  mRing->push(slice.inputs, slice.frames);
-  mWaitingFrames += slice.frames;
-  if (mWaitingFrames >= mWakeFrames) {
-    mWaitingFrames = 0;
-    mWorkTrigger->fire();
-  }
+  if (mRing->capture(slice.inputs, slice.frames)) mWorkTrigger->fire();
   return nullptr;
 }
 
@@ -199,7 +189,7 @@ void InputQueue::work() {
       } else {
         failure = next.failure();
       }
-      countOverruns();
+      mRing->countOverruns(*mContext, "the recorder");
     }
     if (failure) return reportConverterError(*failure);
     if (filled == nullptr) return;
@@ -329,15 +319,6 @@ Result<bool> InputQueue::fillWithPackets(Buffer& buffer) {
     mFilledFrames += packet.frames;
   }
   return false;
-}
-
-void InputQueue::countOverruns() {
-  const std::uint64_t lost = mRing->overruns() - mOverrunsCounted;
-  if (lost == 0) return;
-  mOverrunsCounted += lost;
-  mContext->log->write(platform::LogLevel::warning,
-                       std::to_string(lost) + " slices dropped: the recorder could not keep up");
-  mContext->files.addOverruns(lost);
 }
 
 }  // namespace orvane::host

@@ -13,7 +13,7 @@
 #include "platform/Clock.h"
 #include "platform/Trigger.h"
 #include "platform/host/Result.h"
-#include "platform/host/audio/SliceQueue.h"
+#include "platform/host/audio/CaptureRing.h"
 #include "platform/host/convert/BlockConverter.h"
 #include "platform/host/convert/PacketCodec.h"
 #include "platform/host/convert/PcmCoding.h"
@@ -67,7 +67,6 @@ class InputQueue final : public HostQueue {
   void work();
   void deliver(Buffer& buffer, std::uint64_t firstFrame);
   void finish();
-  void countOverruns();
 
   const Client mClient;
   platform::StreamDescription mFormat;
@@ -82,14 +81,11 @@ class InputQueue final : public HostQueue {
   std::deque<EncodedPacket> mPackets;
   std::uint64_t mFilledFrames = 0;  ///< Frames in delivered buffers and in the first buffer.
   std::uint64_t mBufferFrame = 0;   ///< The first frame of the first buffer.
-  std::uint64_t mOverrunsCounted = 0;
-  bool mFinishing = false;  ///< The run has ended; deliver what is left.
+  bool mFinishing = false;          ///< The run has ended; deliver what is left.
   bool mConverterEnded = false;
 
   // Used by the device callback while the queue runs.
-  std::unique_ptr<SliceQueue> mRing;
-  std::uint32_t mWakeFrames = 1;  ///< Frames after which the worker is woken.
-  std::uint32_t mWaitingFrames = 0;
+  std::unique_ptr<CaptureRing> mRing;
   std::atomic<platform::HostTime> mFirstTime{};  ///< Capture time of the first frame of the run; 0 before.
 
   std::unique_ptr<platform::Trigger> mWorkTrigger;

@@ -2,7 +2,6 @@
 #include "platform/host/queues/OutputQueue.h"
 
 #include <algorithm>
-#include <cmath>
 #include <new>
 #include <stdexcept>
 #include <string>
@@ -23,7 +22,6 @@ namespace status = platform::status;
 
 namespace {
 
-constexpr double ringSeconds = 0.5;
 /// Frames of linear PCM that are decoded at a time.
 constexpr std::size_t blockFrames = 4096;
 
@@ -140,8 +138,7 @@ std::optional<Failure> OutputQueue::prepare(const backend::DeviceFormat& hardwar
   try {
     mConverter = std::make_unique<BlockConverter>(from, to);
     mConverted = std::make_unique<PlanarFifo>(to.channels);
-    const auto frames = static_cast<std::uint32_t>(std::ceil(to.sampleRate * ringSeconds));
-    mRing = std::make_unique<SliceQueue>(to.channels, std::max(frames, 2 * backend::DeviceFormat::maxSliceFrames));
+    mRing = std::make_unique<PlaybackRing>(to.channels, to.sampleRate);
     mSlice = std::make_unique<AlignedSamples>(to.channels, backend::DeviceFormat::maxSliceFrames);
   } catch (const std::bad_alloc&) {
     return Failure{status::ioFailure, "there is not enough memory to play the queue"};
@@ -149,9 +146,7 @@ std::optional<Failure> OutputQueue::prepare(const backend::DeviceFormat& hardwar
     return Failure{status::unsupportedFormat, failure.what()};
   }
   mHardware = hardware;
-  mPushed = mTaken = 0;
-  mEndFrame = unknownEnd;
-  mFlushed = mStarving = mEndAnnounced = false;
+  mFlushed = mEndAnnounced = false;
   return std::nullopt;
 }
 
@@ -179,7 +174,7 @@ std::optional<Failure> OutputQueue::changeFormat(const backend::DeviceFormat& fo
     if (auto failure = prepare(format)) return failure;
     *mConverted = std::move(left);
     mFlushed = wasFlushed;
-    if (wasFlushed) mEndFrame = mConverted->frames();
+    if (wasFlushed) mRing->endAfter(mConverted->frames());
     return std::nullopt;
   } catch (const std::exception& failure) {
     return Failure{status::ioFailure, std::string("the queue's sound could not be converted: ") + failure.what()};
@@ -209,7 +204,7 @@ void OutputQueue::work() {
 std::optional<Failure> OutputQueue::fill() {
   try {
     for (;;) {
-      pushConverted();
+      mRing->fillFrom(*mConverted);
       if (mConverted->frames() > 0 || mFlushed) return std::nullopt;
       if (front() == nullptr && !mEnding) return std::nullopt;
       if (front() == nullptr) {
@@ -264,22 +259,13 @@ void OutputQueue::useUp(Buffer& buffer) {
   popFront();
 }
 
-void OutputQueue::pushConverted() {
-  const std::size_t room = mRing->capacity() - mRing->frames();
-  const std::size_t frames = std::min(mConverted->frames(), room);
-  if (frames == 0) return;
-  mRing->push(mConverted->planes(), static_cast<std::uint32_t>(frames));
-  mConverted->drop(frames);
-  mPushed += frames;
-}
-
 /// Takes the last frames out of the converter. The end is known to the device callback before it can take the last
 /// frame.
 void OutputQueue::flush() {
   mConverter->finish(*mConverted);
   mFlushed = true;
-  mEndFrame = mPushed + mConverted->frames();
-  pushConverted();
+  mRing->endAfter(mConverted->frames());
+  mRing->fillFrom(*mConverted);
 }
 
 /// Leaves the hub after the last frame was played, unless the queue was stopped or started again meanwhile.
@@ -308,7 +294,7 @@ void OutputQueue::finish(std::uint64_t run) {
 const char* OutputQueue::deviceSlice(const HubSlice& slice, OutputMix& mix) {
   if (mFailed) return "the packets of a buffer queue could not be decoded";
   // The slice behind the last frame is silent: a device that is stopped at once would lose what it has not played yet.
-  if (mTaken >= mEndFrame) {
+  if (mRing->isPlayedOut()) {
     if (!mEndAnnounced) {
       mEndedRun = mRun.load();
       mEndTrigger->fire();
@@ -316,24 +302,11 @@ const char* OutputQueue::deviceSlice(const HubSlice& slice, OutputMix& mix) {
     mEndAnnounced = true;
     return nullptr;
   }
-  std::uint32_t filled = 0;
-  const auto copy = [&](const SliceQueue::Block& block) {
-    for (std::uint32_t channel = 0; channel < mSlice->channels(); ++channel) {
-      std::copy_n(block.planes[channel], block.frames, mSlice->plane(channel) + filled);
-    }
-    filled += block.frames;
-  };
-  const bool hasPlayed = mTaken > 0;
-  mTaken += mRing->takeUpTo(slice.frames, copy);
-  const bool isStarving = filled < slice.frames && mTaken < mEndFrame;
-  if (isStarving && !mStarving && hasPlayed) mHub->countDiscontinuity();
-  mStarving = isStarving;
-  if (mRing->frames() <= mRing->capacity() / 2) mWorkTrigger->fire();
-  if (filled == 0) return nullptr;
-  for (std::uint32_t channel = 0; channel < mix.channels(); ++channel) {
-    std::fill(mSlice->plane(channel) + filled, mSlice->plane(channel) + slice.frames, 0.0F);
-    mix.add(channel, mSlice->plane(channel));
-  }
+  const std::uint32_t taken = mRing->take(slice.frames, mSlice->planes());
+  if (mRing->beganToStarve()) mHub->countDiscontinuity();
+  if (mRing->isLow()) mWorkTrigger->fire();
+  if (taken == 0) return nullptr;
+  for (std::uint32_t channel = 0; channel < mix.channels(); ++channel) mix.add(channel, mSlice->plane(channel));
   return nullptr;
 }
 

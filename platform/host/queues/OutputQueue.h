@@ -4,7 +4,6 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
-#include <limits>
 #include <memory>
 #include <optional>
 #include <span>
@@ -13,7 +12,7 @@
 #include "platform/Trigger.h"
 #include "platform/host/Result.h"
 #include "platform/host/audio/AlignedSamples.h"
-#include "platform/host/audio/SliceQueue.h"
+#include "platform/host/audio/PlaybackRing.h"
 #include "platform/host/convert/BlockConverter.h"
 #include "platform/host/convert/PacketCodec.h"
 #include "platform/host/convert/PcmCoding.h"
@@ -40,8 +39,6 @@ class OutputQueue final : public HostQueue {
   platform::Status stop(bool immediate) override;
 
  private:
-  static constexpr std::uint64_t unknownEnd = std::numeric_limits<std::uint64_t>::max();
-
   OutputQueue(std::shared_ptr<HostContext> context, std::shared_ptr<AudioHub> hub, platform::BufferQueue handle,
               const Client& client);
 
@@ -65,7 +62,6 @@ class OutputQueue final : public HostQueue {
   std::optional<platform::Failure> decodeFrom(Buffer& buffer);
   std::size_t decodePcm(const Buffer& buffer);
   void useUp(Buffer& buffer);
-  void pushConverted();
   void flush();
 
   // On the worker.
@@ -87,7 +83,6 @@ class OutputQueue final : public HostQueue {
   std::unique_ptr<PlanarFifo> mConverted;
   std::size_t mPlace = 0;  ///< Bytes (linear PCM) or packets of the first buffer that were decoded.
   std::vector<platform::QueueBuffer*> mUsedUp;  ///< Buffers whose return the client does not know yet.
-  std::uint64_t mPushed = 0;                    ///< Frames pushed for the device callback.
   bool mEnding = false;                         ///< Stop when everything that is enqueued has been played.
   bool mFlushed = false;                        ///< No more frames will come.
   bool mPrimed = false;                         ///< The members above hold sound of the next or current run.
@@ -95,11 +90,8 @@ class OutputQueue final : public HostQueue {
   std::atomic<std::uint64_t> mEndedRun = 0;     ///< The run whose last frame was played.
 
   // Used by the device callback while the queue runs.
-  std::unique_ptr<SliceQueue> mRing;
+  std::unique_ptr<PlaybackRing> mRing;
   std::unique_ptr<AlignedSamples> mSlice;
-  std::uint64_t mTaken = 0;                           ///< Frames taken from `mRing`.
-  std::atomic<std::uint64_t> mEndFrame = unknownEnd;  ///< The value of `mTaken` after the last frame.
-  bool mStarving = false;
   bool mEndAnnounced = false;
 
   std::unique_ptr<platform::Trigger> mWorkTrigger;
