@@ -8,6 +8,7 @@ set(ORVANE_PUBLIC_HEADERS
   Pexutil/Source/Utility/PXAudioFileFormats.h
   Pexutil/Source/Utility/PXLiterals.h
   Pexutil/Source/Utility/PXX4CCString.h
+  engine/OVEngine.h
   iounit/AOMeter.h
   iounit/AOPlaythru.h
   iounit/AORecord.h
@@ -29,6 +30,7 @@ set(ORVANE_PUBLIC_HEADERS
   platform/Failure.h
   platform/FileReport.h
   platform/FormatInfoService.h
+  platform/GraphEngine.h
   platform/Hosts.h
   platform/Json.h
   platform/Log.h
@@ -38,6 +40,7 @@ set(ORVANE_PUBLIC_HEADERS
   platform/Object.h
   platform/PacketDescription.h
   platform/PacketList.h
+  platform/PcmFile.h
   platform/Platform.h
   platform/PlatformError.h
   platform/PlatformException.h
@@ -55,6 +58,7 @@ set(ORVANE_PUBLIC_HEADERS
   platform/SystemSoundService.h
   platform/Trigger.h
   platform/UnitService.h
+  platform/Url.h
   platform/Value.h
   platform/Waiter.h
   platform/Worker.h

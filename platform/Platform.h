@@ -13,6 +13,7 @@ class DeviceReport;
 class EventLoop;
 class FileReport;
 class FormatInfoService;
+class GraphService;
 class Json;
 class Log;
 class MidiReport;
@@ -40,6 +41,7 @@ struct Platform {
   std::shared_ptr<SoundFileService> soundFiles;
   std::shared_ptr<FormatInfoService> formatInfo;
   std::shared_ptr<SystemSoundService> systemSounds;
+  std::shared_ptr<GraphService> graphs;
   std::shared_ptr<DeviceReport> deviceReport;
   std::shared_ptr<RunControl> runControl;
   std::shared_ptr<FileReport> fileReport;

@@ -50,6 +50,14 @@ bool StreamFormat::isInterleaved() const {
   return (mDescription.formatFlags & format_flag::nonInterleaved) == 0;
 }
 
+FormatSettings StreamFormat::settings() const {
+  return {.formatID = mDescription.formatID,
+          .sampleRate = mDescription.sampleRate,
+          .channels = mDescription.channelsPerFrame,
+          .bitsPerChannel = mDescription.bitsPerChannel,
+          .isFloat = (mDescription.formatFlags & format_flag::isFloat) != 0};
+}
+
 StreamFormat::Common StreamFormat::common() const {
   const auto is = [this](std::uint32_t kind, std::uint32_t width) {
     return mDescription == linearPcm(sampleRate(), channelCount(), width, kind, isInterleaved()).mDescription;

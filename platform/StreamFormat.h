@@ -10,6 +10,17 @@
 
 namespace orvane::platform {
 
+/// The settings of a new sound file: the part of a format that does not depend on the layout in memory.
+struct FormatSettings {
+  std::uint32_t formatID = linearPcmFormatID;
+  double sampleRate = 0;  ///< Hertz.
+  std::uint32_t channels = 0;
+  std::uint32_t bitsPerChannel = 0;
+  bool isFloat = false;
+
+  bool operator==(const FormatSettings&) const = default;
+};
+
 /// A stream description with an optional channel layout. A plain value. Any description is accepted, even an
 /// inconsistent one. Only `sampleRate`, `channelCount`, `isInterleaved`, `description` and `layout` are real-time safe.
 class ORVANE_EXPORT StreamFormat {
@@ -38,6 +49,9 @@ class ORVANE_EXPORT StreamFormat {
   bool isInterleaved() const;
   const StreamDescription& description() const { return mDescription; }
   const std::optional<ChannelLayout>& layout() const { return mLayout; }
+
+  /// Returns the settings with which a file holds samples of this format.
+  FormatSettings settings() const;
 
   /// Returns which common format this is: packed linear PCM in native byte order, one frame per packet, with 32-bit or
   /// 64-bit float or 16-bit or 32-bit signed integer samples, interleaved or not. All fields of the description must

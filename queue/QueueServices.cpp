@@ -1,13 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "queue/QueueServices.h"
 
-#include <memory>
 #include <string>
 
-#include "platform/PlatformSession.h"
-#include "session/OVSession.h"
 #include "session/RaiseOn.h"
 #include "session/RequiredRole.h"
+#include "session/SessionToBind.h"
 
 namespace orvane {
 
@@ -24,16 +22,14 @@ void check(const platform::Platform& services, platform::Status result, const ch
 }
 
 void bindQueueToSession(const platform::Platform& services, platform::BufferQueue queue, const OVSession& session) {
-  const std::shared_ptr<platform::Object> object = session.session();
-  const auto* bound = dynamic_cast<const platform::PlatformSession*>(object.get());
-  if (bound == nullptr || (services.sessions && services.sessions->primary().get() == bound)) return;
-  const std::uint32_t identifier = bound->identifier();
+  const auto identifier = sessionToBind(services, session);
+  if (!identifier) return;
   const platform::Status status =
-      queuesOf(services).setProperty(queue, platform::QueueProperty::clientSession, &identifier, sizeof identifier);
+      queuesOf(services).setProperty(queue, platform::QueueProperty::clientSession, &*identifier, sizeof *identifier);
   if (status == platform::status::success) return;
   raiseOn(services, "setSession failed " + std::to_string(status) +
                         " -- BufferQueueService::setProperty(QueueProperty::clientSession) sessionID: " +
-                        std::to_string(identifier));
+                        std::to_string(*identifier));
 }
 
 }  // namespace orvane

@@ -27,6 +27,11 @@ void raiseOn(const platform::Platform& services, const std::string& message, con
   raiseOn(services, withReason(message, error.localizedDescription()));
 }
 
+void raiseOn(const platform::Platform& services, const std::string& message,
+             const platform::PlatformException& exception) {
+  raiseOn(services, withReason(message, exception.description()));
+}
+
 void raiseOn(const platform::Platform& services, const std::string& message, platform::Status status) {
   raiseOn(services, withReason(message, std::to_string(status)));
 }
@@ -46,7 +51,7 @@ void OVThrow(const std::string& message, const platform::PlatformError& error) {
 }
 
 void OVThrow(const std::string& message, const platform::PlatformException& exception) {
-  _OVThrowMsg(withReason(message, exception.description()));
+  orvane::raiseOn(platform::current(), message, exception);
 }
 
 void OVThrow(const std::string& message, platform::Status status) {

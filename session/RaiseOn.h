@@ -6,6 +6,7 @@
 #include "platform/Log.h"
 #include "platform/Platform.h"
 #include "platform/PlatformError.h"
+#include "platform/PlatformException.h"
 #include "platform/Status.h"
 
 // Variants of the functions in OVThrow.h for objects that keep the services with which they were created: each writes
@@ -16,6 +17,8 @@ namespace orvane {
 [[noreturn]] void raiseOn(const platform::Platform& services, const std::string& message);
 [[noreturn]] void raiseOn(const platform::Platform& services, const std::string& message,
                           const platform::PlatformError& error);
+[[noreturn]] void raiseOn(const platform::Platform& services, const std::string& message,
+                          const platform::PlatformException& exception);
 [[noreturn]] void raiseOn(const platform::Platform& services, const std::string& message, platform::Status status);
 
 /// Writes a line to the log of `services`; does nothing if they have no log.

@@ -8,6 +8,7 @@
 #include "platform/host/files/HostConvertingFiles.h"
 #include "platform/host/files/HostFormatInfo.h"
 #include "platform/host/files/HostSoundFiles.h"
+#include "platform/host/graph/HostGraphs.h"
 #include "platform/host/midi/HostMidi.h"
 #include "platform/host/midi/HostMidiReport.h"
 #include "platform/host/midi/HostSequencePlayer.h"
@@ -30,12 +31,14 @@ platform::Platform makeHost(const std::shared_ptr<HostContext>& context, backend
   platform.scheduler = context->scheduler;
   platform.eventLoop = std::make_shared<HostEventLoop>(context->scheduler);
   platform.sessions = context->sessions;
-  platform.units = std::make_shared<HostUnits>(context, hub);
+  const auto units = std::make_shared<HostUnits>(context, hub);
+  platform.units = units;
   platform.convertingFiles = std::make_shared<HostConvertingFiles>(context, hub);
   platform.bufferQueues = std::make_shared<HostQueues>(context, hub);
   platform.soundFiles = std::make_shared<HostSoundFiles>(context);
   platform.formatInfo = std::make_shared<HostFormatInfo>(context);
   platform.systemSounds = std::make_shared<HostSystemSounds>(context, hub);
+  platform.graphs = std::make_shared<HostGraphs>(context, hub, units);
   platform.deviceReport = std::make_shared<HostDeviceReport>(std::move(backend.hostName), context, hub);
   platform.runControl = std::make_shared<HostRunControl>(context, hub);
   platform.fileReport = std::make_shared<HostFileReport>(context);

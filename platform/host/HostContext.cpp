@@ -43,4 +43,16 @@ std::optional<platform::Status> HostContext::refusalOf(const GatedCall& call) {
   return refuse({refusal->status, refusal->reason, std::string(call.name())});
 }
 
+platform::PlatformError HostContext::refuseWithError(platform::Failure failure) {
+  platform::PlatformError error(failure);
+  refuse(std::move(failure));
+  return error;
+}
+
+std::optional<platform::PlatformError> HostContext::errorOf(const GatedCall& call) {
+  const Refusal* refusal = gate->refusal(call);
+  if (refusal == nullptr) return std::nullopt;
+  return refuseWithError({refusal->status, refusal->reason, std::string(call.name())});
+}
+
 }  // namespace orvane::host

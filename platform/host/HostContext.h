@@ -8,6 +8,7 @@
 
 #include "platform/Failure.h"
 #include "platform/Log.h"
+#include "platform/PlatformError.h"
 #include "platform/Scheduler.h"
 #include "platform/Status.h"
 #include "platform/host/CallGate.h"
@@ -35,6 +36,10 @@ class HostContext {
   /// Asks the gate whether a scenario refuses `call`. If so, logs and stores the refusal as `refuse` does and returns
   /// its status; otherwise returns `std::nullopt`. Must not be used on the device callback, which asks `gate` directly.
   std::optional<platform::Status> refusalOf(const GatedCall& call);
+  /// Like `refuse`, but returns the failure as an error.
+  platform::PlatformError refuseWithError(platform::Failure failure);
+  /// Like `refusalOf`, but returns the refusal as an error.
+  std::optional<platform::PlatformError> errorOf(const GatedCall& call);
   /// Returns the last refused call, as `platform::DeviceReport::lastRefusal` does.
   std::optional<platform::Failure> lastRefusal() const { return mRefusals->last(); }
 
@@ -58,7 +63,7 @@ class HostContext {
 
  public:
   RunEnd runEnd;
-  WriteFailures writeFailures;
+  FirstFailure writeFailures;
   FileRecord files;
   const std::shared_ptr<HostSessions> sessions;
 };

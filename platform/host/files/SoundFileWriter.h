@@ -26,7 +26,8 @@ namespace orvane::host {
 /// The device callback pushes slices (its blocks of frames) into a bounded queue of two seconds, limited to 128 MiB.
 /// Every 200 ms the worker writes the queued frames and updates the file's header, so if the process is killed, the
 /// file is readable and at most the last 400 ms are missing. The first failure is logged and recorded in
-/// `WriteFailures`; later frames are dropped. A file that is still open when the process exits is completed then.
+/// `HostContext::writeFailures`; later frames are dropped. A file that is still open when the process exits is
+/// completed then.
 ///
 /// An existing file with content keeps it until the first frames are written; a new or empty file gets its headers in
 /// `create`. A file has one writer at a time. When another writer takes over the file (see `WriteClaim`), this writer

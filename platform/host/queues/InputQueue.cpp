@@ -9,11 +9,10 @@
 #include <utility>
 
 #include "platform/Log.h"
-#include "platform/Scheduler.h"
 #include "platform/Status.h"
-#include "platform/Waiter.h"
 #include "platform/host/convert/EdgeFormat.h"
 #include "platform/host/convert/RateConverter.h"
+#include "platform/host/time/RunAndWait.h"
 
 namespace orvane::host {
 
@@ -114,12 +113,7 @@ Status InputQueue::stop(bool) {
   }
   mHub->remove(*this);
   // The rest is delivered on the queue's own thread, before this call returns.
-  const std::shared_ptr<platform::Waiter> delivered = mContext->scheduler->makeWaiter();
-  mWorker->post([this, delivered] {
-    finish();
-    delivered->signal();
-  });
-  delivered->wait(platform::Waiter::forever);
+  runAndWait(*mContext->scheduler, *mWorker, [this] { finish(); });
   mRunning = false;
   announceRunning();
   return status::success;

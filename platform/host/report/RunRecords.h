@@ -58,10 +58,10 @@ class RefusalRecord {
   std::optional<platform::Failure> mLast;
 };
 
-/// The record of the first failed background write to a file.
-class WriteFailures {
+/// The record of the first failure of something that runs in the background, such as writing files.
+class FirstFailure {
  public:
-  explicit WriteFailures(NoticeWorker& worker) : mNotices(worker) {}
+  explicit FirstFailure(NoticeWorker& worker) : mNotices(worker) {}
 
   /// If `failure` is the first, stores it and makes the subscribed notices run soon; otherwise does nothing.
   void record(platform::Failure failure) {
@@ -75,7 +75,7 @@ class WriteFailures {
     const std::lock_guard lock(mMutex);
     return mFirst;
   }
-  /// Subscribes a notice, see `platform::RunControl::onWriteFailure`.
+  /// Subscribes a notice that is called once, after the first failure; soon if there was one.
   platform::Subscription onFirst(std::function<void()> notice) {
     const std::lock_guard lock(mMutex);
     return mNotices.subscribe(std::move(notice), mFirst.has_value());

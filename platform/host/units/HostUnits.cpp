@@ -63,10 +63,15 @@ Status HostUnits::createInstance(platform::UnitComponent component, UnitInstance
   instance = UnitInstance::none;
   if (const auto refusal = mContext->refusalOf(createInstanceCall)) return *refusal;
   if (component != ioUnitComponent) return status::badParameter;
-  const std::lock_guard lock(mMutex);
-  instance = static_cast<UnitInstance>(++mLastInstance);
-  mUnits[instance] = std::make_shared<IoUnit>(mContext, mHub);
+  instance = adopt(std::make_shared<IoUnit>(mContext, mHub));
   return status::success;
+}
+
+UnitInstance HostUnits::adopt(std::shared_ptr<IoUnit> unit) {
+  const std::lock_guard lock(mMutex);
+  const auto instance = static_cast<UnitInstance>(++mLastInstance);
+  mUnits[instance] = std::move(unit);
+  return instance;
 }
 
 std::shared_ptr<IoUnit> HostUnits::find(UnitInstance instance) const {

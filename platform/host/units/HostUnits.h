@@ -36,6 +36,9 @@ class HostUnits final : public platform::UnitService {
                                std::uint32_t byteSize) override;
   void dispose(platform::UnitInstance instance) override;
 
+  /// Adds a unit that another service of the host created. The service must dispose it.
+  platform::UnitInstance adopt(std::shared_ptr<IoUnit> unit);
+
  private:
   std::shared_ptr<IoUnit> find(platform::UnitInstance instance) const;
   platform::Status withUnit(const GatedCall& call, platform::UnitInstance instance,

@@ -25,6 +25,7 @@ namespace status = platform::status;
 
 namespace {
 
+constexpr char initializeCall[] = "UnitService::initialize";
 constexpr char startCall[] = "UnitService::start";
 
 const GatedCall setFormatCall("UnitBus::setFormat");
@@ -52,15 +53,21 @@ IoUnit::~IoUnit() {
 }
 
 Status IoUnit::initialize() {
-  auto refusal = mHub->checkAvailable();
-  if (refusal) refusal->call = "UnitService::initialize";
-  if (!refusal) refusal = mSession.whyNot(mHub->format(), mInputEnabled, mOutputEnabled, "UnitService::initialize");
-  if (refusal) return mContext->refuse(*std::move(refusal));
-  mInitialized = true;
-  return status::success;
+  return statusOf(tryInitialize(), initializeCall);
 }
 
 Status IoUnit::start() {
+  return statusOf(tryStart(), startCall);
+}
+
+std::optional<Failure> IoUnit::tryInitialize() {
+  auto refusal = mHub->checkAvailable();
+  if (!refusal) refusal = mSession.whyNot(mHub->format(), mInputEnabled, mOutputEnabled, initializeCall);
+  if (!refusal) mInitialized = true;
+  return refusal;
+}
+
+std::optional<Failure> IoUnit::tryStart() {
   stop();
   mUsesInput = mInputEnabled;
   mUsesOutput = mOutputEnabled && mOutputProvider;
@@ -71,10 +78,15 @@ Status IoUnit::start() {
     mRunning = true;
     refusal = mHub->add(*this);
   }
-  if (!refusal) return status::success;
-  mRunning = false;
-  refusal->call = startCall;
-  return mContext->refuse(*std::move(refusal));
+  if (refusal) mRunning = false;
+  return refusal;
+}
+
+/// Logs and stores a failure of `call`, and returns its status.
+Status IoUnit::statusOf(std::optional<Failure> failure, const char* call) {
+  if (!failure) return status::success;
+  failure->call = call;
+  return mContext->refuse(*std::move(failure));
 }
 
 std::optional<Failure> IoUnit::whyNotStart() const {
@@ -165,13 +177,11 @@ std::optional<Failure> IoUnit::whyNotFormat(const StreamFormat& format) const {
 /// Returns the error if the gate refuses the call or the format is not supported; otherwise `std::nullopt`. Records a
 /// refusal as the host's last one.
 std::optional<PlatformError> IoUnit::refusalOfFormat(const StreamFormat& format) {
-  if (mContext->refusalOf(setFormatCall)) return PlatformError(*mContext->lastRefusal());
+  if (auto refusal = mContext->errorOf(setFormatCall)) return refusal;
   auto failure = whyNotFormat(format);
   if (!failure) return std::nullopt;
   failure->call = setFormatCall.name();
-  PlatformError error(*failure);
-  mContext->refuse(*std::move(failure));
-  return error;
+  return mContext->refuseWithError(*std::move(failure));
 }
 
 std::optional<PlatformError> IoUnit::setClientInput(const StreamFormat& format) {

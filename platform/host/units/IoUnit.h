@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 
 #include "platform/Clock.h"
 #include "platform/Failure.h"
@@ -37,6 +38,9 @@ class IoUnit final : public HubClient {
 
   platform::Status initialize();
   platform::Status start();
+  // Like the operations above, but a failure is returned and neither logged nor stored.
+  std::optional<platform::Failure> tryInitialize();
+  std::optional<platform::Failure> tryStart();
   platform::Status stop();
   bool isRunning() const { return mRunning; }
   platform::Status bind(std::uint32_t session) { return mSession.bind(session); }
@@ -57,6 +61,9 @@ class IoUnit final : public HubClient {
   /// Thread-safe.
   platform::UnitLatency latency() const;
 
+  /// Returns the captured samples, one plane (array) for each channel. Must be called inside the input handler.
+  /// Real-time safe.
+  std::span<const float* const> captured() const { return mInput->planes(); }
   /// Renders captured input into `list`, see `platform::RenderOperation`. Real-time safe.
   platform::Status render(std::uint32_t frames, std::int32_t bus, platform::RenderBufferList& list);
 
@@ -68,6 +75,7 @@ class IoUnit final : public HubClient {
   bool givesOutput() const override { return mOutput != nullptr; }
   std::optional<backend::SessionLabels> session() const override { return mSession.labels(); }
   std::optional<platform::Failure> deviceChanged(const backend::DeviceFormat& format) override;
+  platform::Status statusOf(std::optional<platform::Failure> failure, const char* call);
   void handInput(platform::HostTime time);
   std::optional<platform::Failure> whyNotStart() const;
   std::optional<platform::Failure> makeEdges(const backend::DeviceFormat& hardware);

@@ -1,0 +1,111 @@
+// SPDX-License-Identifier: MIT
+#include "platform/host/graph/HostGraphEngine.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <utility>
+
+#include "platform/PlatformException.h"
+#include "platform/Status.h"
+#include "platform/host/audio/OutputMix.h"
+
+namespace orvane::host {
+
+using platform::GraphNode;
+using platform::PlatformException;
+
+namespace {
+
+const GatedCall startCall("GraphEngine::start");
+
+class HostOutputNode final : public platform::OutputNode {
+ public:
+  explicit HostOutputNode(platform::UnitInstance unit) : mUnit(unit) {}
+  platform::UnitInstance unit() const override { return mUnit; }
+
+ private:
+  const platform::UnitInstance mUnit;
+};
+
+class MixerNode final : public GraphNode {};
+
+/// Adds up the players' output in the unit's buffers. Called on the device callback; real-time safe.
+platform::Status mixPlayers(const std::vector<std::shared_ptr<HostPlayerNode>>& players, std::uint32_t frames,
+                            platform::RenderBufferList& list) {
+  std::array<float*, backend::DeviceFormat::maxChannels> planes{};
+  const auto buffers = list.buffers();
+  for (std::size_t channel = 0; channel < buffers.size(); ++channel)
+    planes[channel] = static_cast<float*>(buffers[channel].data);
+  OutputMix mix({planes.data(), buffers.size()}, frames);
+  for (const auto& player : players) player->render(mix);
+  mix.finish();
+  return platform::status::success;
+}
+
+}  // namespace
+
+HostGraphEngine::HostGraphEngine(const std::shared_ptr<HostContext>& context, const std::shared_ptr<AudioHub>& hub,
+                                 std::shared_ptr<HostUnits> units)
+    : mUnits(std::move(units)),
+      mCore(std::make_shared<GraphCore>(context, hub)),
+      mInstance(mUnits->adopt(mCore->unit)),
+      mMixer(std::make_shared<MixerNode>()),
+      mInput(std::make_shared<HostInputNode>(mCore)),
+      mOutput(std::make_shared<HostOutputNode>(mInstance)) {}
+
+HostGraphEngine::~HostGraphEngine() {
+  // Stops the unit and removes its closures, which use the tap and the players.
+  mUnits->dispose(mInstance);
+  mInput->removeTap(0);
+}
+
+std::optional<platform::PlatformError> HostGraphEngine::start() {
+  if (auto error = mCore->context->errorOf(startCall)) return error;
+  IoUnit& unit = *mCore->unit;
+  // A run that the device has ended is not a running engine.
+  if (unit.isRunning() && mCore->context->runEnd.end() == platform::DeviceEnd::none) return std::nullopt;
+  if (unit.isRunning()) stop();
+  unit.setInputEnabled(mInput->hasTap());
+  unit.setOutputEnabled(!mConnected.empty());
+  auto failure = unit.tryInitialize();
+  if (!failure) failure = unit.tryStart();
+  if (failure) {
+    failure->call = startCall.name();
+    return mCore->context->refuseWithError(*std::move(failure));
+  }
+  for (const auto& player : mConnected) player->setLatency(unit.latency().output);
+  return std::nullopt;
+}
+
+void HostGraphEngine::stop() {
+  mCore->unit->stop();
+  mInput->finishRun();
+}
+
+void HostGraphEngine::attach(const std::shared_ptr<GraphNode>& node) {
+  const auto player = std::dynamic_pointer_cast<HostPlayerNode>(node);
+  if (!player) throw PlatformException("GraphException", "only player nodes of the same host can be attached");
+  if (std::ranges::find(mAttached, player) == mAttached.end()) mAttached.push_back(player);
+}
+
+void HostGraphEngine::connect(const std::shared_ptr<GraphNode>& source, const std::shared_ptr<GraphNode>& target,
+                              const platform::StreamFormat&) {
+  const auto player = std::ranges::find(mAttached, source);
+  if (player == mAttached.end() || target != mMixer) {
+    throw PlatformException("GraphException", "an attached player node can be connected to the main mixer node only");
+  }
+  if ((*player)->isConnected()) return;
+  (*player)->connect(mCore, mCore->unit->clientOutput());
+  mConnected.push_back(*player);
+  mCore->changeUnit([players = mConnected](IoUnit& unit) {
+    unit.setOutputEnabled(true);
+    unit.setOutputProvider([players](platform::RenderActionFlags&, const platform::RenderTimeStamp&,
+                                     std::uint32_t frames, std::int32_t,
+                                     platform::RenderBufferList& list) { return mixPlayers(players, frames, list); });
+  });
+}
+
+}  // namespace orvane::host

@@ -1,0 +1,63 @@
+// SPDX-License-Identifier: MIT
+#include "platform/host/graph/HostInputNode.h"
+
+#include <string>
+#include <utility>
+
+#include "platform/PlatformException.h"
+
+namespace orvane::host {
+
+using platform::PlatformException;
+using platform::StreamFormat;
+
+namespace {
+
+void checkBus(std::uint32_t bus) {
+  if (bus == 0) return;
+  throw PlatformException("GraphException", "the input node has bus 0 only, not " + std::to_string(bus));
+}
+
+}  // namespace
+
+StreamFormat HostInputNode::inputFormat(std::uint32_t bus) const {
+  checkBus(bus);
+  return mCore->unit->clientInput();
+}
+
+void HostInputNode::installTap(std::uint32_t bus, std::uint32_t frames, const StreamFormat& format,
+                               platform::TapFunction function) {
+  constexpr std::uint32_t maxFrames = 65536;
+  if (frames < 1 || frames > maxFrames) {
+    throw PlatformException("GraphException",
+                            "a tap has buffers of 1 to 65536 frames, not of " + std::to_string(frames));
+  }
+  if (format != inputFormat(bus) || format.channelCount() == 0 || !function) {
+    throw PlatformException("GraphException", "a tap needs a function and the format of an input that exists");
+  }
+  removeTap(bus);
+  mTap = std::make_unique<Tap>(mCore, format, frames, std::move(function));
+  mCore->changeUnit([tap = mTap.get()](IoUnit& unit) {
+    unit.setInputEnabled(true);
+    unit.setInputHandler([tap, &unit](platform::RenderActionFlags&, const platform::RenderTimeStamp& time,
+                                      std::uint32_t count,
+                                      std::int32_t) { tap->capture(unit.captured(), count, time.hostTime); });
+  });
+}
+
+void HostInputNode::removeTap(std::uint32_t bus) {
+  checkBus(bus);
+  if (!mTap) return;
+  mCore->changeUnit([](IoUnit& unit) {
+    unit.setInputEnabled(false);
+    unit.setInputHandler(nullptr);
+  });
+  mTap->finishRun();
+  mTap.reset();
+}
+
+void HostInputNode::finishRun() {
+  if (mTap) mTap->finishRun();
+}
+
+}  // namespace orvane::host

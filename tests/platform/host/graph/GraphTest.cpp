@@ -1,0 +1,265 @@
+// SPDX-License-Identifier: MIT
+#include "engine/OVEngine.h"
+#include "platform/DeviceReport.h"
+#include "platform/FileReport.h"
+#include "platform/GraphEngine.h"
+#include "platform/Hosts.h"
+#include "platform/PlatformSession.h"
+#include "platform/SessionIdentifiers.h"
+#include "platform/Waiter.h"
+#include "tests/support/ScriptedDevice.h"
+#include "tests/support/SoundFiles.h"
+#include "tests/support/TemporaryFolder.h"
+
+namespace orvane::test {
+namespace {
+
+using namespace platform;
+
+TEST(Urls, AreParsedAndNameFiles) {
+  for (const char* const text :
+       {"", "take.wav", "/tmp/take.wav", "file", ":a", "1a:b", "a b:c", "file:///%", "file:///%4", "file:///%4g",
+        "file:///a b", "file:///a\n", "file:///\xC3\xA9", "file:///<a>"}) {
+    EXPECT_FALSE(Url::parse(text)) << text;
+  }
+  const std::tuple<std::string, std::string, std::string> rows[] = {
+      {"file:///tmp/a%20b%2Fc.wav", "/tmp/a b/c.wav", ""},
+      {"FILE:/a", "/a", ""},
+      {"file://localhost/a", "/a", ""},
+      {"file:///%C3%A9", "/\xC3\xA9", ""},
+      {"file://other/a", "/a", "host \"other\""},
+      {"file:a", "a", "no absolute path"},
+      {"file://", "", "no absolute path"},
+      {"file:///a?b", "/a", "query or a fragment"},
+      {"file:///a%00", std::string("/a\0", 3), "zero byte"},
+      {"http://x/a", "/a", "not a file URL"}};
+  for (const auto& [text, path, why] : rows) {
+    const auto url = Url::parse(text);
+    ASSERT_TRUE(url) << text;
+    EXPECT_EQ(url->path(), path);
+    EXPECT_EQ(url->whyNotFile().has_value(), !why.empty()) << text;
+    EXPECT_THAT(url->whyNotFile().value_or(""), HasSubstr(why));
+  }
+  EXPECT_EQ(Url::fromPath("/a b%\xC3\xA9?").text(), "file:///a%20b%25%C3%A9%3F");
+  EXPECT_EQ(Url::parse(Url::fromPath("x").text())->path(), (std::filesystem::current_path() / "x").string());
+}
+
+/// An engine on a device whose slices the test makes.
+struct GraphRig : testing::Test, ScriptedDevice {
+  void settle() const { services.scheduler->makeWaiter()->wait(5ms); }
+  float play(std::uint32_t frames = 256) {
+    slice(frames);
+    settle();
+    return state->played.empty() ? 99 : state->played.back();
+  }
+  std::shared_ptr<PcmFile> file(const Sound& sound) {
+    const std::string path = mFolder.file(std::to_string(++mFiles) + ".wav");
+    writeSound(path, sound);
+    std::optional<PlatformError> error;
+    return services.graphs->openFile(Url::fromPath(path), error);
+  }
+  std::shared_ptr<PlayerNode> makePlayer(const Sound& sound) {
+    auto player = services.graphs->makePlayerNode();
+    engine->attach(player);
+    engine->connect(player, engine->mainMixerNode(), StreamFormat::standard(48000, 1));
+    player->scheduleFile(file(sound));
+    return player;
+  }
+
+  const TemporaryFolder mFolder;
+  int mFiles = 0;
+  const std::shared_ptr<GraphEngine> engine = services.graphs->makeEngine();
+};
+
+TEST_F(GraphRig, PlayersAreMixedAndKeepTheirPlace) {
+  const auto one = makePlayer({48000, 1, std::vector<float>(1000, 0.25F)});
+  const auto other = makePlayer({48000, 1, std::vector<float>(2000, 0.5F)});
+  one->play();
+  EXPECT_FALSE(engine->start());
+  EXPECT_EQ(play(), 0.25F) << "the other one has not been told to play";
+  other->play();
+  EXPECT_EQ(play(), 0.75F);
+  engine->stop();
+  EXPECT_FALSE(engine->start());
+  EXPECT_EQ(play(), 0.75F) << "goes on";
+  slice(256);
+  EXPECT_EQ(std::pair(state->played[231], state->played[232]), std::pair(0.75F, 0.5F)) << "after 1000 frames";
+  EXPECT_FALSE(one->isFinished());
+  play();
+  play();
+  EXPECT_TRUE(one->isFinished() && !other->isFinished());
+  one->scheduleFile(file({48000, 1, std::vector<float>(300, -0.5F)}));
+  EXPECT_EQ(play(), 0.5F) << "waits for play";
+  one->play();
+  EXPECT_FALSE(one->isFinished());
+  EXPECT_EQ(play(), 0.0F);
+  for (int i = 0; i < 6; ++i) play();
+  EXPECT_TRUE(one->isFinished() && other->isFinished() && play() == 0);
+  EXPECT_EQ(services.deviceReport->runCount().discontinuities, 0U);
+}
+
+TEST_F(GraphRig, TapsDeliverWholeBuffersAndTheRest) {
+  std::vector<std::pair<std::uint32_t, double>> taken;
+  const auto input = engine->inputNode();
+  const StreamFormat format = input->inputFormat(0);
+  EXPECT_EQ(format, StreamFormat::standard(48000, 1));
+  const auto take = [&](const PcmBuffer* buffer, const RenderTimeStamp& time) {
+    taken.emplace_back(buffer->frames(), time.sampleTime);
+    if (time.sampleTime == 2100) throw std::runtime_error("enough");
+  };
+  input->installTap(0, 1000, format, take);
+  for (int run = 0; run < 2; ++run) {
+    EXPECT_FALSE(engine->start());
+    for (int i = 0; i < 4; ++i) play(262);
+    slice(2);
+    engine->stop();
+  }
+  EXPECT_EQ(taken, (std::vector<std::pair<std::uint32_t, double>>{{1000, 0}, {50, 1000}, {1000, 1050}, {50, 2050}}));
+  EXPECT_FALSE(engine->failure());
+  int notices = 0;
+  const auto failed = engine->onFailure([&] { ++notices; });
+  EXPECT_FALSE(engine->start());
+  for (int i = 0; i < 99; ++i) play(256);
+  EXPECT_EQ(taken.size(), 5U) << "the exception has ended the tap";
+  EXPECT_EQ(engine->failure(), (Failure{0, "enough", "InputNode::tap"}));
+  EXPECT_EQ(notices, 1);
+  input->installTap(0, 1000, format, take);
+  EXPECT_EQ(play(1000), 0);
+  EXPECT_EQ(taken.size(), 6U) << "a new tap while the engine runs";
+  input->removeTap(0);
+  EXPECT_FALSE(state->inputTaken);
+  for (const auto& each : {std::tuple(1U, 9U, format),
+                           {0U, 0U, format},
+                           {0U, 65537U, format},
+                           {0U, 9U, StreamFormat::standard(8000, 1)}}) {
+    const auto install = [&](std::uint32_t bus, std::uint32_t frames, const StreamFormat& wanted) {
+      input->installTap(bus, frames, wanted, take);
+    };
+    EXPECT_NE(reasonOf([&] { std::apply(install, each); }), "");
+  }
+}
+
+TEST_F(GraphRig, MeasuresTheAveragePower) {
+  constexpr float nan = std::numeric_limits<float>::quiet_NaN();
+  std::vector<std::vector<double>> powers;
+  state->format.inputs = 1;
+  const auto input = engine->inputNode();
+  input->installTap(0, 4, input->inputFormat(0), [&](const PcmBuffer* buffer, const RenderTimeStamp&) {
+    powers.push_back(buffer->averagePowerPerChannel());
+  });
+  EXPECT_FALSE(engine->start());
+  alignas(16) const std::array<float, 28> samples{1,     -1,  1,   -1, 0, 0, 0,     0,        nan,   nan,
+                                                  nan,   nan, nan, 1,  0, 1, 1e-8F, 1e-8F,    1e-8F, 1e-8F,
+                                                  1e-9F, 0,   0,   0,  2, 2, 2,     HUGE_VALF};
+  alignas(16) std::array<float, 28> output{};
+  const float* const in[] = {samples.data()};
+  float* const out[] = {output.data()};
+  EXPECT_EQ(state->callback->deviceSlice({{}, 0, 28, in, out}), 28U);
+  settle();
+  ASSERT_EQ(powers.size(), 7U);
+  const double wanted[] = {0, -160, -160, 10 * std::log10(0.5), -160, -160, HUGE_VAL};
+  for (std::size_t i = 0; i < 7; ++i) {
+    // Of equal infinities the difference is not a number.
+    EXPECT_TRUE(powers[i][0] == wanted[i] || std::abs(powers[i][0] - wanted[i]) < 1e-5) << i << ": " << powers[i][0];
+  }
+}
+
+TEST_F(GraphRig, RefusesWhatCannotRun) {
+  const auto start = [&] {
+    const auto error = engine->start();
+    return error ? std::to_string(error->code()) + " " + error->localizedDescription() : "";
+  };
+  const auto player = services.graphs->makePlayerNode();
+  EXPECT_EQ(reasonOf([&] { player->play(); }), "the player node is not connected to the main mixer");
+  EXPECT_NE(reasonOf([&] { engine->connect(player, engine->mainMixerNode(), {}); }), "");
+  EXPECT_EQ(start(), "");
+  engine->stop();
+  const auto session = services.sessions->makeAuxiliary();
+  const std::uint32_t identifier = session->identifier();
+  EXPECT_FALSE(session->setCategory(category::record));
+  EXPECT_EQ(services.units->setProperty(engine->outputNode()->unit(), UnitProperty::sessionIdentifier,
+                                        UnitScope::global, 0, &identifier, 4),
+            0);
+  EXPECT_EQ(start(), "") << "neither side is used";
+  engine->stop();
+  const auto playing = makePlayer({48000, 1, {1}});
+  EXPECT_THAT(start(), StartsWith("-16 the session's category"));
+  EXPECT_EQ(services.deviceReport->lastRefusal()->call, "GraphEngine::start");
+  EXPECT_FALSE(session->setCategory(category::playback));
+  EXPECT_EQ(start(), "");
+  engine->stop();
+  loseDevice();
+  EXPECT_EQ(start(), "-9 gone");
+}
+
+TEST_F(GraphRig, GoesOnWhenTheDeviceChanges) {
+  std::uint32_t frames = 0;
+  const auto input = engine->inputNode();
+  input->installTap(0, 480, input->inputFormat(0),
+                    [&](const PcmBuffer* buffer, const RenderTimeStamp&) { frames += buffer->frames(); });
+  const auto player = makePlayer({48000, 1, std::vector<float>(4800, 0.5F)});
+  player->play();
+  EXPECT_FALSE(engine->start());
+  for (int i = 0; i < 10; ++i) EXPECT_EQ(play(240), 0.5F);
+  change({24000, 1, 1, 256});
+  settle();
+  for (int i = 0; i < 20; ++i) play(120);
+  EXPECT_TRUE(player->isFinished());
+  engine->stop();
+  EXPECT_EQ(frames, 2400U + 20 * 240) << "in the format of the tap";
+  EXPECT_FALSE(engine->failure());
+}
+
+/// Races between the callers, the tap, the player and the device in real time.
+TEST(Graphs, AreStoppedAndReleasedWhileTheyRun) {
+  const TemporaryFolder folder;
+  use(makeSimulatedHost("mic=tone:440:0.5,slice=64"));
+  const std::string first = folder.file("a.wav"), take = folder.file("take.wav");
+  writeSound(first, {44100, 2, std::vector<float>(40'000, 0.5F)});
+  for (int round = 0; round < 8; ++round) {
+    auto engine = OVEngine::init();
+    engine->playAudioFile(first);
+    engine->recordAudioFile("file://" + take);
+    for (const auto pause : {0ms, 3ms, 90ms}) {
+      engine->start();
+      std::this_thread::sleep_for(pause);
+      engine->setEnableSilenceDetection(pause == 3ms);
+      if (round % 2 == 0) engine->stop();
+      if (pause == 3ms) engine->playAudioFile(first);
+    }
+    const auto graph = engine->engine();
+    const auto player = engine->player();
+    if (round == 3) engine->recordAudioFile("file://" + take);
+    engine.reset();
+    // The engine that the caller still holds has neither tap nor file.
+    EXPECT_EQ(current().fileReport->writtenFiles().back().frames, readSound(take).frames());
+    if (round > 4) {
+      EXPECT_FALSE(graph->start());
+    }
+    player->play();
+    EXPECT_FALSE(graph->failure());
+  }
+  const auto files = current().fileReport->writtenFiles();
+  EXPECT_EQ(files.size(), 9U);
+  EXPECT_TRUE(std::ranges::any_of(files, [](const auto& each) { return each.frames > 4096; }));
+  use({});
+}
+
+TEST(Graphs, EndTheirTapWithinTheTapsThread) {
+  use(makeSimulatedHost("mic=silence"));
+  const TemporaryFolder folder;
+  const auto engine = OVEngine::init();
+  engine->setEnableSilenceDetection(true);
+  engine->recordAudioFile("file://" + folder.file("take.wav"));
+  const std::shared_ptr<Waiter> failed = current().scheduler->makeWaiter();
+  const auto notice = engine->engine()->onFailure([failed] { failed->signal(); });
+  engine->start();
+  ASSERT_TRUE(failed->wait(10s));
+  EXPECT_EQ(engine->engine()->failure()->reason, OVEngine::silenceMessage);
+  EXPECT_EQ(current().fileReport->writtenFiles().at(0).frames, 0U) << "complete already";
+  engine->stop();
+  use({});
+}
+
+}  // namespace
+}  // namespace orvane::test
