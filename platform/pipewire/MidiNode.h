@@ -24,7 +24,7 @@ struct spa_pod_sequence;
 
 namespace orvane::pipewire {
 
-/// What the MIDI nodes of a transport have in common.
+/// The connection, services and counters that the MIDI nodes of a transport share.
 struct MidiNodeSetup {
   std::shared_ptr<Connection> connection;
   backend::ModuleServices services;

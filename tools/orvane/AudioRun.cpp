@@ -64,8 +64,22 @@ double deviceRate(const platform::DeviceReport& report, const AudioRun& run) {
 
 void limitRun(const platform::Platform& host, const AudioRun& run) {
   const double rate = deviceRate(*host.deviceReport, run);
+  constexpr std::uint64_t noLimit = std::uint64_t{1} << 52;
+  if (!run.seconds && run.outlastsInput) host.runControl->endAfterFrames(noLimit);
   // Hardware that reports no rate cannot be started, so no limit is needed.
   if (run.seconds && rate > 0) host.runControl->endAfterFrames(framesIn(*run.seconds, rate));
+}
+
+/// Returns the outcome of a run whose subject failed. `host` may have another failure, or the one behind it.
+Outcome outcomeOf(const platform::Platform& host, Outcome failure) {
+  const FailureReason reason = failureBehind(host);
+  if (reason.text.empty()) return failure;
+  const auto write = host.fileReport->writeFailure();
+  if (!write || failure.error.find(write->reason) == std::string::npos) {
+    return failed(ExitStatus::failed, reason.text + "; then " + failure.error, reason.status);
+  }
+  failure.hostStatus = reason.status;
+  return failure;
 }
 
 /// Returns the outcome of a run that threw no exception. `signal` is the result of the event loop: the signal that
@@ -105,8 +119,9 @@ Outcome complete(const Invocation& invocation, const AudioRun& run, RunSubject& 
     subject.stop();
     if (abandon) std::clearerr(stdout);  // Output that was cut off is not a failure.
 
+    auto failure = subject.failure();
     subject.release();  // Completes the files, so that the report includes their failures.
-    return outcomeOf(host, signal, isFinished);
+    return failure ? outcomeOf(host, *std::move(failure)) : outcomeOf(host, signal, isFinished);
   } catch (const std::exception& exception) {
     const FailureReason reason = reasonOf(invocation, exception.what());
     subject.release();

@@ -13,7 +13,7 @@ namespace orvane::tool {
 /// The sides of the audio hardware.
 enum class Side { input, output };
 
-/// The object that a run starts and stops: an I/O unit, a recorder or a player.
+/// The object that a run starts and stops: an I/O unit, an engine, a recorder or a player.
 class RunSubject {
  public:
   virtual ~RunSubject() = default;
@@ -30,6 +30,9 @@ class RunSubject {
   /// Returns whether everything that was to be played has been played. An object for which this becomes true must stop
   /// the event loop then.
   virtual bool isFinished() const { return false; }
+  /// Returns the outcome of a run that failed without an exception and without a failure of the device or of a file; an
+  /// object must stop the event loop then.
+  virtual std::optional<Outcome> failure() const { return std::nullopt; }
 };
 
 /// The description of a run.
@@ -46,6 +49,8 @@ struct AudioRun {
   /// The device time, in seconds, after which the run ends. If empty, the run ends when its input ends or a signal
   /// arrives.
   std::optional<double> seconds;
+  /// Whether the run goes on when a microphone's file has ended, with silence as its input.
+  bool outlastsInput = false;
 };
 
 /// Performs a run to completion: prepares and starts the subject, waits for the end of the run, stops and releases the

@@ -10,6 +10,7 @@
 
 #include "platform/NumberText.h"
 #include "tools/orvane/DeviceCommand.h"
+#include "tools/orvane/EngineCommands.h"
 #include "tools/orvane/ExitStatus.h"
 #include "tools/orvane/FormatsCommand.h"
 #include "tools/orvane/HelpFormatter.h"
@@ -85,6 +86,9 @@ CommandLine::CommandLine() : mApp(std::make_unique<CLI::App>(description, "orvan
   mCommands.push_back(std::make_unique<SessionCommand>(*mApp));
   mCommands.push_back(std::make_unique<DeviceCommand>(*mApp));
   for (const RunKind& kind : runKinds()) mCommands.push_back(std::make_unique<RunCommand>(*mApp, kind));
+  CLI::App& engine = addGroup("engine", "Play and record files through the graph engine: engine play|record");
+  mCommands.push_back(std::make_unique<EnginePlayCommand>(engine));
+  mCommands.push_back(std::make_unique<EngineRecordCommand>(engine));
   CLI::App& queue = addGroup("queue", "Record and play files through buffer queues: queue record|play");
   mCommands.push_back(std::make_unique<QueueRecordCommand>(queue));
   mCommands.push_back(std::make_unique<QueuePlayCommand>(queue));

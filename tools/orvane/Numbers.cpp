@@ -31,4 +31,9 @@ void addNumber(CLI::App& options, const NumberOption& option, std::optional<doub
   options.add_option_function<std::string>(option.name, take, description)->type_name(option.placeholder);
 }
 
+void addSeconds(CLI::App& options, std::optional<double>& seconds) {
+  addNumber(options, {"--seconds", "S", 1e-6, 1e9, "seconds, from 0.000001 to 1000000000"}, seconds,
+            "End after exactly this much device time, rounded up to a frame");
+}
+
 }  // namespace orvane::tool

@@ -30,4 +30,7 @@ struct NumberOption {
 void addNumber(CLI::App& options, const NumberOption& option, std::optional<double>& target,
                const std::string& description);
 
+/// Adds the option "--seconds" of audio runs.
+void addSeconds(CLI::App& options, std::optional<double>& seconds);
+
 }  // namespace orvane::tool

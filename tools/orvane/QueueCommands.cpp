@@ -56,11 +56,6 @@ std::string checkFormat(const std::string& text) {
   return wrong.empty() ? wrong : "\"" + text + "\": " + wrong;
 }
 
-void declareSeconds(CLI::App& options, std::optional<double>& seconds) {
-  addNumber(options, {"--seconds", "S", 1e-6, 1e9, "seconds, from 0.000001 to 1000000000"}, seconds,
-            "End after exactly this much device time, rounded up to a frame");
-}
-
 /// Returns the format to record in, or `std::nullopt` for the library's default. A file type that is compressed is
 /// given the format's rate, channels and width, because its packets are not linear PCM.
 std::optional<StreamFormat> fileFormat(const std::string& path, const std::optional<StreamDescription>& asked) {
@@ -144,7 +139,7 @@ QueueRecordCommand::QueueRecordCommand(CLI::App& parent)
       ->type_name("FORMAT")
       ->check(checkFormat);
   mSession.declare(options());
-  declareSeconds(options(), mSeconds);
+  addSeconds(options(), mSeconds);
   options().footer(
       "Ends when --seconds have passed, at the end of the input, or with Ctrl-C. An existing file is erased at the "
       "start. While it records, the file has everything but the last 250 ms.\n\n"
@@ -168,7 +163,7 @@ QueuePlayCommand::QueuePlayCommand(CLI::App& parent) : Command(parent, "play", "
       ->required()
       ->type_name("");
   mSession.declare(options());
-  declareSeconds(options(), mSeconds);
+  addSeconds(options(), mSeconds);
   options().footer(
       "Ends when the last sample has been played, when --seconds have passed, or with Ctrl-C. A file that cannot be "
       "read to its end ends the tool with status 1.\n\n"

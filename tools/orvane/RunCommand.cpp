@@ -15,8 +15,7 @@ RunCommand::RunCommand(CLI::App& parent, const RunKind& kind)
   if (kind.declare != nullptr) kind.declare(options(), mSettings);
   mUnit.declare(options());
   // With the upper bound of about thirty years, frame counts are exact.
-  addNumber(options(), {"--seconds", "S", 1e-6, 1e9, "seconds, from 0.000001 to 1000000000"}, mSeconds,
-            "End after exactly this much device time, rounded up to a frame");
+  addSeconds(options(), mSeconds);
   options().footer(kind.footer);
 }
 

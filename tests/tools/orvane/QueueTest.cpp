@@ -203,18 +203,7 @@ TEST_F(QueueRun, MapsChannels) {
   for (const auto& [channels, outputs] : {std::pair(1, 2), {6, 2}, {2, 1}, {2, 6}}) {
     const Sound sound = noise(48000, channels, 3000);
     writeSound(mVoice, sound);
-    std::vector<float> wanted;
-    for (std::size_t frame = 0; frame < sound.frames(); ++frame) {
-      const float* const samples = sound.samples.data() + frame * static_cast<std::size_t>(channels);
-      for (int channel = 0; channel < outputs; ++channel) {
-        // One channel goes to all, and to one go all; otherwise channels correspond, and missing ones are silent.
-        wanted.push_back(outputs == 1         ? (samples[0] + samples[1]) / 2
-                         : channels == 1      ? samples[0]
-                         : channel < channels ? samples[channel]
-                                              : 0);
-      }
-    }
-    expectHeard(played(mVoice, ",outputs=" + std::to_string(outputs)), wanted);
+    expectHeard(played(mVoice, ",outputs=" + std::to_string(outputs)), mapped(sound, outputs));
   }
 }
 

@@ -27,6 +27,23 @@ inline Sound makeVoice(int rate, int channels) {
   return voice;
 }
 
+/// Returns the samples of `sound` on a device with `outputs` channels: one channel goes to all, and to one go all;
+/// otherwise channels correspond, and missing ones are silent. A sound with more than one channel may have one output
+/// only if it has two channels.
+inline std::vector<float> mapped(const Sound& sound, int outputs) {
+  std::vector<float> samples;
+  for (std::size_t frame = 0; frame < sound.frames(); ++frame) {
+    const float* const from = sound.samples.data() + frame * static_cast<std::size_t>(sound.channels);
+    for (int channel = 0; channel < outputs; ++channel) {
+      samples.push_back(outputs == 1               ? (from[0] + from[1]) / 2
+                        : sound.channels == 1      ? from[0]
+                        : channel < sound.channels ? from[channel]
+                                                   : 0);
+    }
+  }
+  return samples;
+}
+
 /// Returns the samples that a recording of `sound` must contain, as little-endian 16-bit integers.
 inline std::string encoded(const Sound& sound) {
   std::string bytes;

@@ -1,0 +1,234 @@
+// SPDX-License-Identifier: MIT
+#include <cstring>
+#include <span>
+
+#include "tests/tools/orvane/Voice.h"
+
+namespace orvane::test {
+namespace {
+
+constexpr std::size_t slice = 256;
+const std::string silence = "Average power per channel is below threshold of -160 dB";
+
+class EngineRun : public ToolRun {
+ protected:
+  /// Plays files and returns what the speaker played, without the silence before the first sample that is not 0.
+  std::vector<float> played(const std::string& paths, const std::string& device = {}) const {
+    const Ended ended = runFast("speaker=" + mHeard + device, "--json engine play " + paths);
+    EXPECT_EQ(ended.status, 0) << ended;
+    EXPECT_THAT(ended.output, AllOf(HasSubstr(R"("ended":"finished")"), HasSubstr(R"("discontinuities":0,)")));
+    std::vector<float> samples = readSound(mHeard).samples;
+    samples.erase(samples.begin(), std::ranges::find_if(samples, [](float each) { return each != 0; }));
+    return samples;
+  }
+  Ended record(const std::string& name, const std::string& device, const std::string& options = {}) const {
+    return runFast(device, "--json engine record file://" + mFolder.file(name) + " " + options);
+  }
+  std::string make(const std::string& name, const Sound& sound) const {
+    writeSound(mFolder.file(name), sound);
+    return mFolder.file(name);
+  }
+
+  const std::string mHeard = mFolder.file("heard.wav");
+};
+
+/// Returns samples that differ from 0, of whole steps of 16 bits.
+Sound noise(int rate, int channels, std::size_t frames, unsigned seed = 7) {
+  std::mt19937 random(seed);
+  Sound sound{rate, channels, std::vector<float>(frames * static_cast<std::size_t>(channels))};
+  for (float& each : sound.samples) each = static_cast<float>(random() % 0x7FFF + 1) / 0x8000;
+  return sound;
+}
+
+/// Returns the 32-bit float samples that a program decodes to its standard output.
+std::vector<float> decodedBy(const std::string& program) {
+  const std::string bytes = run(program).output;
+  std::vector<float> samples(bytes.size() / sizeof(float));
+  std::memcpy(samples.data(), bytes.data(), samples.size() * sizeof(float));
+  return samples;
+}
+
+/// Expects `heard` to be `wanted` and then silence, up to the end of the second slice after it.
+void expectHeard(std::span<const float> heard, std::span<const float> wanted, float tolerance = 0,
+                 std::size_t width = 1) {
+  ASSERT_GE(heard.size(), wanted.size());
+  EXPECT_LE(heard.size(), wanted.size() + 2 * slice * width);
+  float worst = 0;
+  for (std::size_t i = 0; i < wanted.size(); ++i) worst = std::max(worst, std::abs(heard[i] - wanted[i]));
+  EXPECT_LE(worst, tolerance);
+  EXPECT_THAT(std::vector(heard.begin() + static_cast<std::ptrdiff_t>(wanted.size()), heard.end()), Each(0.0F));
+}
+
+TEST_F(EngineRun, PlaysFilesOneAfterTheOtherWithoutAGap) {
+  for (const std::size_t frames : {1U, 255U, 4096U, 50'001U}) {
+    const Sound first = noise(48000, 2, frames, 1), second = noise(48000, 2, 30'000, 2), third = noise(48000, 1, 77, 3);
+    std::vector<float> wanted = first.samples;
+    wanted.insert(wanted.end(), second.samples.begin(), second.samples.end());
+    for (const float each : third.samples) wanted.insert(wanted.end(), 2, each);
+    expectHeard(played(make("a.wav", first) + " " + make("b.wav", second) + " " + make("c.wav", third)), wanted, 0, 2);
+  }
+}
+
+TEST_F(EngineRun, ConvertsRateAndChannels) {
+  for (const auto& [from, to] : {std::pair(44100, 48000), {48000, 44100}, {8000, 48000}}) {
+    // A constant stays one, so every frame can be recognised, over the seam of two files as well.
+    const std::size_t frames = static_cast<std::size_t>(from) + 7;
+    const std::string part = make("part.wav", {from, 1, std::vector<float>(frames, 0.5F)});
+    const std::vector<float> heard = played(part + " " + part, ",outputs=1,rate=" + std::to_string(to));
+    const auto ratio = static_cast<double>(to) / from;
+    const auto wanted = static_cast<std::size_t>(std::ceil(static_cast<double>(2 * frames) * ratio));
+    const auto sounding = heard.rend() - std::find_if(heard.rbegin(), heard.rend(), [](float x) { return x != 0; });
+    // The last frame lies behind the last sample of the file, so it may be silent.
+    EXPECT_TRUE(sounding == static_cast<std::ptrdiff_t>(wanted) || sounding == static_cast<std::ptrdiff_t>(wanted) - 1)
+        << sounding << " of " << wanted;
+    for (std::size_t i = 1000; i < wanted - 1000; ++i) ASSERT_NEAR(heard[i], 0.5F, 1e-3F) << i;
+  }
+  for (const auto& [channels, outputs] : {std::pair(1, 2), {6, 2}, {2, 1}, {2, 6}}) {
+    const Sound sound = noise(48000, channels, 3000);
+    expectHeard(played(make("a.wav", sound), ",outputs=" + std::to_string(outputs)), mapped(sound, outputs), 0,
+                static_cast<std::size_t>(outputs));
+  }
+}
+
+TEST_F(EngineRun, PlaysEveryType) {
+  const std::string voice = make("voice16.wav", noise(48000, 2, 30'011));
+  ASSERT_EQ(run("sox -D " + voice + " -b 16 " + mFolder.file("a.wav")).status, 0);
+  const std::tuple<std::string, std::string, float> rows[] = {{"a.aiff", "sox -D", 0},
+                                                              {"a.flac", "sox -D", 0},
+                                                              {"a.w64", "sox -D", 0},
+                                                              {"a.au", "sox -D", 0},
+                                                              {"a.caf", "sox -D", 0},
+                                                              {"a.ogg", "sox -D", 1e-5F},
+                                                              {"a.opus", "opusenc --quiet", 1e-4F},
+                                                              {"a.mp3", "ffmpeg -v error -i", 1e-4F}};
+  for (const auto& [name, encoder, tolerance] : rows) {
+    SCOPED_TRACE(name);
+    const std::string path = mFolder.file(name);
+    ASSERT_EQ(run(encoder + " " + mFolder.file("a.wav") + " " + path).status, 0);
+    std::vector<float> wanted = decodedBy("ffmpeg -v error -i " + path + " -f f32le -");
+    std::vector<float> heard = played(path);
+    // Lossy decoders may differ in the frames that they drop, so the sounds are compared from their first loud sample.
+    const auto isLoud = [](float each) { return std::abs(each) > 0.1F; };
+    if (tolerance > 0) {
+      wanted.erase(wanted.begin(), std::ranges::find_if(wanted, isLoud));
+      heard.erase(heard.begin(), std::ranges::find_if(heard, isLoud));
+      wanted.resize(std::min(wanted.size(), std::size_t{55'000}));
+      ASSERT_GE(heard.size(), wanted.size());
+      heard.resize(wanted.size());
+    }
+    EXPECT_GE(wanted.size(), 55'000U);
+    expectHeard(heard, wanted, tolerance, 2);
+  }
+}
+
+TEST_F(EngineRun, RecordsTheMicrophoneToTheFrame) {
+  const Sound voice = noise(44100, 2, 20'001);
+  const std::tuple<std::string, std::string, float> rows[] = {{"a.wav", "32-bit Floating Point", 0},
+                                                              {"a.rf64", "32-bit Floating Point", 0},
+                                                              {"a.aifc", "32-bit Floating", 0},
+                                                              {"A.AIFF", "24-bit Signed Integer", 0},
+                                                              {"a.au", "32-bit Floating Point", 0}};
+  for (const auto& [name, encoding, tolerance] : rows) {
+    const std::string path = mFolder.file(name);
+    const Ended ended = record(name, hearing(voice));
+    EXPECT_EQ(ended.status, 0) << ended;
+    EXPECT_THAT(ended.output, AllOf(HasSubstr(R"("ended":"input-ended")"), HasSubstr("\"frames\":20001}}")));
+    const Sound taken = readSound(path);
+    EXPECT_TRUE(taken.rate == 44100 && taken.channels == 2);
+    EXPECT_EQ(taken.samples, voice.samples) << name;
+    EXPECT_EQ(run("sndfile-info " + path).status, 0);
+  }
+  EXPECT_EQ(framesOfWholeFile(mFolder.file("a.wav")), "20001");
+  // While something plays, the recording goes on to the end of the playback.
+  const std::string longer = make("long.wav", noise(44100, 1, 30'000));
+  const Ended both = runFast(hearing(voice), "--json engine play " + longer + " --record file://" + mTake);
+  EXPECT_THAT(both.output, HasSubstr(R"("ended":"finished")"));
+  EXPECT_GE(readSound(mTake).frames(), 30'000U);
+  EXPECT_THAT(record("a.wav", "mic=noise", "--seconds 0.5").output, HasSubstr("\"frames\":24000}}"));
+}
+
+TEST_F(EngineRun, EndsWithStatus3AtSilence) {
+  Sound voice = noise(48000, 2, 20'000);
+  for (std::size_t frame = 8192; frame < 12'288; ++frame) voice.samples[2 * frame + 1] = 0;
+  const Ended ended = record("a.wav", hearing(voice), "--detect-silence");
+  EXPECT_EQ(ended.status, 3);
+  EXPECT_EQ(ended.errors, "orvane: " + silence + "\n") << "said once";
+  EXPECT_THAT(ended.output,
+              AllOf(HasSubstr(R"("ended":"failed","error":")" + silence), HasSubstr("\"frames\":8192}}")));
+  EXPECT_EQ(framesOfWholeFile(mFolder.file("a.wav")), "8192");
+  EXPECT_EQ(record("a.wav", hearing(voice)).status, 0) << "no detection";
+  voice.samples[2 * 9000 + 1] = 1e-5F;
+  EXPECT_EQ(record("a.wav", hearing(voice), "--detect-silence").status, 0) << "a single sample is no silence";
+  const Ended both =
+      runFast("mic=silence", "engine play " + mVoice + " --record file://" + mTake + " --detect-silence");
+  EXPECT_EQ(both.status, 3);
+}
+
+TEST_F(EngineRun, SaysWhatIsWrong) {
+  const std::string voice = make("voice.wav", noise(48000, 1, 20'000)), flac = mFolder.file("a.flac");
+  ASSERT_EQ(run("sox -D " + voice + " -b 16 " + flac).status, 0);
+  std::string damaged = readFile(flac);
+  std::fill(damaged.begin() + static_cast<std::ptrdiff_t>(damaged.size() / 2), damaged.end(), 'x');
+  std::ofstream(mFolder.file("damaged.flac")) << damaged;
+  std::ofstream(mFolder.file("cut.wav")) << readFile(voice).substr(0, 5000);
+  std::ofstream(mFolder.file("text.wav")) << "text";
+  const std::string in = mFolder.file(""),
+                    create = "Creating input recording file failed: ", play = "SGE playAudioFile failed: \"";
+  const auto refusing = [this](const std::string& call) {
+    std::ofstream(mFolder.file("refuse"))
+        << R"({"faults":[{"at":0,"fault":"refuse","call":")" + call + R"(","status":-77}]})";
+    return "scenario=" + mFolder.file("refuse");
+  };
+  const std::tuple<std::string, std::string, int, std::string> rows[] = {
+      {"", "play " + in + "none.wav", 1, play + in + "none.wav\": No such file or directory\n"},
+      {"", "play " + in + "text.wav", 1, play + in + "text.wav\" is not a sound file that can be read ("},
+      {"", "play " + in + "cut.wav", 1, "\" is cut short: its header declares 80000 bytes of sound"},
+      {"", "play " + in + "damaged.flac", 1, "damaged.flac\" "},
+      {"", "play " + voice + " " + in, 1, "is not a regular file"},
+      {"", "play", 2, "PATH is required"},
+      {"", "record take.wav", 2, "\"take.wav\" is not a URL; the URL of the file with this path is file:///"},
+      {"", "record file:///%zz", 2, "is not a URL"},
+      {"", "record http://a/b.wav", 1, create + "\"http://a/b.wav\" is not a file URL (file:///PATH)\n"},
+      {"", "record file://" + in + "none/a.wav", 1, create + "\"" + in + "none/a.wav\": No such file or directory\n"},
+      {"", "record file://" + in + "a.xyz", 1, "has no extension of a file type that a graph records: aif,"},
+      {"", "record file://" + in + "b.flac", 1, "a buffer queue records FLAC"},
+      {"mic=" + voice, "record file://" + voice, 1, create + "\"" + voice + "\""},
+      {"", "play " + voice + " --record file://" + voice, 1, create + "\"" + voice + "\""},
+      {"", "play " + voice + " --category Record", 1, "SGE start failed: the session's category"},
+      {"", "record file://" + mTake + " --category Playback", 1, "SGE start failed: the session's category"},
+      {"outputs=0", "play " + voice, 77, "no audio output"},
+      {refusing("GraphEngine::start"), "play " + voice, 1, "orvane: SGE start failed: "}};
+  for (const auto& [device, arguments, status, message] : rows) {
+    const Ended ended = runFast(device, "engine " + arguments);
+    EXPECT_EQ(ended.status, status) << arguments << ended;
+    EXPECT_THAT(ended.errors, AllOf(StartsWith("orvane: "), HasSubstr(message))) << arguments;
+  }
+  for (const std::string call :
+       {"PlayerNode::play", "GraphService::openFile", "GraphService::createFile", "PcmFile::read", "PcmFile::write"}) {
+    const Ended ended = runFast(refusing(call), "engine play " + voice + " --record file://" + mTake);
+    EXPECT_EQ(ended.status, 1) << call << ended;
+  }
+  EXPECT_FALSE(std::filesystem::exists(mFolder.file("b.flac")));
+}
+
+TEST_F(EngineRun, KeepsWhatFittedOnAFullDiskAndWhatWasRecordedWhenKilled) {
+  std::ofstream(mFolder.file("full")) << R"({"faults":[{"at":1.7,"fault":"disk-full"}]})";
+  const Ended full = record("a.wav", "mic=noise,scenario=" + mFolder.file("full"), "--seconds 9");
+  EXPECT_EQ(full.status, 1);
+  EXPECT_EQ(full.errors, "orvane: Writing to input recording file failed: \"" + mFolder.file("a.wav") +
+                             "\": No space left on device\n");
+  EXPECT_THAT(full.output, HasSubstr(R"("status":-4,"cause":"disk full")"));
+  const std::size_t fitted = readSound(mFolder.file("a.wav")).frames();
+  EXPECT_TRUE(fitted % 4096 == 0 && fitted > 60'000 && fitted < 81'600) << fitted;
+
+  Program recorder(ORVANE_TOOL " --simulate mic=tone:440:0.5 engine record file://" + mTake);
+  // The file may not exist yet.
+  const auto frames = [this] { return std::filesystem::exists(mTake) ? std::filesystem::file_size(mTake) / 4 : 0; };
+  await([&] { return frames() > 12'000; });
+  recorder.send(SIGKILL);
+  EXPECT_EQ(recorder.finish().status, 128 + SIGKILL);
+  EXPECT_GE(std::stoul(framesOfWholeFile(mTake)), 12'000U);
+}
+
+}  // namespace
+}  // namespace orvane::test
