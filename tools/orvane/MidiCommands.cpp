@@ -76,7 +76,7 @@ Outcome MidiSendCommand::run(const Invocation& invocation) {
                                     tool->setProtocol(mProtocol);
                                     for (const std::string& text : mTexts) {
                                       tool->transmit(text);
-                                      awaitDelivery(invocation.host);
+                                      if (!awaitDelivery(invocation.host)) break;
                                     }
                                   },
                               .stop = [&] { tool.reset(); }});

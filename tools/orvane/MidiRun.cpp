@@ -74,8 +74,8 @@ class Running {
 
   /// Waits for the end of the run. Returns the signal that ended it, or 0.
   int wait() {
-    // Something that was never active has no end that could be waited for.
-    if (mRun.end == MidiRun::End::idle && isOver()) return 0;
+    // Something that was never active has no end that could be waited for; but a signal may have come before.
+    if (mRun.end == MidiRun::End::idle && isOver()) mHost.eventLoop->stop();
     if (!mRun.loop) return mHost.eventLoop->run();
     const auto onSignal = mHost.eventLoop->onSignal([this](int signal) { mSignal = signal; });
     mRun.loop();
@@ -168,10 +168,16 @@ Outcome outcomeOfEntry(const platform::Platform& host, bool isInterrupted) {
   return outcome;
 }
 
-void awaitDelivery(const platform::Platform& host) {
-  const std::shared_ptr<platform::Waiter> idle = host.scheduler->makeWaiter();
-  const auto end = host.midiReport->onActivityEnd([idle] { idle->signal(); });
-  while (host.midiReport->isActive()) idle->wait(platform::Waiter::forever);
+bool awaitDelivery(const platform::Platform& host) {
+  const std::shared_ptr<platform::Waiter> change = host.scheduler->makeWaiter();
+  std::atomic<bool> isInterrupted = false;
+  const auto onSignal = host.eventLoop->onSignal([&isInterrupted, change](int) {
+    isInterrupted = true;
+    change->signal();
+  });
+  const auto end = host.midiReport->onActivityEnd([change] { change->signal(); });
+  while (host.midiReport->isActive() && !isInterrupted) change->wait(platform::Waiter::forever);
+  return !isInterrupted;
 }
 
 Outcome runMidi(const Invocation& invocation, const MidiRun& run) {

@@ -49,8 +49,8 @@ void addMidiSeconds(CLI::App& options, std::optional<double>& seconds);
 /// Returns the outcome of interactive entry, which ended at the end of the input or, if `isInterrupted`, at a signal.
 Outcome outcomeOfEntry(const platform::Platform& host, bool isInterrupted);
 
-/// Waits until everything that was sent so far is delivered.
-void awaitDelivery(const platform::Platform& host);
+/// Waits until everything that was sent so far is delivered. Returns false if a signal came first.
+bool awaitDelivery(const platform::Platform& host);
 
 /// Runs MIDI to its end and returns the outcome. An exception of the library becomes the outcome's failure; what was
 /// sent before it is still delivered.
