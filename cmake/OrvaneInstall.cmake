@@ -27,7 +27,6 @@ set(ORVANE_PUBLIC_HEADERS
   platform/DeviceReport.h
   platform/EventLoop.h
   platform/Export.h
-  platform/Failure.h
   platform/FileReport.h
   platform/FormatInfoService.h
   platform/GraphEngine.h
@@ -38,7 +37,6 @@ set(ORVANE_PUBLIC_HEADERS
   platform/MidiService.h
   platform/NumberText.h
   platform/Object.h
-  platform/PacketDescription.h
   platform/PacketList.h
   platform/PcmFile.h
   platform/Platform.h
@@ -56,7 +54,6 @@ set(ORVANE_PUBLIC_HEADERS
   platform/StreamFormat.h
   platform/Subscription.h
   platform/SystemSoundService.h
-  platform/Trigger.h
   platform/UnitService.h
   platform/Url.h
   platform/Value.h

@@ -4,7 +4,6 @@
 #include <cstdint>
 
 #include "platform/Export.h"
-#include "platform/PacketDescription.h"
 #include "platform/Status.h"
 #include "platform/StreamDescription.h"
 #include "platform/UnitService.h"

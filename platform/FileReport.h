@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "platform/Export.h"
-#include "platform/Failure.h"
+#include "platform/PlatformError.h"
 
 namespace orvane::platform {
 

@@ -6,7 +6,6 @@
 #include <memory>
 #include <optional>
 
-#include "platform/Failure.h"
 #include "platform/Object.h"
 #include "platform/PcmFile.h"
 #include "platform/PlatformError.h"

@@ -6,7 +6,7 @@
 #include <optional>
 
 #include "platform/Export.h"
-#include "platform/Failure.h"
+#include "platform/PlatformError.h"
 #include "platform/Subscription.h"
 
 namespace orvane::platform {

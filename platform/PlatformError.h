@@ -4,9 +4,18 @@
 #include <string>
 #include <utility>
 
-#include "platform/Failure.h"
+#include "platform/Status.h"
 
 namespace orvane::platform {
+
+/// A failure inside the host: its status, its reason and the operation that failed.
+struct Failure {
+  Status status = status::success;
+  std::string reason = {};  ///< A sentence that states what is wrong and, if not obvious, what would be right.
+  std::string call = {};    ///< The operation that failed, such as "UnitService::start"; empty outside a call.
+
+  bool operator==(const Failure&) const = default;
+};
 
 /// The reason for a refused host call. Operations return it as `std::optional<PlatformError>`, where an empty optional
 /// is success. A plain value.

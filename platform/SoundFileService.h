@@ -8,7 +8,6 @@
 
 #include "platform/ConvertingFile.h"
 #include "platform/Export.h"
-#include "platform/PacketDescription.h"
 #include "platform/Status.h"
 #include "platform/StreamDescription.h"
 

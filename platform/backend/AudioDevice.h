@@ -9,7 +9,7 @@
 
 #include "platform/Clock.h"
 #include "platform/DeviceReport.h"
-#include "platform/Failure.h"
+#include "platform/PlatformError.h"
 #include "platform/StreamFormat.h"
 
 namespace orvane::backend {

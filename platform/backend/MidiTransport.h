@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "platform/Clock.h"
-#include "platform/Failure.h"
 #include "platform/MidiService.h"
+#include "platform/PlatformError.h"
 #include "platform/Value.h"
 #include "platform/Worker.h"
 

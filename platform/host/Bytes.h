@@ -7,7 +7,7 @@
 #include <span>
 #include <vector>
 
-#include "platform/PacketDescription.h"
+#include "platform/StreamDescription.h"
 
 namespace orvane::host {
 

@@ -6,7 +6,6 @@
 #include <optional>
 #include <vector>
 
-#include "platform/Failure.h"
 #include "platform/Log.h"
 #include "platform/PlatformError.h"
 #include "platform/Scheduler.h"

@@ -4,7 +4,7 @@
 #include <utility>
 #include <variant>
 
-#include "platform/Failure.h"
+#include "platform/PlatformError.h"
 
 namespace orvane::host {
 

@@ -8,7 +8,7 @@
 #include <optional>
 #include <string>
 
-#include "platform/Trigger.h"
+#include "platform/Worker.h"
 #include "platform/backend/BackendModule.h"
 #include "platform/backend/MidiQueue.h"
 #include "platform/backend/MidiTransport.h"

@@ -15,11 +15,11 @@
 #include "platform/NumberText.h"
 #include "platform/RunControl.h"
 #include "platform/StreamFormat.h"
-#include "tools/orvane/ExitStatus.h"
-#include "tools/orvane/FailureReason.h"
-#include "tools/orvane/LogLines.h"
-#include "tools/orvane/RunReport.h"
-#include "tools/orvane/StandardStreams.h"
+#include "tools/orvane/report/ExitStatus.h"
+#include "tools/orvane/report/FailureReason.h"
+#include "tools/orvane/report/LogLines.h"
+#include "tools/orvane/report/RunReport.h"
+#include "tools/orvane/report/StandardStreams.h"
 
 namespace orvane::tool {
 

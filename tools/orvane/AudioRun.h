@@ -5,8 +5,8 @@
 #include <string>
 
 #include "tools/orvane/Command.h"
-#include "tools/orvane/Outcome.h"
-#include "tools/orvane/RunReport.h"
+#include "tools/orvane/report/Outcome.h"
+#include "tools/orvane/report/RunReport.h"
 
 namespace orvane::tool {
 

@@ -5,8 +5,8 @@
 #include <string>
 
 #include "platform/Platform.h"
-#include "tools/orvane/LogLines.h"
-#include "tools/orvane/Outcome.h"
+#include "tools/orvane/report/LogLines.h"
+#include "tools/orvane/report/Outcome.h"
 
 namespace CLI {
 class App;

@@ -11,7 +11,6 @@
 #include "platform/NumberText.h"
 #include "tools/orvane/DeviceCommand.h"
 #include "tools/orvane/EngineCommands.h"
-#include "tools/orvane/ExitStatus.h"
 #include "tools/orvane/FormatsCommand.h"
 #include "tools/orvane/HelpFormatter.h"
 #include "tools/orvane/MidiCommands.h"
@@ -20,6 +19,7 @@
 #include "tools/orvane/RunCommand.h"
 #include "tools/orvane/SessionCommand.h"
 #include "tools/orvane/SoundCommand.h"
+#include "tools/orvane/report/ExitStatus.h"
 #include "version.h"
 
 namespace orvane::tool {

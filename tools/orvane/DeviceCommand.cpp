@@ -15,11 +15,11 @@
 #include "platform/UnitService.h"
 #include "platform/Value.h"
 #include "session/OVJSON.h"
-#include "tools/orvane/ClosingReport.h"
-#include "tools/orvane/ExitStatus.h"
-#include "tools/orvane/FailureReason.h"
-#include "tools/orvane/RunReport.h"
-#include "tools/orvane/StandardStreams.h"
+#include "tools/orvane/report/ClosingReport.h"
+#include "tools/orvane/report/ExitStatus.h"
+#include "tools/orvane/report/FailureReason.h"
+#include "tools/orvane/report/RunReport.h"
+#include "tools/orvane/report/StandardStreams.h"
 
 namespace orvane::tool {
 

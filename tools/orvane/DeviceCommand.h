@@ -2,8 +2,8 @@
 #pragma once
 
 #include "tools/orvane/Command.h"
-#include "tools/orvane/Outcome.h"
 #include "tools/orvane/UnitOptions.h"
+#include "tools/orvane/report/Outcome.h"
 
 namespace orvane::tool {
 

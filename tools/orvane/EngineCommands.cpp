@@ -13,8 +13,8 @@
 #include "platform/UnitService.h"
 #include "platform/Url.h"
 #include "tools/orvane/AudioRun.h"
-#include "tools/orvane/ExitStatus.h"
 #include "tools/orvane/Numbers.h"
+#include "tools/orvane/report/ExitStatus.h"
 
 namespace orvane::tool {
 

@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "tools/orvane/Command.h"
-#include "tools/orvane/Outcome.h"
 #include "tools/orvane/SessionChoice.h"
+#include "tools/orvane/report/Outcome.h"
 
 namespace orvane::tool {
 

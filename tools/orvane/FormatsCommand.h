@@ -2,7 +2,7 @@
 #pragma once
 
 #include "tools/orvane/Command.h"
-#include "tools/orvane/Outcome.h"
+#include "tools/orvane/report/Outcome.h"
 
 namespace orvane::tool {
 

@@ -13,11 +13,11 @@
 #include "midi/OVMIDISetup.h"
 #include "platform/EventLoop.h"
 #include "platform/MidiReport.h"
-#include "tools/orvane/ExitReport.h"
-#include "tools/orvane/ExitStatus.h"
-#include "tools/orvane/FailureReason.h"
-#include "tools/orvane/LogLines.h"
 #include "tools/orvane/MidiRun.h"
+#include "tools/orvane/report/ExitReport.h"
+#include "tools/orvane/report/ExitStatus.h"
+#include "tools/orvane/report/FailureReason.h"
+#include "tools/orvane/report/LogLines.h"
 
 namespace orvane::tool {
 

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "tools/orvane/Command.h"
-#include "tools/orvane/Outcome.h"
+#include "tools/orvane/report/Outcome.h"
 
 namespace orvane::tool {
 

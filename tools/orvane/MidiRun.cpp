@@ -24,11 +24,11 @@
 #include "platform/Value.h"
 #include "platform/Waiter.h"
 #include "platform/Worker.h"
-#include "tools/orvane/ExitStatus.h"
-#include "tools/orvane/FailureReason.h"
-#include "tools/orvane/LogLines.h"
 #include "tools/orvane/Numbers.h"
-#include "tools/orvane/StandardStreams.h"
+#include "tools/orvane/report/ExitStatus.h"
+#include "tools/orvane/report/FailureReason.h"
+#include "tools/orvane/report/LogLines.h"
+#include "tools/orvane/report/StandardStreams.h"
 
 namespace orvane::tool {
 

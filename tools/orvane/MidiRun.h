@@ -8,7 +8,7 @@
 #include "platform/MidiReport.h"
 #include "platform/Platform.h"
 #include "tools/orvane/Command.h"
-#include "tools/orvane/Outcome.h"
+#include "tools/orvane/report/Outcome.h"
 
 namespace CLI {
 class App;

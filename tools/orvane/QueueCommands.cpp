@@ -16,7 +16,7 @@
 #include "queue/OVQueueRecorder.h"
 #include "tools/orvane/AudioRun.h"
 #include "tools/orvane/Numbers.h"
-#include "tools/orvane/RunReport.h"
+#include "tools/orvane/report/RunReport.h"
 
 namespace orvane::tool {
 

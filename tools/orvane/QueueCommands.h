@@ -5,8 +5,8 @@
 #include <string>
 
 #include "tools/orvane/Command.h"
-#include "tools/orvane/Outcome.h"
 #include "tools/orvane/SessionChoice.h"
+#include "tools/orvane/report/Outcome.h"
 
 namespace orvane::tool {
 

@@ -9,8 +9,8 @@
 #include "iounit/OVIOUnit.h"
 #include "platform/DeviceReport.h"
 #include "tools/orvane/Command.h"
-#include "tools/orvane/Outcome.h"
 #include "tools/orvane/UnitOptions.h"
+#include "tools/orvane/report/Outcome.h"
 
 namespace orvane::tool {
 

@@ -15,10 +15,10 @@
 #include "iounit/OVTestTone.h"
 #include "platform/DeviceReport.h"
 #include "platform/NumberText.h"
-#include "tools/orvane/ExitStatus.h"
 #include "tools/orvane/Numbers.h"
 #include "tools/orvane/RunCommand.h"
-#include "tools/orvane/StandardStreams.h"
+#include "tools/orvane/report/ExitStatus.h"
+#include "tools/orvane/report/StandardStreams.h"
 
 namespace orvane::tool {
 

@@ -16,8 +16,8 @@
 #include "platform/Waiter.h"
 #include "sound/OVSystemSound.h"
 #include "tools/orvane/AudioRun.h"
-#include "tools/orvane/ExitStatus.h"
-#include "tools/orvane/StandardStreams.h"
+#include "tools/orvane/report/ExitStatus.h"
+#include "tools/orvane/report/StandardStreams.h"
 
 namespace orvane::tool {
 

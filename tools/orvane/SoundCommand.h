@@ -5,7 +5,7 @@
 #include <optional>
 
 #include "tools/orvane/Command.h"
-#include "tools/orvane/Outcome.h"
+#include "tools/orvane/report/Outcome.h"
 
 namespace orvane::tool {
 

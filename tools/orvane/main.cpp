@@ -10,15 +10,15 @@
 #include "platform/Hosts.h"
 #include "platform/Platform.h"
 #include "platform/PlatformException.h"
-#include "tools/orvane/ClosingReport.h"
 #include "tools/orvane/Command.h"
 #include "tools/orvane/CommandLine.h"
-#include "tools/orvane/ExitReport.h"
-#include "tools/orvane/ExitStatus.h"
-#include "tools/orvane/FailureReason.h"
-#include "tools/orvane/LogLines.h"
-#include "tools/orvane/Outcome.h"
-#include "tools/orvane/StandardStreams.h"
+#include "tools/orvane/report/ClosingReport.h"
+#include "tools/orvane/report/ExitReport.h"
+#include "tools/orvane/report/ExitStatus.h"
+#include "tools/orvane/report/FailureReason.h"
+#include "tools/orvane/report/LogLines.h"
+#include "tools/orvane/report/Outcome.h"
+#include "tools/orvane/report/StandardStreams.h"
 
 namespace {
 

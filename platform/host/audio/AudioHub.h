@@ -11,8 +11,7 @@
 
 #include "platform/Clock.h"
 #include "platform/DeviceReport.h"
-#include "platform/Failure.h"
-#include "platform/Trigger.h"
+#include "platform/PlatformError.h"
 #include "platform/Waiter.h"
 #include "platform/Worker.h"
 #include "platform/backend/AudioDevice.h"

@@ -6,7 +6,7 @@
 #include <span>
 
 #include "platform/Clock.h"
-#include "platform/Failure.h"
+#include "platform/PlatformError.h"
 #include "platform/backend/AudioDevice.h"
 #include "platform/host/audio/OutputMix.h"
 

@@ -7,7 +7,7 @@
 #include <optional>
 
 #include "platform/DeviceReport.h"
-#include "platform/Failure.h"
+#include "platform/PlatformError.h"
 #include "platform/Subscription.h"
 #include "platform/host/report/Notices.h"
 

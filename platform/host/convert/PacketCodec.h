@@ -9,7 +9,7 @@
 #include <span>
 #include <vector>
 
-#include "platform/Failure.h"
+#include "platform/PlatformError.h"
 #include "platform/StreamDescription.h"
 #include "platform/host/Result.h"
 #include "platform/host/convert/PlanarFifo.h"

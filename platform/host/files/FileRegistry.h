@@ -9,7 +9,7 @@
 #include <string>
 #include <tuple>
 
-#include "platform/Failure.h"
+#include "platform/PlatformError.h"
 #include "platform/host/Result.h"
 #include "platform/host/files/RegularFile.h"
 

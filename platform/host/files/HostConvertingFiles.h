@@ -11,7 +11,7 @@
 
 #include "platform/ChannelLayout.h"
 #include "platform/ConvertingFile.h"
-#include "platform/Failure.h"
+#include "platform/PlatformError.h"
 #include "platform/RenderBufferList.h"
 #include "platform/Status.h"
 #include "platform/StreamDescription.h"

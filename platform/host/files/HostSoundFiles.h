@@ -9,7 +9,7 @@
 #include <span>
 #include <string>
 
-#include "platform/Failure.h"
+#include "platform/PlatformError.h"
 #include "platform/SoundFileService.h"
 #include "platform/Status.h"
 #include "platform/host/CallGate.h"

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "platform/Failure.h"
+#include "platform/PlatformError.h"
 #include "platform/host/audio/SliceQueue.h"
 
 namespace orvane::host {

@@ -9,8 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/Failure.h"
-#include "platform/PacketDescription.h"
+#include "platform/PlatformError.h"
 #include "platform/StreamDescription.h"
 #include "platform/host/Result.h"
 #include "platform/host/files/RegularFile.h"

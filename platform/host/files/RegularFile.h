@@ -6,7 +6,7 @@
 #include <span>
 #include <string>
 
-#include "platform/Failure.h"
+#include "platform/PlatformError.h"
 #include "platform/host/Result.h"
 
 namespace orvane::host {

@@ -11,8 +11,8 @@
 #include <utility>
 #include <vector>
 
-#include "platform/Failure.h"
-#include "platform/PacketDescription.h"
+#include "platform/PlatformError.h"
+#include "platform/StreamDescription.h"
 #include "platform/host/HostContext.h"
 #include "platform/host/Result.h"
 #include "platform/host/files/FileRegistry.h"

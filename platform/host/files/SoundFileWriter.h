@@ -9,8 +9,8 @@
 #include <span>
 #include <string>
 
-#include "platform/Failure.h"
 #include "platform/FileReport.h"
+#include "platform/PlatformError.h"
 #include "platform/Worker.h"
 #include "platform/host/HostContext.h"
 #include "platform/host/Result.h"

@@ -10,7 +10,6 @@
 #include <optional>
 
 #include "platform/GraphEngine.h"
-#include "platform/Trigger.h"
 #include "platform/Worker.h"
 #include "platform/host/HostContext.h"
 #include "platform/host/audio/AlignedSamples.h"

@@ -8,7 +8,6 @@
 #include <string>
 
 #include "platform/GraphEngine.h"
-#include "platform/Trigger.h"
 #include "platform/Worker.h"
 #include "platform/host/audio/CaptureRing.h"
 #include "platform/host/convert/PlanarFifo.h"

@@ -10,8 +10,8 @@
 #include <string>
 
 #include "platform/Clock.h"
-#include "platform/Failure.h"
 #include "platform/MidiService.h"
+#include "platform/PlatformError.h"
 #include "platform/SequencePlayer.h"
 #include "platform/host/HostContext.h"
 #include "platform/host/files/FileRegistry.h"

@@ -10,8 +10,8 @@
 #include <set>
 #include <vector>
 
-#include "platform/Failure.h"
 #include "platform/MidiService.h"
+#include "platform/PlatformError.h"
 #include "platform/Subscription.h"
 #include "platform/Worker.h"
 #include "platform/backend/MidiTransport.h"

@@ -13,7 +13,6 @@
 #include "platform/MidiReport.h"
 #include "platform/MidiService.h"
 #include "platform/PacketList.h"
-#include "platform/Trigger.h"
 #include "platform/Worker.h"
 #include "platform/backend/MidiQueue.h"
 #include "platform/backend/MidiTransport.h"

@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "platform/BufferQueue.h"
-#include "platform/Failure.h"
+#include "platform/PlatformError.h"
 #include "platform/Status.h"
 #include "platform/StreamDescription.h"
 #include "platform/Worker.h"

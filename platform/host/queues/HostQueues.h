@@ -7,7 +7,7 @@
 #include <mutex>
 
 #include "platform/BufferQueue.h"
-#include "platform/Failure.h"
+#include "platform/PlatformError.h"
 #include "platform/Status.h"
 #include "platform/host/CallGate.h"
 #include "platform/host/HostContext.h"

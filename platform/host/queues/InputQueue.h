@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "platform/Clock.h"
-#include "platform/Trigger.h"
+#include "platform/Worker.h"
 #include "platform/host/Result.h"
 #include "platform/host/audio/CaptureRing.h"
 #include "platform/host/convert/BlockConverter.h"

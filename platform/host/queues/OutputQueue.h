@@ -9,7 +9,7 @@
 #include <span>
 #include <vector>
 
-#include "platform/Trigger.h"
+#include "platform/Worker.h"
 #include "platform/host/Result.h"
 #include "platform/host/audio/AlignedSamples.h"
 #include "platform/host/audio/PlaybackRing.h"

@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "platform/DeviceReport.h"
-#include "platform/Failure.h"
 #include "platform/FileReport.h"
+#include "platform/PlatformError.h"
 #include "platform/RunControl.h"
 #include "platform/StreamFormat.h"
 #include "platform/Subscription.h"

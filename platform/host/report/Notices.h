@@ -8,7 +8,6 @@
 
 #include "platform/Scheduler.h"
 #include "platform/Subscription.h"
-#include "platform/Trigger.h"
 #include "platform/Worker.h"
 
 namespace orvane::host {

@@ -9,8 +9,8 @@
 #include <utility>
 #include <vector>
 
-#include "platform/Failure.h"
 #include "platform/FileReport.h"
+#include "platform/PlatformError.h"
 #include "platform/Subscription.h"
 #include "platform/host/report/Notices.h"
 

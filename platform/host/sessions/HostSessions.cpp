@@ -5,7 +5,6 @@
 #include <string>
 #include <utility>
 
-#include "platform/Failure.h"
 #include "platform/PlatformError.h"
 #include "platform/SessionIdentifiers.h"
 #include "platform/Status.h"

@@ -8,7 +8,7 @@
 #include <string>
 #include <utility>
 
-#include "platform/Failure.h"
+#include "platform/PlatformError.h"
 #include "platform/PlatformSession.h"
 #include "platform/Status.h"
 #include "platform/backend/AudioDevice.h"

@@ -13,10 +13,9 @@
 #include <string>
 #include <vector>
 
-#include "platform/Failure.h"
+#include "platform/PlatformError.h"
 #include "platform/Subscription.h"
 #include "platform/SystemSoundService.h"
-#include "platform/Trigger.h"
 #include "platform/Waiter.h"
 #include "platform/Worker.h"
 #include "platform/host/HostContext.h"

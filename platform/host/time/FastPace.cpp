@@ -3,7 +3,7 @@
 
 #include <utility>
 
-#include "platform/Trigger.h"
+#include "platform/Worker.h"
 #include "platform/host/time/Conductor.h"
 #include "platform/host/time/FiredTask.h"
 

@@ -13,7 +13,7 @@
 #include <string>
 #include <utility>
 
-#include "platform/Trigger.h"
+#include "platform/Worker.h"
 #include "platform/host/time/FiredTask.h"
 #include "platform/host/time/NoWait.h"
 #include "platform/host/time/SemaphoreWait.h"

@@ -8,7 +8,6 @@
 #include <span>
 
 #include "platform/Clock.h"
-#include "platform/Failure.h"
 #include "platform/PlatformError.h"
 #include "platform/RenderBufferList.h"
 #include "platform/Status.h"

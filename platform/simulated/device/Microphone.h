@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/Failure.h"
+#include "platform/PlatformError.h"
 #include "platform/simulated/device/DeviceSettings.h"
 
 namespace orvane::simulated {

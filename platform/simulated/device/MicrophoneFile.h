@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/Failure.h"
+#include "platform/PlatformError.h"
 #include "platform/host/files/SoundFileInput.h"
 #include "platform/simulated/device/DeviceSettings.h"
 #include "platform/simulated/device/Microphone.h"

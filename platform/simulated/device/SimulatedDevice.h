@@ -11,7 +11,7 @@
 
 #include "platform/Clock.h"
 #include "platform/DeviceReport.h"
-#include "platform/Failure.h"
+#include "platform/PlatformError.h"
 #include "platform/Worker.h"
 #include "platform/backend/AudioDevice.h"
 #include "platform/host/HostContext.h"

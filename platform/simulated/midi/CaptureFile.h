@@ -11,7 +11,7 @@
 #include <string>
 
 #include "platform/Clock.h"
-#include "platform/Failure.h"
+#include "platform/PlatformError.h"
 #include "platform/backend/MidiTransport.h"
 #include "platform/host/HostContext.h"
 #include "platform/host/files/FileRegistry.h"

@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "platform/Clock.h"
-#include "platform/Failure.h"
 #include "platform/MidiService.h"
+#include "platform/PlatformError.h"
 #include "platform/Worker.h"
 #include "platform/backend/MidiTransport.h"
 #include "platform/host/HostContext.h"

@@ -7,7 +7,7 @@
 
 #include "platform/Status.h"
 #include "platform/Value.h"
-#include "tools/orvane/ExitStatus.h"
+#include "tools/orvane/report/ExitStatus.h"
 
 namespace orvane::tool {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "tools/orvane/ExitReport.h"
+#include "tools/orvane/report/ExitReport.h"
 
 #include <cstdlib>
 #include <utility>

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
-#include "tools/orvane/ClosingReport.h"
+#include "tools/orvane/report/ClosingReport.h"
 
 #include <cstdio>
 
 #include "platform/Status.h"
 #include "platform/Value.h"
-#include "tools/orvane/EscapedText.h"
-#include "tools/orvane/StandardStreams.h"
+#include "tools/orvane/report/EscapedText.h"
+#include "tools/orvane/report/StandardStreams.h"
 
 namespace orvane::tool {
 

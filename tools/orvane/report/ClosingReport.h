@@ -5,8 +5,8 @@
 #include <string>
 
 #include "platform/Json.h"
-#include "tools/orvane/ExitStatus.h"
-#include "tools/orvane/Outcome.h"
+#include "tools/orvane/report/ExitStatus.h"
+#include "tools/orvane/report/Outcome.h"
 
 namespace orvane::tool {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "tools/orvane/LogLines.h"
+#include "tools/orvane/report/LogLines.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -7,7 +7,7 @@
 #include <iterator>
 #include <utility>
 
-#include "tools/orvane/StandardStreams.h"
+#include "tools/orvane/report/StandardStreams.h"
 
 namespace orvane::tool {
 

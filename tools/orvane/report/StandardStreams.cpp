@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "tools/orvane/StandardStreams.h"
+#include "tools/orvane/report/StandardStreams.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -12,7 +12,7 @@
 #include <system_error>
 #include <utility>
 
-#include "tools/orvane/EscapedText.h"
+#include "tools/orvane/report/EscapedText.h"
 
 namespace orvane::tool {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "tools/orvane/RunReport.h"
+#include "tools/orvane/report/RunReport.h"
 
 #include <cmath>
 #include <cstdint>
@@ -13,8 +13,8 @@
 #include "platform/NumberText.h"
 #include "session/OVJSON.h"
 #include "tools/orvane/AudioRun.h"
-#include "tools/orvane/ClosingReport.h"
-#include "tools/orvane/StandardStreams.h"
+#include "tools/orvane/report/ClosingReport.h"
+#include "tools/orvane/report/StandardStreams.h"
 
 namespace orvane::tool {
 

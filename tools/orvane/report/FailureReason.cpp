@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "tools/orvane/FailureReason.h"
+#include "tools/orvane/report/FailureReason.h"
 
 #include <charconv>
 #include <cstddef>
@@ -8,8 +8,8 @@
 
 #include "platform/DeviceReport.h"
 #include "platform/FileReport.h"
-#include "tools/orvane/ExitStatus.h"
-#include "tools/orvane/LogLines.h"
+#include "tools/orvane/report/ExitStatus.h"
+#include "tools/orvane/report/LogLines.h"
 
 namespace orvane::tool {
 

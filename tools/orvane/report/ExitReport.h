@@ -3,8 +3,8 @@
 
 #include <functional>
 
-#include "tools/orvane/ExitStatus.h"
-#include "tools/orvane/Outcome.h"
+#include "tools/orvane/report/ExitStatus.h"
+#include "tools/orvane/report/Outcome.h"
 
 namespace orvane::tool {
 

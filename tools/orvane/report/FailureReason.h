@@ -4,11 +4,11 @@
 #include <optional>
 #include <string>
 
-#include "platform/Failure.h"
 #include "platform/Platform.h"
+#include "platform/PlatformError.h"
 #include "platform/Status.h"
 #include "tools/orvane/Command.h"
-#include "tools/orvane/Outcome.h"
+#include "tools/orvane/report/Outcome.h"
 
 namespace orvane::tool {
 
