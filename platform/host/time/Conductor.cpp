@@ -248,14 +248,9 @@ void Conductor::runTask(Lock& lock, Task task) {
     mIsChanged = false;
     const HostTime limit = mAgenda.empty() ? HostTime::max() : mAgenda.back().place.first;
     lock.unlock();
-    next = runOnce(task);
-    // A repetition that is due next, such as the device's next slice, runs again without going through the agenda, and
-    // without the mutex as long as nobody else has used this object.
-    while (next && !mIsChanged && !mAnyFired) {
-      const HostTime due = std::max(*next, now());
-      if (due >= limit) break;
-      mNow.store(due.count(), std::memory_order_relaxed);
-      next = runOnce(task);
+    {
+      const NoWaitSection section(NoWaitSection::Kind::task);
+      next = runRepeatedly(task, limit);
     }
     lock.lock();
     if (!next) break;
@@ -271,10 +266,23 @@ void Conductor::runTask(Lock& lock, Task task) {
   if (mReturning > 0) mCallerWake.notify_all();
 }
 
+/// Runs the task, and returns the time of its next run, or `std::nullopt` after its last run. A repetition that is due
+/// before `limit`, such as the device's next slice, runs again without going through the agenda, and without the mutex as
+/// long as nobody else has used this object.
+std::optional<Conductor::HostTime> Conductor::runRepeatedly(Task& task, HostTime limit) {
+  std::optional<HostTime> next = runOnce(task);
+  while (next && !mIsChanged && !mAnyFired) {
+    const HostTime due = std::max(*next, now());
+    if (due >= limit) return next;
+    mNow.store(due.count(), std::memory_order_relaxed);
+    next = runOnce(task);
+  }
+  return next;
+}
+
 /// Runs the task once and returns the time of its next run, or `std::nullopt` after its last run. After the last run,
 /// destroys the task's captures before the task counts as ended.
 std::optional<Conductor::HostTime> Conductor::runOnce(Task& task) noexcept {
-  const NoWaitSection section(NoWaitSection::Kind::task);
   mRunCancelled = false;
   std::optional<HostTime> next = task.run();
   if (mRunCancelled) next.reset();

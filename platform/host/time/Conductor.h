@@ -114,6 +114,7 @@ class Conductor final : public platform::Clock {
   void queueFired();
   void takeFirst(Lock& lock);
   void runTask(Lock& lock, Task task);
+  std::optional<HostTime> runRepeatedly(Task& task, HostTime limit);
   std::optional<HostTime> runOnce(Task& task) noexcept;
   void endWait(Signals& signals, Wait& wait, Wait::State state);
   /// Returns whether a caller is waiting and no caller is returning from a wait, so that tasks may run.

@@ -22,11 +22,11 @@ constexpr char loopName[] = "Loopback";
 /// The host clock at the creation of the host, at both paces.
 constexpr HostTime creation = std::chrono::seconds(1);
 
-MidiObjectRef findLoopSource(const std::vector<MidiObject>& objects) {
-  const auto source = std::ranges::find_if(objects, [](const MidiObject& object) {
-    return object.kind == MidiObjectKind::source && object.name == loopName;
-  });
-  return source == objects.end() ? MidiObjectRef::none : source->ref;
+/// Returns the endpoint of the virtual loop-back of a kind; `none` if there is no such endpoint.
+MidiObjectRef findLoopEnd(const std::vector<MidiObject>& objects, MidiObjectKind kind) {
+  const auto end = std::ranges::find_if(
+      objects, [kind](const MidiObject& object) { return object.kind == kind && object.name == loopName; });
+  return end == objects.end() ? MidiObjectRef::none : end->ref;
 }
 
 /// Stores the new value of a property in an object.
@@ -48,7 +48,8 @@ SimulatedMidi::SimulatedMidi(MidiSettings settings, std::shared_ptr<host::HostCo
       mFaults(std::move(faults)),
       mIsFast(isFast),
       mEvents(std::move(settings.events)),
-      mLoopSource(findLoopSource(settings.objects)),
+      mLoopSource(findLoopEnd(settings.objects, MidiObjectKind::source)),
+      mLoopDestination(findLoopEnd(settings.objects, MidiObjectKind::destination)),
       mObjects(std::move(settings.objects)) {
   for (const PlayedSource& each : settings.played) mPlaying.push_back({each.source, each.content});
   if (!settings.capture) return;
@@ -139,15 +140,14 @@ std::optional<HostTime> SimulatedMidi::play(Playing& playing) {
 
 bool SimulatedMidi::send(const backend::MidiEvent& event) {
   if (mIsLost) return true;
-  if (!mCapture && mLoopSource == MidiObjectRef::none) return true;
-  const std::lock_guard objects(mObjectsMutex);
-  const MidiObject& destination = object(event.endpoint);
-  if (mLoopSource != MidiObjectRef::none && destination.name == loopName) {
+  if (event.endpoint == mLoopDestination && mLoopSource != MidiObjectRef::none) {
     const bool isTaken = mCallback->received({event.time, mLoopSource, event.bytes});
     mCallback->cycleEnded();
     if (!isTaken) return false;
   }
-  if (mCapture) mCapture->add(std::max(event.time, now()) - creation, destination, event.bytes);
+  if (!mCapture) return true;
+  const std::lock_guard objects(mObjectsMutex);
+  mCapture->add(std::max(event.time, now()) - creation, object(event.endpoint), event.bytes);
   return true;
 }
 

@@ -70,7 +70,8 @@ class SimulatedMidi final : public backend::MidiTransport {
   const std::vector<MidiEventSetting> mEvents;
   std::size_t mNextEvent = 0;  ///< Used by the worker.
   std::vector<Playing> mPlaying;
-  platform::MidiObjectRef mLoopSource{};  ///< `none` if there is no loop-back.
+  const platform::MidiObjectRef mLoopSource;       ///< `none` if there is no loop-back.
+  const platform::MidiObjectRef mLoopDestination;  ///< `none` if there is no loop-back.
   std::unique_ptr<CaptureFile> mCapture;
   backend::MidiTransportCallback* mCallback = nullptr;
   std::atomic<bool> mIsLost = false;
