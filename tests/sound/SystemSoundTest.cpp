@@ -8,12 +8,15 @@
 #include <thread>
 
 #include "platform/DeviceReport.h"
+#include "platform/GraphEngine.h"
 #include "platform/Hosts.h"
 #include "platform/Platform.h"
+#include "platform/RunControl.h"
 #include "platform/SystemSoundService.h"
 #include "platform/Waiter.h"
 #include "session/OVTException.h"
 #include "sound/OVSystemSound.h"
+#include "tests/support/ScriptedDevice.h"
 #include "tests/support/SoundFiles.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/Test.h"
@@ -34,6 +37,7 @@ class ScriptedSounds final : public platform::SystemSoundService {
     }).detach();
   }
   bool waitUntilSilent(platform::HostTime) override { return true; }
+  platform::Subscription onSilent(std::function<void()>) override { return {}; }
   std::vector<platform::SystemSound> sounds() const override { return {}; }
 
   std::vector<std::uint32_t> played;
@@ -128,8 +132,9 @@ TEST_F(SystemSounds, ComeFromTheThemeAndAreMixed) {
 TEST_F(SystemSounds, CompleteOnce) {
   makeTheme("bell", {.rate = 48000, .channels = 1, .samples = std::vector<float>(480, 0.01F)});
   platform::SystemSoundService& sounds = use();
-  int completions = 0;
+  int completions = 0, silences = 0;
   const auto count = [&completions] { ++completions; };
+  const auto silent = sounds.onSilent([&silences] { ++silences; });
   constexpr int many = 100;  // More than there are voices.
   for (int sound = 0; sound < many; ++sound) sounds.play(1, {}, count);
   sounds.play(0, {}, count);
@@ -138,9 +143,84 @@ TEST_F(SystemSounds, CompleteOnce) {
   EXPECT_TRUE(sounds.waitUntilSilent(platform::Waiter::forever));
   EXPECT_EQ(completions, many + 2);
   EXPECT_TRUE(sounds.waitUntilSilent(platform::Waiter::forever));
+  platform::current().scheduler->makeWaiter()->wait(1ms);
+  EXPECT_EQ(silences, 1);
   const std::vector<float> samples = heard();
   EXPECT_NEAR(samples[0], 0.32, 1e-5) << "32 at a time";
   EXPECT_EQ(samples.size(), 3 * 768U + 480) << "the others in turn, a slice behind the end of the ones before";
+}
+
+TEST_F(SystemSounds, WaitInALimitedNumber) {
+  makeTheme("bell", {.rate = 48000, .channels = 1, .samples = std::vector<float>(48, 0.01F)});
+  platform::SystemSoundService& sounds = use();
+  int completions = 0;
+  const auto play = [&](int count) {
+    for (; count > 0; --count) sounds.play(1, {}, [&completions] { ++completions; });
+    return platform::current().deviceReport->lastRefusal().value_or(platform::Failure{}).reason;
+  };
+  EXPECT_EQ(play(32 + 1000), "");
+  EXPECT_EQ(play(1), "system sound 1 is not played: 1000 sounds are waiting already");
+  EXPECT_TRUE(sounds.waitUntilSilent(platform::Waiter::forever));
+  EXPECT_EQ(completions, 1033);
+}
+
+/// A sound stays a client of the hub when it has ended. This must not keep a failed run from being started again, nor
+/// let the sound go on in the new run.
+TEST_F(SystemSounds, EndWithTheirRunAndLetTheNextOneBegin) {
+  const auto lose = [](ScriptedDevice& device) {
+    device.state->callback->deviceEnded(platform::DeviceEnd::failed, platform::Failure{-9, "gone"});
+  };
+  const std::function<void(ScriptedDevice&)> ends[] = {lose, [](ScriptedDevice&) {},
+                                                       [](ScriptedDevice& device) { device.slice(0); }};
+  for (const auto& end : ends) {
+    int completions = 0;
+    ScriptedDevice device;
+    const auto settle = [&](platform::HostTime time = 5ms) { device.services.scheduler->makeWaiter()->wait(time); };
+    const auto played = [&] {
+      device.slice(256);
+      return std::ranges::any_of(device.state->played, [](float each) { return each != 0; });
+    };
+    platform::SystemSoundService& sounds = *device.services.systemSounds;
+    const auto play = [&] { sounds.play(1, {}, [&completions] { ++completions; }); };
+    const auto engine = device.services.graphs->makeEngine();
+    EXPECT_FALSE(engine->start());
+    play();
+    EXPECT_TRUE(played());
+    end(device);
+    settle(1s);  // Without slices the device has stalled.
+    EXPECT_EQ(completions, 1);
+    play();
+    settle();
+    EXPECT_EQ(completions, 2) << "refused, because the engine holds the failed run";
+    engine->stop();
+    EXPECT_FALSE(engine->start());
+    EXPECT_FALSE(played());
+    play();
+    EXPECT_TRUE(played() && played());
+    EXPECT_EQ(device.services.deviceReport->deviceEnd(), platform::DeviceEnd::none);
+    // The end and the new start come before anybody hears of the end.
+    lose(device);
+    engine->stop();
+    EXPECT_FALSE(engine->start());
+    EXPECT_FALSE(played());
+    play();
+    settle();
+    EXPECT_TRUE(played());
+    EXPECT_EQ(completions, 3);
+    // Without another user of the device, the sound itself starts it again.
+    lose(device);
+    engine->stop();
+    settle();
+    device.loseDevice();
+    play();
+    settle();
+    EXPECT_EQ(completions, 5);
+    EXPECT_EQ(device.services.deviceReport->lastRefusal()->reason, "system sound 1 is not played: gone");
+    device.state->onStart = nullptr;
+    play();
+    EXPECT_TRUE(played());
+    EXPECT_EQ(completions, 5);
+  }
 }
 
 TEST_F(SystemSounds, CompleteIfTheDeviceIsLostAndPlayAgainOnTheNextRun) {
@@ -161,6 +241,38 @@ TEST_F(SystemSounds, WithoutAnOutputCompleteAtOnce) {
   platform::use(platform::makeSimulatedHost("pace=fast,outputs=0"));
   OVSystemSound::initWithID(1)->playAndWait();
   EXPECT_EQ(platform::current().deviceReport->runCount().frames, 0U);
+  platform::use(platform::makeSimulatedHost());
+}
+
+TEST_F(SystemSounds, CompleteIfTheRunEndsBeforeTheyBegin) {
+  std::atomic<int> completions = 0;
+  ScriptedDevice device(host::HostContext::Pace::real);
+  device.state->onStart = [state = device.state.get()] {
+    state->callback->deviceEnded(platform::DeviceEnd::failed, platform::Failure{-9, "gone"});
+    std::this_thread::sleep_for(50ms);  // The notice of the end finds no sound.
+    return std::nullopt;
+  };
+  device.services.systemSounds->play(1, {}, [&completions] { ++completions; });
+  EXPECT_TRUE(device.services.systemSounds->waitUntilSilent(10s));
+  EXPECT_EQ(completions, 1);
+}
+
+/// Every run ends with its first slice, at any time between the start of the device and that of a sound.
+TEST_F(SystemSounds, CompleteWheneverTheRunEnds) {
+  platform::use(platform::makeSimulatedHost("slice=16"));
+  platform::current().runControl->endAfterFrames(1);
+  std::atomic<int> completions = 0;
+  std::vector<std::thread> threads;
+  for (int index = 0; index < 3; ++index) {
+    threads.emplace_back([&completions] {
+      for (int sound = 0; sound < 100; ++sound) {
+        platform::current().systemSounds->play(1, {}, [&completions] { ++completions; });
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_TRUE(platform::current().systemSounds->waitUntilSilent(10s));
+  EXPECT_EQ(completions, 300);
   platform::use(platform::makeSimulatedHost());
 }
 

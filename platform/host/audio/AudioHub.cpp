@@ -100,8 +100,9 @@ std::optional<Failure> AudioHub::add(HubClient& client) {
   const std::lock_guard lock(mControl);
   if (!mDevice || mIsShutDown) return Failure{status::noDevice, "there is no audio device"};
   if (mEndOnCallback != DeviceEnd::none) finishRun();
-  // A failed run stays failed as long as it has clients.
-  if (auto failure = mContext->runEnd.failure(); failure && !mClients->empty()) return failure;
+  // A failed run stays failed as long as it has clients that hold it.
+  const bool isHeld = std::ranges::any_of(*mClients, [](const HubClient* each) { return each->holdsRun(); });
+  if (auto failure = mContext->runEnd.failure(); failure && isHeld) return failure;
   if (mStarted && isOver()) stopDevice();
   // The format may have changed since the client read it.
   if (mStarted) {
@@ -161,6 +162,7 @@ std::optional<Failure> AudioHub::startDevice() {
   const auto earlier = mContext->runEnd.clear();
   mEndOnCallback = DeviceEnd::none;
   mClientFailure = nullptr;
+  for (HubClient* client : *mClients) client->newRun();
   auto failure = startInFormat();
   // The start failed, so the end of the earlier run remains in force.
   if (failure) mContext->runEnd.restore(earlier);

@@ -32,6 +32,12 @@ class HubClient {
   virtual bool takesInput() const { return true; }
   /// Returns whether the client adds output. Called whenever the list of clients changes.
   virtual bool givesOutput() const { return true; }
+  /// Returns whether a failed run stays failed as long as the client is registered. False for a client that stays
+  /// registered for the life of the host: it takes part in the next run. Called on a thread that controls the hub.
+  virtual bool holdsRun() const { return true; }
+  /// Tells a registered client that the device is going to be started for a new run. Called before `deviceChanged`, on
+  /// a thread that controls the hub; the device is not running.
+  virtual void newRun() {}
   /// Returns the session that the client is bound to, or `std::nullopt`. Called before each start of the device.
   virtual std::optional<backend::SessionLabels> session() const { return std::nullopt; }
   /// Prepares the client for `format`, which is the device's format from the next slice on. Called before each start of

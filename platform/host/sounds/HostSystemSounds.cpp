@@ -5,10 +5,11 @@
 #include <exception>
 #include <utility>
 
+#include "platform/DeviceReport.h"
 #include "platform/Log.h"
 #include "platform/Scheduler.h"
 #include "platform/Status.h"
-#include "platform/Waiter.h"
+#include "platform/host/CallGate.h"
 #include "platform/host/convert/BlockConverter.h"
 
 namespace orvane::host {
@@ -16,12 +17,19 @@ namespace orvane::host {
 using platform::Failure;
 namespace status = platform::status;
 
+namespace {
+
+const GatedCall playCall("SystemSoundService::play");
+
+}  // namespace
+
 HostSystemSounds::HostSystemSounds(std::shared_ptr<HostContext> context, std::shared_ptr<AudioHub> hub)
     : mContext(std::move(context)),
       mHub(std::move(hub)),
+      mSilenceNotices(mContext->notices()),
       mWorker(mContext->scheduler->makeWorker("system sounds")),
       mPlayed(mWorker->makeTrigger([this] { collect(); })),
-      mRunEnd(mContext->runEnd.onEnd([this] { abandon(); })) {}
+      mRunEnd(mContext->runEnd.onEnd([this] { runEnded(); })) {}
 
 HostSystemSounds::~HostSystemSounds() {
   // The host may be destroyed inside one of its own tasks, where a client cannot leave while the device is running.
@@ -29,7 +37,12 @@ HostSystemSounds::~HostSystemSounds() {
   mHub->remove(*this);
   mRunEnd.reset();
   mWorker->cancel();
-  abandon();
+  // No task runs any more, so the completions are called here.
+  {
+    const std::lock_guard lock(mMutex);
+    abandon();
+  }
+  collect();
 }
 
 std::vector<platform::SystemSound> HostSystemSounds::sounds() const {
@@ -43,28 +56,32 @@ std::vector<platform::SystemSound> HostSystemSounds::sounds() const {
 void HostSystemSounds::play(std::uint32_t identifier, const platform::SystemSoundOptions&,
                             std::function<void()> completion) {
   const SoundEntry* const sound = findSound(identifier);
-  if (sound == nullptr) return refuse(identifier, "there is no such sound", std::move(completion));
-  if (const auto failure = join()) return refuse(identifier, failure->reason, std::move(completion));
+  if (sound == nullptr) {
+    mContext->log->write(platform::LogLevel::warning,
+                         "system sound " + std::to_string(identifier) + " is not played: there is no such sound");
+    return completeSoon(std::move(completion));
+  }
   std::optional<Failure> failure;
-  {
+  if (const Refusal* refusal = mContext->gate->refusal(playCall)) failure = {refusal->status, refusal->reason};
+  if (!failure) failure = join();
+  if (!failure) {
     const std::lock_guard lock(mMutex);
     failure = begin({sound, completion});
   }
-  if (failure) return refuse(identifier, failure->reason, std::move(completion));
+  if (failure) return refuse(identifier, *std::move(failure), std::move(completion));
   // The notice of an end that came after `join` may have found no sound yet.
-  if (mContext->runEnd.end() != platform::DeviceEnd::none) abandon();
+  runEnded();
 }
 
 /// Joins the hub if this was not done yet or the run has ended since.
 std::optional<Failure> HostSystemSounds::join() {
   const std::lock_guard lock(mJoining);
+  const backend::DeviceFormat format = mHub->format();
+  if (mHub->hasDevice() && format.outputs == 0) return Failure{status::noDevice, "the hardware has no output"};
   if (mJoined && mContext->runEnd.end() == platform::DeviceEnd::none) return std::nullopt;
-  if (std::exchange(mJoined, false)) {
-    mHub->remove(*this);
-    abandon(true);  // The device callback has left the voices.
-  }
+  if (std::exchange(mJoined, false)) mHub->remove(*this);
   if (auto failure = mHub->checkAvailable()) return failure;
-  if (mHub->format().outputs == 0) return Failure{status::noDevice, "the hardware has no output"};
+  if (format.sampleRate <= 0) return Failure{status::noDevice, "the hardware reports no sample rate"};
   if (auto failure = mHub->add(*this)) return failure;
   mJoined = true;
   return std::nullopt;
@@ -74,6 +91,9 @@ std::optional<Failure> HostSystemSounds::join() {
 std::optional<Failure> HostSystemSounds::begin(Request request) {
   const auto voice = std::ranges::find_if(mVoices, [](const Voice& each) { return each.state == State::free; });
   if (voice == mVoices.end()) {
+    if (mWaiting.size() == maxWaiting) {
+      return Failure{status::overrun, std::to_string(maxWaiting) + " sounds are waiting already"};
+    }
     mWaiting.push_back(std::move(request));
     ++mActive;
     return std::nullopt;
@@ -118,13 +138,18 @@ SoundSamples& HostSystemSounds::samplesOf(const SoundEntry& sound) {
   return mLoaded.emplace_back(Loaded{&sound, synthesiseSound(sound)}).samples;
 }
 
-void HostSystemSounds::refuse(std::uint32_t identifier, const std::string& reason, std::function<void()> completion) {
-  mContext->log->write(platform::LogLevel::warning,
-                       "system sound " + std::to_string(identifier) + " is not played: " + reason);
+void HostSystemSounds::refuse(std::uint32_t identifier, Failure failure, std::function<void()> completion) {
+  failure.call = playCall.name();
+  failure.reason = "system sound " + std::to_string(identifier) + " is not played: " + failure.reason;
+  mContext->refuse(std::move(failure));
+  completeSoon(std::move(completion));
+}
+
+void HostSystemSounds::completeSoon(std::function<void()> completion) {
   {
     const std::lock_guard lock(mMutex);
     ++mActive;
-    mRefused.push_back(std::move(completion));
+    mEnded.push_back(std::move(completion));
   }
   mPlayed->fire();
 }
@@ -139,6 +164,10 @@ bool HostSystemSounds::waitUntilSilent(platform::HostTime limit) {
   return silent->wait(limit);
 }
 
+platform::Subscription HostSystemSounds::onSilent(std::function<void()> notice) {
+  return mSilenceNotices.subscribe(std::move(notice), false);
+}
+
 // ---- the device
 
 std::optional<Failure> HostSystemSounds::deviceChanged(const backend::DeviceFormat& format) {
@@ -148,17 +177,27 @@ std::optional<Failure> HostSystemSounds::deviceChanged(const backend::DeviceForm
     if (voice.sound == nullptr) voice.state = State::free;
   }
   if (format == mFormat) return std::nullopt;
-  if (format.outputs == 0) return Failure{status::noDevice, "the hardware has no output"};
   const double ratio = mFormat.sampleRate > 0 ? format.sampleRate / mFormat.sampleRate : 1;
   mFormat = format;
   mSlice = std::make_unique<AlignedSamples>(format.outputs, backend::DeviceFormat::maxSliceFrames);
   for (Voice& voice : mVoices) {
     if (voice.state != State::playing) continue;
-    if (auto failure = prepare(voice, *voice.sound)) return failure;
+    // A sound that cannot be played any more ends; it must not end the run of the other clients.
+    if (format.outputs == 0 || prepare(voice, *voice.sound)) {
+      voice.state = State::played;
+      mPlayed->fire();
+      continue;
+    }
     const auto position = static_cast<std::size_t>(static_cast<double>(voice.position) * ratio);
     voice.position = std::min(position, voice.samples->frames());
   }
   return std::nullopt;
+}
+
+/// The sounds of the run before may not have been abandoned yet, because the notice of its end comes late.
+void HostSystemSounds::newRun() {
+  const std::lock_guard lock(mMutex);
+  abandon();
 }
 
 const char* HostSystemSounds::deviceSlice(const HubSlice& slice, OutputMix& mix) {
@@ -196,7 +235,7 @@ void HostSystemSounds::collect() {
   std::vector<std::function<void()>> completions;
   {
     const std::lock_guard lock(mMutex);
-    completions.swap(mRefused);
+    completions.swap(mEnded);
     for (Voice& voice : mVoices) {
       if (voice.state.load(std::memory_order_acquire) != State::played) continue;
       if (voice.sound != nullptr) completions.push_back(std::move(voice.completion));
@@ -206,7 +245,7 @@ void HostSystemSounds::collect() {
     while (!mWaiting.empty() &&
            std::ranges::any_of(mVoices, [](const Voice& each) { return each.state == State::free; })) {
       Request next = std::move(mWaiting.front());
-      mWaiting.erase(mWaiting.begin());
+      mWaiting.pop_front();
       --mActive;  // `begin` counts it again.
       if (begin(next)) {
         ++mActive;
@@ -217,30 +256,34 @@ void HostSystemSounds::collect() {
   complete(completions);
 }
 
-/// Completes all sounds, because the run has ended. The device callback may still read their samples, unless it
-/// `hasLeft`.
-void HostSystemSounds::abandon(bool hasLeft) {
-  std::vector<std::function<void()>> completions;
+/// Abandons all sounds if the run has ended.
+void HostSystemSounds::runEnded() {
   bool areCut = false;
   {
     const std::lock_guard lock(mMutex);
-    completions.swap(mRefused);
-    for (Voice& voice : mVoices) {
-      if (voice.state != State::free && voice.sound != nullptr) {
-        areCut = areCut || voice.state == State::playing;
-        voice.sound = nullptr;
-        completions.push_back(std::exchange(voice.completion, nullptr));
-      }
-      if (hasLeft) voice.state = State::free;
-    }
-    areCut = areCut || !mWaiting.empty();
-    for (Request& request : mWaiting) completions.push_back(std::move(request.completion));
-    mWaiting.clear();
+    // A notice may come late, when a new run has begun.
+    if (mContext->runEnd.end() == platform::DeviceEnd::none) return;
+    areCut = abandon();
   }
-  if (areCut) {
+  if (areCut && mContext->runEnd.failure()) {
     mContext->log->write(platform::LogLevel::error, "system sounds were cut short: the audio device stopped");
   }
-  if (!completions.empty()) complete(completions);
+}
+
+/// Lets the worker complete all sounds. The device callback may still read their samples, so their voices become free
+/// only before the next start of the device. Called with the mutex locked. Returns whether a sound was cut short.
+bool HostSystemSounds::abandon() {
+  bool areCut = !mWaiting.empty();
+  for (Voice& voice : mVoices) {
+    if (voice.state == State::free || voice.sound == nullptr) continue;
+    areCut = areCut || voice.state == State::playing;
+    voice.sound = nullptr;
+    mEnded.push_back(std::exchange(voice.completion, nullptr));
+  }
+  for (Request& request : mWaiting) mEnded.push_back(std::move(request.completion));
+  mWaiting.clear();
+  if (!mEnded.empty()) mPlayed->fire();
+  return areCut;
 }
 
 /// Calls completions and counts their sounds as finished.
@@ -253,6 +296,7 @@ void HostSystemSounds::complete(const std::vector<std::function<void()>>& comple
     const std::lock_guard lock(mMutex);
     mActive -= completions.size();
     if (mActive == 0) waiters.swap(mSilenceWaiters);
+    if (mActive == 0 && !completions.empty()) mSilenceNotices.announce();
   }
   for (const auto& waiter : waiters) waiter->signal();
 }

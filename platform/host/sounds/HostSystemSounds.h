@@ -23,6 +23,7 @@
 #include "platform/host/audio/AudioHub.h"
 #include "platform/host/audio/HubClient.h"
 #include "platform/host/convert/PlanarFifo.h"
+#include "platform/host/report/Notices.h"
 #include "platform/host/sounds/SoundSamples.h"
 #include "platform/host/sounds/SoundTable.h"
 
@@ -42,10 +43,12 @@ class HostSystemSounds final : public platform::SystemSoundService, private HubC
   void play(std::uint32_t identifier, const platform::SystemSoundOptions& options,
             std::function<void()> completion) override;
   bool waitUntilSilent(platform::HostTime limit) override;
+  platform::Subscription onSilent(std::function<void()> notice) override;
   std::vector<platform::SystemSound> sounds() const override;
 
  private:
   static constexpr std::size_t maxVoices = 32;
+  static constexpr std::size_t maxWaiting = 1000;
 
   enum class State {
     free,     ///< Belongs to callers, with the mutex locked.
@@ -54,7 +57,7 @@ class HostSystemSounds final : public platform::SystemSoundService, private HubC
   };
   struct Voice {
     std::atomic<State> state = State::free;
-    const SoundEntry* sound = nullptr;    ///< Null if the sound was completed because the run ended.
+    const SoundEntry* sound = nullptr;    ///< Null if the sound was abandoned because the run ended.
     std::unique_ptr<PlanarFifo> samples;  ///< In the format of the hardware.
     std::vector<const float*> planes;
     std::size_t position = 0;  ///< The frame that is played next.
@@ -73,6 +76,8 @@ class HostSystemSounds final : public platform::SystemSoundService, private HubC
 
   const char* deviceSlice(const HubSlice& slice, OutputMix& mix) override;
   bool takesInput() const override { return false; }
+  bool holdsRun() const override { return false; }
+  void newRun() override;
   std::optional<platform::Failure> deviceChanged(const backend::DeviceFormat& format) override;
   bool mixVoice(Voice& voice, std::uint32_t frames, OutputMix& mix);
 
@@ -81,9 +86,11 @@ class HostSystemSounds final : public platform::SystemSoundService, private HubC
   std::optional<platform::Failure> begin(Request request);
   SoundSamples& samplesOf(const SoundEntry& sound);
   void collect();
-  void abandon(bool hasLeft = false);
+  void runEnded();
+  bool abandon();
   void complete(const std::vector<std::function<void()>>& completions);
-  void refuse(std::uint32_t identifier, const std::string& reason, std::function<void()> completion);
+  void completeSoon(std::function<void()> completion);
+  void refuse(std::uint32_t identifier, platform::Failure failure, std::function<void()> completion);
 
   const std::shared_ptr<HostContext> mContext;
   const std::shared_ptr<AudioHub> mHub;
@@ -93,10 +100,11 @@ class HostSystemSounds final : public platform::SystemSoundService, private HubC
 
   std::mutex mMutex;
   std::deque<Loaded> mLoaded;
-  std::vector<Request> mWaiting;
-  std::vector<std::function<void()>> mRefused;  ///< Completions of sounds that are not played.
-  std::size_t mActive = 0;                      ///< Sounds whose completion was not called yet.
+  std::deque<Request> mWaiting;
+  std::vector<std::function<void()>> mEnded;  ///< Completions of sounds that are not played, or not to their end.
+  std::size_t mActive = 0;                    ///< Sounds whose completion was not called yet.
   std::vector<std::shared_ptr<platform::Waiter>> mSilenceWaiters;
+  Notices mSilenceNotices;
   backend::DeviceFormat mFormat;
   std::unique_ptr<AlignedSamples> mSlice;  ///< Used by the device callback.
   std::array<Voice, maxVoices> mVoices;
