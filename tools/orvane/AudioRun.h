@@ -39,6 +39,8 @@ class RunSubject {
 struct AudioRun {
   bool input = false;   ///< Whether the run uses the hardware's input.
   bool output = false;  ///< Whether the run uses the hardware's output.
+  /// Whether the run plays the input on the output, so that its latency is of interest.
+  bool playsInput = false;
   /// Whether the class of the subject prints on standard output. If so, a signal that ends the run must also interrupt
   /// a blocked write.
   bool classPrints = false;

@@ -54,6 +54,7 @@ Outcome RunCommand::run(const Invocation& invocation) {
   const platform::DeviceReport& report = *invocation.host.deviceReport;
   const AudioRun run{.input = mKind.usesInput,
                      .output = mKind.usesOutput,
+                     .playsInput = mKind.usesInput && mKind.usesOutput,
                      .classPrints = mKind.classPrints,
                      .activity = mKind.activity(mSettings, report.hostName()),
                      .recording = mSettings.path,

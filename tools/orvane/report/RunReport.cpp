@@ -79,7 +79,7 @@ Value describeRun(const platform::Platform& host, const AudioRun& run, const Cli
   // A unit that was never started has neither client formats nor a latency.
   if (!client.input && !client.output) return object;
   object.set("client", describeSides(client.input, client.output));
-  if (run.input && run.output) object.set("latencyFrames", client.latency.input + client.latency.output);
+  if (run.playsInput) object.set("latencyFrames", client.latency.input + client.latency.output);
   addFiles(host, object);
   return object;
 }
