@@ -30,8 +30,8 @@ class PlayerNode;
 /// `platform::GraphEngine::failure` of `engine()` returns the message. The messages are
 ///
 /// - `silenceMessage` if silence detection is on and a channel's average power in a buffer is -160 dB or lower (or not
-/// a
-///   number); neither this buffer nor later ones are written;
+///   a number); neither this buffer nor later ones are written. `platform::PcmBuffer` says how the host measures the
+///   power of a last, shorter buffer;
 /// - "Buffer received is nil, cannot write to file" if the host delivers no buffer;
 /// - "Writing to input recording file failed: REASON".
 ///
@@ -56,7 +56,9 @@ class ORVANE_EXPORT OVEngine : public OVSessionAssignable {
   void playAudioFile(const std::string& path);
   /// Creates the file at `url`, the text of a file URL such as "file:///tmp/take.wav", and records the input to it
   /// while the engine runs. The file has the rate, the channels and, if its type can hold it, the sample format of the
-  /// input; see `platform::GraphService::createFile`. A second recording ends the first one, whose file is completed.
+  /// input; see `platform::GraphService::createFile`. While it is recorded, other programs can read it up to the last
+  /// whole buffer of 4096 frames. A second recording ends the first one, whose file is completed. A running engine is
+  /// not interrupted; it may refuse the tap with a `platform::PlatformException`, see `platform::InputNode`.
   ///
   /// Raises "File URL provided is nil" if `platform::Url::parse` finds no URL in the text; an earlier recording then
   /// goes on. Raises "Creating input recording file failed: REASON" if the file cannot be created; an earlier recording

@@ -22,8 +22,11 @@ class ORVANE_EXPORT GraphNode : public Object {};
 /// A node that plays files one after the other, without a gap.
 ///
 /// Files of any rate and channel count are converted to the format of the output, as buffer queues do; successive files
-/// of one format are converted as one recording. Operations must be called from one thread at a time, except
-/// `isFinished` and `onFinished`, which are thread-safe. Not real-time safe.
+/// of one format are converted as one recording. A file that cannot be played to its end is left at that place, and the
+/// next one follows; `GraphEngine::failure` returns the reason.
+///
+/// Operations must be called from one thread at a time, and not in a worker's task, except `isFinished` and
+/// `onFinished`, which are thread-safe. Not real-time safe.
 class ORVANE_EXPORT PlayerNode : public GraphNode {
  public:
   /// Schedules the whole file to be played behind those scheduled before. It waits for the next call of `play`.
@@ -31,9 +34,10 @@ class ORVANE_EXPORT PlayerNode : public GraphNode {
   /// Reads up to `frames` frames of the files that wait for `play` in advance. A failure to read is kept until they are
   /// played.
   virtual void prepare(std::uint32_t frames) = 0;
-  /// Begins, or goes on, to play the files scheduled so far; they are heard while the engine runs. Throws
-  /// `PlatformException` if the node is not connected, if the first file cannot be read or converted, or if a scenario
-  /// refuses the call.
+  /// Begins, or goes on, to play the files scheduled so far; they are heard while the engine runs. Reads and converts
+  /// the first half second. Throws `PlatformException` if the node is not connected, if a file cannot be read or
+  /// converted, or if a scenario refuses the call. In the second case this file is left out; the next call of `play`
+  /// begins with the other ones.
   virtual void play() = 0;
 
   /// Returns whether the last sample of all files that `play` was called for has been played.
@@ -43,8 +47,8 @@ class ORVANE_EXPORT PlayerNode : public GraphNode {
 };
 
 /// The function of a tap. It takes the captured buffers on the tap's own thread, one at a time, with the time of their
-/// first frame (`sampleTime` in frames of the input format since the tap was installed). The host passes no null
-/// buffer.
+/// first frame: `sampleTime` in frames of the input format captured since the tap was installed, those included that
+/// were missing or dropped. The host passes no null buffer.
 ///
 /// An exception that leaves the function ends the tap: the function is released and not called again, and
 /// `GraphEngine::failure` returns the reason. The function must not start, stop or release the engine, nor install or
@@ -61,13 +65,15 @@ class ORVANE_EXPORT InputNode : public GraphNode {
   /// Installs a tap: `function` receives the input in buffers of exactly `frames` frames, and a shorter one at each
   /// stop of the engine. No frame is lost or delivered twice, unless the function is more than two seconds late: slices
   /// that then do not fit are dropped and counted (`RunCount::overruns`). A tap remains across stops and starts, and
-  /// replaces an earlier one as `removeTap` does. A running engine is interrupted for the change.
+  /// replaces an earlier one as `removeTap` does. It can be installed while the engine is running, which is not
+  /// interrupted. `GraphEngine::failure` forgets the failure of an earlier tap.
   ///
-  /// `frames` must be 1 to 65536, and `format` the input format of the bus; otherwise throws `PlatformException`.
+  /// `frames` must be 1 to 65536, and `format` the input format of the bus; otherwise throws `PlatformException`. Also
+  /// throws if the engine is running and the session's category or the hardware has no input; then there is no tap.
   virtual void installTap(std::uint32_t bus, std::uint32_t frames, const StreamFormat& format,
                           TapFunction function) = 0;
   /// Removes the tap, after it has delivered everything that was captured. The function has been released when the call
-  /// returns. Does nothing if there is no tap.
+  /// returns. Does nothing if there is no tap. A running engine is not interrupted.
   virtual void removeTap(std::uint32_t bus) = 0;
 };
 
@@ -82,7 +88,7 @@ class ORVANE_EXPORT OutputNode : public GraphNode {
 /// A graph: an input node that can be tapped, player nodes, a main mixer and an output node.
 ///
 /// The output is used if a player is connected, the input if a tap is installed. The mixer adds up the players. If the
-/// run of the device ends by itself (see `DeviceReport::deviceEnd`), the engine must be stopped before its next start.
+/// run of the device ends by itself (see `DeviceReport::deviceEnd`), the next `start` begins another one.
 ///
 /// All operations must be called from one thread at a time, except `failure` and `onFailure`, which are thread-safe;
 /// none on the device callback or in a worker's task. Not real-time safe. Releasing the last reference stops the
@@ -99,9 +105,10 @@ class ORVANE_EXPORT GraphEngine : public Object {
 
   /// Adds a node to the graph. Throws `PlatformException` for a node of another service.
   virtual void attach(const std::shared_ptr<GraphNode>& node) = 0;
-  /// Connects an attached player to the main mixer, with the format of its first file. A running engine is interrupted
-  /// for the change. Throws `PlatformException` for a node that is not attached and for any other target than the
-  /// mixer.
+  /// Connects an attached player to the main mixer, with the format of its first file. A running engine is not
+  /// interrupted. Throws `PlatformException` for a node that is not attached or is connected to another engine, for any
+  /// other target than the mixer, and if the engine is running and the session's category or the hardware has no
+  /// output.
   virtual void connect(const std::shared_ptr<GraphNode>& source, const std::shared_ptr<GraphNode>& target,
                        const StreamFormat& format) = 0;
   /// Returns the same nodes at every call. They must not be used after the engine has been released.
@@ -109,10 +116,12 @@ class ORVANE_EXPORT GraphEngine : public Object {
   virtual std::shared_ptr<InputNode> inputNode() = 0;
   virtual std::shared_ptr<OutputNode> outputNode() = 0;
 
-  /// Returns the first failure behind the caller's back: an exception that left a tap's function (the reason is its
-  /// message), or a file that could not be played to its end. `std::nullopt` if there was none.
+  /// Returns the first failure behind the caller's back since the engine was started: an exception that left a tap's
+  /// function (the reason is its message, the status that of the host's failure that the message quotes, otherwise 0),
+  /// or a file that could not be played to its end. `std::nullopt` if there was none.
   virtual std::optional<Failure> failure() const = 0;
-  /// Subscribes a notice that is called once, on a worker, when `failure` returns one; soon if it already does.
+  /// Subscribes a notice that is called, on a worker, each time `failure` begins to return one; soon if it already
+  /// does.
   virtual Subscription onFailure(std::function<void()> notice) = 0;
 };
 

@@ -25,6 +25,10 @@ class ORVANE_EXPORT PcmBuffer {
   /// Returns the average power of each channel in decibels: 10 times the common logarithm of the mean of the squared
   /// samples. A square wave of full scale has 0 dB, a sine of full scale -3.01 dB. The least value is -160 dB, which
   /// silence has; not-a-number counts as silence.
+  ///
+  /// The power of a tap's last buffer before a stop, which may be as short as one frame, is measured over the frames
+  /// before it as well, so that a whole buffer's length is measured, or the whole run if that is shorter. A zero
+  /// crossing is therefore not taken for silence.
   virtual std::vector<double> averagePowerPerChannel() const = 0;
 };
 
@@ -42,7 +46,7 @@ class ORVANE_EXPORT PcmFile : public Object {
   /// being written, and with `invalidFile` or `ioFailure` if the file cannot be decoded to the end that it declares.
   virtual std::optional<PlatformError> read(std::uint64_t first, std::uint32_t frames, std::span<float* const> planes,
                                             std::uint32_t& read) = 0;
-  /// Appends a buffer. The file can be read by others, up to this buffer, when the call returns. Fails with
+  /// Appends a buffer. The file can be read by others, this buffer included, when the call returns. Fails with
   /// `wrongState` for a file that is being read or was taken over by another recording, `unsupportedFormat` if rate or
   /// channels are not those of the file, and with the file-system statuses of `SoundFileService`; whole frames that
   /// could be written stay in the file.

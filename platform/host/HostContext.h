@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "platform/Log.h"
@@ -32,6 +33,8 @@ class HostContext {
 
   /// Logs "CALL failed: REASON" as an error, stores the failure for `lastRefusal`, and returns the failure's status.
   platform::Status refuse(platform::Failure failure);
+  /// Stores a failure for `lastRefusal` that its caller logs.
+  void keepRefusal(platform::Failure failure) { mRefusals->record(std::move(failure)); }
   /// Asks the gate whether a scenario refuses `call`. If so, logs and stores the refusal as `refuse` does and returns
   /// its status; otherwise returns `std::nullopt`. Must not be used on the device callback, which asks `gate` directly.
   std::optional<platform::Status> refusalOf(const GatedCall& call);

@@ -17,6 +17,7 @@ struct ScriptedDevice {
     std::function<std::optional<platform::Failure>()> onStart;  ///< If set, decides whether a start fails.
     std::atomic<int> starts = 0;
     bool inputTaken = false;
+    backend::DeviceLatency latency;
     std::vector<float> played;  ///< The first output channel of the last callback.
   };
 
@@ -25,6 +26,7 @@ struct ScriptedDevice {
     explicit Device(std::shared_ptr<State> state) : mState(std::move(state)) {}
     backend::DeviceFormat format() const override { return mState->format; }
     std::optional<platform::Failure> whyUnavailable() const override { return std::nullopt; }
+    backend::DeviceLatency latency() const override { return mState->latency; }
     std::optional<platform::Failure> start(backend::DeviceCallback& callback) override {
       mState->callback = &callback;
       ++mState->starts;

@@ -83,9 +83,10 @@ std::string checkUrl(const std::string& text) {
 }
 
 void declareDetection(CLI::App& options, EngineJob& job) {
-  options.add_flag("--detect-silence", job.detectsSilence,
-                   "End with status 3 when a recorded buffer (4096 frames, fewer at the end) has a silent channel "
-                   "(-160 dB or lower)");
+  options.add_flag(
+      "--detect-silence", job.detectsSilence,
+      "End with status 3 when a channel of a recorded buffer of 4096 frames is silent (-160 dB or lower). A "
+      "shorter last buffer is checked together with the frames before it, 4096 in all");
 }
 
 }  // namespace
@@ -142,7 +143,8 @@ EngineRecordCommand::EngineRecordCommand(CLI::App& parent)
   addSeconds(options(), mSeconds);
   options().footer(
       "Ends when --seconds have passed, at the end of the input, or with Ctrl-C. An existing file is erased at the "
-      "start. While it records, the file has everything but the last buffer of 4096 frames.\n\n"
+      "start. While it records, other programs can read the file up to the last whole buffer of 4096 frames (85 ms "
+      "at 48 kHz, 0.5 s at 8 kHz).\n\n"
       "Example:\n"
       "  orvane --simulate mic=tone:440:0.5,pace=fast engine record file:///tmp/take.wav --seconds 2");
 }

@@ -136,6 +136,16 @@ void AudioHub::remove(HubClient& client) {
   awaitUnread(publish(std::move(others)));
 }
 
+std::optional<Failure> AudioHub::change(const std::function<std::optional<Failure>(const DeviceFormat&)>& prepare) {
+  forbidHere("a change of an audio client");
+  const std::lock_guard lock(mControl);
+  if (!mDevice) return Failure{status::noDevice, "there is no audio device"};
+  if (auto failure = prepare(mFormat)) return failure;
+  useSidesOf(*mClients);
+  awaitUnread(publish(std::make_unique<const Clients>(*mClients)));
+  return std::nullopt;
+}
+
 void AudioHub::removeSoon(HubClient& client, std::function<bool()> isWanted, std::function<void()> done) {
   withControlSoon([this, &client, isWanted = std::move(isWanted), done = std::move(done)] {
     if (!isWanted()) return;

@@ -28,9 +28,9 @@ namespace orvane::host {
 /// the run after exactly the frame limit. The device runs while there is a client, until the run ends.
 ///
 /// The list of clients is published to the callback without a lock: the old list is kept until no callback reads it (a
-/// hazard pointer). Thread-safe; only `deviceStarts` and `countDiscontinuity` are real-time safe. Calling `add` or
-/// `remove` on the device callback, or inside a worker's task while the device is running, ends the process with a
-/// message.
+/// hazard pointer). Thread-safe; only `deviceStarts` and `countDiscontinuity` are real-time safe. Calling `add`,
+/// `remove` or `change` on the device callback, or inside a worker's task while the device is running, ends the process
+/// with a message.
 class AudioHub final : private backend::DeviceCallback {
  public:
   /// Creates a hub. `device` must be null if the host has no audio device.
@@ -67,6 +67,13 @@ class AudioHub final : private backend::DeviceCallback {
   void removeSoon(HubClient& client, std::function<bool()> isWanted, std::function<void()> done);
   /// Stops the device permanently, because the host is being destroyed. May be called inside a worker's task.
   void shutDown();
+
+  /// Lets a registered client change what it exchanges with the device, without interrupting the device. `prepare` is
+  /// called while no client is added or removed and the format does not change; it takes the format in which the device
+  /// is running. If it returns a failure, so does this function, and nothing else happens. Otherwise the sides that
+  /// clients use are read again, and slices that began before `prepare` returned have ended when this function returns.
+  std::optional<platform::Failure> change(
+      const std::function<std::optional<platform::Failure>(const backend::DeviceFormat&)>& prepare);
 
   /// Sets the frame limit of the run, see `platform::RunControl::endAfterFrames`.
   void endAfterFrames(std::uint64_t frames) { mFrameLimit = frames; }

@@ -37,8 +37,12 @@ class PlaybackRing {
   /// Declares that the sound ends after the frames pushed so far and `more` frames. Must be called before the last
   /// frame is pushed.
   void endAfter(std::size_t more) { mEnd = mPushed + more; }
-  /// Declares that the end is not known any more.
-  void reopen() { mEnd = unknownEnd; }
+  /// Declares that another sound follows, whose end is not known yet. Until its first frame has been taken, missing
+  /// samples do not count as starving.
+  void reopen() {
+    mFirst = mPushed;
+    mEnd = unknownEnd;
+  }
   /// Passes all frames in the ring to `take`. Must be called only while the callback is not.
   template <typename Take>
   void takeAll(Take take) {
@@ -51,7 +55,7 @@ class PlaybackRing {
   /// number of frames taken.
   std::uint32_t take(std::uint32_t frames, std::span<float* const> planes) {
     std::uint32_t filled = 0;
-    const bool hasPlayed = mTaken > 0;
+    const bool hasPlayed = mTaken > mFirst;
     mTaken += mQueue.takeUpTo(frames, [&](const SliceQueue::Block& block) {
       for (std::size_t channel = 0; channel < planes.size(); ++channel)
         std::copy_n(block.planes[channel], block.frames, planes[channel] + filled);
@@ -77,6 +81,7 @@ class PlaybackRing {
   SliceQueue mQueue;
   std::uint64_t mPushed = 0;                     ///< Used by the worker.
   std::atomic<std::uint64_t> mEnd = unknownEnd;  ///< The value of `mTaken` after the last frame.
+  std::atomic<std::uint64_t> mFirst = 0;         ///< The value of `mTaken` before the first frame of the sound.
   std::uint64_t mTaken = 0;                      ///< Used by the callback, like the members below.
   bool mStarving = false;
   bool mBeganToStarve = false;

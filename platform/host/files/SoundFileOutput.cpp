@@ -53,17 +53,22 @@ void SoundFileOutput::handOver() {
 
 /// Called with the mutex locked.
 void SoundFileOutput::complete() {
-  keep(mContext->diskIsFull() ? systemFailure(mPath, ENOSPC) : mWriter->finish());
+  logAndKeep(mContext->diskIsFull() ? systemFailure(mPath, ENOSPC) : mWriter->finish());
   mContext->files.completed({mPath, mWriter->type(), mWriter->frames()});
-  keep(mClaim->close());
+  logAndKeep(mClaim->close());
 }
 
 /// Keeps a failed write for whoever asks the host, and returns it.
 std::optional<Failure> SoundFileOutput::keep(std::optional<Failure> failure) {
-  if (!failure) return failure;
-  mContext->log->write(platform::LogLevel::error, "writing failed: " + failure->reason);
-  mContext->writeFailures.record(*failure);
+  if (failure) mContext->writeFailures.record(*failure);
   return failure;
+}
+
+/// Keeps a failed write that no caller learns of.
+void SoundFileOutput::logAndKeep(std::optional<Failure> failure) {
+  if (!failure) return;
+  mContext->log->write(platform::LogLevel::error, "writing failed: " + failure->reason);
+  mContext->writeFailures.record(*std::move(failure));
 }
 
 /// Runs a function that writes, if the file can be written.

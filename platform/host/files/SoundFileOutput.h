@@ -34,7 +34,7 @@ class SoundFileOutput {
   bool takesCookie() const { return mWriter->takesCookie(); }
   std::vector<std::byte> cookie();
   std::optional<platform::Failure> setCookie(std::span<const std::byte> cookie);
-  /// Appends packets, see `PacketWriter::write`.
+  /// Appends packets, see `PacketWriter::write`. A failure is kept for `FileReport::writeFailure`; the caller logs it.
   std::optional<platform::Failure> write(std::span<const std::byte> bytes,
                                          std::span<const platform::PacketDescription> packets, std::uint32_t& written);
   /// Returns the number of packets written so far.
@@ -51,6 +51,7 @@ class SoundFileOutput {
   template <typename Write>
   std::optional<platform::Failure> attempt(Write write);
   std::optional<platform::Failure> keep(std::optional<platform::Failure> failure);
+  void logAndKeep(std::optional<platform::Failure> failure);
   void handOver();
   void complete();
 

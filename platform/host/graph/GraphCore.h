@@ -2,8 +2,12 @@
 #pragma once
 
 #include <memory>
+#include <string>
 #include <utility>
 
+#include "platform/Log.h"
+#include "platform/PlatformError.h"
+#include "platform/PlatformException.h"
 #include "platform/Status.h"
 #include "platform/host/HostContext.h"
 #include "platform/host/audio/AudioHub.h"
@@ -23,14 +27,19 @@ struct GraphCore {
     context->log->write(platform::LogLevel::error, failure.call + " failed: " + failure.reason);
     failures.record(std::move(failure));
   }
-  /// Calls `change`, which replaces a closure of the unit. A running unit is started again by this; fails if it is not.
-  template <typename Change>
-  void changeUnit(Change change) {
-    const bool wasRunning = unit->isRunning();
-    change(*unit);
-    if (!wasRunning || unit->isRunning()) return;
-    fail({platform::status::wrongState, "the engine could not start again after its graph was changed",
-          "GraphEngine::start"});
+  /// Returns the status of the host's failure that a message quotes, or success if it quotes none.
+  platform::Status statusBehind(const std::string& message) const {
+    for (const auto& known : {context->lastRefusal(), context->writeFailures.first()}) {
+      if (known && !known->reason.empty() && message.find(known->reason) != std::string::npos) return known->status;
+    }
+    return platform::status::success;
+  }
+  /// Refuses `call` for the reason of `failure` by throwing an exception. Logs and stores the refusal.
+  [[noreturn]] void refuse(platform::Failure failure, const char* call) const {
+    failure.call = call;
+    const std::string reason = failure.reason;
+    context->refuse(std::move(failure));
+    throw platform::PlatformException("GraphException", reason);
   }
 
   const std::shared_ptr<HostContext> context;

@@ -33,14 +33,13 @@ class HostOutputNode final : public platform::OutputNode {
 class MixerNode final : public GraphNode {};
 
 /// Adds up the players' output in the unit's buffers. Called on the device callback; real-time safe.
-platform::Status mixPlayers(const std::vector<std::shared_ptr<HostPlayerNode>>& players, std::uint32_t frames,
-                            platform::RenderBufferList& list) {
+platform::Status mixPlayers(const PlayerList& players, std::uint32_t frames, platform::RenderBufferList& list) {
   std::array<float*, backend::DeviceFormat::maxChannels> planes{};
   const auto buffers = list.buffers();
   for (std::size_t channel = 0; channel < buffers.size(); ++channel)
     planes[channel] = static_cast<float*>(buffers[channel].data);
   OutputMix mix({planes.data(), buffers.size()}, frames);
-  for (const auto& player : players) player->render(mix);
+  players.forEach([&mix](HostPlayerNode& player) { player.render(mix); });
   mix.finish();
   return platform::status::success;
 }
@@ -54,7 +53,11 @@ HostGraphEngine::HostGraphEngine(const std::shared_ptr<HostContext>& context, co
       mInstance(mUnits->adopt(mCore->unit)),
       mMixer(std::make_shared<MixerNode>()),
       mInput(std::make_shared<HostInputNode>(mCore)),
-      mOutput(std::make_shared<HostOutputNode>(mInstance)) {}
+      mOutput(std::make_shared<HostOutputNode>(mInstance)) {
+  mCore->unit->setOutputProvider(
+      [this](platform::RenderActionFlags&, const platform::RenderTimeStamp&, std::uint32_t frames, std::int32_t,
+             platform::RenderBufferList& list) { return mixPlayers(mConnected, frames, list); });
+}
 
 HostGraphEngine::~HostGraphEngine() {
   // Stops the unit and removes its closures, which use the tap and the players.
@@ -68,6 +71,7 @@ std::optional<platform::PlatformError> HostGraphEngine::start() {
   // A run that the device has ended is not a running engine.
   if (unit.isRunning() && mCore->context->runEnd.end() == platform::DeviceEnd::none) return std::nullopt;
   if (unit.isRunning()) stop();
+  mCore->failures.forget();
   unit.setInputEnabled(mInput->hasTap());
   unit.setOutputEnabled(!mConnected.empty());
   auto failure = unit.tryInitialize();
@@ -76,7 +80,7 @@ std::optional<platform::PlatformError> HostGraphEngine::start() {
     failure->call = startCall.name();
     return mCore->context->refuseWithError(*std::move(failure));
   }
-  for (const auto& player : mConnected) player->setLatency(unit.latency().output);
+  mConnected.forEach([latency = unit.latency().output](HostPlayerNode& player) { player.setLatency(latency); });
   return std::nullopt;
 }
 
@@ -97,15 +101,18 @@ void HostGraphEngine::connect(const std::shared_ptr<GraphNode>& source, const st
   if (player == mAttached.end() || target != mMixer) {
     throw PlatformException("GraphException", "an attached player node can be connected to the main mixer node only");
   }
-  if ((*player)->isConnected()) return;
-  (*player)->connect(mCore, mCore->unit->clientOutput());
-  mConnected.push_back(*player);
-  mCore->changeUnit([players = mConnected](IoUnit& unit) {
-    unit.setOutputEnabled(true);
-    unit.setOutputProvider([players](platform::RenderActionFlags&, const platform::RenderTimeStamp&,
-                                     std::uint32_t frames, std::int32_t,
-                                     platform::RenderBufferList& list) { return mixPlayers(players, frames, list); });
-  });
+  if ((*player)->isConnectedTo(*mCore)) return;
+  if ((*player)->isConnected()) {
+    throw PlatformException(
+        "GraphException", "the player node is connected to another engine; each engine needs player nodes of its own");
+  }
+  IoUnit& unit = *mCore->unit;
+  if (unit.isRunning()) {
+    if (auto failure = unit.useOutput(true)) mCore->refuse(*std::move(failure), "GraphEngine::connect");
+  }
+  (*player)->connect(mCore, unit.clientOutput());
+  (*player)->setLatency(unit.latency().output);
+  mConnected.add(*player);
 }
 
 }  // namespace orvane::host

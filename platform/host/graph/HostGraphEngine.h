@@ -11,6 +11,7 @@
 #include "platform/host/graph/GraphCore.h"
 #include "platform/host/graph/HostInputNode.h"
 #include "platform/host/graph/HostPlayerNode.h"
+#include "platform/host/graph/PlayerList.h"
 #include "platform/host/units/HostUnits.h"
 
 namespace orvane::host {
@@ -37,16 +38,14 @@ class HostGraphEngine final : public platform::GraphEngine {
   }
 
  private:
-  using Players = std::vector<std::shared_ptr<HostPlayerNode>>;
-
   const std::shared_ptr<HostUnits> mUnits;
   const std::shared_ptr<GraphCore> mCore;
   const platform::UnitInstance mInstance;
   const std::shared_ptr<platform::GraphNode> mMixer;
   const std::shared_ptr<HostInputNode> mInput;
   const std::shared_ptr<platform::OutputNode> mOutput;
-  Players mAttached;
-  Players mConnected;
+  std::vector<std::shared_ptr<HostPlayerNode>> mAttached;
+  PlayerList mConnected;
 };
 
 }  // namespace orvane::host

@@ -27,14 +27,15 @@ const GatedCall createFileCall("GraphService::createFile");
 template <typename Make>
 std::shared_ptr<PcmFile> makeFile(HostContext& context, const GatedCall& call, const Url& url,
                                   std::optional<PlatformError>& error, Make make) {
-  error = context.errorOf(call);
-  if (error) return nullptr;
+  error.reset();
+  const auto refused = [&url](platform::Status status, const std::string& reason) {
+    return Result<std::shared_ptr<PcmFile>>(Failure{status, "\"" + url.text() + "\" " + reason});
+  };
+  const Refusal* const refusal = context.gate->refusal(call);
   const auto whyNot = url.whyNotFile();
-  // A path that is not absolute comes from an empty text; the system refuses it.
-  Result<std::shared_ptr<PcmFile>> made =
-      whyNot && !url.path().empty() ? Result<std::shared_ptr<PcmFile>>(
-                                          Failure{platform::status::badParameter, "\"" + url.text() + "\" " + *whyNot})
-                                    : make(url.path());
+  auto made = refusal != nullptr ? refused(refusal->status, "is refused: " + refusal->reason)
+              : whyNot           ? refused(platform::status::badParameter, *whyNot)
+                                 : make(url.path());
   if (made) return *made;
   made.failure().call = call.name();
   error = context.refuseWithError(made.failure());

@@ -20,6 +20,14 @@ void checkBus(std::uint32_t bus) {
 
 }  // namespace
 
+HostInputNode::HostInputNode(std::shared_ptr<GraphCore> core) : mCore(std::move(core)) {
+  IoUnit& unit = *mCore->unit;
+  unit.setInputHandler([this, &unit](platform::RenderActionFlags&, const platform::RenderTimeStamp& time,
+                                     std::uint32_t frames, std::int32_t) {
+    if (Tap* const tap = mActiveTap) tap->capture(unit.captured(), frames, time);
+  });
+}
+
 StreamFormat HostInputNode::inputFormat(std::uint32_t bus) const {
   checkBus(bus);
   return mCore->unit->clientInput();
@@ -36,22 +44,21 @@ void HostInputNode::installTap(std::uint32_t bus, std::uint32_t frames, const St
     throw PlatformException("GraphException", "a tap needs a function and the format of an input that exists");
   }
   removeTap(bus);
+  IoUnit& unit = *mCore->unit;
+  if (unit.isRunning()) {
+    if (auto failure = unit.useInput(true)) mCore->refuse(*std::move(failure), "InputNode::installTap");
+  }
+  mCore->failures.forget(Tap::failedCall);
   mTap = std::make_unique<Tap>(mCore, format, frames, std::move(function));
-  mCore->changeUnit([tap = mTap.get()](IoUnit& unit) {
-    unit.setInputEnabled(true);
-    unit.setInputHandler([tap, &unit](platform::RenderActionFlags&, const platform::RenderTimeStamp& time,
-                                      std::uint32_t count,
-                                      std::int32_t) { tap->capture(unit.captured(), count, time.hostTime); });
-  });
+  mActiveTap = mTap.get();
 }
 
 void HostInputNode::removeTap(std::uint32_t bus) {
   checkBus(bus);
   if (!mTap) return;
-  mCore->changeUnit([](IoUnit& unit) {
-    unit.setInputEnabled(false);
-    unit.setInputHandler(nullptr);
-  });
+  mActiveTap = nullptr;
+  // After this the device callback does not use the tap. Giving up a side is never refused.
+  if (mCore->unit->isRunning()) mCore->unit->useInput(false);
   mTap->finishRun();
   mTap.reset();
 }

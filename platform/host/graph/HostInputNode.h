@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 
@@ -13,7 +14,7 @@ namespace orvane::host {
 /// The input node of an engine, see `platform::InputNode`.
 class HostInputNode final : public platform::InputNode {
  public:
-  explicit HostInputNode(std::shared_ptr<GraphCore> core) : mCore(std::move(core)) {}
+  explicit HostInputNode(std::shared_ptr<GraphCore> core);
 
   platform::StreamFormat inputFormat(std::uint32_t bus) const override;
   void installTap(std::uint32_t bus, std::uint32_t frames, const platform::StreamFormat& format,
@@ -27,6 +28,7 @@ class HostInputNode final : public platform::InputNode {
  private:
   const std::shared_ptr<GraphCore> mCore;
   std::unique_ptr<Tap> mTap;
+  std::atomic<Tap*> mActiveTap = nullptr;  ///< The tap that the device callback uses.
 };
 
 }  // namespace orvane::host

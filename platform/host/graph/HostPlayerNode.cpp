@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "platform/host/graph/HostPlayerNode.h"
 
+#include <exception>
 #include <iterator>
 #include <new>
-#include <stdexcept>
 #include <string>
 #include <utility>
 
@@ -12,6 +12,7 @@
 #include "platform/Status.h"
 #include "platform/host/convert/EdgeFormat.h"
 #include "platform/host/convert/RateConverter.h"
+#include "platform/host/time/RunAndWait.h"
 
 namespace orvane::host {
 
@@ -47,12 +48,10 @@ HostPlayerNode::~HostPlayerNode() = default;
 
 void HostPlayerNode::scheduleFile(std::shared_ptr<platform::PcmFile> file) {
   const StreamFormat format = file->processingFormat();
-  const std::lock_guard lock(mMutex);
   mWaiting.push_back({std::move(file), format, PlanarFifo(format.channelCount())});
 }
 
 void HostPlayerNode::prepare(std::uint32_t frames) {
-  const std::lock_guard lock(mMutex);
   std::uint64_t prepared = 0;
   for (Entry& entry : mWaiting) {
     if (entry.next == 0 && readMore(entry, static_cast<std::uint32_t>(frames - prepared))) return;
@@ -66,7 +65,13 @@ void HostPlayerNode::play() {
     throw PlatformException("GraphException", refusal->localizedDescription());
   }
   if (!isConnected()) throw PlatformException("GraphException", "the player node is not connected to the main mixer");
-  const std::lock_guard lock(mMutex);
+  std::optional<Failure> failure;
+  runAndWait(*mContext->scheduler, *mWorker, [&] { failure = begin(); });
+  if (failure) mCore->refuse(*std::move(failure), playCall.name().data());
+}
+
+/// Begins to play the waiting files. The first slice must find its samples.
+std::optional<Failure> HostPlayerNode::begin() {
   if (!mWaiting.empty()) {
     std::ranges::move(mWaiting, std::back_inserter(mPlaying));
     mWaiting.clear();
@@ -78,9 +83,9 @@ void HostPlayerNode::play() {
       ++mRun;
     }
   }
-  // The first slice must find its samples.
-  if (const auto failure = fill()) throw PlatformException("GraphException", failure->reason);
-  mIsPlaying = true;
+  auto failure = fill();
+  if (!failure) mIsPlaying = true;
+  return failure;
 }
 
 platform::Subscription HostPlayerNode::onFinished(std::function<void()> notice) {
@@ -97,42 +102,53 @@ void HostPlayerNode::connect(std::shared_ptr<GraphCore> core, const StreamFormat
 
 // ---- reading and converting
 
-/// Fills the ring, or pushes everything that is left. After a failure nothing more is played than what is in the ring.
+/// Fills the ring, or pushes everything that is left. Returns the first failure; the file that failed is not played any
+/// further, and the next one follows.
 std::optional<Failure> HostPlayerNode::fill() {
-  std::optional<Failure> failure;
+  std::optional<Failure> first;
   for (;;) {
     mRing->fillFrom(*mConverted);
-    if (mConverted->frames() > 0 || mIsAtEnd) return failure;
-    if (!mPlaying.empty()) failure = convertNext();
-    if (failure) mPlaying.clear();
-    if (!mPlaying.empty()) continue;
+    if (mConverted->frames() > 0 || mIsAtEnd) return first;
+    auto failure = advance();
+    if (!failure) continue;
+    if (!mPlaying.empty()) mPlaying.pop_front();
+    if (!first) first = std::move(failure);
+  }
+}
+
+/// Converts the next part of the files, or declares the end. No exception leaves the worker: one of a file or of the
+/// converter becomes the failure.
+std::optional<Failure> HostPlayerNode::advance() {
+  try {
+    if (!mPlaying.empty()) return convertNext();
     flush();
     mRing->endAfter(mConverted->frames());
     mIsAtEnd = true;
+    return std::nullopt;
+  } catch (const std::bad_alloc&) {
+    return Failure{status::ioFailure, "there is not enough memory to play a file"};
+  } catch (const std::exception& failure) {
+    return Failure{status::unsupportedFormat, failure.what()};
+  } catch (...) {
+    return Failure{status::ioFailure, "playing a file failed with an exception of an unknown type"};
   }
 }
 
 /// Reads and converts a part of the first file, or removes the file at its end.
 std::optional<Failure> HostPlayerNode::convertNext() {
   Entry& entry = mPlaying.front();
-  try {
-    if (auto failure = convertFrom(entry.format)) return failure;
-    if (entry.read.frames() == 0) {
-      if (auto failure = readMore(entry, blockFrames)) return failure;
-    }
-    const std::size_t frames = entry.read.frames();
-    if (frames > 0) {
-      mConverter->convert(entry.read.planes(), frames, *mConverted);
-      entry.read.drop(frames);
-    } else {
-      mPlaying.pop_front();
-    }
-    return std::nullopt;
-  } catch (const std::bad_alloc&) {
-    return Failure{status::ioFailure, "there is not enough memory to play a file"};
-  } catch (const std::runtime_error& failure) {
-    return Failure{status::unsupportedFormat, failure.what()};
+  if (auto failure = convertFrom(entry.format)) return failure;
+  if (entry.read.frames() == 0) {
+    if (auto failure = readMore(entry, blockFrames)) return failure;
   }
+  const std::size_t frames = entry.read.frames();
+  if (frames > 0) {
+    mConverter->convert(entry.read.planes(), frames, *mConverted);
+    entry.read.drop(frames);
+  } else {
+    mPlaying.pop_front();
+  }
+  return std::nullopt;
 }
 
 std::optional<Failure> HostPlayerNode::readMore(Entry& entry, std::uint32_t frames) {
@@ -160,31 +176,23 @@ std::optional<Failure> HostPlayerNode::convertFrom(const StreamFormat& format) {
   return std::nullopt;
 }
 
-/// Takes the last frames out of the converter.
+/// Takes the last frames out of the converter, which is gone afterwards even if it fails.
 void HostPlayerNode::flush() {
-  if (mConverter) mConverter->finish(*mConverted);
-  mConverter.reset();
+  if (const auto converter = std::move(mConverter)) converter->finish(*mConverted);
 }
 
 // ---- the worker
 
 void HostPlayerNode::work() {
-  std::optional<Failure> failure;
-  {
-    const std::lock_guard lock(mMutex);
-    failure = fill();
-  }
+  auto failure = fill();
   if (!failure) return;
-  failure->call = "PlayerNode::play";
+  failure->call = playCall.name();
   mCore->fail(*std::move(failure));
 }
 
 void HostPlayerNode::playedOut() {
-  {
-    const std::lock_guard lock(mMutex);
-    if (mEndedRun != mRun) return;
-    mFinished = true;
-  }
+  if (mEndedRun != mRun) return;
+  mFinished = true;
   mFinishedNotices.announce();
 }
 

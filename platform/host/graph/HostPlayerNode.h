@@ -6,7 +6,6 @@
 #include <deque>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 
 #include "platform/GraphEngine.h"
@@ -23,8 +22,8 @@
 
 namespace orvane::host {
 
-/// The host's player node, see `platform::PlayerNode`. Its worker reads and converts the files half a second ahead; the
-/// device callback takes the samples from a ring.
+/// The host's player node, see `platform::PlayerNode`. The caller collects files; its worker reads and converts those
+/// that are played, half a second ahead; the device callback takes the samples from a ring.
 class HostPlayerNode final : public platform::PlayerNode {
  public:
   HostPlayerNode(std::shared_ptr<HostContext> context, std::shared_ptr<AudioHub> hub);
@@ -41,6 +40,7 @@ class HostPlayerNode final : public platform::PlayerNode {
   /// Sets the engine and the format to play in. Must be called once, before `render`.
   void connect(std::shared_ptr<GraphCore> core, const platform::StreamFormat& output);
   bool isConnected() const { return mRing != nullptr; }
+  bool isConnectedTo(const GraphCore& core) const { return mCore.get() == &core; }
   /// Sets the time from `render` until its samples have been played, in frames.
   void setLatency(std::uint32_t frames) { mLatency = frames; }
   /// Adds the next frames to `mix`. Called on the device callback; real-time safe.
@@ -55,14 +55,15 @@ class HostPlayerNode final : public platform::PlayerNode {
     std::uint64_t next = 0;  ///< The frame to read next.
   };
 
-  // With the mutex locked.
-  std::optional<platform::Failure> fill();
-  std::optional<platform::Failure> convertNext();
   static std::optional<platform::Failure> readMore(Entry& entry, std::uint32_t frames);
-  std::optional<platform::Failure> convertFrom(const platform::StreamFormat& format);
-  void flush();
 
   // On the worker.
+  std::optional<platform::Failure> begin();
+  std::optional<platform::Failure> fill();
+  std::optional<platform::Failure> advance();
+  std::optional<platform::Failure> convertNext();
+  std::optional<platform::Failure> convertFrom(const platform::StreamFormat& format);
+  void flush();
   void work();
   void playedOut();
 
@@ -71,8 +72,9 @@ class HostPlayerNode final : public platform::PlayerNode {
   std::shared_ptr<GraphCore> mCore;
   platform::StreamFormat mOutput;
 
-  std::mutex mMutex;
-  std::deque<Entry> mWaiting;  ///< Wait for the next `play`.
+  std::deque<Entry> mWaiting;  ///< Wait for the next `play`. Used by the caller, and by the worker during `play`.
+
+  // Used by the worker.
   std::deque<Entry> mPlaying;
   std::unique_ptr<BlockConverter> mConverter;  ///< Null while no frames are in it.
   platform::StreamFormat mConverterFormat;

@@ -45,14 +45,16 @@ PlayedFile::PlayedFile(std::shared_ptr<HostContext> context, std::string path, s
 std::optional<PlatformError> PlayedFile::read(std::uint64_t first, std::uint32_t frames, std::span<float* const> planes,
                                               std::uint32_t& read) {
   read = 0;
-  if (auto refusal = mContext->errorOf(readCall)) return refusal;
+  const Refusal* const refusal = mContext->gate->refusal(readCall);
   const std::lock_guard lock(mMutex);
-  auto decoded = decode(first, frames, planes);
+  auto decoded = refusal == nullptr ? decode(first, frames, planes)
+                                    : fileFailure(refusal->status, mPath, "cannot be read: " + refusal->reason);
   if (decoded) {
     read = *decoded;
     return std::nullopt;
   }
   decoded.failure().call = readCall.name();
+  mContext->keepRefusal(decoded.failure());
   return PlatformError(decoded.failure());
 }
 

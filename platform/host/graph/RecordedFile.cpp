@@ -105,11 +105,14 @@ std::optional<PlatformError> RecordedFile::read(std::uint64_t, std::uint32_t, st
 }
 
 std::optional<PlatformError> RecordedFile::write(const platform::PcmBuffer& buffer) {
-  if (auto refusal = mContext->errorOf(writeCall)) return refusal;
-  const auto refused = [](Failure failure) {
+  const auto refused = [this](Failure failure) {
     failure.call = writeCall.name();
+    mContext->keepRefusal(failure);
     return PlatformError(std::move(failure));
   };
+  if (const Refusal* refusal = mContext->gate->refusal(writeCall)) {
+    return refused(fileFailure(refusal->status, mPath, "cannot be written: " + refusal->reason));
+  }
   if (buffer.format() != mFormat) {
     return refused(fileFailure(status::unsupportedFormat, mPath, "has another rate or channel count than the buffer"));
   }

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "platform/Clock.h"
+#include "platform/PlatformException.h"
 #include "platform/host/time/RunAndWait.h"
 
 namespace orvane::host {
@@ -20,8 +21,10 @@ namespace {
 /// The buffer that a tap's function receives.
 class TappedBuffer final : public platform::PcmBuffer {
  public:
-  TappedBuffer(const StreamFormat& format, std::span<const float* const> planes, std::uint32_t frames)
-      : mFormat(format), mPlanes(planes), mFrames(frames) {}
+  /// `before` are the `framesBefore` frames before the buffer over which its power is measured as well.
+  TappedBuffer(const StreamFormat& format, std::span<const float* const> planes, std::uint32_t frames,
+               std::span<const float* const> before, std::size_t framesBefore)
+      : mFormat(format), mPlanes(planes), mFrames(frames), mBefore(before), mFramesBefore(framesBefore) {}
 
   const StreamFormat& format() const override { return mFormat; }
   std::uint32_t frames() const override { return mFrames; }
@@ -32,17 +35,26 @@ class TappedBuffer final : public platform::PcmBuffer {
   const StreamFormat& mFormat;
   const std::span<const float* const> mPlanes;
   const std::uint32_t mFrames;
+  const std::span<const float* const> mBefore;
+  const std::size_t mFramesBefore;
 };
+
+double sumOfSquares(std::span<const float> samples) {
+  double sum = 0;
+  for (const float sample : samples) {
+    if (!std::isnan(sample)) sum += double{sample} * double{sample};
+  }
+  return sum;
+}
 
 std::vector<double> TappedBuffer::averagePowerPerChannel() const {
   constexpr double silence = -160;
   std::vector<double> powers;
-  for (const float* const plane : mPlanes) {
-    double sum = 0;
-    for (const float sample : std::span(plane, mFrames)) {
-      if (!std::isnan(sample)) sum += double{sample} * double{sample};
-    }
-    powers.push_back(std::max(silence, 10 * std::log10(sum / mFrames)));
+  for (std::size_t channel = 0; channel < mPlanes.size(); ++channel) {
+    const double sum =
+        sumOfSquares({mBefore[channel], mFramesBefore}) + sumOfSquares({mPlanes[channel], std::size_t{mFrames}});
+    const auto frames = static_cast<double>(mFramesBefore + mFrames);
+    powers.push_back(std::max(silence, 10 * std::log10(sum / frames)));
   }
   return powers;
 }
@@ -57,20 +69,37 @@ Tap::Tap(std::shared_ptr<GraphCore> core, const StreamFormat& format, std::uint3
       mRing(format.channelCount(), format.sampleRate(), frames),
       mFunction(std::move(function)),
       mBuffer(format.channelCount()),
+      mBefore(format.channelCount()),
       mWorker(mCore->context->scheduler->makeWorker("tap")),
       mWorkTrigger(mWorker->makeTrigger([this] { work(false); })) {}
 
-void Tap::capture(std::span<const float* const> planes, std::uint32_t frames, std::uint64_t hostTime) {
+void Tap::capture(std::span<const float* const> planes, std::uint32_t frames, const platform::RenderTimeStamp& time) {
   if (mEnded) return;
-  if (mFirstTime.load(std::memory_order_relaxed) == 0) mFirstTime = hostTime;
-  if (mRing.capture(planes, frames)) mWorkTrigger->fire();
+  const auto first = static_cast<std::uint64_t>(time.sampleTime);
+  const bool isRunNew = mIsRunNew.exchange(false, std::memory_order_relaxed);
+  if (!isRunNew && first > mNextSample) {
+    mLost += first - mNextSample;
+    mMarkIsDue = true;
+  }
+  mNextSample = first + frames;
+  mMarkIsDue = mMarkIsDue || isRunNew;
+  if (mRing.capacity() - mRing.frames() < frames) {
+    mLost += frames;
+    mMarkIsDue = true;
+  } else {
+    // The mark is there before its frames.
+    if (mMarkIsDue) mMarkIsDue = !mMarks.push({mCaptured, mLost, time.hostTime});
+    mCaptured += frames;
+  }
+  const bool wakes = mRing.capture(planes, frames);  // Drops and counts the slice if there is no room.
+  if (wakes) mWorkTrigger->fire();
 }
 
 void Tap::finishRun() {
   runAndWait(*mCore->context->scheduler, *mWorker, [this] {
     work(true);
-    mFirstTime = 0;
-    mRunBegin = mDelivered;
+    mBefore.clear();
+    mIsRunNew = true;
   });
 }
 
@@ -91,27 +120,40 @@ void Tap::work(bool isRunOver) {
 }
 
 void Tap::deliver() {
-  const TappedBuffer buffer(mFormat, mBuffer.planes(), static_cast<std::uint32_t>(mBuffer.frames()));
-  const std::chrono::duration<double> sinceBegin(static_cast<double>(mDelivered - mRunBegin) / mFormat.sampleRate());
-  const auto time = std::chrono::duration_cast<platform::HostTime>(sinceBegin);
-  const platform::RenderTimeStamp stamp{.sampleTime = static_cast<double>(mDelivered),
-                                        .hostTime = mFirstTime + static_cast<std::uint64_t>(time.count())};
+  const std::size_t before = std::min<std::size_t>(mBefore.frames(), mFrames - mBuffer.frames());
+  mBefore.drop(mBefore.frames() - before);
+  const TappedBuffer buffer(mFormat, mBuffer.planes(), static_cast<std::uint32_t>(mBuffer.frames()), mBefore.planes(),
+                            before);
+  const platform::RenderTimeStamp time = timeOfNext();
   mDelivered += buffer.frames();
   try {
-    mFunction(&buffer, stamp);
+    mFunction(&buffer, time);
+  } catch (const platform::PlatformException& failure) {
+    end(failure.reason(), true);  // Logged where it was raised.
   } catch (const std::exception& failure) {
-    end(failure.what());
+    end(failure.what(), false);
   } catch (...) {
-    end("an exception of an unknown type");
+    end("an exception of an unknown type", false);
   }
+  std::swap(mBuffer, mBefore);
   mBuffer.clear();
 }
 
-void Tap::end(const std::string& reason) {
+/// Returns the time of the first frame that is not delivered yet.
+platform::RenderTimeStamp Tap::timeOfNext() {
+  mMarks.takeUpTo(mDelivered, mMark);
+  const std::chrono::duration<double> since(static_cast<double>(mDelivered - mMark.captured) / mFormat.sampleRate());
+  const auto time = std::chrono::duration_cast<platform::HostTime>(since);
+  return {.sampleTime = static_cast<double>(mDelivered + mMark.lost),
+          .hostTime = mMark.hostTime + static_cast<std::uint64_t>(time.count())};
+}
+
+void Tap::end(const std::string& reason, bool isLogged) {
   mEnded = true;
   // The file that the function may hold is complete before anybody hears of the end.
   mFunction = nullptr;
-  mCore->fail({.status = platform::status::success, .reason = reason, .call = "InputNode::tap"});
+  platform::Failure failure{mCore->statusBehind(reason), reason, failedCall};
+  isLogged ? mCore->failures.record(std::move(failure)) : mCore->fail(std::move(failure));
 }
 
 }  // namespace orvane::host

@@ -8,22 +8,27 @@
 #include <string>
 
 #include "platform/GraphEngine.h"
+#include "platform/UnitService.h"
 #include "platform/Worker.h"
 #include "platform/host/audio/CaptureRing.h"
 #include "platform/host/convert/PlanarFifo.h"
 #include "platform/host/graph/GraphCore.h"
+#include "platform/host/graph/MarkQueue.h"
 
 namespace orvane::host {
 
 /// The tap of an input node: takes the input on the device callback and delivers it in buffers on a worker of its own.
 class Tap {
  public:
+  /// The call that `GraphEngine::failure` names if the tap's function has failed.
+  static constexpr char failedCall[] = "InputNode::tap";
+
   Tap(std::shared_ptr<GraphCore> core, const platform::StreamFormat& format, std::uint32_t frames,
       platform::TapFunction function);
 
-  /// Takes captured samples, one plane (array) for each channel. `hostTime` is the time of the first frame, in
-  /// nanoseconds. Called on the device callback; real-time safe.
-  void capture(std::span<const float* const> planes, std::uint32_t frames, std::uint64_t hostTime);
+  /// Takes captured samples, one plane (array) for each channel, with the time of the first frame (`sampleTime` counts
+  /// from the start of the unit). Called on the device callback; real-time safe.
+  void capture(std::span<const float* const> planes, std::uint32_t frames, const platform::RenderTimeStamp& time);
   /// Delivers everything that was captured, the last buffer as far as it is filled. Must be called while the device
   /// does not call, and not in a worker's task.
   void finishRun();
@@ -31,20 +36,29 @@ class Tap {
  private:
   void work(bool isRunOver);
   void deliver();
-  void end(const std::string& reason);
+  platform::RenderTimeStamp timeOfNext();
+  void end(const std::string& reason, bool isLogged);
 
   const std::shared_ptr<GraphCore> mCore;
   const platform::StreamFormat mFormat;
   const std::uint32_t mFrames;
   CaptureRing mRing;
-  std::atomic<std::uint64_t> mFirstTime = 0;  ///< Time of the first frame of the run; 0 before.
-  std::atomic<bool> mEnded = false;           ///< The function threw an exception.
+  MarkQueue mMarks;
+  std::atomic<bool> mIsRunNew = true;  ///< No frame of the run has been captured.
+  std::atomic<bool> mEnded = false;    ///< The function threw an exception.
+
+  // Used by the device callback.
+  std::uint64_t mCaptured = 0;    ///< Frames in the ring so far.
+  std::uint64_t mLost = 0;        ///< Frames missing or dropped so far.
+  std::uint64_t mNextSample = 0;  ///< The expected `sampleTime` of the next slice.
+  bool mMarkIsDue = false;        ///< The next captured frame does not follow the one before.
 
   // Used by the worker.
   platform::TapFunction mFunction;
   PlanarFifo mBuffer;
+  PlanarFifo mBefore;            ///< The buffer delivered before, in the same run.
   std::uint64_t mDelivered = 0;  ///< Frames delivered so far.
-  std::uint64_t mRunBegin = 0;   ///< The value of `mDelivered` at the beginning of the run.
+  TimeMark mMark;                ///< The last mark up to the next frame to deliver.
 
   /// The last members, so that no task runs when the others are destroyed.
   const std::unique_ptr<platform::Worker> mWorker;

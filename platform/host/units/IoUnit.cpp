@@ -99,14 +99,24 @@ std::optional<Failure> IoUnit::whyNotStart() const {
 std::optional<Failure> IoUnit::makeEdges(const backend::DeviceFormat& hardware) {
   const std::uint64_t inputFrames = mRunning && mInput ? mInput->nextFrame() : 0;
   const std::uint64_t outputFrames = mRunning && mOutput ? mOutput->nextFrame() : 0;
+  mActiveInput = nullptr;
+  mActiveOutput = nullptr;
   mInput.reset();
   mOutput.reset();
+  if (auto failure = addEdges(hardware, mUsesInput, mUsesOutput, inputFrames, outputFrames)) return failure;
+  mEdgesFormat = hardware;
+  return std::nullopt;
+}
+
+/// Creates the wanted edges that do not exist. The number of frames is the position in the run at which an edge starts.
+std::optional<Failure> IoUnit::addEdges(const backend::DeviceFormat& hardware, bool input, bool output,
+                                        std::uint64_t inputFrames, std::uint64_t outputFrames) {
   try {
-    if (mUsesInput) {
+    if (input && !mInput) {
       mInput = std::make_unique<InputEdge>(EdgeFormat{hardware.inputs, hardware.sampleRate}, edgeFormat(mClientInput),
                                            inputFrames);
     }
-    if (mUsesOutput) {
+    if (output && !mOutput) {
       mOutput = std::make_unique<OutputEdge>(edgeFormat(mClientOutput),
                                              EdgeFormat{hardware.outputs, hardware.sampleRate}, outputFrames);
     }
@@ -115,10 +125,25 @@ std::optional<Failure> IoUnit::makeEdges(const backend::DeviceFormat& hardware) 
   } catch (const std::runtime_error& failure) {
     return Failure{status::unsupportedFormat, failure.what()};
   }
-  mEdgesFormat = hardware;
   mInputLatency = mInput ? mInput->delayFrames() : 0;
   mOutputLatency = mOutput ? mOutput->delayFrames() : 0;
+  mActiveInput.store(mInput.get(), std::memory_order_release);
+  mActiveOutput.store(mOutput.get(), std::memory_order_release);
   return std::nullopt;
+}
+
+/// An edge that is no longer used stays until the next start, because the callback may be using it.
+std::optional<Failure> IoUnit::useSides(bool input, bool output) {
+  return mHub->change([&](const backend::DeviceFormat& hardware) -> std::optional<Failure> {
+    const bool isAdded = (input && !mUsesInput) || (output && !mUsesOutput);
+    if (isAdded) {
+      if (auto refusal = mSession.whyNot(hardware, input, output, startCall)) return refusal;
+      if (auto refusal = addEdges(hardware, input, output)) return refusal;
+    }
+    mUsesInput = input;
+    mUsesOutput = output;
+    return std::nullopt;
+  });
 }
 
 std::optional<Failure> IoUnit::deviceChanged(const backend::DeviceFormat& format) {
@@ -219,13 +244,15 @@ void IoUnit::setOutputProvider(platform::OutputProvider provider) {
 const char* IoUnit::deviceSlice(const HubSlice& slice, OutputMix& mix) {
   mInsideSlice = true;
   mLastTime = slice.time;
-  if (mInput) {
-    mInput->accept(slice);
+  InputEdge* const input = mActiveInput.load(std::memory_order_acquire);
+  OutputEdge* const output = mActiveOutput.load(std::memory_order_acquire);
+  if (input != nullptr) {
+    input->accept(slice);
     if (mInputHandler) handInput(slice.time);
   }
-  if (mOutput) mOutput->play(mOutputProvider, slice, mix);
+  if (output != nullptr) output->play(mOutputProvider, slice, mix);
   mInsideSlice = false;
-  const bool failed = (mInput && mInput->failed()) || (mOutput && mOutput->failed());
+  const bool failed = (input != nullptr && input->failed()) || (output != nullptr && output->failed());
   return failed ? "the rate conversion of an I/O unit failed" : nullptr;
 }
 
@@ -240,7 +267,7 @@ void IoUnit::handInput(platform::HostTime time) {
 
 Status IoUnit::render(std::uint32_t frames, std::int32_t bus, platform::RenderBufferList& list) {
   if (const Refusal* refusal = mContext->gate->refusal(renderCall)) return refusal->status;
-  if (!mInsideSlice || !mInput) return status::wrongState;
+  if (!mInsideSlice || mActiveInput.load(std::memory_order_acquire) == nullptr) return status::wrongState;
   if (bus != inputBus || list.bufferCount != mInput->planes().size()) return status::badParameter;
   if (!mInputHandler && !mInput->fetch(frames)) return status::badParameter;
   if (frames > mInput->frames()) return status::badParameter;

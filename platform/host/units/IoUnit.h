@@ -51,6 +51,13 @@ class IoUnit final : public HubClient {
   std::optional<platform::PlatformError> setClientInput(const platform::StreamFormat& format);
   std::optional<platform::PlatformError> setClientOutput(const platform::StreamFormat& format);
 
+  /// Makes a running unit use the input, or the input and the output, or no longer; the device is not interrupted. A
+  /// slice that began before has ended when the function returns. Fails, and changes nothing, if the session's category
+  /// or the hardware lacks a side that is added. Without effect on the next start, which `setInputEnabled` and
+  /// `setOutputEnabled` determine.
+  std::optional<platform::Failure> useInput(bool uses) { return useSides(uses, mUsesOutput); }
+  std::optional<platform::Failure> useOutput(bool uses) { return useSides(mUsesInput, uses); }
+
   void setInputEnabled(bool enabled) { mInputEnabled = enabled; }
   void setOutputEnabled(bool enabled) { mOutputEnabled = enabled; }
   void setInputHandler(platform::InputHandler handler);
@@ -70,14 +77,17 @@ class IoUnit final : public HubClient {
   static constexpr std::int32_t inputBus = 1;
 
   const char* deviceSlice(const HubSlice& slice, OutputMix& mix) override;
-  bool takesInput() const override { return mInput != nullptr; }
-  bool givesOutput() const override { return mOutput != nullptr; }
+  bool takesInput() const override { return mUsesInput; }
+  bool givesOutput() const override { return mUsesOutput; }
   std::optional<backend::SessionLabels> session() const override { return mSession.labels(); }
   std::optional<platform::Failure> deviceChanged(const backend::DeviceFormat& format) override;
   platform::Status statusOf(std::optional<platform::Failure> failure, const char* call);
   void handInput(platform::HostTime time);
   std::optional<platform::Failure> whyNotStart() const;
+  std::optional<platform::Failure> useSides(bool input, bool output);
   std::optional<platform::Failure> makeEdges(const backend::DeviceFormat& hardware);
+  std::optional<platform::Failure> addEdges(const backend::DeviceFormat& hardware, bool input, bool output,
+                                            std::uint64_t inputFrames = 0, std::uint64_t outputFrames = 0);
   std::optional<platform::Failure> whyNotFormat(const platform::StreamFormat& format) const;
   std::optional<platform::PlatformError> refusalOfFormat(const platform::StreamFormat& format);
   template <typename Change>
@@ -92,7 +102,7 @@ class IoUnit final : public HubClient {
   std::atomic<bool> mRunning = false;  ///< Set on the caller's thread; read on any thread.
   bool mInputEnabled = false;          ///< The setting for the next start.
   bool mOutputEnabled = true;
-  bool mUsesInput = false;  ///< The setting in force since the last start.
+  bool mUsesInput = false;  ///< The setting in force. Changed while the unit is running only by `useSides`.
   bool mUsesOutput = false;
   platform::InputHandler mInputHandler;
   platform::OutputProvider mOutputProvider;
@@ -101,10 +111,13 @@ class IoUnit final : public HubClient {
   std::atomic<std::uint32_t> mOutputLatency = 0;
 
   // The members below are used by the callback. They are created at the start, before the first callback, and again
-  // when the device's format changes.
+  // when the device's format changes. An edge that is added while the unit is running becomes visible to the callback
+  // with the atomic pointer to it.
   backend::DeviceFormat mEdgesFormat;
   std::unique_ptr<InputEdge> mInput;
   std::unique_ptr<OutputEdge> mOutput;
+  std::atomic<InputEdge*> mActiveInput = nullptr;
+  std::atomic<OutputEdge*> mActiveOutput = nullptr;
   platform::HostTime mLastTime{};  ///< Time of the last slice.
   bool mInsideSlice = false;
 };

@@ -142,7 +142,7 @@ TEST_F(EngineRun, RecordsTheMicrophoneToTheFrame) {
   // While something plays, the recording goes on to the end of the playback.
   const std::string longer = make("long.wav", noise(44100, 1, 30'000));
   const Ended both = runFast(hearing(voice), "--json engine play " + longer + " --record file://" + mTake);
-  EXPECT_THAT(both.output, HasSubstr(R"("ended":"finished")"));
+  EXPECT_THAT(both.output, AllOf(HasSubstr(R"("ended":"finished")"), Not(HasSubstr("latencyFrames"))));
   EXPECT_GE(readSound(mTake).frames(), 30'000U);
   EXPECT_THAT(record("a.wav", "mic=noise", "--seconds 0.5").output, HasSubstr("\"frames\":24000}}"));
 }
@@ -159,6 +159,14 @@ TEST_F(EngineRun, EndsWithStatus3AtSilence) {
   EXPECT_EQ(record("a.wav", hearing(voice)).status, 0) << "no detection";
   voice.samples[2 * 9000 + 1] = 1e-5F;
   EXPECT_EQ(record("a.wav", hearing(voice), "--detect-silence").status, 0) << "a single sample is no silence";
+  // A last, shorter buffer is judged with the frames before it.
+  const auto ending = [&](std::size_t frames, std::size_t silent) {
+    Sound sound = noise(48000, 2, frames);
+    std::fill(sound.samples.end() - static_cast<std::ptrdiff_t>(2 * silent), sound.samples.end(), 0.0F);
+    return record("a.wav", hearing(sound), "--detect-silence").status;
+  };
+  EXPECT_THAT(std::vector({ending(8193, 1), ending(9000, 4095), ending(9000, 4096), ending(100, 100), ending(1, 1)}),
+              ElementsAre(0, 0, 3, 3, 3));
   const Ended both =
       runFast("mic=silence", "engine play " + mVoice + " --record file://" + mTake + " --detect-silence");
   EXPECT_EQ(both.status, 3);
@@ -189,6 +197,8 @@ TEST_F(EngineRun, SaysWhatIsWrong) {
       {"", "record take.wav", 2, "\"take.wav\" is not a URL; the URL of the file with this path is file:///"},
       {"", "record file:///%zz", 2, "is not a URL"},
       {"", "record http://a/b.wav", 1, create + "\"http://a/b.wav\" is not a file URL (file:///PATH)\n"},
+      {"", "record http://host", 1, create + "\"http://host\" is not a file URL (file:///PATH)\n"},
+      {"", "record file://", 1, create + "\"file://\" has no absolute path (file:///PATH)\n"},
       {"", "record file://" + in + "none/a.wav", 1, create + "\"" + in + "none/a.wav\": No such file or directory\n"},
       {"", "record file://" + in + "a.xyz", 1, "has no extension of a file type that a graph records: aif,"},
       {"", "record file://" + in + "b.flac", 1, "a buffer queue records FLAC"},
@@ -203,10 +213,17 @@ TEST_F(EngineRun, SaysWhatIsWrong) {
     EXPECT_EQ(ended.status, status) << arguments << ended;
     EXPECT_THAT(ended.errors, AllOf(StartsWith("orvane: "), HasSubstr(message))) << arguments;
   }
-  for (const std::string call :
-       {"PlayerNode::play", "GraphService::openFile", "GraphService::createFile", "PcmFile::read", "PcmFile::write"}) {
-    const Ended ended = runFast(refusing(call), "engine play " + voice + " --record file://" + mTake);
+  const std::tuple<std::string, std::string> refused[] = {
+      {"PlayerNode::play", "SGE start failed: "},
+      {"GraphService::openFile", "SGE playAudioFile failed: \"file://" + voice + "\" is refused: "},
+      {"GraphService::createFile", create + "\"file://" + mTake + "\" is refused: "},
+      {"PcmFile::read", "SGE start failed: \"" + voice + "\" cannot be read: "},
+      {"PcmFile::write", "Writing to input recording file failed: \"" + mTake + "\" cannot be written: "}};
+  for (const auto& [call, message] : refused) {
+    const Ended ended = runFast(refusing(call), "--json engine play " + voice + " --record file://" + mTake);
     EXPECT_EQ(ended.status, 1) << call << ended;
+    EXPECT_THAT(ended.errors, AllOf(StartsWith("orvane: " + message), Not(HasSubstr("log error")))) << call;
+    EXPECT_THAT(ended.output, HasSubstr(R"("status":-77,)")) << call;
   }
   EXPECT_FALSE(std::filesystem::exists(mFolder.file("b.flac")));
 }
@@ -221,13 +238,19 @@ TEST_F(EngineRun, KeepsWhatFittedOnAFullDiskAndWhatWasRecordedWhenKilled) {
   const std::size_t fitted = readSound(mFolder.file("a.wav")).frames();
   EXPECT_TRUE(fitted % 4096 == 0 && fitted > 60'000 && fitted < 81'600) << fitted;
 
-  Program recorder(ORVANE_TOOL " --simulate mic=tone:440:0.5 engine record file://" + mTake);
-  // The file may not exist yet.
-  const auto frames = [this] { return std::filesystem::exists(mTake) ? std::filesystem::file_size(mTake) / 4 : 0; };
-  await([&] { return frames() > 12'000; });
-  recorder.send(SIGKILL);
-  EXPECT_EQ(recorder.finish().status, 128 + SIGKILL);
-  EXPECT_GE(std::stoul(framesOfWholeFile(mTake)), 12'000U);
+  for (const std::string name : {"a.wav", "a.rf64", "a.aiff", "a.aifc", "a.au"}) {
+    const std::string take = mFolder.file(name);
+    std::filesystem::remove(take);
+    Program recorder(ORVANE_TOOL " --simulate rate=96000,mic=tone:440:0.5 engine record file://" + take);
+    // The file may not exist yet.
+    const auto bytes = [&] { return std::filesystem::exists(take) ? std::filesystem::file_size(take) : 0; };
+    await([&] { return bytes() > 12'000 * 4; });
+    EXPECT_GE(readSound(take).frames(), 8192U) << name << ", while it grows";
+    recorder.send(SIGKILL);
+    EXPECT_EQ(recorder.finish().status, 128 + SIGKILL);
+    EXPECT_GE(readSound(take).frames(), 12'000U) << name;
+    EXPECT_EQ(run("sox " + take + " -n"), Ended{0});
+  }
 }
 
 }  // namespace

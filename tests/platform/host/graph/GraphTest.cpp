@@ -139,6 +139,98 @@ TEST_F(GraphRig, TapsDeliverWholeBuffersAndTheRest) {
   }
 }
 
+TEST_F(GraphRig, ChangesWhileTheDeviceGoesOn) {
+  std::vector<double> taken;
+  const auto input = engine->inputNode();
+  const auto install = [&] {
+    input->installTap(0, 256, input->inputFormat(0),
+                      [&](const PcmBuffer*, const RenderTimeStamp& time) { taken.push_back(time.sampleTime); });
+  };
+  EXPECT_FALSE(engine->start());
+  EXPECT_EQ(play(), 0);
+  const auto player = makePlayer({48000, 1, std::vector<float>(9999, 0.25F)});
+  player->play();
+  EXPECT_EQ(play(), 0.25F);
+  for (int round = 0; round < 3; ++round) {
+    if (round != 1) install();
+    EXPECT_TRUE(state->inputTaken);
+    EXPECT_EQ(play(), 0.25F);
+    EXPECT_EQ(taken, (std::vector<double>{0})) << round;
+    if (round == 0) install();  // Replaces the tap.
+    if (round > 0) input->removeTap(0);
+    EXPECT_EQ(state->inputTaken, round == 0);
+    if (round < 2) taken.clear();
+  }
+  const auto other = makePlayer({48000, 1, std::vector<float>(9999, 0.5F)});
+  other->play();
+  EXPECT_EQ(play(), 0.75F);
+  state->latency.output = 600;
+  const auto brief = makePlayer({48000, 1, {-0.75F}});
+  brief->play();
+  slice(256);
+  EXPECT_EQ(state->played.front(), 0);
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_FALSE(brief->isFinished()) << "not heard yet";
+    play();
+  }
+  EXPECT_TRUE(brief->isFinished());
+  EXPECT_EQ(state->starts, 1);
+
+  const auto stranger = services.graphs->makeEngine();
+  stranger->attach(player);
+  EXPECT_THAT(reasonOf([&] { stranger->connect(player, stranger->mainMixerNode(), {}); }),
+              HasSubstr("is connected to another engine"));
+  const auto late = services.graphs->makeEngine();
+  const auto session = services.sessions->makeAuxiliary();
+  const std::uint32_t identifier = session->identifier();
+  for (const auto* name : {category::record, category::playback}) {
+    EXPECT_FALSE(session->setCategory(name));
+    services.units->setProperty(late->outputNode()->unit(), UnitProperty::sessionIdentifier, UnitScope::global, 0,
+                                &identifier, 4);
+    EXPECT_FALSE(late->start());
+    const std::string reason = reasonOf([&] {
+      if (name == category::playback) return late->inputNode()->installTap(0, 9, input->inputFormat(0), [](auto...) {});
+      const auto node = services.graphs->makePlayerNode();
+      late->attach(node);
+      late->connect(node, late->mainMixerNode(), {});
+    });
+    EXPECT_THAT(reason, StartsWith("the session's category"));
+    EXPECT_EQ(services.deviceReport->lastRefusal()->reason, reason);
+    EXPECT_EQ(play(), 0.75F);
+    late->stop();
+  }
+  EXPECT_FALSE(late->start()) << "there is no tap";
+}
+
+TEST_F(GraphRig, TimesOfATapSkipWhatIsMissing) {
+  std::vector<std::pair<double, std::uint64_t>> times;
+  const auto input = engine->inputNode();
+  input->installTap(0, 1000, input->inputFormat(0), [&](const PcmBuffer*, const RenderTimeStamp& time) {
+    times.emplace_back(time.sampleTime, time.hostTime / 1'000'000);
+  });
+  EXPECT_FALSE(engine->start());
+  auto capture = [this, passed = 0](int slices, std::uint64_t missing = 0) mutable {
+    alignas(16) static const std::array<float, 480> in{};
+    alignas(16) static std::array<float, 480> out{};
+    const float* const inputs[] = {in.data()};
+    float* const outputs[] = {out.data()};
+    for (passed += static_cast<int>(missing / 48); slices > 0; --slices, passed += 10, missing = 0)
+      state->callback->deviceSlice({std::chrono::milliseconds(passed), missing, 480, inputs, outputs});
+  };
+  capture(5);
+  settle();
+  capture(5, 4800);
+  settle();
+  EXPECT_EQ(times, (std::vector<std::pair<double, std::uint64_t>>{{0, 0}, {1000, 20}, {2000, 41}, {7800, 162}}));
+  capture(300);  // More than two seconds, which the tap holds.
+  settle();
+  capture(10);
+  engine->stop();
+  // The 200 slices that fitted are followed by the last ten.
+  EXPECT_EQ(services.deviceReport->runCount().overruns, 100U);
+  EXPECT_EQ(times.back(), (std::pair<double, std::uint64_t>(4800 + (310 + 10) * 480 - 600, 3287)));
+}
+
 TEST_F(GraphRig, MeasuresTheAveragePower) {
   constexpr float nan = std::numeric_limits<float>::quiet_NaN();
   std::vector<std::vector<double>> powers;
@@ -158,10 +250,93 @@ TEST_F(GraphRig, MeasuresTheAveragePower) {
   settle();
   ASSERT_EQ(powers.size(), 7U);
   const double wanted[] = {0, -160, -160, 10 * std::log10(0.5), -160, -160, HUGE_VAL};
+  // What a last buffer lacks is measured before it, but not in the run before.
+  for (const double last : {-160.0, HUGE_VAL}) {
+    engine->stop();
+    EXPECT_FALSE(engine->start());
+    if (last > 0) state->callback->deviceSlice({{}, 0, 28, in, out});
+    slice(3);
+    engine->stop();
+    EXPECT_EQ(powers.back()[0], last);
+  }
   for (std::size_t i = 0; i < 7; ++i) {
     // Of equal infinities the difference is not a number.
     EXPECT_TRUE(powers[i][0] == wanted[i] || std::abs(powers[i][0] - wanted[i]) < 1e-5) << i << ": " << powers[i][0];
   }
+}
+
+/// A file whose frames, failures and duration of reading the test determines.
+struct ScriptedFile final : PcmFile {
+  ScriptedFile(std::uint64_t length, float sample) : frames(length), value(sample) {}
+  StreamFormat processingFormat() const override { return StreamFormat::standard(48000, 1); }
+  std::optional<PlatformError> read(std::uint64_t first, std::uint32_t wanted, std::span<float* const> planes,
+                                    std::uint32_t& read) override {
+    if (onRead) onRead();
+    if (first >= failsAt) return PlatformError(-6, "PcmFile::read", "\"x\" is damaged");
+    read = static_cast<std::uint32_t>(std::min<std::uint64_t>({wanted, frames - first, failsAt - first}));
+    std::fill_n(planes[0], read, value);
+    return std::nullopt;
+  }
+  std::optional<PlatformError> write(const PcmBuffer&) override { return std::nullopt; }
+
+  const std::uint64_t frames;
+  const float value;
+  std::uint64_t failsAt = UINT64_MAX;
+  std::function<void()> onRead;
+};
+
+TEST_F(GraphRig, PlaysOnBehindAFileThatFails) {
+  const std::pair<std::function<void(ScriptedFile&)>, std::string> faults[] = {
+      {[](auto& file) { file.failsAt = 40'000; }, "\"x\" is damaged"},
+      {[](auto& file) { file.onRead = [] { throw std::logic_error("odd"); }; }, "odd"},
+      {[](auto& file) { file.onRead = [] { throw 1; }; },
+       "playing a file failed with an exception of an unknown type"}};
+  const auto player = makePlayer({48000, 1, std::vector<float>(30'000, 0.25F)});
+  player->play();
+  EXPECT_FALSE(engine->start());
+  int notices = 0;
+  const auto failed = engine->onFailure([&] { ++notices; });
+  for (const auto& [fault, reason] : faults) {
+    const auto bad = std::make_shared<ScriptedFile>(60'000, 0.5F), good = std::make_shared<ScriptedFile>(256, 0.75F);
+    fault(*bad);
+    player->scheduleFile(bad);
+    player->scheduleFile(good);
+    player->play();
+    bool isHeard = false;
+    for (int i = 0; i < 999 && !player->isFinished(); ++i) isHeard |= play() == 0.75F;
+    EXPECT_TRUE(isHeard && player->isFinished()) << reason;
+    EXPECT_EQ(engine->failure().value_or(Failure{}).reason, reason);
+    engine->stop();
+    EXPECT_TRUE(engine->failure());
+    EXPECT_FALSE(engine->start() || engine->failure()) << "a start begins anew";
+    player->scheduleFile(std::make_shared<ScriptedFile>(30'000, 0.25F));
+    player->play();
+  }
+  EXPECT_EQ(notices, 3);
+  // A file that fails at once makes `play` fail, and the others are played by the next call.
+  const auto bad = std::make_shared<ScriptedFile>(9, 0.5F), good = std::make_shared<ScriptedFile>(9999, 0.75F);
+  bad->failsAt = 0;
+  const auto fresh = makePlayer({48000, 1, {}});
+  fresh->scheduleFile(bad);
+  fresh->scheduleFile(good);
+  EXPECT_EQ(reasonOf([&] { fresh->play(); }), "\"x\" is damaged");
+  EXPECT_EQ(play(), 0.25F);
+  fresh->play();
+  EXPECT_EQ(play(), 1);
+}
+
+TEST_F(GraphRig, ASlowReaderIsNoGapWhereASoundBegins) {
+  const auto player = makePlayer({48000, 1, {0.5F}});
+  player->play();
+  EXPECT_FALSE(engine->start());
+  for (int i = 0; i < 3; ++i) play();
+  ASSERT_TRUE(player->isFinished());
+  const auto slow = std::make_shared<ScriptedFile>(99'999, 0.25F);
+  slow->onRead = [&] { slice(64); };
+  player->scheduleFile(slow);
+  player->play();
+  EXPECT_EQ(play(), 0.25F);
+  EXPECT_EQ(services.deviceReport->runCount().discontinuities, 0U);
 }
 
 TEST_F(GraphRig, RefusesWhatCannotRun) {
@@ -242,6 +417,28 @@ TEST(Graphs, AreStoppedAndReleasedWhileTheyRun) {
   const auto files = current().fileReport->writtenFiles();
   EXPECT_EQ(files.size(), 9U);
   EXPECT_TRUE(std::ranges::any_of(files, [](const auto& each) { return each.frames > 4096; }));
+  use({});
+}
+
+TEST(Graphs, KeepTheStatusBehindAFailedRecording) {
+  const TemporaryFolder folder;
+  std::ofstream(folder.file("refuse"))
+      << R"({"faults":[{"at":0.1,"fault":"refuse","call":"PcmFile::write","status":-77}]})";
+  use(makeSimulatedHost("pace=fast,mic=noise,scenario=" + folder.file("refuse")));
+  std::string log;
+  current().log->setSink([&](LogLevel, std::string_view line) { log += std::string(line) + "\n"; });
+  const auto engine = OVEngine::init();
+  const std::string take = "\"" + folder.file("take.wav") + "\"";
+  const std::string message = "Writing to input recording file failed: ";
+  engine->recordAudioFile("file://" + folder.file("take.wav"));
+  engine->start();
+  current().scheduler->makeWaiter()->wait(500ms);
+  const Failure refused = engine->engine()->failure().value_or(Failure{});
+  EXPECT_THAT(refused.reason, StartsWith(message + take + " cannot be written: "));
+  EXPECT_EQ(refused.status, -77);
+  EXPECT_EQ(log, "Failure: " + refused.reason + "\n") << "said once";
+  engine->recordAudioFile("file://" + folder.file("take.aiff"));
+  EXPECT_FALSE(engine->engine()->failure()) << "a new recording begins anew";
   use({});
 }
 
