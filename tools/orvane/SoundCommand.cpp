@@ -3,7 +3,9 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <atomic>
 #include <charconv>
+#include <chrono>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -11,12 +13,16 @@
 
 #include "platform/DeviceReport.h"
 #include "platform/EventLoop.h"
+#include "platform/RunControl.h"
+#include "platform/Scheduler.h"
+#include "platform/Subscription.h"
 #include "platform/SystemSoundService.h"
 #include "platform/Value.h"
 #include "platform/Waiter.h"
 #include "sound/OVSystemSound.h"
 #include "tools/orvane/AudioRun.h"
 #include "tools/orvane/report/ExitStatus.h"
+#include "tools/orvane/report/FailureReason.h"
 #include "tools/orvane/report/StandardStreams.h"
 
 namespace orvane::tool {
@@ -36,23 +42,54 @@ class SoundSubject final : public RunSubject {
       : mHost(host), mIdentifier(identifier), mWaits(waits) {}
 
   void prepare() override { mSound = OVSystemSound::initWithID(mIdentifier); }
-  void start() override {
-    mWaits ? mSound->playAndWait() : mSound->play();
-    // The sound would be cut off if the process ended now.
-    mHost.systemSounds->waitUntilSilent(platform::Waiter::forever);
-    mHost.eventLoop->stop();
+  void start() override;
+  void stop() override;
+  void release() override {
+    mOnSignal.reset();
+    mOnSilent.reset();
+    mSound.reset();
   }
-  void stop() override {}
-  void release() override { mSound.reset(); }
   ClientSide client() const override { return {}; }
-  bool isFinished() const override { return true; }
+  bool isFinished() const override { return !mIsInterrupted; }
+  std::optional<Outcome> failure() const override;
 
  private:
+  void endRun() const { mHost.runControl->endAfterFrames(1); }
+
   const platform::Platform& mHost;
   const std::uint64_t mIdentifier;
   const bool mWaits;
   std::shared_ptr<OVSystemSound> mSound;
+  std::atomic<bool> mIsInterrupted = false;
+  platform::Subscription mOnSignal;
+  platform::Subscription mOnSilent;
 };
+
+/// Lets the event loop play the sound, so that the run has begun when the call that waits for the sound blocks.
+void SoundSubject::start() {
+  // A signal ends the run of the device, which completes the sound.
+  mOnSignal = mHost.eventLoop->onSignal([this](int) {
+    mIsInterrupted = true;
+    endRun();
+  });
+  mOnSilent = mHost.systemSounds->onSilent([loop = mHost.eventLoop] { loop->stop(); });
+  mHost.eventLoop->post([this] { mWaits ? mSound->playAndWait() : mSound->play(); });
+}
+
+/// Ends the run of the device, which the service would keep running, so that its counts are final.
+void SoundSubject::stop() {
+  if (mHost.deviceReport->runCount().frames == 0) return;
+  const std::shared_ptr<platform::Waiter> ended = mHost.scheduler->makeWaiter();
+  const auto notice = mHost.runControl->onDeviceEnd([ended] { ended->signal(); });
+  endRun();
+  ended->wait(std::chrono::seconds(1));
+}
+
+std::optional<Outcome> SoundSubject::failure() const {
+  const auto refusal = mHost.deviceReport->lastRefusal();
+  if (!refusal || refusal->call != "SystemSoundService::play") return std::nullopt;
+  return refused(mHost, {refusal->reason, refusal->status});
+}
 
 }  // namespace
 
@@ -68,7 +105,8 @@ SoundCommand::SoundCommand(CLI::App& parent) : Command(parent, "sound", "Play a 
   options().add_flag("--wait", mWait, "Use the library's operation that waits for the end of the sound");
   options().add_flag("--list", mList, "List the sounds instead");
   options().footer(
-      "Ends when the sound has been played, with or without --wait. A number without a sound plays nothing.\n\n"
+      "Ends when the sound has been played, with or without --wait. Ctrl-C ends it at once. A "
+      "number without a sound plays nothing.\n\n"
       "Example:\n"
       "  orvane --simulate speaker=a.wav,pace=fast sound 6 --wait");
 }

@@ -253,5 +253,24 @@ TEST_F(EngineRun, KeepsWhatFittedOnAFullDiskAndWhatWasRecordedWhenKilled) {
   }
 }
 
+TEST_F(EngineRun, SaysHowASystemSoundFails) {
+  std::ofstream(mFolder.file("refuse"))
+      << R"({"faults":[{"at":0,"fault":"refuse","call":"SystemSoundService::play","status":-77}]})";
+  std::ofstream(mFolder.file("lost")) << R"({"faults":[{"at":0.1,"fault":"device-lost"}]})";
+  const std::pair<std::string, std::string> rows[] = {
+      {"rate=0", "orvane: system sound 1 is not played: the hardware reports no sample rate\n"},
+      {"scenario=" + mFolder.file("refuse"), "orvane: system sound 1 is not played: "},
+      {"scenario=" + mFolder.file("lost"), "orvane: the device was lost"}};
+  for (const auto& [device, message] : rows) {
+    for (const std::string options : {"", " --wait"}) {
+      const Ended ended = runFast(device, "--json sound 1" + options);
+      EXPECT_EQ(ended.status, 1) << ended;
+      EXPECT_THAT(ended.errors, HasSubstr(message));
+      EXPECT_THAT(ended.output, HasSubstr(R"("ended":"failed","error":")"));
+    }
+  }
+  EXPECT_EQ(runFast("rate=0", "sound 99 --wait").status, 0) << "a number without a sound";
+}
+
 }  // namespace
 }  // namespace orvane::test

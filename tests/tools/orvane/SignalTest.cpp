@@ -123,6 +123,32 @@ TEST_F(Signal, ARunOnATerminalEndsItsLine) {
   close(terminal);
 }
 
+TEST_F(Signal, EndsALongSystemSound) {
+  const int terminal = posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+  ASSERT_TRUE(grantpt(terminal) == 0 && unlockpt(terminal) == 0);
+  const int held = open(ptsname(terminal), O_RDWR | O_NOCTTY | O_CLOEXEC);
+  const std::string theme = mFolder.file("sounds/freedesktop/stereo");
+  std::filesystem::create_directories(theme);
+  writeSound(theme + "/bell.wav", {8000, 1, std::vector<float>(8000 * 30, 0.1F)});
+  for (const std::string options : {"", " --wait"}) {
+    Program playing("env XDG_DATA_DIRS=" + mFolder.path().string() +
+                    " " ORVANE_TOOL " sound 1 --json --simulate speaker=" + mFile + options + " 2>" +
+                    ptsname(terminal));
+    std::string shown;
+    await([&] {
+      for (char byte = 0; read(terminal, &byte, 1) == 1;) shown += byte;
+      return shown.find("ends with Ctrl-C") != std::string::npos;
+    });
+    EXPECT_THAT(shown, HasSubstr("playing system sound 1"));
+    await([&] { return readFile(mFile).size() > 30'000; });
+    playing.send(SIGINT);
+    expectCleanEnd(playing.finish());
+    EXPECT_LT(readSound(mFile).frames(), 48000U * 15) << "not to its end";
+  }
+  close(held);
+  close(terminal);
+}
+
 TEST_F(Signal, AClosedStandardErrorChangesNothing) {
   const std::string scenario = mFolder.file("scenario.json");
   std::ofstream(scenario) << R"({"faults":[{"at":0.1,"fault":"discontinuity","frames":100}]})";
