@@ -28,7 +28,8 @@ class ORVANE_EXPORT MidiReport {
   /// If it is known that MIDI cannot be used, returns the reason: `noDevice` (the host has no MIDI) or `serverLost`.
   /// Otherwise returns `std::nullopt`.
   virtual std::optional<Failure> whyUnavailable() const = 0;
-  /// Returns the packets that were delivered to destinations since the host was created.
+  /// Returns the packets that were sent to destinations since the host was created, without those that still wait and
+  /// those that were lost before they left.
   virtual MidiCount sent() const = 0;
   /// Returns the packets that were passed to receive functions since the host was created; a packet that reached
   /// several ports counts once for each.
@@ -42,8 +43,9 @@ class ORVANE_EXPORT MidiReport {
   virtual bool isActive() const = 0;
   /// Returns whether a source that plays a file has started and come to its end.
   virtual bool inputEnded() const = 0;
-  /// Returns why the MIDI connection ended (`serverLost`, or `stalled` if the server stopped responding), or that an
-  /// endpoint was removed while a port used it (`deviceLost`); `std::nullopt` if none of them happened.
+  /// Returns why the MIDI connection ended (`serverLost`, or `stalled` if the server stopped responding), that an
+  /// endpoint or a port was removed while it was used (`deviceLost`), or, at the exit of the process, that packets were
+  /// lost because no destination took them (`stalled`); `std::nullopt` if none of them happened.
   virtual std::optional<Failure> failure() const = 0;
 
   /// Subscribes `notice`, which is called on a worker of the host each time the host stops being active and when

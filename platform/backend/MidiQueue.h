@@ -27,12 +27,8 @@ class MidiQueue {  // NOLINT(clang-analyzer-optin.performance.Padding): the thre
     const std::uint64_t begin = mWritten.load(std::memory_order_relaxed);
     const std::size_t needed = recordSize(event.bytes.size());
     const std::size_t offset = begin & (mSize - 1);
-    // A record is contiguous: one that does not fit before the end of the memory begins at its start.
-    const std::size_t skipped = mSize - offset < needed ? mSize - offset : 0;
-    if (begin + skipped + needed - mKnownRead > mSize) {
-      mKnownRead = mRead.load(std::memory_order_acquire);
-      if (begin + skipped + needed - mKnownRead > mSize) return false;
-    }
+    const std::size_t skipped = skippedBefore(needed, offset);
+    if (!hasRoom(begin + skipped + needed)) return false;
     if (skipped > 0) write(offset, {.length = skipMark});
     const std::size_t place = skipped > 0 ? 0 : offset;
     write(place, {event.time.count(), static_cast<std::uint32_t>(event.endpoint),
@@ -40,6 +36,13 @@ class MidiQueue {  // NOLINT(clang-analyzer-optin.performance.Padding): the thre
     if (!event.bytes.empty()) std::memcpy(&mMemory[place + sizeof(Header)], event.bytes.data(), event.bytes.size());
     mWritten.store(begin + skipped + needed, std::memory_order_release);
     return true;
+  }
+
+  /// Returns whether `push` would append the event now. Called on the thread that pushes.
+  bool hasRoomFor(const MidiEvent& event) {
+    const std::uint64_t begin = mWritten.load(std::memory_order_relaxed);
+    const std::size_t needed = recordSize(event.bytes.size());
+    return hasRoom(begin + skippedBefore(needed, begin & (mSize - 1)) + needed);
   }
 
   /// Returns the oldest event, whose bytes are valid until `pop`, or `std::nullopt` if the queue is empty.
@@ -78,6 +81,14 @@ class MidiQueue {  // NOLINT(clang-analyzer-optin.performance.Padding): the thre
   static constexpr std::uint32_t skipMark = 0xFFFFFFFF;
 
   static std::size_t recordSize(std::size_t bytes) { return (sizeof(Header) + bytes + 15) / 16 * 16; }
+  /// A record is contiguous: one that does not fit before the end of the memory begins at its start.
+  std::size_t skippedBefore(std::size_t needed, std::size_t offset) const {
+    return mSize - offset < needed ? mSize - offset : 0;
+  }
+  bool hasRoom(std::uint64_t end) {
+    if (end - mKnownRead > mSize) mKnownRead = mRead.load(std::memory_order_acquire);
+    return end - mKnownRead <= mSize;
+  }
   void write(std::size_t offset, const Header& header) { std::memcpy(&mMemory[offset], &header, sizeof header); }
   Header read(std::size_t offset) const {
     Header header;

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "platform/Clock.h"
+#include "platform/MidiReport.h"
 #include "platform/MidiService.h"
 #include "platform/PlatformError.h"
 #include "platform/Value.h"
@@ -103,6 +104,14 @@ class MidiTransportCallback {
   virtual void lost(platform::Failure failure) = 0;
 };
 
+/// Events that a transport has taken and that have not left, as numbers of events and of their bytes.
+struct MidiBacklog {
+  platform::MidiCount waiting = {};  ///< Events that may still leave.
+  /// Events that never will, counted since the creation of the transport: they were discarded, or their endpoint, port
+  /// or connection is gone.
+  platform::MidiCount lost = {};
+};
+
 /// Limits of a transport, constant from its creation.
 struct MidiLimits {
   /// The maximum number of bytes of a sent event; the host sends longer messages in several events.
@@ -151,22 +160,29 @@ class MidiTransport {
     route = endpoint;
     return std::nullopt;
   }
-  /// Drops what was sent on a route and has not left yet.
-  virtual void discard(platform::MidiObjectRef route) { static_cast<void>(route); }
-  /// Returns whether everything that was sent has left.
+  /// Drops the events that were sent on a route and have not begun to leave. Returns their number.
+  virtual std::size_t discard(platform::MidiObjectRef route) {
+    static_cast<void>(route);
+    return 0;
+  }
+  /// Returns what was taken and has not left. By default, events leave at once.
+  virtual MidiBacklog backlog() const { return {}; }
+  /// Returns whether everything that was sent has left and its receivers had time to read it.
   virtual bool isIdle() const { return true; }
   /// Returns how often messages may have been lost because cycles of the transport were.
   virtual std::uint64_t discontinuities() const { return 0; }
   /// Sets whether any port is connected to a source; events of other sources need not be delivered. Called for changes
   /// only. Calls do not overlap, and must not wait for a delivery.
   virtual void listen(platform::MidiObjectRef route, bool isConnected) = 0;
-  /// Takes an event for a destination. Calls do not overlap, and come in order of time for each destination, `lead`
-  /// before the event's time or later. Returns false if the transport can take no more in this cycle; the host then
-  /// tries again. Must not be called before `start` or inside a call of the receiver.
+  /// Takes an event for a destination. Calls do not overlap, and come `lead` before the event's time or later. For each
+  /// destination they come in order of time, except for an event that is due and must leave before events that were
+  /// handed out ahead of their time. Returns false if the transport can take no more for this destination in this
+  /// cycle; the host then tries again. Must not be called before `start` or inside a call of the receiver.
   virtual bool send(const MidiEvent& event) = 0;
-  /// Completes files that the transport writes, and waits for at most a second until `isIdle`. Called when a client or
-  /// player is disposed and when the process exits.
-  virtual void flush() {}
+  /// Completes files that the transport writes, and waits until `isIdle`; gives up when no event has left for a second.
+  /// Returns whether the transport is idle. Called when a client or player is disposed and when the process exits, on
+  /// any thread but the transport's own.
+  virtual bool flush() { return true; }
 };
 
 }  // namespace orvane::backend

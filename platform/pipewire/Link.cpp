@@ -13,11 +13,14 @@ struct Link::Trampolines {
   static void error(void* data, int, int, const char* message) {
     auto& self = *static_cast<Link*>(data);
     self.mIsGone = true;
-    if (self.mOnError) self.mOnError(message);
+    self.mRefusal = message == nullptr ? "no reason given" : message;
+    if (self.mOnError) self.mOnError(self.mRefusal);
   }
   static void info(void* data, const pw_link_info* info) {
     if ((info->change_mask & PW_LINK_CHANGE_MASK_STATE) == 0) return;
-    static_cast<Link*>(data)->mIsActive = info->state == PW_LINK_STATE_ACTIVE;
+    auto& self = *static_cast<Link*>(data);
+    self.mIsActive = info->state == PW_LINK_STATE_ACTIVE;
+    self.mWasActive = self.mWasActive || self.mIsActive;
   }
 
   static constexpr pw_proxy_events proxyEvents = {

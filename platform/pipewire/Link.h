@@ -32,8 +32,12 @@ class Link {
   bool joins(std::uint32_t from, std::uint32_t to) const { return mFrom == from && mTo == to; }
   /// Returns whether somebody removed the link, or the server refused it.
   bool isGone() const { return mIsGone; }
+  /// Returns why the server refused the link; empty if it did not.
+  const std::string& refusal() const { return mRefusal; }
   /// Returns whether the link carries data.
   bool isActive() const { return mIsActive && !mIsGone; }
+  /// Returns whether the link has ever carried data.
+  bool wasActive() const { return mWasActive; }
 
  private:
   struct Trampolines;
@@ -48,6 +52,8 @@ class Link {
   const std::unique_ptr<spa_hook> mInfoListener;
   bool mIsGone = false;
   bool mIsActive = false;
+  bool mWasActive = false;
+  std::string mRefusal;
 };
 
 }  // namespace orvane::pipewire

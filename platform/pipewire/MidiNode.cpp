@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/pipewire/MidiNode.h"
 
+#include <pipewire/data-loop.h>
 #include <pipewire/filter.h>
 #include <pipewire/pipewire.h>
 #include <spa/control/control.h>
@@ -9,6 +10,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <string>
 #include <utility>
 
 namespace orvane::pipewire {
@@ -20,8 +22,6 @@ using backend::MidiEvent;
 using backend::MidiProtocol;
 
 constexpr std::size_t queueBytes = std::size_t{512} << 10;
-/// Number of cycles after which the reader of a cycle's events has had its turn.
-constexpr int cyclesToRead = 2;
 /// Newer servers also have controls of Universal MIDI Packets; the headers of older ones lack the name.
 constexpr std::uint32_t controlOfPackets = 4;
 
@@ -39,8 +39,14 @@ pw_properties* nodeProperties(const MidiNodeSetup& setup, const backend::MidiPor
 struct MidiNode::Trampolines {
   static void stateChanged(void* data, pw_filter_state, pw_filter_state state, const char* error) {
     auto& self = *static_cast<MidiNode*>(data);
-    if (state != PW_FILTER_STATE_ERROR) return;
-    self.mProblem = error == nullptr ? "the sound server's node failed" : error;
+    // The state before the connection is `unconnected` too.
+    const bool isRemoved = state == PW_FILTER_STATE_UNCONNECTED && self.mIsConnected;
+    if (state == PW_FILTER_STATE_PAUSED || state == PW_FILTER_STATE_STREAMING) self.mIsConnected = true;
+    if (isRemoved) self.mProblem = "the sound server removed the port \"" + self.name() + "\"";
+    if (state == PW_FILTER_STATE_ERROR) {
+      self.mProblem = "the port \"" + self.name() + "\" failed" + (error == nullptr ? "" : std::string(": ") + error);
+    }
+    if (!isRemoved && state != PW_FILTER_STATE_ERROR) return;
     self.mSetup.failed.fire();
   }
   static void process(void* data, spa_io_position* position) {
@@ -63,7 +69,8 @@ MidiNode::MidiNode(MidiNodeSetup setup, const backend::MidiPortLabels& labels)
     : mSetup(std::move(setup)),
       mLabels(labels),
       mListener(std::make_unique<spa_hook>()),
-      mQueue(labels.isInput ? 0 : queueBytes) {
+      mAhead(labels.isInput ? 0 : queueBytes),
+      mUrgent(0) {
   mFilter = pw_filter_new(mSetup.connection->core(), labels.client.c_str(), nodeProperties(mSetup, labels));
   if (mFilter == nullptr) {
     mProblem = "the sound server refuses a node";
@@ -96,11 +103,33 @@ std::optional<std::uint32_t> MidiNode::port() const {
 }
 
 bool MidiNode::send(const MidiEvent& event) {
+  Lane& lane = mAhead.queue.isEmpty() || event.time >= mAhead.lastTime ? mAhead : mUrgent;
+  if (!lane.queue.hasRoomFor(event)) return false;
   // Counted before it can leave, so that the node is never idle in between.
-  ++mQueued;
-  if (mQueue.push(event)) return true;
-  --mQueued;
-  return false;
+  mQueued.add(event.bytes.size());
+  lane.lastTime = event.time;
+  ++lane.queued;
+  return lane.queue.push(event);
+}
+
+std::size_t MidiNode::discard() {
+  std::pair<MidiNode&, std::size_t> call(*this, 0);
+  const auto drop = [](spa_loop*, bool, std::uint32_t, const void*, std::size_t, void* data) {
+    auto& [node, number] = *static_cast<std::pair<MidiNode&, std::size_t>*>(data);
+    number = node.dropLanes();
+    return 0;
+  };
+  pw_data_loop_invoke(mSetup.dataLoop, drop, 0, nullptr, 0, true, &call);
+  return call.second;
+}
+
+backend::MidiBacklog MidiNode::backlog() const {
+  // The others first, which are never greater.
+  const platform::MidiCount left = mLeft.value();
+  const platform::MidiCount dropped = mDropped.value();
+  const platform::MidiCount queued = mQueued.value();
+  return {.waiting = {queued.packets - left.packets - dropped.packets, queued.bytes - left.bytes - dropped.bytes},
+          .lost = dropped};
 }
 
 // ---- the data thread
@@ -112,7 +141,6 @@ void MidiNode::process(const spa_io_position& position) {
                     .frames = static_cast<std::uint32_t>(clock.duration),
                     .rate = clock.rate.denom,
                     .driver = clock.id};
-  if (mDiscards.exchange(false)) dropQueue();
   pw_buffer* const buffer = pw_filter_dequeue_buffer(mPort);
   if (buffer == nullptr || buffer->buffer->datas[0].data == nullptr) {
     mClock.reset();
@@ -137,7 +165,10 @@ void MidiNode::readCycle(const spa_data& data, const MidiCycle& cycle) {
   if (!mIsListening) return;
   auto* const pod =
       static_cast<spa_pod*>(spa_pod_from_data(data.data, data.maxsize, data.chunk->offset, data.chunk->size));
-  if (pod == nullptr || !spa_pod_is_sequence(pod)) return;
+  const bool isSequence = pod != nullptr && spa_pod_is_sequence(pod);
+  // Whatever it was is lost.
+  if (!isSequence && data.chunk->size > 0) mSetup.discontinuities.fetch_add(1, std::memory_order_relaxed);
+  if (!isSequence) return;
   deliver(*reinterpret_cast<spa_pod_sequence*>(pod), cycle);
 }
 
@@ -147,13 +178,15 @@ void MidiNode::deliver(const spa_pod_sequence& sequence, const MidiCycle& cycle)
   SPA_POD_SEQUENCE_FOREACH(&sequence, control) {
     if (control->type != SPA_CONTROL_Midi && control->type != controlOfPackets) continue;
     const std::size_t size = SPA_POD_BODY_SIZE(&control->value);
-    if (size == 0 || size > MidiEvent::maxBytes) continue;
+    if (size == 0) continue;
     const auto* const bytes = static_cast<const std::uint8_t*>(SPA_POD_BODY_CONST(&control->value));
-    const bool isTaken = mSetup.callback.received(
-        {.time = cycle.timeOf(control->offset),
-         .endpoint = mRoute,
-         .bytes = {bytes, size},
-         .protocol = control->type == controlOfPackets ? MidiProtocol::packets : MidiProtocol::bytes});
+    const bool isTaken =
+        size <= MidiEvent::maxBytes &&
+        mSetup.callback.received(
+            {.time = cycle.timeOf(control->offset),
+             .endpoint = mRoute,
+             .bytes = {bytes, size},
+             .protocol = control->type == controlOfPackets ? MidiProtocol::packets : MidiProtocol::bytes});
     if (!isTaken) mSetup.callback.dropped(1);
     hasEvents = true;
   }
@@ -161,44 +194,79 @@ void MidiNode::deliver(const spa_pod_sequence& sequence, const MidiCycle& cycle)
 }
 
 void MidiNode::writeCycle(spa_data& data, const MidiCycle& cycle) {
-  constexpr std::size_t controlHeader = sizeof(spa_pod_control);
   const std::size_t limit = std::min<std::size_t>(data.maxsize, MidiCycleLimits::cycleBytes);
   spa_pod_builder builder{};
   spa_pod_builder_init(&builder, data.data, static_cast<std::uint32_t>(data.maxsize));
   spa_pod_frame frame{};
   spa_pod_builder_push_sequence(&builder, &frame, 0);
   ++mQuietCycles;
-  while (const auto event = mQueue.front()) {
-    if (event->time >= cycle.end()) break;
-    const auto left = event->bytes.subspan(mWritten);
-    const std::size_t size = firstPiece(left);
-    // Each control is padded to eight bytes.
-    if (builder.state.offset + controlHeader + size + 7 > limit) break;
-    spa_pod_builder_control(&builder, cycle.frameOf(event->time), SPA_CONTROL_Midi);
-    spa_pod_builder_bytes(&builder, left.data(), static_cast<std::uint32_t>(size));
+  for (Lane* lane = nextLane(cycle); lane != nullptr; lane = nextLane(cycle)) {
+    if (!writeFirst(*lane, builder, limit, cycle)) break;
     mQuietCycles = 0;
-    mWritten = size == left.size() ? 0 : mWritten + size;
-    if (mWritten > 0) continue;
-    mQueue.pop();
-    ++mTaken;
   }
   spa_pod_builder_pop(&builder, &frame);
   *data.chunk = {.offset = 0, .size = builder.state.offset, .stride = 1, .flags = 0};
 }
 
-void MidiNode::dropQueue() {
-  while (mQueue.front()) {
-    mQueue.pop();
-    ++mTaken;
+/// Returns the lane with the next event of a cycle; null if there is none.
+MidiNode::Lane* MidiNode::nextLane(const MidiCycle& cycle) {
+  Lane* next = nullptr;
+  platform::HostTime time = platform::HostTime::max();
+  for (Lane* const lane : {&mAhead, &mUrgent}) {
+    while (lane->written == 0 && lane->taken < lane->dropEnd) pop(*lane, mDropped);
+    const auto event = lane->queue.front();
+    // No other event interrupts one of which a part has left.
+    if (lane->written > 0) return lane;
+    if (!event || !cycle.isDue(event->time) || event->time >= time) continue;
+    next = lane;
+    time = event->time;
   }
-  mWritten = 0;
+  return next;
+}
+
+/// Writes the first piece of the first event of a lane. Returns false if the cycle has no room.
+bool MidiNode::writeFirst(Lane& lane, spa_pod_builder& builder, std::size_t limit, const MidiCycle& cycle) {
+  // Each control is padded to eight bytes.
+  const std::size_t used = builder.state.offset + sizeof(spa_pod_control) + 7;
+  const auto event = lane.queue.front();
+  const auto left = event->bytes.subspan(lane.written);
+  const bool isFirst = builder.state.offset == sizeof(spa_pod_sequence);
+  // A buffer that is smaller than a piece gets a smaller one.
+  const std::size_t size = firstPiece(left, isFirst && used < limit ? limit - used : MidiCycleLimits::pieceBytes);
+  if (used + size > limit) return false;
+  spa_pod_builder_control(&builder, cycle.frameOf(event->time), SPA_CONTROL_Midi);
+  spa_pod_builder_bytes(&builder, left.data(), static_cast<std::uint32_t>(size));
+  lane.written = size == left.size() ? 0 : lane.written + size;
+  if (lane.written == 0) pop(lane, mLeft);
+  return true;
+}
+
+/// Takes out the first event of a lane.
+void MidiNode::pop(Lane& lane, Count& count) {
+  count.add(lane.queue.front()->bytes.size());
+  lane.queue.pop();
+  ++lane.taken;
+}
+
+/// Drops what is queued. Called on the data thread between cycles, while no event is queued. Returns the number of
+/// events.
+std::size_t MidiNode::dropLanes() {
+  std::size_t number = 0;
+  for (Lane* const lane : {&mAhead, &mUrgent}) {
+    lane->dropEnd = lane->queued;
+    number += lane->queued - lane->taken - (lane->written > 0 ? 1 : 0);
+    while (lane->written == 0 && lane->taken < lane->dropEnd) pop(*lane, mDropped);
+  }
+  confirm();
+  return number;
 }
 
 /// Counts what has left once its reader has had its turn.
 void MidiNode::confirm() {
-  if (mConfirmed.load(std::memory_order_relaxed) == mTaken || mQuietCycles < cyclesToRead) return;
-  mConfirmed = mTaken;
-  if (mQueue.isEmpty()) mSetup.sent.fire();
+  const std::uint64_t taken = mAhead.taken + mUrgent.taken;
+  if (mConfirmed.load(std::memory_order_relaxed) == taken || mQuietCycles < cyclesToRead) return;
+  mConfirmed = taken;
+  if (mAhead.queue.isEmpty() && mUrgent.queue.isEmpty()) mSetup.sent.fire();
 }
 
 }  // namespace orvane::pipewire

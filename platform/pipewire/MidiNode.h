@@ -16,10 +16,12 @@
 #include "platform/pipewire/MidiCycle.h"
 #include "platform/pipewire/Server.h"
 
+struct pw_data_loop;
 struct pw_filter;
 struct spa_data;
 struct spa_hook;
 struct spa_io_position;
+struct spa_pod_builder;
 struct spa_pod_sequence;
 
 namespace orvane::pipewire {
@@ -27,6 +29,7 @@ namespace orvane::pipewire {
 /// The connection, services and counters that the MIDI nodes of a transport share.
 struct MidiNodeSetup {
   std::shared_ptr<Connection> connection;
+  pw_data_loop* dataLoop = nullptr;  ///< The loop of the data thread.
   backend::ModuleServices services;
   platform::HostTime hostOffset{};             ///< The host clock's time minus CLOCK_MONOTONIC.
   std::optional<std::uint32_t> sliceFrames{};  ///< Frames per cycle to ask for.
@@ -58,44 +61,77 @@ class MidiNode {
   /// Returns in how many cycles the port had a buffer, which it has while it is linked.
   std::uint64_t cycles() const { return mCycles; }
 
-  /// Queues an event for its time. Returns false if the queue is full. Called by one thread at a time.
+  /// Queues an event for its time, see `backend::MidiTransport::send`. Returns false if the queue is full. Called by
+  /// one thread at a time.
   bool send(const backend::MidiEvent& event);
-  /// Drops what is queued at the next cycle.
-  void discard() { mDiscards = true; }
-  /// Returns whether everything that was queued has left.
-  bool isIdle() const { return mConfirmed == mQueued; }
+  /// Drops what is queued, except for an event of which a part has left. Returns the number of events. Waits for a
+  /// cycle in progress. With the lock.
+  std::size_t discard();
+  /// Returns whether everything that was queued has left, or was dropped, and its reader has had its turn.
+  bool isIdle() const { return mConfirmed == mQueued.events; }
+  /// Returns the events in the queue and those that were dropped.
+  backend::MidiBacklog backlog() const;
 
  private:
-  struct Trampolines;
+  /// Number of cycles after which the reader of a cycle's events has had its turn.
+  static constexpr int cyclesToRead = 2;
 
+  struct Trampolines;
+  /// Counts events and their bytes; only one thread adds.
+  struct Count {
+    std::atomic<std::uint64_t> events = 0;
+    std::atomic<std::uint64_t> bytes = 0;
+    void add(std::size_t size) {
+      ++events;
+      bytes += size;
+    }
+    platform::MidiCount value() const { return {events, bytes}; }
+  };
+  /// A queue of events in order of time.
+  struct Lane {
+    explicit Lane(std::size_t bytes) : queue(bytes) {}
+    backend::MidiQueue queue;
+    platform::HostTime lastTime{};  ///< Of the last event that was queued.
+    std::uint64_t queued = 0;       ///< Number of events.
+    // The data thread's.
+    std::uint64_t taken = 0;    ///< Number of events taken out of the queue.
+    std::size_t written = 0;    ///< How many bytes of the first event have left.
+    std::uint64_t dropEnd = 0;  ///< Events before this number are dropped, unless a part of them has left.
+  };
+
+  std::string name() const { return mLabels.client + ":" + mLabels.name; }
   void process(const spa_io_position& position);
   void readCycle(const spa_data& data, const MidiCycle& cycle);
   void deliver(const spa_pod_sequence& sequence, const MidiCycle& cycle);
   void writeCycle(spa_data& data, const MidiCycle& cycle);
-  void dropQueue();
+  Lane* nextLane(const MidiCycle& cycle);
+  bool writeFirst(Lane& lane, spa_pod_builder& builder, std::size_t limit, const MidiCycle& cycle);
+  void pop(Lane& lane, Count& count);
+  std::size_t dropLanes();
   void confirm();
 
   const MidiNodeSetup mSetup;
   const backend::MidiPortLabels mLabels;
   std::optional<std::string> mProblem;
+  bool mIsConnected = false;  ///< The server has had the node.
   pw_filter* mFilter = nullptr;
   void* mPort = nullptr;
   std::unique_ptr<spa_hook> mListener;
 
   // Between the data thread and the others.
-  backend::MidiQueue mQueue;
+  Lane mAhead;   ///< Events that are handed over ahead of their time.
+  Lane mUrgent;  ///< Events that leave before some that were handed over earlier.
   std::atomic<platform::MidiObjectRef> mRoute{};
   std::atomic<bool> mIsListening = false;
-  std::atomic<bool> mDiscards = false;
   std::atomic<std::uint64_t> mCycles = 0;
-  std::atomic<std::uint64_t> mQueued = 0;
-  std::atomic<std::uint64_t> mConfirmed = 0;  ///< How many of the queued events have left for good.
+  Count mQueued;
+  Count mLeft;
+  Count mDropped;
+  std::atomic<std::uint64_t> mConfirmed = 0;  ///< How many of the queued events have left for good or were dropped.
 
   // The data thread's.
   std::optional<CycleClock> mClock;  ///< Empty while the port has no buffers.
-  std::size_t mWritten = 0;          ///< How many bytes of the first event in the queue have left.
-  std::uint64_t mTaken = 0;          ///< Number of events taken out of the queue.
-  int mQuietCycles = 0;              ///< Since the last cycle that wrote something.
+  int mQuietCycles = cyclesToRead;   ///< Since the last cycle that wrote something.
 };
 
 }  // namespace orvane::pipewire

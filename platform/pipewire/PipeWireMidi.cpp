@@ -22,14 +22,22 @@ constexpr HostTime lead = 60ms;
 /// How long the other end of a new link may need until it reads what is sent, and in how many cycles.
 constexpr HostTime settleTime = 50ms;
 constexpr std::uint64_t settleCycles = 4;
+const Failure connectionLost{status::serverLost, "the sound server was lost"};
 constexpr HostTime checkPeriod = 500ms;
 /// A check that is later than this shows that this process was stopped, and the server perhaps too.
 constexpr HostTime maxCheckPeriod = 900ms;
 constexpr int maxUnanswered = 2;
 /// Period in which a condition is looked at that the data thread changes.
 constexpr auto pollPeriod = 2ms;
-constexpr auto flushLimit = 1s;
+/// How long nothing leaves until a flush gives up.
+constexpr HostTime stallLimit = 1s;
+/// After which time a link is made again.
 constexpr HostTime retryTime = 100ms;
+
+void add(platform::MidiCount& sum, const platform::MidiCount& count) {
+  sum.packets += count.packets;
+  sum.bytes += count.bytes;
+}
 
 }  // namespace
 
@@ -42,7 +50,8 @@ PipeWireMidi::PipeWireMidi(backend::ModuleServices services, std::optional<std::
       mUpdateTrigger(mWorker->makeTrigger([this] { update(); })),
       mSentTrigger(mWorker->makeTrigger([this] {
         if (mCallback != nullptr && isIdle()) mCallback->becameIdle();
-      })) {}
+      })),
+      mWatcher(*mUpdateTrigger) {}
 
 PipeWireMidi::~PipeWireMidi() {
   detach();
@@ -60,12 +69,13 @@ std::optional<Failure> PipeWireMidi::connectServer() const {
   const Loop::Lock lock(mServer->loop());
   if (mLoss) return mLoss;
   if (mConnection && !mConnection->isLost()) return std::nullopt;
-  auto& self = const_cast<PipeWireMidi&>(*this);
-  if (mConnection) mConnection->unwatch(self);
+  // The connection of a started transport is never replaced; the worker is about to report its loss.
+  if (mConnection && mIsStarted) return connectionLost;
+  if (mConnection) mConnection->unwatch(mWatcher);
   std::string problem;
   mConnection = mServer->connect(problem);
   if (!mConnection) return Failure{status::serverLost, problem};
-  mConnection->watch(self);
+  mConnection->watch(mWatcher);
   mUpdateTrigger->fire();
   return std::nullopt;
 }
@@ -85,7 +95,7 @@ void PipeWireMidi::detach() {
     const Loop::Lock lock(mServer->loop());
     mRoutes.clear();
     mPorts.clear();
-    if (mConnection) mConnection->unwatch(*this);
+    if (mConnection) mConnection->unwatch(mWatcher);
     mConnection.reset();
   }
   mWorker->cancel();
@@ -157,7 +167,7 @@ void PipeWireMidi::update() {
     } else if (!mIsStarted) {
       changes = mCatalogue.update({});
       mIsCurrent = false;
-      mConnection->unwatch(*this);
+      mConnection->unwatch(mWatcher);
       mConnection.reset();
     }
   }
@@ -171,7 +181,7 @@ void PipeWireMidi::update() {
     mCallback->endpointLost({status::deviceLost, removed});
     mCallback->becameIdle();
   }
-  if (isLost && mIsStarted) lose({status::serverLost, "the sound server was lost"});
+  if (isLost && mIsStarted) lose(connectionLost);
 }
 
 /// Makes missing links again. Returns a sentence about an endpoint in use that was removed, or about a node that
@@ -202,15 +212,16 @@ std::string PipeWireMidi::followRoutes() {
 
 /// Makes a node for a port. With the lock of the loop.
 std::shared_ptr<MidiNode> PipeWireMidi::makeNode(const backend::MidiPortLabels& labels) {
-  return std::make_shared<MidiNode>(MidiNodeSetup{mConnection, mServices, mHostOffset, mSliceFrames, *mCallback,
-                                                  *mSentTrigger, *mUpdateTrigger, mDiscontinuities},
-                                    labels);
+  return std::make_shared<MidiNode>(
+      MidiNodeSetup{mConnection, mServer->dataLoop(), mServices, mHostOffset, mSliceFrames, *mCallback, *mSentTrigger,
+                    *mUpdateTrigger, mDiscontinuities},
+      labels);
 }
 
 std::optional<Failure> PipeWireMidi::addPort(const backend::MidiPortLabels& labels) {
   const Loop::Lock lock(mServer->loop());
   if (mLoss) return mLoss;
-  if (!mConnection) return Failure{status::serverLost, "the sound server was lost"};
+  if (!mConnection) return connectionLost;
   Port port{.labels = labels, .node = makeNode(labels)};
   if (const auto& problem = port.node->problem()) return Failure{status::ioFailure, *problem};
   mPorts.emplace(labels.port, std::move(port));
@@ -219,8 +230,23 @@ std::optional<Failure> PipeWireMidi::addPort(const backend::MidiPortLabels& labe
 
 void PipeWireMidi::removePort(Ref port) {
   const Loop::Lock lock(mServer->loop());
-  std::erase_if(mRoutes, [port](const auto& entry) { return entry.second.port == port; });
   mPorts.erase(port);
+  for (auto route = mRoutes.begin(); route != mRoutes.end();) {
+    const auto next = std::next(route);
+    if (route->second.port == port) dropRoute(route);
+    route = next;
+  }
+}
+
+/// Removes a route. What has not left is lost.
+void PipeWireMidi::dropRoute(std::map<Ref, Route>::iterator route) {
+  const backend::MidiBacklog backlog = route->second.node->backlog();
+  add(mLost, backlog.waiting);
+  add(mLost, backlog.lost);
+  // The port's node can serve another route.
+  const auto port = mPorts.find(route->second.port);
+  if (port != mPorts.end() && port->second.node == route->second.node) port->second.isUsed = false;
+  mRoutes.erase(route);
 }
 
 // ---- routes
@@ -243,7 +269,10 @@ std::optional<Failure> PipeWireMidi::connect(Ref port, Ref endpoint, Ref& route)
   const bool isKnown = known != mRoutes.end();
   route = isKnown ? known->first : mCatalogue.newHandle();
   (isKnown ? known->second : makeRoute(found->second, endpoint, route)).isWanted = true;
-  return awaitRoute(route);
+  auto failed = awaitRoute(route);
+  const auto made = mRoutes.find(route);
+  if (failed && !isKnown && made != mRoutes.end()) dropRoute(made);
+  return failed;
 }
 
 /// Waits until a route carries what is sent. With both locks.
@@ -260,13 +289,15 @@ std::optional<Failure> PipeWireMidi::awaitRoute(Ref handle) {
     follow(route);
     if (isUp(route)) return std::nullopt;
     if (mServices.scheduler->clock().now() > end) {
-      return Failure{status::stalled, "the sound server did not link " + what + " within 2 s"};
+      const std::string reason = route.refusal.empty() ? " within 2 s" : ": " + route.refusal;
+      return Failure{status::stalled, "the sound server did not link " + what + reason};
     }
     mServer->loop().waitUntil([] { return false; }, pollPeriod);
   }
 }
 
-/// Links a route, if it is not linked yet. Returns whether a link was made in place of one that is gone.
+/// Links a route, if it is not linked yet; again only after a pause. Returns whether a link was made in place of one
+/// that carried data.
 bool PipeWireMidi::follow(Route& route) {
   const auto own = route.node->port();
   const auto theirs = mCatalogue.portOf(route.endpoint);
@@ -274,18 +305,20 @@ bool PipeWireMidi::follow(Route& route) {
   const std::uint32_t from = route.isInput ? *theirs : *own;
   const std::uint32_t to = route.isInput ? *own : *theirs;
   if (route.link && !route.link->isGone() && route.link->joins(from, to)) return false;
-  const bool wasLinked = route.link != nullptr;
+  if (route.link) route.refusal = route.link->refusal();
+  const HostTime now = mServices.scheduler->clock().now();
+  if (now < route.nextLinkTime) return false;
+  const bool wasActive = route.link && route.link->wasActive();
   route.activeSince = HostTime::zero();
+  route.nextLinkTime = now + retryTime;
+  // A link may be refused because another program made it at the same time, or removed at once.
+  mWorker->postAt(route.nextLinkTime, [this] { update(); });
   const auto& links = mConnection->inventory().links;
   const auto existing = std::ranges::find_if(
       links, [from, to](const auto& entry) { return entry.second.outputPort == from && entry.second.inputPort == to; });
-  // A refused link is tried again later: another program may have made it at the same time.
-  const auto tryAgain = [this](const std::string&) {
-    mWorker->postAt(mServices.scheduler->clock().now() + retryTime, [this] { update(); });
-  };
   route.link = existing != links.end() ? Link::observe(*mConnection, existing->first, existing->second)
-                                       : Link::make(*mConnection, from, to, tryAgain);
-  return wasLinked;
+                                       : Link::make(*mConnection, from, to, nullptr);
+  return wasActive;
 }
 
 /// Returns whether the route carries what is sent. The server calls a link active before both ends use it.
@@ -314,13 +347,28 @@ bool PipeWireMidi::send(const MidiEvent& event) {
   const Loop::Lock lock(mServer->loop());
   const auto found = mRoutes.find(event.endpoint);
   // What nobody can get any more is dropped; the loss was reported.
-  if (found == mRoutes.end() || found->second.isGone || mLoss) return true;
+  if (found == mRoutes.end() || found->second.isGone || mLoss) {
+    add(mLost, {1, event.bytes.size()});
+    return true;
+  }
   return isUp(found->second) && found->second.node->send(event);
 }
 
-void PipeWireMidi::discard(Ref route) {
+std::size_t PipeWireMidi::discard(Ref route) {
   const Loop::Lock lock(mServer->loop());
-  if (const auto found = mRoutes.find(route); found != mRoutes.end()) found->second.node->discard();
+  const auto found = mRoutes.find(route);
+  return found == mRoutes.end() ? 0 : found->second.node->discard();
+}
+
+backend::MidiBacklog PipeWireMidi::backlog() const {
+  const Loop::Lock lock(mServer->loop());
+  backend::MidiBacklog sum{.lost = mLost};
+  for (const auto& [handle, route] : mRoutes) {
+    const backend::MidiBacklog backlog = route.node->backlog();
+    add(route.isGone || mLoss ? sum.lost : sum.waiting, backlog.waiting);
+    add(sum.lost, backlog.lost);
+  }
+  return sum;
 }
 
 bool PipeWireMidi::isIdle() const {
@@ -329,12 +377,19 @@ bool PipeWireMidi::isIdle() const {
                       mRoutes, [](const auto& entry) { return entry.second.isGone || entry.second.node->isIdle(); });
 }
 
-void PipeWireMidi::flush() {
-  const HostTime end = mServices.scheduler->clock().now() + flushLimit;
+bool PipeWireMidi::flush() {
+  const platform::Clock& clock = mServices.scheduler->clock();
+  const std::lock_guard control(mServer->control());
   const Loop::Lock lock(mServer->loop());
-  while (mServices.scheduler->clock().now() < end && !isIdle()) {
+  HostTime lastProgress = clock.now();
+  std::uint64_t left = backlog().waiting.packets;
+  while (!isIdle()) {
+    if (clock.now() - lastProgress > stallLimit) return false;
     mServer->loop().waitUntil([] { return false; }, pollPeriod);
+    const std::uint64_t before = std::exchange(left, backlog().waiting.packets);
+    if (left != before) lastProgress = clock.now();
   }
+  return true;
 }
 
 }  // namespace orvane::pipewire

@@ -27,7 +27,7 @@ namespace orvane::pipewire {
 /// - A link that exists already is used as it is; one that somebody removes is made again.
 /// - Once started, asks the server for a sign of life every half second. A lost connection stays lost:
 ///   a program makes a new host to go on.
-class PipeWireMidi final : public backend::MidiTransport, private Connection::Watcher {
+class PipeWireMidi final : public backend::MidiTransport {
   using Ref = platform::MidiObjectRef;
 
  public:
@@ -45,12 +45,23 @@ class PipeWireMidi final : public backend::MidiTransport, private Connection::Wa
   std::optional<platform::Failure> connect(Ref port, Ref endpoint, Ref& route) override;
   void listen(Ref route, bool isConnected) override;
   bool send(const backend::MidiEvent& event) override;
-  void discard(Ref route) override;
+  std::size_t discard(Ref route) override;
+  backend::MidiBacklog backlog() const override;
   bool isIdle() const override;
   std::uint64_t discontinuities() const override { return mDiscontinuities; }
-  void flush() override;
+  bool flush() override;
 
  private:
+  /// Makes the worker look at every change of the server.
+  class Watcher final : public Connection::Watcher {
+   public:
+    explicit Watcher(platform::Trigger& update) : mUpdate(update) {}
+    void serverLost() override { mUpdate.fire(); }
+    void inventoryChanged() override { mUpdate.fire(); }
+
+   private:
+    platform::Trigger& mUpdate;
+  };
   struct Port {
     backend::MidiPortLabels labels;
     std::shared_ptr<MidiNode> node;  ///< The one that other programs know the port by.
@@ -65,18 +76,19 @@ class PipeWireMidi final : public backend::MidiTransport, private Connection::Wa
     bool isGone = false;   ///< The endpoint was removed, which was reported.
     std::shared_ptr<MidiNode> node;
     std::unique_ptr<Link> link;
-    platform::HostTime activeSince{};  ///< Zero while the link carries nothing.
+    platform::HostTime activeSince{};   ///< Zero while the link carries nothing.
+    platform::HostTime nextLinkTime{};  ///< When a link may be made again.
+    std::string refusal;                ///< Why the server refused the last link; empty if it did not.
   };
 
   std::optional<platform::Failure> connectServer() const;
   std::shared_ptr<MidiNode> makeNode(const backend::MidiPortLabels& labels);
   Route& makeRoute(Port& port, Ref endpoint, Ref handle);
   std::optional<platform::Failure> awaitRoute(Ref handle);
+  void dropRoute(std::map<Ref, Route>::iterator route);
   bool follow(Route& route);
   bool isUp(Route& route);
 
-  void serverLost() override { mUpdateTrigger->fire(); }
-  void inventoryChanged() override { mUpdateTrigger->fire(); }
   void update();
   std::string followRoutes();
   std::optional<platform::HostTime> checkServer();
@@ -95,10 +107,12 @@ class PipeWireMidi final : public backend::MidiTransport, private Connection::Wa
   std::mutex mUpdateMutex;  ///< Keeps changes in order. Taken before the lock of the loop.
 
   // With the lock of the loop.
+  mutable Watcher mWatcher;
   mutable std::shared_ptr<Connection> mConnection;
   MidiCatalogue mCatalogue;
   std::map<Ref, Port> mPorts;
   std::map<Ref, Route> mRoutes;
+  platform::MidiCount mLost;  ///< Events that were sent on routes which are gone.
   bool mIsStarted = false;
   bool mIsCurrent = false;                 ///< The host knows the objects of the connection.
   std::optional<platform::Failure> mLoss;  ///< Why a started transport ended.

@@ -334,6 +334,10 @@ Server::~Server() {
   pw_context_destroy(mContext);
 }
 
+pw_data_loop* Server::dataLoop() const {
+  return mContext == nullptr ? nullptr : pw_context_get_data_loop(mContext);
+}
+
 std::shared_ptr<Connection> Server::connect(std::string& problem) {
   if (!mConnection || mConnection->isLost()) {
     mConnection.reset();

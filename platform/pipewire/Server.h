@@ -12,6 +12,7 @@
 
 struct pw_context;
 struct pw_core;
+struct pw_data_loop;
 struct pw_registry;
 struct pw_thread_loop;
 
@@ -93,6 +94,8 @@ class Server {
   /// overlap. Taken before the lock of the loop; never by the loop's events, and not on a worker that `stop` waits for.
   std::mutex& control() { return mControl; }
 
+  /// Returns the loop of the data thread, on which filters are processed; null if there is none. With the lock.
+  pw_data_loop* dataLoop() const;
   /// Returns the connection, after connecting if there is none or it was lost; null if the server does not answer, with
   /// the reason in `problem`. Waits for the answer of a server once per connection, so that a server that does not
   /// answer delays its callers once. With the lock, held once. Not on the loop's thread.

@@ -18,7 +18,7 @@ class HostMidiReport final : public platform::MidiReport {
   explicit HostMidiReport(std::shared_ptr<MidiHub> hub) : mHub(std::move(hub)) {}
 
   std::optional<platform::Failure> whyUnavailable() const override { return mHub->whyUnavailable(); }
-  platform::MidiCount sent() const override { return mHub->outbox().sent(); }
+  platform::MidiCount sent() const override { return mHub->sent(); }
   platform::MidiCount received() const override { return mHub->inbox().delivered(); }
   std::uint64_t dropped() const override { return mHub->dropped(); }
   std::uint64_t discontinuities() const override { return mHub->discontinuities(); }

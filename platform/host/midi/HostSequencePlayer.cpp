@@ -190,7 +190,12 @@ std::optional<platform::HostTime> HostSequencePlayer::play(MidiHub& hub, const p
       const HostTime time = player.startTime + packet.time;
       if (time - lead > now) return time - lead;
       ++player.next;
-      hub.outbox().sendNow({time, player.route, player.content->bytesOf(packet)});
+      hub.outbox().sendNow({time, player.route, player.content->bytesOf(packet)}, &player);
+    }
+    // What was handed out ahead of its time can be taken back until then.
+    if (!hub.isLost() && player.next > player.first) {
+      const HostTime end = player.startTime + packets[player.next - 1].time;
+      if (end > now) return end;
     }
     player.position = now - player.startTime;
     player.isPlaying = false;
@@ -199,20 +204,21 @@ std::optional<platform::HostTime> HostSequencePlayer::play(MidiHub& hub, const p
   return std::nullopt;
 }
 
-/// Stops a player. When this function has returned, the player sends nothing more; packets that were due before may
-/// still wait for a busy transport.
+/// Stops a player. When this function has returned, the player sends nothing more; what has not begun to leave is the
+/// first that the next start sends.
 void HostSequencePlayer::halt(Player& player) {
   {
     const std::lock_guard lock(player.mutex);
     if (!player.isPlaying) return;
     player.isPlaying = false;
-    const HostTime reached = mContext->scheduler->clock().now() - player.startTime;
-    player.position = std::max(player.position, reached);
-    // What was handed out before its time is taken back.
-    if (mHub->lead() > HostTime::zero()) {
-      mHub->discard(player.route);
-      const auto& packets = player.content->packets;
-      while (player.next > player.first && packets[player.next - 1].time > reached) --player.next;
+    player.position = std::max(player.position, mContext->scheduler->clock().now() - player.startTime);
+    std::size_t taken = mHub->outbox().takeBack(player.route, &player);
+    for (; taken > 0 && player.next > player.first; --player.next) {
+      const auto& packet = player.content->packets[player.next - 1];
+      const std::size_t pieces = mHub->outbox().pieces(player.content->bytesOf(packet).size());
+      // A packet of which a part has left is sent to its end.
+      if (taken < pieces) break;
+      taken -= pieces;
     }
   }
   mHub->playerPlays(-1);

@@ -1,6 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "platform/host/midi/MidiHub.h"
 
+#include <semaphore.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
 #include <string>
 #include <system_error>
 #include <utility>
@@ -8,12 +14,37 @@
 #include "platform/Log.h"
 #include "platform/Scheduler.h"
 #include "platform/Status.h"
+#include "platform/Waiter.h"
 #include "platform/host/ExitHook.h"
+#include "platform/host/time/NoWait.h"
+#include "platform/host/time/SemaphoreWait.h"
 
 namespace orvane::host {
 
 using platform::Failure;
 namespace status = platform::status;
+
+namespace {
+
+/// How long nothing is taken at the exit of the process until the rest is given up.
+constexpr std::chrono::seconds stallLimit(1);
+
+/// Waits at the exit of the process, which may come from a worker's task. Returns false if nobody can wait there: in
+/// simulated time, which stands still.
+bool pauseAtExit(platform::Scheduler& scheduler, platform::HostTime time) {
+  if (!NoWaitSection::isInTask() && !NoWaitSection::isInCallback()) {
+    scheduler.makeWaiter()->wait(time);
+    return true;
+  }
+  if (scheduler.isSimulated()) return false;
+  sem_t never;
+  sem_init(&never, 0, 0);
+  waitForSemaphore(never, std::chrono::steady_clock::now().time_since_epoch() + time);
+  sem_destroy(&never);
+  return true;
+}
+
+}  // namespace
 
 MidiHub::MidiHub(std::shared_ptr<HostContext> context, std::unique_ptr<backend::MidiTransport> transport)
     : mContext(std::move(context)),
@@ -43,10 +74,45 @@ MidiHub::~MidiHub() {
   mInbox.stop();
 }
 
-/// Hands out the packets that are due at the exit of the process, and completes the transport's files.
+/// Delivers the packets that are due at the exit of the process, and completes the transport's files. Packets that
+/// nobody takes are a failure.
 void MidiHub::finishAtExit() {
-  if (!mIsLost) mOutbox.drainAtExit();
-  mTransport->flush();
+  deliverAtExit();
+  if (mIsLost) return;
+  const std::size_t lost = mOutbox.numberDue() + mTransport->backlog().waiting.packets;
+  if (lost == 0) return;
+  endpointLost(
+      {status::stalled, std::to_string(lost) + " MIDI packets were lost: no destination took any for a second"});
+}
+
+/// Waits until all packets that are due have left, as long as any do.
+void MidiHub::deliverAtExit() {
+  const platform::Clock& clock = mContext->scheduler->clock();
+  platform::HostTime lastProgress = clock.now();
+  std::size_t left = SIZE_MAX;
+  do {
+    if (!mIsLost) mOutbox.drainAtExit();
+    // Gives up by itself if nothing leaves.
+    if (!mTransport->flush() || mIsLost) return;
+    const std::size_t due = mOutbox.numberDue();
+    if (due == 0) return;
+    if (std::exchange(left, due) > due) {
+      lastProgress = clock.now();
+    } else if (!pauseAtExit(*mContext->scheduler, mTransport->limits().retry)) {
+      return;
+    }
+  } while (clock.now() - lastProgress <= stallLimit);
+}
+
+platform::MidiCount MidiHub::sent() const {
+  platform::MidiCount count = mOutbox.handedOut();
+  if (!mTransport) return count;
+  const backend::MidiBacklog backlog = mTransport->backlog();
+  for (const platform::MidiCount& other : {backlog.waiting, backlog.lost}) {
+    count.packets -= std::min(count.packets, other.packets);
+    count.bytes -= std::min(count.bytes, other.bytes);
+  }
+  return count;
 }
 
 void MidiHub::setAnnounce(Announce announce) {

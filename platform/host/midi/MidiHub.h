@@ -54,7 +54,7 @@ class MidiHub final : public std::enable_shared_from_this<MidiHub>, private back
   /// Returns the worker that sends. May be used only after a successful start.
   platform::Worker& sender() { return *mSender; }
   /// Completes the files that the transport writes, so that their failures are known.
-  void flush() { mTransport->flush(); }
+  bool flush() { return mTransport->flush(); }
   /// Tells the transport whether any port is connected to a source, named by its route. Called after each change of its
   /// connections.
   void updateListening(platform::MidiObjectRef route);
@@ -69,14 +69,14 @@ class MidiHub final : public std::enable_shared_from_this<MidiHub>, private back
                                            platform::MidiObjectRef& route) {
     return mTransport->connect(port, endpoint, route);
   }
-  /// Drops what the transport has taken for a route and not sent yet.
-  void discard(platform::MidiObjectRef route) { mTransport->discard(route); }
   /// Returns how long before their time the transport takes events.
   platform::HostTime lead() const { return mTransport->limits().lead; }
 
   /// Counts players that are playing: `count` is 1 or -1.
   void playerPlays(int count);
 
+  /// Returns the packets that have left.
+  platform::MidiCount sent() const;
   std::uint64_t dropped() const { return mDropped; }
   std::uint64_t discontinuities() const { return mTransport ? mTransport->discontinuities() : 0; }
   bool isActive() const;
@@ -105,6 +105,7 @@ class MidiHub final : public std::enable_shared_from_this<MidiHub>, private back
   void warnOfDrops();
   void removeEndedPorts();
   void finishAtExit();
+  void deliverAtExit();
 
   const std::shared_ptr<HostContext> mContext;
   const std::unique_ptr<backend::MidiTransport> mTransport;

@@ -7,6 +7,7 @@
 #include <functional>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -20,9 +21,10 @@
 namespace orvane::host {
 
 /// The packets that wait until they are handed to a transport: in order of time, packets of one time in the order in
-/// which they came. Thread-safe, except that `sendNow` is called on the outbox's worker only; not real-time safe.
+/// which they came. A destination that takes nothing does not delay the others. Thread-safe; not real-time safe.
 class MidiOutbox {
   using HostTime = platform::HostTime;
+  using Ref = platform::MidiObjectRef;
 
  public:
   /// The maximum number of bytes that may wait.
@@ -39,27 +41,47 @@ class MidiOutbox {
 
   /// Queues the packets of a list. A time in the past counts as now. Returns false, and queues nothing, if more than
   /// `maxBytes` would wait or the outbox has been stopped.
-  bool add(platform::MidiObjectRef destination, const platform::PacketList& list);
-  /// Hands out an event that is due; queues it if packets that are due wait or the transport is busy.
-  void sendNow(const backend::MidiEvent& event);
+  bool add(Ref destination, const platform::PacketList& list);
+  /// Hands out an event that is due; queues it if packets wait or the transport is busy. `sender` identifies the caller
+  /// for `takeBack`.
+  void sendNow(const backend::MidiEvent& event, const void* sender);
+  /// Drops the packets of a sender that have not begun to leave, the transport's too. The sender must be the only one
+  /// whose packets the transport has for this destination. Returns their number, long packets as their pieces.
+  std::size_t takeBack(Ref destination, const void* sender);
   /// Hands out the packets that are due, without the worker. Called at the exit of the process.
   void drainAtExit();
 
   bool isEmpty() const { return mWaiting == 0; }
-  platform::MidiCount sent() const { return mSent.count(); }
+  /// Returns the number of packets that wait although they are due.
+  std::size_t numberDue();
+  /// Returns the number of events in which the transport gets a packet of this size.
+  std::size_t pieces(std::size_t bytes) const { return (bytes + mLimits.maxEventBytes - 1) / mLimits.maxEventBytes; }
+  /// Returns the packets that the transport has taken.
+  platform::MidiCount handedOut() const { return mHandedOut.count(); }
 
  private:
   struct Packet {
-    platform::MidiObjectRef destination{};
-    std::vector<std::uint8_t> bytes;
+    HostTime time{};
+    const void* sender = nullptr;
+    std::vector<std::uint8_t> bytes = {};
     std::size_t offset = 0;  ///< How many of the bytes the transport has taken.
   };
+  /// The place of a packet in the order of a destination. One of which the transport has a part comes first.
   using Place = std::pair<HostTime, std::uint64_t>;
-  using Packets = std::map<Place, Packet>;
+  /// The packets for a destination.
+  struct Lane {
+    std::map<Place, Packet> packets = {};
+    HostTime lastTime = HostTime::min();  ///< The latest time of the packets that were handed out.
+    HostTime retryTime = HostTime::min();
+  };
+  using Lanes = std::map<Ref, Lane>;
 
-  void insert(HostTime time, Packet packet);
+  void insert(Ref destination, Packet packet);
   void wakeAt(HostTime time);
+  HostTime readyTime(const Lane& lane) const;
+  Lanes::iterator nextLane();
   void drain();
+  void handOut(std::unique_lock<std::mutex>& lock, Lanes::iterator lane);
   bool transmit(const backend::MidiEvent& event, std::size_t& offset);
 
   const platform::Clock& mClock;
@@ -68,14 +90,15 @@ class MidiOutbox {
   backend::MidiTransport* mTransport = nullptr;
   backend::MidiLimits mLimits;
 
+  std::mutex mTransmitMutex;  ///< Held while packets are handed out or taken back. Taken before the other mutex.
   std::mutex mMutex;
   bool mIsStopped = false;
-  Packets mQueue;
+  Lanes mLanes;
   std::uint64_t mAdded = 0;
   std::size_t mQueuedBytes = 0;
   HostTime mNextWake = HostTime::max();   ///< The earliest time for which the worker has a task.
-  std::atomic<std::size_t> mWaiting = 0;  ///< Number of packets in the queue or in the hand of `drain`.
-  MidiCounter mSent;
+  std::atomic<std::size_t> mWaiting = 0;  ///< Number of packets in the lanes or in the hand of `drain`.
+  MidiCounter mHandedOut;
 };
 
 }  // namespace orvane::host

@@ -77,8 +77,9 @@ void SimulatedMidi::detach() {
   flush();
 }
 
-void SimulatedMidi::flush() {
+bool SimulatedMidi::flush() {
   if (mCapture) mCapture->flush();
+  return true;
 }
 
 std::optional<Failure> SimulatedMidi::start() {

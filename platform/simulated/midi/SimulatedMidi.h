@@ -40,7 +40,7 @@ class SimulatedMidi final : public backend::MidiTransport {
   std::optional<platform::Failure> start() override;
   void listen(platform::MidiObjectRef source, bool isConnected) override;
   bool send(const backend::MidiEvent& event) override;
-  void flush() override;
+  bool flush() override;
 
  private:
   using HostTime = platform::HostTime;

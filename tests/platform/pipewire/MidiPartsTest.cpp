@@ -88,7 +88,8 @@ TEST(MidiCycle, MapsFramesToTheHostClockAndBack) {
   for (std::uint32_t frame = 0; frame < 256; ++frame) EXPECT_EQ(cycle.frameOf(cycle.timeOf(frame)), frame);
   EXPECT_EQ(cycle.frameOf(0s), 0U) << "late";
   EXPECT_EQ(cycle.frameOf(1001ms + 1ns), 49U) << "never early";
-  EXPECT_EQ(cycle.frameOf(cycle.end() - 1ns), 255U);
+  EXPECT_TRUE(cycle.isDue(0s) && cycle.isDue(cycle.timeOf(255)));
+  EXPECT_FALSE(cycle.isDue(cycle.timeOf(255) + 1ns)) << "the next frame is in the next cycle";
 }
 
 /// A node with an output port and an input port, as another process has them.

@@ -81,6 +81,7 @@ class Monitor {
     text = std::regex_replace(text.substr(0, text.rfind('\n') + 1), std::regex(R"( ?\[\d+\]:|\n)"), "");
     return text.empty() ? text : text.substr(1);
   }
+  std::string text() const { return mTool.output(); }
   void awaitBytes(const std::string& last) const {
     await([&] { return bytes().ends_with(last); });
   }
@@ -355,6 +356,92 @@ TEST(MidiFaults, APlayerEndsWithItsDestination) {
   EXPECT_LT(std::chrono::steady_clock::now() - before, 2s);
   EXPECT_EQ(ended.status, 1) << ended;
   EXPECT_THAT(ended.output, HasSubstr(R"("error":"the MIDI destination \"midi-dump:input\" was removed")"));
+}
+
+/// Removes the node with this name from the server.
+void destroyNode(const std::string& name) {
+  EXPECT_EQ(
+      run("pw-cli destroy $(pw-dump | jq '.[] | select(.info.props[\"node.name\"] == \"" + name + "\") | .id')").status,
+      0);
+}
+
+TEST(MidiFaults, ARunEndsWithItsNode) {
+  const PrivateServer server;
+  const Program dump("pw-mididump");
+  awaitPort("midi-dump:input");
+  const Sender sender(server);
+  Monitor monitor;
+  Program play(ORVANE_TOOL " --json midi play " + noteFile(server, 1000, 100) + " --to midi-dump:input");
+  await([&] { return dump.output().find("C-1") != std::string::npos; });
+  const auto before = std::chrono::steady_clock::now();
+  destroyNode("OVMIDIMonitor");
+  destroyNode("OVMIDIPlayer");
+  const Ended played = play.finish();
+  const Ended heard = monitor.finish();
+  EXPECT_LT(std::chrono::steady_clock::now() - before, 2s);
+  EXPECT_EQ(played.status, 1) << played;
+  EXPECT_THAT(played.output, HasSubstr(R"("error":"the sound server removed the port \"OVMIDIPlayer:Output port\"")"));
+  EXPECT_EQ(heard.status, 1) << heard;
+  EXPECT_THAT(heard.errors, HasSubstr(R"("error":"the sound server removed the port \"OVMIDIMonitor:Input port\"")"));
+}
+
+TEST(MidiFaults, ARefusedLinkIsAFailureWithItsReason) {
+  PrivateServer server;
+  server.kill();
+  EXPECT_EQ(run("sed -i 's/{ name=libpipewire-module-link-factory }//' " + server.file("server.conf")).status, 0);
+  server.start();
+  const Program dump("pw-mididump");
+  awaitPort("midi-dump:input");
+  const Ended ended = runTool("--json midi send 90");
+  EXPECT_EQ(ended.status, 1) << ended;
+  EXPECT_THAT(ended.errors, HasSubstr("the sound server did not link the MIDI endpoint \\\"midi-dump:input\\\": "));
+  EXPECT_EQ(numberOf(ended.errors, "discontinuities"), 0);
+}
+
+TEST(MidiRun, DeliversALongInputToItsEnd) {
+  const PrivateServer server;
+  constexpr int count = 60'000;  // More than two seconds of full cycles.
+  std::string line;
+  for (int i = 0; i < count; ++i) line += note(i) + "|";
+  std::ofstream(server.file("line")) << line << "\n";
+  const Sender source(server);
+  Monitor monitor;
+  const Ended sent =
+      run(ORVANE_TOOL " --json midi send -i --to \"" + std::string(monitorPort) + "\" <" + server.file("line"));
+  EXPECT_EQ(sent.status, 0) << sent.errors;
+  EXPECT_EQ(numberOf(sent.errors, "packets"), count) << sent.errors;
+  const Ended ended = monitor.interrupt();
+  const double counted = numberOf(sent.errors, "discontinuities") + numberOf(ended.errors, "discontinuities");
+  EXPECT_TRUE(numberOf(ended.errors, "bytes") == 3 * count || counted > 0) << ended.errors;
+}
+
+TEST(MidiRun, SchedulesToTheFrame) {
+  constexpr int count = 200;
+  for (const char* const slice : {"64", "256", "1024"}) {
+    const PrivateServer server;
+    const Sender source(server);
+    const Monitor monitor;
+    // 10.3 ms apart, which is no whole number of frames.
+    const std::string file = noteFile(server, count, 103);
+    const Ended played =
+        runTool(std::string("--slice ") + slice + " --json midi play " + file + " --to \"" + monitorPort + "\"");
+    EXPECT_EQ(played.status, 0) << played;
+    monitor.awaitBytes(note(count - 1));
+    // The time stamps of the receiver are frames of the graph, so the distances are those of the file to the frame.
+    const std::string text = monitor.text();
+    const std::regex packet(R"(\[(\d+)\]: 90 (..) (..))");
+    std::vector<std::pair<int, long>> heard;
+    for (std::sregex_iterator each(text.begin(), text.end(), packet), end; each != end; ++each) {
+      heard.emplace_back(std::stoi((*each)[2], nullptr, 16) << 7 | std::stoi((*each)[3], nullptr, 16),
+                         std::stol((*each)[1]));
+    }
+    ASSERT_GE(heard.size(), 9U * count / 10);
+    for (const auto& [number, time] : heard) {
+      const long distance = time - heard[0].second - (number - heard[0].first) * 10'300'000L;
+      // The server rounds the beginning of each cycle to a nanosecond.
+      EXPECT_LE(std::abs(distance), 1'000'000'000L / 48'000 + 2'000) << "note " << number << ", slice " << slice;
+    }
+  }
 }
 
 TEST(MidiFaults, ALinkThatSomebodyRemovesIsMadeAgain) {

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <fstream>
+#include <iostream>
+#include <regex>
 
 #include "platform/DeviceReport.h"
 #include "platform/EventLoop.h"
@@ -52,7 +54,10 @@ struct State {
   bool hasRoutes = false;  ///< Whether routes have numbers of their own, from 100 on.
   std::optional<platform::Failure> routeFailure;
   bool isIdle = true;
-  std::string ports;              ///< What was done with ports and routes.
+  std::string ports;            ///< What was done with ports and routes.
+  MidiObjectRef busy{};         ///< A destination for which nothing is taken.
+  std::size_t discardable = 0;  ///< How many events `discard` drops.
+  backend::MidiBacklog backlog;
   int roomForEvents = 1'000'000;  ///< How many events are taken until `send` returns false, once.
 };
 
@@ -76,12 +81,17 @@ class Transport final : public backend::MidiTransport {
     route = static_cast<MidiObjectRef>(static_cast<std::uint32_t>(endpoint) + (mState->hasRoutes ? 100 : 0));
     return mState->routeFailure;
   }
-  void discard(MidiObjectRef route) override { mState->ports += "discarded " + number(route) + " "; }
+  std::size_t discard(MidiObjectRef route) override {
+    mState->ports += "discarded " + number(route) + " ";
+    return mState->discardable;
+  }
+  backend::MidiBacklog backlog() const override { return mState->backlog; }
   bool isIdle() const override { return mState->isIdle; }
   void listen(MidiObjectRef source, bool isConnected) override {
     mState->listened += (isConnected ? "+" : "-") + number(source);
   }
   bool send(const MidiEvent& event) override {
+    if (event.endpoint == mState->busy) return false;
     if (mState->roomForEvents == 0) return mState->roomForEvents = 1'000'000, false;
     --mState->roomForEvents;
     mState->sent += std::to_string(event.time.count() - 1'000'000'000) + " at " +
@@ -116,13 +126,13 @@ struct HostMidi : testing::Test {
   /// Lets the host's clock advance.
   void pass(HostTime time) const { context->scheduler->makeWaiter()->wait(time); }
 
-  Status send(const std::vector<std::pair<std::uint64_t, Bytes>>& packets) {
+  Status send(const std::vector<std::pair<std::uint64_t, Bytes>>& packets, MidiObjectRef to = destination) {
     std::vector<std::uint32_t> memory(1 << 16);
     auto& list = *reinterpret_cast<PacketList*>(memory.data());
     std::uint8_t* current = platform::initPacketList(list);
     for (const auto& [time, bytes] : packets)
       current = platform::addToPacketList(list, 4 * memory.size(), current, time, bytes);
-    return midi.send(output, destination, list);
+    return midi.send(output, to, list);
   }
 
   /// Makes an event arrive at the source.
@@ -399,6 +409,7 @@ TEST_F(HostMidi, PlayersHandOutEventsAheadAndTakeThemBack) {
   ASSERT_EQ(sequences.start(player), 0);
   pass(std::chrono::milliseconds(12));
   EXPECT_EQ(std::exchange(state->sent, {}), "15000000 at 0: 90 00 01\n25000000 at 10000000: 90 01 01\n");
+  state->discardable = 2;
   ASSERT_EQ(sequences.stop(player), 0);
   EXPECT_EQ(std::exchange(state->ports, {}), "out OVMIDIPlayer:Output port discarded 4 ");
   ASSERT_EQ(sequences.start(player), 0);
@@ -408,6 +419,81 @@ TEST_F(HostMidi, PlayersHandOutEventsAheadAndTakeThemBack) {
             "47000000 at 32000000: 90 02 01\n57000000 at 42000000: 90 03 01\n");
   EXPECT_EQ(sequences.disposePlayer(player), 0);
   EXPECT_EQ(state->ports, "removed ");
+}
+
+TEST_F(HostMidi, AStoppedPlayerGoesOnWithWhatHasNotLeft) {
+  state->limits.lead = std::chrono::milliseconds(15);
+  platform::SequencePlayer& sequences = *services.sequences;
+  MidiSequence sequence{};
+  MidiPlayer player{};
+  // Notes at 0, 10 and 20 ms.
+  const TemporaryFolder folder;
+  std::ofstream(folder.file("notes.mid"), std::ios::binary)
+      << std::string("MThd\0\0\0\6\0\0\0\1\0\x32MTrk\0\0\0\x0C", 22)
+      << std::string("\0\x90\0\1\1\x90\1\1\1\x90\2\1", 12);
+  ASSERT_EQ(sequences.newSequence(sequence) + sequences.newPlayer(player), 0);
+  ASSERT_EQ(sequences.loadFile(sequence, folder.file("notes.mid")), 0);
+  ASSERT_EQ(sequences.setSequence(player, sequence), 0);
+  ASSERT_EQ(sequences.setDestination(sequence, destination), 0);
+  const auto play = [&](int milliseconds) {
+    EXPECT_EQ(sequences.start(player), 0);
+    pass(std::chrono::milliseconds(milliseconds));
+    EXPECT_EQ(sequences.stop(player), 0);
+    return std::regex_replace(std::exchange(state->sent, {}), std::regex("[^:]*: 90 0(.) 01\n"), "$1 ");
+  };
+  state->discardable = 1;
+  EXPECT_EQ(play(22), "0 1 2 ") << "the last one is handed out and taken back before its time";
+  state->discardable = 0;
+  EXPECT_EQ(play(14), "2 ") << "it has left, although its time has not come";
+  EXPECT_EQ(play(50), "");
+  EXPECT_EQ(report.sent().packets, 4U);
+
+  // What the transport has not taken yet belongs to the player, too.
+  ASSERT_EQ(sequences.setSequence(player, sequence), 0);
+  state->busy = destination;
+  EXPECT_EQ(play(30), "");
+  pass(std::chrono::milliseconds(30));
+  EXPECT_FALSE(report.isActive());
+  state->busy = {};
+  EXPECT_EQ(play(100), "0 1 2 ");
+}
+
+TEST_F(HostMidi, ADestinationDoesNotDelayOthersAndAheadDoesNotDelayDue) {
+  state->limits.lead = std::chrono::milliseconds(50);
+  open();
+  backend::MidiObject other = state->objects[3];
+  other.ref = MidiObjectRef{5};
+  state->callback->changed({.objects = {other}});
+  state->busy = destination;
+  EXPECT_EQ(send({{start, {0x90}}}), 0);
+  EXPECT_EQ(send({{start + 40'000'000, {0x91}}}, other.ref), 0);
+  pass(std::chrono::milliseconds(5));
+  EXPECT_EQ(std::exchange(state->sent, {}), "40000000 at 0: 91\n");
+  EXPECT_EQ(send({{start + 20'000'000, {0x92}}, {0, {0x93}}, {start + 45'000'000, {0x94}}}, other.ref), 0);
+  pass(std::chrono::milliseconds(20));
+  EXPECT_EQ(std::exchange(state->sent, {}),
+            "5000000 at 5000000: 93\n20000000 at 20000000: 92\n45000000 at 20000000: 94\n");
+  state->busy = {};
+  pass(std::chrono::milliseconds(2));
+  EXPECT_EQ(state->sent, "0 at 25000000: 90\n");
+  // A packet counts once it has left.
+  state->backlog = {.waiting = {1, 1}, .lost = {2, 2}};
+  EXPECT_EQ(report.sent().packets, 2U);
+}
+
+TEST_F(HostMidi, TheExitOfTheProcessWaitsForADeliveryThatMakesProgress) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  const auto exitWith = [this](MidiObjectRef busy, int room) {
+    services.log->setSink([](platform::LogLevel, std::string_view line) { std::cerr << line << "\n"; });
+    open();
+    EXPECT_EQ(send({{0, {0x90}}, {1, {0xC0, 1}}, {start + 10'000'000'000, {0xFF}}}), 0);
+    state->busy = busy;
+    state->roomForEvents = room;
+    std::exit(0);
+  };
+  EXPECT_EXIT(exitWith(destination, 9), testing::ExitedWithCode(0),
+              "2 MIDI packets were lost: no destination took any");
+  EXPECT_EXIT(exitWith(MidiObjectRef::none, 1), testing::ExitedWithCode(0), "^$") << "busy once";
 }
 
 TEST_F(HostMidi, PlayersGoOnWhereTheyWereStopped) {
