@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <tuple>
+#include <unordered_set>
 #include <utility>
 
 namespace orvane::pipewire {
@@ -125,12 +126,12 @@ MidiObjectRef MidiCatalogue::handleOf(const std::string& key) {
 /// Returns the objects that the server has now, parents before their children.
 std::vector<MidiCatalogue::Entry> MidiCatalogue::wanted(const Inventory& inventory) {
   std::vector<Entry> entries;
+  std::unordered_set<MidiObjectRef> known;
   const auto take = [&](MidiObject object, MidiObjectRef parent, std::uint32_t port) {
     object.ref = handleOf(keyOf(object.kind, *object.name));
     object.parent = parent;
-    const bool isKnown = std::ranges::any_of(entries, [&](const Entry& each) { return each.object.ref == object.ref; });
     const MidiObjectRef ref = object.ref;
-    if (!isKnown) entries.push_back({std::move(object), port});
+    if (known.insert(ref).second) entries.push_back({std::move(object), port});
     return ref;
   };
   for (const Found& found : midiPorts(inventory)) {
@@ -153,9 +154,10 @@ std::vector<MidiChange> MidiCatalogue::update(const Inventory& inventory) {
 }
 
 void MidiCatalogue::remove(const std::vector<Entry>& present, std::vector<MidiChange>& changes) {
+  std::unordered_set<MidiObjectRef> refs;
+  for (const Entry& entry : present) refs.insert(entry.object.ref);
   for (auto entry = mEntries.rbegin(); entry != mEntries.rend(); ++entry) {
-    const auto isSame = [&](const Entry& each) { return each.object.ref == entry->object.ref; };
-    if (!entry->object.isPresent || std::ranges::any_of(present, isSame)) continue;
+    if (!entry->object.isPresent || refs.contains(entry->object.ref)) continue;
     setOffline(entry->object, true);
     changes.push_back(presenceChange(entry->object, parentKindOf(entry->object.kind)));
   }
@@ -176,13 +178,14 @@ void MidiCatalogue::add(Entry entry, std::vector<MidiChange>& changes) {
   if (known != nullptr) {
     *known = std::move(entry);
   } else {
+    mPlaces[entry.object.ref] = mEntries.size();
     mEntries.push_back(std::move(entry));
   }
 }
 
 const MidiCatalogue::Entry* MidiCatalogue::find(MidiObjectRef object) const {
-  const auto found = std::ranges::find(mEntries, object, [](const Entry& each) { return each.object.ref; });
-  return found == mEntries.end() ? nullptr : &*found;
+  const auto found = mPlaces.find(object);
+  return found == mPlaces.end() ? nullptr : &mEntries[found->second];
 }
 
 MidiCatalogue::Entry* MidiCatalogue::find(MidiObjectRef object) {

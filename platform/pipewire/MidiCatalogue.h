@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "platform/backend/MidiTransport.h"
@@ -45,6 +47,7 @@ class MidiCatalogue {
   std::uint32_t mNextHandle = 1;
   std::map<std::string, platform::MidiObjectRef> mHandles;  ///< By kind and name.
   std::vector<Entry> mEntries;  ///< All objects there were, in the order in which they came.
+  std::unordered_map<platform::MidiObjectRef, std::size_t> mPlaces;  ///< In `mEntries`.
 };
 
 /// The unique identifier of an object of a kind (`device`, `entity`, `source` or `destination`): a hash of the kind and

@@ -257,8 +257,7 @@ TEST(MidiRun, PlaysAFileToAnotherProgram) {
 }
 
 TEST(MidiRun, PassesFiveThousandMessagesASecond) {
-  constexpr int count = 15'000;
-  for (const char* const slice : {"256", "1024"}) {
+  for (const auto& [slice, count] : {std::pair("256", 15'000), {"1024", 50'000}}) {
     const PrivateServer server;
     const Sender source(server);
     const std::string file = noteFile(server, count, 2);
@@ -276,10 +275,12 @@ TEST(MidiRun, PassesFiveThousandMessagesASecond) {
                         std::stoi(text.substr(at + 6, 2), nullptr, 16));
     }
     EXPECT_TRUE(std::ranges::is_sorted(numbers, std::ranges::less_equal())) << "in order, none twice";
-    EXPECT_GE(numbers.size(), 9U * count / 10);
-    const double counted = numberOf(played.output, "discontinuities") + numberOf(ended.errors, "discontinuities") +
-                           numberOf(ended.errors, "overruns");
-    EXPECT_TRUE(numbers.size() == count || counted > 0) << numbers.size() << "\n" << ended << played;
+    // Every message arrives or is counted as an overrun; a discontinuity may cost a cycle of messages.
+    const double lost = count - static_cast<double>(numbers.size()) - numberOf(ended.errors, "overruns");
+    const double lostCycles = numberOf(played.output, "discontinuities") + numberOf(ended.errors, "discontinuities");
+    EXPECT_GE(lost, 0);
+    EXPECT_LE(lost, 149 * lostCycles) << ended.errors << played;
+    EXPECT_GE(numbers.size(), 9U * static_cast<unsigned>(count) / 10);
   }
 }
 
@@ -416,7 +417,7 @@ TEST(MidiRun, DeliversALongInputToItsEnd) {
 }
 
 TEST(MidiRun, SchedulesToTheFrame) {
-  constexpr int count = 200;
+  constexpr int count = 100;
   for (const char* const slice : {"64", "256", "1024"}) {
     const PrivateServer server;
     const Sender source(server);

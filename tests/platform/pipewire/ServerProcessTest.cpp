@@ -16,6 +16,11 @@
 #include "platform/Hosts.h"
 #include "platform/MidiReport.h"
 #include "platform/Platform.h"
+#include "platform/Scheduler.h"
+#include "platform/Waiter.h"
+#include "platform/backend/Backend.h"
+#include "platform/backend/BackendModule.h"
+#include "platform/backend/MidiTransport.h"
 #include "session/OVTException.h"
 #include "tests/platform/pipewire/PrivateServer.h"
 #include "tests/support/Test.h"
@@ -194,6 +199,44 @@ TEST(ServerProcess, AnswersSeveralThreadsAtATime) {
     EXPECT_EQ(answers, 4);
     platform::use(platform::makeSimulatedHost());
   }
+}
+
+/// A receiver that counts losses.
+struct LossCounter final : backend::MidiTransportCallback {
+  bool received(const backend::MidiEvent&) override { return true; }
+  void dropped(std::uint64_t) override {}
+  void cycleEnded() override {}
+  platform::Worker& deliveryWorker() override { std::abort(); }
+  std::weak_ptr<void> lifetime() override { return {}; }
+  void deliver(const backend::MidiEvent&) override {}
+  void delivered() override {}
+  void changed(backend::MidiChange) override {}
+  void sourcePlays(int) override {}
+  void becameIdle() override {}
+  void endpointLost(platform::Failure) override {}
+  void lost(platform::Failure) override { ++losses; }
+  int losses = 0;
+};
+
+TEST(ServerProcess, ALostMidiConnectionIsReportedBeforeItCouldBeReplaced) {
+  PrivateServer server;
+  // In simulated time the transport's worker runs only while this thread waits.
+  const platform::Platform host = platform::makeSimulatedHost("pace=fast");
+  void* const module = dlopen(ORVANE_PIPEWIRE_MODULE, RTLD_NOW | RTLD_LOCAL);
+  ASSERT_NE(module, nullptr) << dlerror();
+  const auto make = reinterpret_cast<backend::MakeBackend>(dlsym(module, backend::makeBackendName));
+  LossCounter counter;
+  backend::Backend made;
+  make({host.log, host.scheduler, [](void (*part)(void*), void* data) { part(data); }}, {}, made);
+  made.midi->attach(counter);
+  ASSERT_FALSE(made.midi->start());
+  server.kill();
+  server.start();
+  EXPECT_TRUE(await([&] { return made.midi->whyUnavailable().has_value(); })) << "not the new server";
+  EXPECT_EQ(counter.losses, 0);
+  host.scheduler->makeWaiter()->wait(1ms);
+  EXPECT_EQ(counter.losses, 1);
+  made.midi->detach();
 }
 
 TEST(ServerProcess, RefusesALibraryOfAnotherVersion) {
