@@ -421,7 +421,7 @@ TEST(MidiRun, SchedulesToTheFrame) {
   for (const char* const slice : {"64", "256", "1024"}) {
     const PrivateServer server;
     const Sender source(server);
-    const Monitor monitor;
+    Monitor monitor;
     // 10.3 ms apart, which is no whole number of frames.
     const std::string file = noteFile(server, count, 103);
     const Ended played =
@@ -437,11 +437,17 @@ TEST(MidiRun, SchedulesToTheFrame) {
                          std::stol((*each)[1]));
     }
     ASSERT_GE(heard.size(), 9U * count / 10);
-    for (const auto& [number, time] : heard) {
-      const long distance = time - heard[0].second - (number - heard[0].first) * 10'300'000L;
-      // The server rounds the beginning of each cycle to a nanosecond.
-      EXPECT_LE(std::abs(distance), 1'000'000'000L / 48'000 + 2'000) << "note " << number << ", slice " << slice;
-    }
+    std::vector<long> delays;
+    for (const auto& [number, time] : heard) delays.push_back(time - number * 10'300'000L);
+    // Each note leaves less than a frame after its time. The server rounds the beginning of each cycle to a nanosecond.
+    std::ranges::sort(delays);
+    constexpr long frame = 1'000'000'000L / 48'000 + 2'000;
+    const auto isExact = [&](std::size_t first, std::size_t last) { return delays[last] - delays[first] <= frame; };
+    const double late =
+        numberOf(played.output, "discontinuities") + numberOf(monitor.interrupt().errors, "discontinuities");
+    // Notes of cycles that came too late are late; a counted discontinuity says so.
+    EXPECT_TRUE(isExact(0, delays.size() - 1) || late > 0) << delays.back() - delays.front() << ", slice " << slice;
+    EXPECT_TRUE(isExact(0, delays.size() * 9 / 10)) << "slice " << slice;
   }
 }
 
