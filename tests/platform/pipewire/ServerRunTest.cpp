@@ -182,7 +182,8 @@ TEST(ServerRun, SharesTheServerWithOthers) {
   Recorder recorder(server, "test.speaker:monitor_FL", "test.speaker:monitor_FR");
   Program first(ORVANE_TOOL " tone --monotone --seconds 1");
   Program second(ORVANE_TOOL " tone --monotone --frequency 1000 --seconds 1");
-  EXPECT_EQ(first.finish(), Ended{0});
+  // A machine under load may interrupt either of them, which they say.
+  EXPECT_EQ(first.finish().status, 0);
   EXPECT_EQ(second.finish().status, 0);
   const std::vector<float> samples = channelOf(recorder.finish(), 0);
   EXPECT_GT(*std::ranges::max_element(samples), 0.45) << "both are heard at a time";
