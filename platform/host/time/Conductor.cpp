@@ -267,8 +267,8 @@ void Conductor::runTask(Lock& lock, Task task) {
 }
 
 /// Runs the task, and returns the time of its next run, or `std::nullopt` after its last run. A repetition that is due
-/// before `limit`, such as the device's next slice, runs again without going through the agenda, and without the mutex as
-/// long as nobody else has used this object.
+/// before `limit`, such as the device's next slice, runs again without going through the agenda, and without the mutex
+/// as long as nobody else has used this object.
 std::optional<Conductor::HostTime> Conductor::runRepeatedly(Task& task, HostTime limit) {
   std::optional<HostTime> next = runOnce(task);
   while (next && !mIsChanged && !mAnyFired) {
