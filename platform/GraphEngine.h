@@ -66,7 +66,7 @@ class ORVANE_EXPORT InputNode : public GraphNode {
   /// stop of the engine. No frame is lost or delivered twice, unless the function is more than two seconds late: slices
   /// that then do not fit are dropped and counted (`RunCount::overruns`). A tap remains across stops and starts, and
   /// replaces an earlier one as `removeTap` does. It can be installed while the engine is running, which is not
-  /// interrupted. `GraphEngine::failure` forgets the failure of an earlier tap.
+  /// interrupted. `GraphEngine::failure` forgets the failure of an earlier tap, unless that tap failed in its removal.
   ///
   /// `frames` must be 1 to 65536, and `format` the input format of the bus; otherwise throws `PlatformException`. Also
   /// throws if the engine is running and the session's category or the hardware has no input; then there is no tap.
@@ -118,7 +118,8 @@ class ORVANE_EXPORT GraphEngine : public Object {
 
   /// Returns the first failure behind the caller's back since the engine was started: an exception that left a tap's
   /// function (the reason is its message, the status that of the host's failure that the message quotes, otherwise 0),
-  /// or a file that could not be played to its end. `std::nullopt` if there was none.
+  /// or a file that could not be played to its end. `std::nullopt` if there was none. The failure of a tap stays as
+  /// long as the tap is installed, because no later run is captured.
   virtual std::optional<Failure> failure() const = 0;
   /// Subscribes a notice that is called, on a worker, each time `failure` begins to return one; soon if it already
   /// does.

@@ -26,15 +26,16 @@ class ORVANE_EXPORT PcmBuffer {
   /// samples. A square wave of full scale has 0 dB, a sine of full scale -3.01 dB. The least value is -160 dB, which
   /// silence has; not-a-number counts as silence.
   ///
-  /// The power of a tap's last buffer before a stop, which may be as short as one frame, is measured over the frames
-  /// before it as well, so that a whole buffer's length is measured, or the whole run if that is shorter. A zero
-  /// crossing is therefore not taken for silence.
+  /// The power of a tap's last buffer before a stop, which may be as short as one frame, is measured over 64 frames at
+  /// least, or the tap's frames if they are fewer: frames before it in the same run are included. A zero crossing is
+  /// therefore not taken for silence.
   virtual std::vector<double> averagePowerPerChannel() const = 0;
 };
 
 /// A sound file that a graph reads or writes; see `GraphService`. The file is complete when the object is released.
 ///
-/// Thread-safe; not real-time safe. Operations return `std::nullopt` on success.
+/// Thread-safe; not real-time safe. Operations return `std::nullopt` on success. A failure is returned and kept as the
+/// host's last refusal, but not logged: the caller knows how much it matters.
 class ORVANE_EXPORT PcmFile : public Object {
  public:
   /// Returns the format of the samples that are exchanged: the `StreamFormat::standard` of the file's rate and

@@ -21,7 +21,8 @@ class ORVANE_EXPORT RunControl {
 
   /// Makes the run end after exactly `frames` hardware frames, counted since the host was created; the last slice
   /// (block of one device callback) is shortened if necessary. If the simulated microphone's file ends before the
-  /// limit, the input is silent from there on. 0, the default, means no limit. Must be called before the device starts.
+  /// limit, the input is silent from there on. 0, the default, means no limit. A limit that is set during a run and has
+  /// been exceeded ends the run with the next slice.
   virtual void endAfterFrames(std::uint64_t frames) = 0;
 
   /// Subscribes `notice`, which is called each time the device ends by itself (see `DeviceReport::deviceEnd`). If the

@@ -223,6 +223,44 @@ TEST_F(SystemSounds, EndWithTheirRunAndLetTheNextOneBegin) {
   }
 }
 
+TEST_F(SystemSounds, SayWhyTheyAreCutShort) {
+  int completions = 0;
+  std::vector<std::string> log;
+  ScriptedDevice device;
+  device.services.log->setSink([&log](platform::LogLevel, std::string_view line) { log.emplace_back(line); });
+  const auto play = [&] { device.services.systemSounds->play(1, {}, [&completions] { ++completions; }); };
+  for (int sound = 0; sound < 33; ++sound) play();
+  device.slice(256);
+  device.change({48000, 1, 0, 256});
+  EXPECT_TRUE(device.services.systemSounds->waitUntilSilent(platform::Waiter::forever));
+  EXPECT_EQ(completions, 33);
+  ASSERT_EQ(log.size(), 33U);
+  EXPECT_EQ(log[0], "SystemSoundService::play failed: system sound 1 is cut short: the hardware has no output");
+  EXPECT_EQ(log[32], "SystemSoundService::play failed: system sound 1 is not played: the hardware has no output");
+  EXPECT_EQ(device.services.deviceReport->lastRefusal()->status, platform::status::noDevice);
+}
+
+/// A sound begins while the device, which has ended, is started again for somebody else.
+TEST_F(SystemSounds, CompleteIfARestartFails) {
+  int completions = 0;
+  ScriptedDevice device;
+  platform::SystemSoundService& sounds = *device.services.systemSounds;
+  const auto play = [&] { sounds.play(1, {}, [&completions] { ++completions; }); };
+  const auto engine = device.services.graphs->makeEngine();
+  EXPECT_FALSE(engine->start());
+  play();
+  device.state->callback->deviceEnded(platform::DeviceEnd::failed, platform::Failure{-9, "gone"});
+  engine->stop();
+  EXPECT_TRUE(sounds.waitUntilSilent(1s));
+  device.state->onStart = [&] {
+    std::thread(play).join();
+    return platform::Failure{-9, "gone"};
+  };
+  EXPECT_TRUE(engine->start());
+  EXPECT_TRUE(sounds.waitUntilSilent(1s));
+  EXPECT_EQ(completions, 2);
+}
+
 TEST_F(SystemSounds, CompleteIfTheDeviceIsLostAndPlayAgainOnTheNextRun) {
   const std::string scenario = mFolder.file("scenario.json");
   std::ofstream(scenario) << R"({"faults":[{"at":0.1,"fault":"device-lost"}]})";

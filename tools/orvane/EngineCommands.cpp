@@ -86,7 +86,7 @@ void declareDetection(CLI::App& options, EngineJob& job) {
   options.add_flag(
       "--detect-silence", job.detectsSilence,
       "End with status 3 when a channel of a recorded buffer of 4096 frames is silent (-160 dB or lower). A "
-      "shorter last buffer is checked together with the frames before it, 4096 in all");
+      "shorter last buffer is checked with the frames before it if it has less than 64");
 }
 
 }  // namespace

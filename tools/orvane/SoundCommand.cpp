@@ -15,6 +15,7 @@
 #include "platform/EventLoop.h"
 #include "platform/RunControl.h"
 #include "platform/Scheduler.h"
+#include "platform/Status.h"
 #include "platform/Subscription.h"
 #include "platform/SystemSoundService.h"
 #include "platform/Value.h"
@@ -61,6 +62,7 @@ class SoundSubject final : public RunSubject {
   const bool mWaits;
   std::shared_ptr<OVSystemSound> mSound;
   std::atomic<bool> mIsInterrupted = false;
+  bool mIsStuck = false;  ///< The device did not end the run.
   platform::Subscription mOnSignal;
   platform::Subscription mOnSilent;
 };
@@ -82,10 +84,12 @@ void SoundSubject::stop() {
   const std::shared_ptr<platform::Waiter> ended = mHost.scheduler->makeWaiter();
   const auto notice = mHost.runControl->onDeviceEnd([ended] { ended->signal(); });
   endRun();
-  ended->wait(std::chrono::seconds(1));
+  // Longer than the time after which any device without slices counts as stalled.
+  mIsStuck = !ended->wait(std::chrono::seconds(15));
 }
 
 std::optional<Outcome> SoundSubject::failure() const {
+  if (mIsStuck) return refused(mHost, {"the device did not end its run", platform::status::stalled});
   const auto refusal = mHost.deviceReport->lastRefusal();
   if (!refusal || refusal->call != "SystemSoundService::play") return std::nullopt;
   return refused(mHost, {refusal->reason, refusal->status});

@@ -174,8 +174,10 @@ std::optional<Failure> AudioHub::startDevice() {
   mClientFailure = nullptr;
   for (HubClient* client : *mClients) client->newRun();
   auto failure = startInFormat();
-  // The start failed, so the end of the earlier run remains in force.
-  if (failure) mContext->runEnd.restore(earlier);
+  if (!failure) return std::nullopt;
+  // The start failed, so the end of the earlier run remains in force, also for what a client has begun meanwhile.
+  mContext->runEnd.restore(earlier);
+  for (HubClient* client : *mClients) client->newRun();
   return failure;
 }
 

@@ -34,6 +34,10 @@ class CaptureRing : public SliceQueue {
     return true;
   }
 
+  /// Returns whether `capture` would take a slice now. Room that there is stays until the next `capture`. Called on the
+  /// device callback; real-time safe.
+  bool hasRoom(std::uint32_t sliceFrames) const { return capacity() - frames() >= sliceFrames; }
+
   /// Logs and counts the slices dropped since the last call. `who` is the reader of the ring, for the log line. Called
   /// by the worker.
   void countOverruns(HostContext& context, const std::string& who) {

@@ -35,8 +35,8 @@ class HubClient {
   /// Returns whether a failed run stays failed as long as the client is registered. False for a client that stays
   /// registered for the life of the host: it takes part in the next run. Called on a thread that controls the hub.
   virtual bool holdsRun() const { return true; }
-  /// Tells a registered client that the device is going to be started for a new run. Called before `deviceChanged`, on
-  /// a thread that controls the hub; the device is not running.
+  /// Tells a registered client that the device is going to be started for a new run. Called before `deviceChanged`, and
+  /// again if the start has failed, on a thread that controls the hub; the device is not running.
   virtual void newRun() {}
   /// Returns the session that the client is bound to, or `std::nullopt`. Called before each start of the device.
   virtual std::optional<backend::SessionLabels> session() const { return std::nullopt; }

@@ -26,6 +26,9 @@ class SliceQueue {
   /// the slice was dropped.
   bool push(std::span<const float* const> planes, std::uint32_t frames);
 
+  /// Counts a slice that the pushing thread does not push.
+  void drop() { mOverruns.fetch_add(1, std::memory_order_relaxed); }
+
   /// A block of frames in the queue, as one plane per channel. Valid during the call that receives the block.
   struct Block {
     std::span<const float* const> planes;

@@ -70,8 +70,10 @@ std::optional<platform::PlatformError> HostGraphEngine::start() {
   IoUnit& unit = *mCore->unit;
   // A run that the device has ended is not a running engine.
   if (unit.isRunning() && mCore->context->runEnd.end() == platform::DeviceEnd::none) return std::nullopt;
-  if (unit.isRunning()) stop();
+  // Before `stop`, whose last buffer may end the tap.
   mCore->failures.forget();
+  if (unit.isRunning()) stop();
+  mInput->recordTapFailure();
   unit.setInputEnabled(mInput->hasTap());
   unit.setOutputEnabled(!mConnected.empty());
   auto failure = unit.tryInitialize();

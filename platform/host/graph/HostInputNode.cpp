@@ -48,7 +48,7 @@ void HostInputNode::installTap(std::uint32_t bus, std::uint32_t frames, const St
   if (unit.isRunning()) {
     if (auto failure = unit.useInput(true)) mCore->refuse(*std::move(failure), "InputNode::installTap");
   }
-  mCore->failures.forget(Tap::failedCall);
+  if (!std::exchange(mRemovalFailed, false)) mCore->failures.forget(Tap::failedCall);
   mTap = std::make_unique<Tap>(mCore, format, frames, std::move(function));
   mActiveTap = mTap.get();
 }
@@ -59,12 +59,19 @@ void HostInputNode::removeTap(std::uint32_t bus) {
   mActiveTap = nullptr;
   // After this the device callback does not use the tap. Giving up a side is never refused.
   if (mCore->unit->isRunning()) mCore->unit->useInput(false);
+  const bool hadEnded = mTap->failure().has_value();
   mTap->finishRun();
+  mRemovalFailed = !hadEnded && mTap->failure();
   mTap.reset();
 }
 
 void HostInputNode::finishRun() {
   if (mTap) mTap->finishRun();
+}
+
+void HostInputNode::recordTapFailure() {
+  if (!mTap) return;
+  if (auto failure = mTap->failure()) mCore->failures.record(*std::move(failure));
 }
 
 }  // namespace orvane::host

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cmath>
 #include <exception>
+#include <typeinfo>
 #include <utility>
 #include <vector>
 
@@ -38,6 +39,10 @@ class TappedBuffer final : public platform::PcmBuffer {
   const std::span<const float* const> mBefore;
   const std::size_t mFramesBefore;
 };
+
+/// The number of frames over which the power is measured at least, if the run has as many: more than the samples of a
+/// zero crossing, and so few that a silent end is not missed.
+constexpr std::size_t minPowerFrames = 64;
 
 double sumOfSquares(std::span<const float> samples) {
   double sum = 0;
@@ -83,16 +88,17 @@ void Tap::capture(std::span<const float* const> planes, std::uint32_t frames, co
   }
   mNextSample = first + frames;
   mMarkIsDue = mMarkIsDue || isRunNew;
-  if (mRing.capacity() - mRing.frames() < frames) {
+  // Decided once: the worker may make room at any time.
+  if (!mRing.hasRoom(frames)) {
+    mRing.drop();
     mLost += frames;
     mMarkIsDue = true;
-  } else {
-    // The mark is there before its frames.
-    if (mMarkIsDue) mMarkIsDue = !mMarks.push({mCaptured, mLost, time.hostTime});
-    mCaptured += frames;
+    return mWorkTrigger->fire();
   }
-  const bool wakes = mRing.capture(planes, frames);  // Drops and counts the slice if there is no room.
-  if (wakes) mWorkTrigger->fire();
+  // The mark is there before its frames.
+  if (mMarkIsDue) mMarkIsDue = !mMarks.push({mCaptured, mLost, time.hostTime});
+  mCaptured += frames;
+  if (mRing.capture(planes, frames)) mWorkTrigger->fire();
 }
 
 void Tap::finishRun() {
@@ -120,7 +126,9 @@ void Tap::work(bool isRunOver) {
 }
 
 void Tap::deliver() {
-  const std::size_t before = std::min<std::size_t>(mBefore.frames(), mFrames - mBuffer.frames());
+  const std::size_t measured = std::min<std::size_t>(minPowerFrames, mFrames);
+  const std::size_t missing = measured - std::min(measured, mBuffer.frames());
+  const std::size_t before = std::min(mBefore.frames(), missing);
   mBefore.drop(mBefore.frames() - before);
   const TappedBuffer buffer(mFormat, mBuffer.planes(), static_cast<std::uint32_t>(mBuffer.frames()), mBefore.planes(),
                             before);
@@ -129,7 +137,8 @@ void Tap::deliver() {
   try {
     mFunction(&buffer, time);
   } catch (const platform::PlatformException& failure) {
-    end(failure.reason(), true);  // Logged where it was raised.
+    // The library logs its own exceptions, which are of derived classes, where it raises them.
+    end(failure.reason(), typeid(failure) != typeid(platform::PlatformException));
   } catch (const std::exception& failure) {
     end(failure.what(), false);
   } catch (...) {
@@ -149,11 +158,11 @@ platform::RenderTimeStamp Tap::timeOfNext() {
 }
 
 void Tap::end(const std::string& reason, bool isLogged) {
-  mEnded = true;
   // The file that the function may hold is complete before anybody hears of the end.
   mFunction = nullptr;
-  platform::Failure failure{mCore->statusBehind(reason), reason, failedCall};
-  isLogged ? mCore->failures.record(std::move(failure)) : mCore->fail(std::move(failure));
+  mFailure = {mCore->statusBehind(reason), reason, failedCall};
+  mEnded = true;
+  isLogged ? mCore->failures.record(mFailure) : mCore->fail(mFailure);
 }
 
 }  // namespace orvane::host

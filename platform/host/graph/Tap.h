@@ -4,10 +4,12 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 
 #include "platform/GraphEngine.h"
+#include "platform/PlatformError.h"
 #include "platform/UnitService.h"
 #include "platform/Worker.h"
 #include "platform/host/audio/CaptureRing.h"
@@ -26,12 +28,15 @@ class Tap {
   Tap(std::shared_ptr<GraphCore> core, const platform::StreamFormat& format, std::uint32_t frames,
       platform::TapFunction function);
 
-  /// Takes captured samples, one plane (array) for each channel, with the time of the first frame (`sampleTime` counts
-  /// from the start of the unit). Called on the device callback; real-time safe.
+  /// Takes captured samples, one plane (array) for each channel, with the time of the first frame. `sampleTime`
+  /// counts frames of the run, those included that are missing. Called on the device callback; real-time safe.
   void capture(std::span<const float* const> planes, std::uint32_t frames, const platform::RenderTimeStamp& time);
   /// Delivers everything that was captured, the last buffer as far as it is filled. Must be called while the device
   /// does not call, and not in a worker's task.
   void finishRun();
+
+  /// Returns the failure that has ended the tap. Thread-safe.
+  std::optional<platform::Failure> failure() const { return mEnded ? std::optional(mFailure) : std::nullopt; }
 
  private:
   void work(bool isRunOver);
@@ -46,6 +51,7 @@ class Tap {
   MarkQueue mMarks;
   std::atomic<bool> mIsRunNew = true;  ///< No frame of the run has been captured.
   std::atomic<bool> mEnded = false;    ///< The function threw an exception.
+  platform::Failure mFailure;          ///< Written once, before `mEnded` is set.
 
   // Used by the device callback.
   std::uint64_t mCaptured = 0;    ///< Frames in the ring so far.

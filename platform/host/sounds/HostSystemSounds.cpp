@@ -21,6 +21,10 @@ namespace {
 
 const GatedCall playCall("SystemSoundService::play");
 
+std::string notPlayed(std::uint32_t identifier) {
+  return "system sound " + std::to_string(identifier) + " is not played";
+}
+
 }  // namespace
 
 HostSystemSounds::HostSystemSounds(std::shared_ptr<HostContext> context, std::shared_ptr<AudioHub> hub)
@@ -57,8 +61,7 @@ void HostSystemSounds::play(std::uint32_t identifier, const platform::SystemSoun
                             std::function<void()> completion) {
   const SoundEntry* const sound = findSound(identifier);
   if (sound == nullptr) {
-    mContext->log->write(platform::LogLevel::warning,
-                         "system sound " + std::to_string(identifier) + " is not played: there is no such sound");
+    mContext->log->write(platform::LogLevel::warning, notPlayed(identifier) + ": there is no such sound");
     return completeSoon(std::move(completion));
   }
   std::optional<Failure> failure;
@@ -68,7 +71,10 @@ void HostSystemSounds::play(std::uint32_t identifier, const platform::SystemSoun
     const std::lock_guard lock(mMutex);
     failure = begin({sound, completion});
   }
-  if (failure) return refuse(identifier, *std::move(failure), std::move(completion));
+  if (failure) {
+    refuse(notPlayed(identifier), *std::move(failure));
+    return completeSoon(std::move(completion));
+  }
   // The notice of an end that came after `join` may have found no sound yet.
   runEnded();
 }
@@ -101,6 +107,7 @@ std::optional<Failure> HostSystemSounds::begin(Request request) {
   if (auto failure = prepare(*voice, *request.sound)) return failure;
   voice->position = 0;
   voice->completion = std::move(request.completion);
+  voice->failure.reset();
   voice->state.store(State::playing, std::memory_order_release);
   ++mActive;
   return std::nullopt;
@@ -108,6 +115,7 @@ std::optional<Failure> HostSystemSounds::begin(Request request) {
 
 /// Converts a sound's samples to the format of the hardware. Called with the mutex locked.
 std::optional<Failure> HostSystemSounds::prepare(Voice& voice, const SoundEntry& sound) {
+  if (mFormat.outputs == 0) return Failure{status::noDevice, "the hardware has no output"};
   try {
     SoundSamples& source = samplesOf(sound);
     const EdgeFormat hardware{mFormat.outputs, mFormat.sampleRate};
@@ -138,11 +146,12 @@ SoundSamples& HostSystemSounds::samplesOf(const SoundEntry& sound) {
   return mLoaded.emplace_back(Loaded{&sound, synthesiseSound(sound)}).samples;
 }
 
-void HostSystemSounds::refuse(std::uint32_t identifier, Failure failure, std::function<void()> completion) {
+/// Logs and stores why a sound is not played, or not to its end. `sound` is the beginning of the message. Called with
+/// the mutex unlocked, because a log's sink may call the service.
+void HostSystemSounds::refuse(const std::string& sound, Failure failure) const {
   failure.call = playCall.name();
-  failure.reason = "system sound " + std::to_string(identifier) + " is not played: " + failure.reason;
+  failure.reason = sound + ": " + failure.reason;
   mContext->refuse(std::move(failure));
-  completeSoon(std::move(completion));
 }
 
 void HostSystemSounds::completeSoon(std::function<void()> completion) {
@@ -183,7 +192,7 @@ std::optional<Failure> HostSystemSounds::deviceChanged(const backend::DeviceForm
   for (Voice& voice : mVoices) {
     if (voice.state != State::playing) continue;
     // A sound that cannot be played any more ends; it must not end the run of the other clients.
-    if (format.outputs == 0 || prepare(voice, *voice.sound)) {
+    if ((voice.failure = prepare(voice, *voice.sound))) {
       voice.state = State::played;
       mPlayed->fire();
       continue;
@@ -194,7 +203,8 @@ std::optional<Failure> HostSystemSounds::deviceChanged(const backend::DeviceForm
   return std::nullopt;
 }
 
-/// The sounds of the run before may not have been abandoned yet, because the notice of its end comes late.
+/// The sounds of the run before may not have been abandoned yet, because the notice of its end comes late. After a
+/// start that failed, sounds may wait for a run that does not come.
 void HostSystemSounds::newRun() {
   const std::lock_guard lock(mMutex);
   abandon();
@@ -233,11 +243,16 @@ bool HostSystemSounds::mixVoice(Voice& voice, std::uint32_t frames, OutputMix& m
 /// Frees the voices that have played, lets waiting sounds play in them, and calls the completions.
 void HostSystemSounds::collect() {
   std::vector<std::function<void()>> completions;
+  std::vector<std::pair<std::string, Failure>> failures;
   {
     const std::lock_guard lock(mMutex);
     completions.swap(mEnded);
     for (Voice& voice : mVoices) {
       if (voice.state.load(std::memory_order_acquire) != State::played) continue;
+      if (voice.sound != nullptr && voice.failure) {
+        failures.emplace_back("system sound " + std::to_string(voice.sound->identifier) + " is cut short",
+                              *std::move(voice.failure));
+      }
       if (voice.sound != nullptr) completions.push_back(std::move(voice.completion));
       voice.samples.reset();
       voice.state = State::free;
@@ -247,12 +262,14 @@ void HostSystemSounds::collect() {
       Request next = std::move(mWaiting.front());
       mWaiting.pop_front();
       --mActive;  // `begin` counts it again.
-      if (begin(next)) {
+      if (auto failure = begin(next)) {
         ++mActive;
+        failures.emplace_back(notPlayed(next.sound->identifier), *std::move(failure));
         completions.push_back(std::move(next.completion));
       }
     }
   }
+  for (auto& [sound, failure] : failures) refuse(sound, std::move(failure));
   complete(completions);
 }
 

@@ -62,6 +62,7 @@ class HostSystemSounds final : public platform::SystemSoundService, private HubC
     std::vector<const float*> planes;
     std::size_t position = 0;  ///< The frame that is played next.
     std::function<void()> completion;
+    std::optional<platform::Failure> failure;  ///< The reason why the sound was cut short in the middle of a run.
   };
   /// The samples of a sound that was played before.
   struct Loaded {
@@ -90,7 +91,7 @@ class HostSystemSounds final : public platform::SystemSoundService, private HubC
   bool abandon();
   void complete(const std::vector<std::function<void()>>& completions);
   void completeSoon(std::function<void()> completion);
-  void refuse(std::uint32_t identifier, platform::Failure failure, std::function<void()> completion);
+  void refuse(const std::string& sound, platform::Failure failure) const;
 
   const std::shared_ptr<HostContext> mContext;
   const std::shared_ptr<AudioHub> mHub;

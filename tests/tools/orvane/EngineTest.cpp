@@ -159,14 +159,15 @@ TEST_F(EngineRun, EndsWithStatus3AtSilence) {
   EXPECT_EQ(record("a.wav", hearing(voice)).status, 0) << "no detection";
   voice.samples[2 * 9000 + 1] = 1e-5F;
   EXPECT_EQ(record("a.wav", hearing(voice), "--detect-silence").status, 0) << "a single sample is no silence";
-  // A last, shorter buffer is judged with the frames before it.
+  // A last buffer of less than 64 frames is judged with those before it.
   const auto ending = [&](std::size_t frames, std::size_t silent) {
     Sound sound = noise(48000, 2, frames);
     std::fill(sound.samples.end() - static_cast<std::ptrdiff_t>(2 * silent), sound.samples.end(), 0.0F);
     return record("a.wav", hearing(sound), "--detect-silence").status;
   };
-  EXPECT_THAT(std::vector({ending(8193, 1), ending(9000, 4095), ending(9000, 4096), ending(100, 100), ending(1, 1)}),
-              ElementsAre(0, 0, 3, 3, 3));
+  EXPECT_THAT(std::vector({ending(8193, 1), ending(8255, 63), ending(8256, 64), ending(9000, 807), ending(9000, 808),
+                           ending(100, 100), ending(1, 1)}),
+              ElementsAre(0, 0, 3, 0, 3, 3, 3));
   const Ended both =
       runFast("mic=silence", "engine play " + mVoice + " --record file://" + mTake + " --detect-silence");
   EXPECT_EQ(both.status, 3);

@@ -123,7 +123,11 @@ TEST_F(GraphRig, TapsDeliverWholeBuffersAndTheRest) {
   EXPECT_EQ(taken.size(), 5U) << "the exception has ended the tap";
   EXPECT_EQ(engine->failure(), (Failure{0, "enough", "InputNode::tap"}));
   EXPECT_EQ(notices, 1);
+  engine->stop();
+  EXPECT_FALSE(engine->start());
+  EXPECT_TRUE(engine->failure()) << "nothing is captured in this run either";
   input->installTap(0, 1000, format, take);
+  EXPECT_FALSE(engine->failure());
   EXPECT_EQ(play(1000), 0);
   EXPECT_EQ(taken.size(), 6U) << "a new tap while the engine runs";
   input->removeTap(0);
@@ -137,6 +141,36 @@ TEST_F(GraphRig, TapsDeliverWholeBuffersAndTheRest) {
     };
     EXPECT_NE(reasonOf([&] { std::apply(install, each); }), "");
   }
+}
+
+TEST_F(GraphRig, KeepTheFailureOfATapsLastDelivery) {
+  const auto input = engine->inputNode();
+  std::string log;
+  services.log->setSink([&](LogLevel, std::string_view line) { log += std::string(line) + "\n"; });
+  const auto install = [&](bool fails) {
+    input->installTap(0, 1000, input->inputFormat(0), [fails](auto...) {
+      if (fails) throw PlatformException("X", "own");
+    });
+  };
+  const auto capture = [&] {
+    EXPECT_FALSE(engine->start());
+    play();
+    EXPECT_FALSE(engine->failure()) << "less than a buffer";
+  };
+  install(true);
+  capture();
+  state->callback->deviceEnded(DeviceEnd::failed, Failure{-9, "gone"});
+  EXPECT_FALSE(engine->start()) << "ends the run before, and so delivers its last buffer";
+  EXPECT_EQ(engine->failure(), (Failure{0, "own", "InputNode::tap"}));
+  EXPECT_EQ(log, "InputNode::tap failed: own\n") << "an exception that the library did not raise";
+  input->removeTap(0);
+  install(true);
+  capture();
+  input->removeTap(0);
+  install(false);
+  EXPECT_TRUE(engine->failure()) << "of the removal";
+  engine->stop();
+  capture();
 }
 
 TEST_F(GraphRig, ChangesWhileTheDeviceGoesOn) {
@@ -243,7 +277,7 @@ TEST_F(GraphRig, MeasuresTheAveragePower) {
   alignas(16) const std::array<float, 28> samples{1,     -1,  1,   -1, 0, 0, 0,     0,        nan,   nan,
                                                   nan,   nan, nan, 1,  0, 1, 1e-8F, 1e-8F,    1e-8F, 1e-8F,
                                                   1e-9F, 0,   0,   0,  2, 2, 2,     HUGE_VALF};
-  alignas(16) std::array<float, 28> output{};
+  alignas(16) std::array<float, 192> output{};
   const float* const in[] = {samples.data()};
   float* const out[] = {output.data()};
   EXPECT_EQ(state->callback->deviceSlice({{}, 0, 28, in, out}), 28U);
@@ -258,6 +292,19 @@ TEST_F(GraphRig, MeasuresTheAveragePower) {
     slice(3);
     engine->stop();
     EXPECT_EQ(powers.back()[0], last);
+  }
+  // Enough frames of silence are silence, whatever was before them.
+  input->installTap(0, 128, input->inputFormat(0), [&](const PcmBuffer* buffer, const RenderTimeStamp&) {
+    powers.push_back(buffer->averagePowerPerChannel());
+  });
+  alignas(16) std::array<float, 192> loud{};
+  std::fill_n(loud.begin(), 128, 1.0F);
+  const float* const plane[] = {loud.data()};
+  for (const std::uint32_t rest : {64U, 63U}) {
+    EXPECT_FALSE(engine->start());
+    state->callback->deviceSlice({{}, 0, 128 + rest, plane, out});
+    engine->stop();
+    EXPECT_NEAR(powers.back()[0], rest == 64 ? -160 : 10 * std::log10(1 / 64.0), 1e-9);
   }
   for (std::size_t i = 0; i < 7; ++i) {
     // Of equal infinities the difference is not a number.
