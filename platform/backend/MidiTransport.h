@@ -169,6 +169,11 @@ class MidiTransport {
   virtual MidiBacklog backlog() const { return {}; }
   /// Returns whether everything that was sent has left and its receivers had time to read it.
   virtual bool isIdle() const { return true; }
+  /// Returns whether everything that was sent from a port has left and its receivers had time to read it.
+  virtual bool isIdle(platform::MidiObjectRef port) const {
+    static_cast<void>(port);
+    return isIdle();
+  }
   /// Returns how often messages may have been lost because cycles of the transport were.
   virtual std::uint64_t discontinuities() const { return 0; }
   /// Sets whether any port is connected to a source; events of other sources need not be delivered. Called for changes

@@ -377,6 +377,14 @@ bool PipeWireMidi::isIdle() const {
                       mRoutes, [](const auto& entry) { return entry.second.isGone || entry.second.node->isIdle(); });
 }
 
+bool PipeWireMidi::isIdle(Ref port) const {
+  const Loop::Lock lock(mServer->loop());
+  return mLoss || std::ranges::all_of(mRoutes, [port](const auto& entry) {
+           const Route& route = entry.second;
+           return route.port != port || route.isGone || route.node->isIdle();
+         });
+}
+
 bool PipeWireMidi::flush() {
   const platform::Clock& clock = mServices.scheduler->clock();
   const std::lock_guard control(mServer->control());

@@ -48,6 +48,7 @@ class PipeWireMidi final : public backend::MidiTransport {
   std::size_t discard(Ref route) override;
   backend::MidiBacklog backlog() const override;
   bool isIdle() const override;
+  bool isIdle(Ref port) const override;
   std::uint64_t discontinuities() const override { return mDiscontinuities; }
   bool flush() override;
 

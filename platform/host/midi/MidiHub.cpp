@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <string>
 #include <system_error>
 #include <utility>
@@ -22,10 +23,14 @@
 namespace orvane::host {
 
 using platform::Failure;
+using platform::MidiObjectRef;
 namespace status = platform::status;
 
 namespace {
 
+/// How often the hub looks whether a port that was removed has sent everything.
+constexpr platform::HostTime minPortPeriod = std::chrono::milliseconds(100);
+constexpr platform::HostTime maxPortPeriod = std::chrono::hours(1);
 /// How long nothing is taken at the exit of the process until the rest is given up.
 constexpr std::chrono::seconds stallLimit(1);
 
@@ -195,24 +200,66 @@ void MidiHub::endpointLost(Failure failure) {
   mNotices.announce();
 }
 
-void MidiHub::removePort(platform::MidiObjectRef port, bool isInput) {
-  if (isInput) return mTransport->removePort(port);
-  {
-    const std::lock_guard lock(mEndedPortsMutex);
-    mEndedPorts.push_back(port);
-    mHasEndedPorts = true;
-  }
-  if (!isActive()) removeEndedPorts();
+std::optional<Failure> MidiHub::connect(MidiObjectRef port, MidiObjectRef endpoint, MidiObjectRef& route) {
+  auto failed = mTransport->connect(port, endpoint, route);
+  if (failed) return failed;
+  const std::lock_guard lock(mPortsMutex);
+  mRoutes[port].insert(route);
+  return std::nullopt;
 }
 
-void MidiHub::removeEndedPorts() {
-  if (!mHasEndedPorts.exchange(false)) return;
-  std::vector<platform::MidiObjectRef> ended;
+void MidiHub::removePort(MidiObjectRef port, bool isInput) {
   {
-    const std::lock_guard lock(mEndedPortsMutex);
-    ended.swap(mEndedPorts);
+    const std::lock_guard lock(mPortsMutex);
+    if (isInput) mRoutes.erase(port);
+    if (!isInput) mEndedPorts.insert(port);
+    if (!isInput) mHasEndedPorts = true;
   }
-  for (const platform::MidiObjectRef port : ended) mTransport->removePort(port);
+  if (isInput) return mTransport->removePort(port);
+  removeEndedPorts(!isActive());
+  watchEndedPorts();
+}
+
+/// Returns whether everything that was sent from a port has left. Called with the mutex of the ports locked.
+bool MidiHub::isDone(MidiObjectRef port) {
+  return mTransport->isIdle(port) &&
+         std::ranges::all_of(mRoutes[port], [this](MidiObjectRef route) { return mOutbox.isEmpty(route); });
+}
+
+/// Removes the ended ports from which nothing waits to be sent; `isIdle` tells that this holds for all.
+void MidiHub::removeEndedPorts(bool isIdle) {
+  if (!mHasEndedPorts) return;
+  std::vector<MidiObjectRef> done;
+  {
+    const std::lock_guard lock(mPortsMutex);
+    std::ranges::copy_if(mEndedPorts, std::back_inserter(done),
+                         [this, isIdle](MidiObjectRef port) { return isIdle || isDone(port); });
+    for (const MidiObjectRef port : done) {
+      mEndedPorts.erase(port);
+      mRoutes.erase(port);
+    }
+    mHasEndedPorts = !mEndedPorts.empty();
+  }
+  for (const MidiObjectRef port : done) mTransport->removePort(port);
+}
+
+/// Removes the ended ports one after the other while other ports or players are in use.
+void MidiHub::watchEndedPorts() {
+  {
+    const std::lock_guard lock(mPortsMutex);
+    mPortPeriod = minPortPeriod;
+    if (mEndedPorts.empty() || std::exchange(mWatchesPorts, true)) return;
+  }
+  const platform::Clock& clock = mContext->scheduler->clock();
+  mSender->repeatAt(clock.now() + minPortPeriod, [this, &clock]() -> std::optional<platform::HostTime> {
+    removeEndedPorts(false);
+    const std::lock_guard lock(mPortsMutex);
+    mWatchesPorts = !mEndedPorts.empty();
+    if (!mWatchesPorts) return std::nullopt;
+    // Longer and longer, because a packet may wait for hours.
+    mPortPeriod = std::min(2 * mPortPeriod, maxPortPeriod);
+    return clock.now() + mPortPeriod;
+  });
 }
 
 std::optional<Failure> MidiHub::failure() const {
@@ -242,7 +289,7 @@ bool MidiHub::isActive() const {
 /// become inactive, so the last one finds that all are.
 void MidiHub::checkActivity() {
   if (isActive()) return;
-  removeEndedPorts();
+  removeEndedPorts(true);
   const std::lock_guard lock(mEndMutex);
   mHasEnded = true;
   mNotices.announce();

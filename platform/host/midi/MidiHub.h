@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -62,13 +63,11 @@ class MidiHub final : public std::enable_shared_from_this<MidiHub>, private back
   std::optional<platform::Failure> addPort(const backend::MidiPortLabels& labels) {
     return mTransport->addPort(labels);
   }
-  /// Removes a port. An output port is kept until what was sent is delivered.
+  /// Removes a port. An output port is kept until what was sent from it is delivered.
   void removePort(platform::MidiObjectRef port, bool isInput);
   /// Prepares the exchange between a port and an endpoint, see `backend::MidiTransport::connect`. May block.
   std::optional<platform::Failure> connect(platform::MidiObjectRef port, platform::MidiObjectRef endpoint,
-                                           platform::MidiObjectRef& route) {
-    return mTransport->connect(port, endpoint, route);
-  }
+                                           platform::MidiObjectRef& route);
   /// Returns how long before their time the transport takes events.
   platform::HostTime lead() const { return mTransport->limits().lead; }
 
@@ -103,7 +102,9 @@ class MidiHub final : public std::enable_shared_from_this<MidiHub>, private back
   std::optional<platform::Failure> startWorkers();
   void checkActivity();
   void warnOfDrops();
-  void removeEndedPorts();
+  bool isDone(platform::MidiObjectRef port);
+  void removeEndedPorts(bool isIdle);
+  void watchEndedPorts();
   void finishAtExit();
   void deliverAtExit();
 
@@ -121,9 +122,12 @@ class MidiHub final : public std::enable_shared_from_this<MidiHub>, private back
   std::mutex mAnnounceMutex;
   Announce mAnnounce;
 
-  std::mutex mEndedPortsMutex;
-  std::vector<platform::MidiObjectRef> mEndedPorts;  ///< Output ports to remove once everything is delivered.
+  std::mutex mPortsMutex;
+  std::map<platform::MidiObjectRef, std::set<platform::MidiObjectRef>> mRoutes;  ///< By port.
+  std::set<platform::MidiObjectRef> mEndedPorts;  ///< Output ports to remove once what was sent from them is delivered.
   std::atomic<bool> mHasEndedPorts = false;
+  bool mWatchesPorts = false;        ///< A task of the sender looks at the ended ports.
+  platform::HostTime mPortPeriod{};  ///< When that task runs again.
 
   std::atomic<int> mPlayingSources = 0;
   std::atomic<int> mPlayers = 0;

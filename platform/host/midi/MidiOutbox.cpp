@@ -171,6 +171,14 @@ void MidiOutbox::drainAtExit() {
   drain();
 }
 
+bool MidiOutbox::isEmpty(Ref destination) {
+  // A packet that is being handed out is in no lane.
+  const std::lock_guard transmitting(mTransmitMutex);
+  const std::lock_guard lock(mMutex);
+  const auto lane = mLanes.find(destination);
+  return lane == mLanes.end() || lane->second.packets.empty();
+}
+
 std::size_t MidiOutbox::numberDue() {
   const std::lock_guard lock(mMutex);
   const HostTime now = mClock.now();

@@ -52,6 +52,8 @@ class MidiOutbox {
   void drainAtExit();
 
   bool isEmpty() const { return mWaiting == 0; }
+  /// Returns whether no packet waits for a destination. Waits for a run of the worker.
+  bool isEmpty(Ref destination);
   /// Returns the number of packets that wait although they are due.
   std::size_t numberDue();
   /// Returns the number of events in which the transport gets a packet of this size.

@@ -54,6 +54,8 @@ struct State {
   bool hasRoutes = false;  ///< Whether routes have numbers of their own, from 100 on.
   std::optional<platform::Failure> routeFailure;
   bool isIdle = true;
+  MidiObjectRef busyPort{};  ///< A port whose messages have not left.
+  std::vector<MidiObjectRef> removed;
   std::string ports;            ///< What was done with ports and routes.
   MidiObjectRef busy{};         ///< A destination for which nothing is taken.
   std::size_t discardable = 0;  ///< How many events `discard` drops.
@@ -76,7 +78,10 @@ class Transport final : public backend::MidiTransport {
     mState->ports += (labels.isInput ? "in " : "out ") + labels.client + ":" + labels.name + " ";
     return std::nullopt;
   }
-  void removePort(MidiObjectRef) override { mState->ports += "removed "; }
+  void removePort(MidiObjectRef port) override {
+    mState->ports += "removed ";
+    mState->removed.push_back(port);
+  }
   std::optional<platform::Failure> connect(MidiObjectRef, MidiObjectRef endpoint, MidiObjectRef& route) override {
     route = static_cast<MidiObjectRef>(static_cast<std::uint32_t>(endpoint) + (mState->hasRoutes ? 100 : 0));
     return mState->routeFailure;
@@ -87,6 +92,7 @@ class Transport final : public backend::MidiTransport {
   }
   backend::MidiBacklog backlog() const override { return mState->backlog; }
   bool isIdle() const override { return mState->isIdle; }
+  bool isIdle(MidiObjectRef port) const override { return port != mState->busyPort; }
   void listen(MidiObjectRef source, bool isConnected) override {
     mState->listened += (isConnected ? "+" : "-") + number(source);
   }
@@ -358,6 +364,7 @@ TEST_F(HostMidi, PortsExchangeOverTheRoutesOfATransport) {
 
   // A port whose messages have not left yet stays.
   state->isIdle = false;
+  state->busyPort = output;
   EXPECT_EQ(send({{0, {0x90}}}), 0);
   ASSERT_EQ(midi.disposePort(output), 0);
   pass(HostTime(1));
@@ -366,6 +373,28 @@ TEST_F(HostMidi, PortsExchangeOverTheRoutesOfATransport) {
   state->isIdle = true;
   state->callback->becameIdle();
   EXPECT_EQ(state->ports, "removed ");
+}
+
+TEST_F(HostMidi, AnOutputPortGoesWhenItsOwnPacketsHaveLeft) {
+  open();
+  // Something else stays active all the time.
+  state->isIdle = false;
+  MidiObjectRef others[3] = {};
+  for (MidiObjectRef& port : others) ASSERT_EQ(midi.createOutputPort(client, "other", port), 0);
+  EXPECT_EQ(midi.disposePort(others[0]), 0);
+  EXPECT_THAT(state->removed, testing::ElementsAre(others[0])) << "it has sent nothing";
+  state->busyPort = others[1];
+  EXPECT_EQ(midi.disposePort(others[1]), 0);
+  EXPECT_EQ(send({{start + 5'000'000'000, {0x90}}}), 0);
+  EXPECT_EQ(midi.disposePort(output), 0);
+  pass(1s);
+  EXPECT_EQ(state->removed.size(), 1U);
+  state->busyPort = {};
+  pass(3s);
+  EXPECT_THAT(state->removed, testing::ElementsAre(others[0], others[1]));
+  pass(10s);
+  EXPECT_THAT(state->removed, testing::ElementsAre(others[0], others[1], output));
+  EXPECT_THAT(state->sent, testing::StartsWith("5000000000 at 5000000000: 90"));
 }
 
 TEST_F(HostMidi, ARemovedEndpointIsAFailureOfTheRunOnly) {
