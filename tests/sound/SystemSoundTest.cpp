@@ -1,16 +1,10 @@
 // SPDX-License-Identifier: MIT
-
-#include <atomic>
-#include <cmath>
 #include <cstdlib>
-#include <filesystem>
 #include <numbers>
-#include <thread>
 
 #include "platform/DeviceReport.h"
 #include "platform/GraphEngine.h"
 #include "platform/Hosts.h"
-#include "platform/Platform.h"
 #include "platform/RunControl.h"
 #include "platform/SystemSoundService.h"
 #include "platform/Waiter.h"
@@ -19,37 +13,36 @@
 #include "tests/support/ScriptedDevice.h"
 #include "tests/support/SoundFiles.h"
 #include "tests/support/TemporaryFolder.h"
-#include "tests/support/Test.h"
 
 namespace orvane::test {
 namespace {
 
+using namespace platform;
+
 /// A service that completes sounds when the test says so.
-class ScriptedSounds final : public platform::SystemSoundService {
+class ScriptedSounds final : public SystemSoundService {
  public:
-  void play(std::uint32_t identifier, const platform::SystemSoundOptions&, std::function<void()> completion) override {
+  void play(std::uint32_t identifier, const SystemSoundOptions&, std::function<void()> completion) override {
     played.push_back(identifier);
-    if (onPlay) onPlay();
     std::thread([this, completion = std::move(completion)] {
       std::this_thread::sleep_for(std::chrono::milliseconds(20));
       hasCompleted = true;
       completion();
     }).detach();
   }
-  bool waitUntilSilent(platform::HostTime) override { return true; }
-  platform::Subscription onSilent(std::function<void()>) override { return {}; }
-  std::vector<platform::SystemSound> sounds() const override { return {}; }
+  bool waitUntilSilent(HostTime) override { return true; }
+  Subscription onSilent(std::function<void()>) override { return {}; }
+  std::vector<SystemSound> sounds() const override { return {}; }
 
   std::vector<std::uint32_t> played;
-  std::function<void()> onPlay;
   std::atomic<bool> hasCompleted = false;
 };
 
 TEST(SystemSound, IsPlayedByTheLowHalfOfItsIdentifier) {
   const auto sounds = std::make_shared<ScriptedSounds>();
-  platform::Platform services = platform::makeSimulatedHost();
+  Platform services = makeSimulatedHost();
   services.systemSounds = sounds;
-  platform::use(services);
+  use(services);
   const auto sound = OVSystemSound::initWithID(0x1234'5678'9ABC'DEF0);
   EXPECT_EQ(sound->ssid(), 0x1234'5678'9ABC'DEF0U);
   sound->playAndWait();
@@ -61,9 +54,9 @@ TEST(SystemSound, IsPlayedByTheLowHalfOfItsIdentifier) {
   while (!sounds->hasCompleted) std::this_thread::yield();
 
   services.systemSounds = nullptr;
-  platform::use(services);
+  use(services);
   EXPECT_THROW(OVSystemSound::initWithID(1)->play(), OVTException);
-  platform::use(platform::makeSimulatedHost());
+  use(makeSimulatedHost());
 }
 
 /// System sounds on a simulated device in simulated time, without a sound theme unless the test makes one.
@@ -71,14 +64,14 @@ class SystemSounds : public testing::Test {
  protected:
   SystemSounds() { setenv("XDG_DATA_DIRS", mFolder.path().c_str(), 1); }
 
-  platform::SystemSoundService& use(const std::string& settings = "") {
-    platform::use(platform::makeSimulatedHost("pace=fast,speaker=" + mFile + settings));
-    return *platform::current().systemSounds;
+  SystemSoundService& simulate(const std::string& settings = "") {
+    use(makeSimulatedHost("pace=fast,speaker=" + mFile + settings));
+    return *current().systemSounds;
   }
   /// Destroys the host, which completes the speaker's file, and returns the left channel from the first sound to the
   /// last.
   std::vector<float> heard() {
-    platform::use(platform::makeSimulatedHost());
+    use(makeSimulatedHost());
     std::vector<float> left;
     const Sound sound = readSound(mFile);
     const auto channels = static_cast<std::size_t>(sound.channels);
@@ -97,7 +90,7 @@ class SystemSounds : public testing::Test {
 };
 
 TEST_F(SystemSounds, PlayTheirNotesOneAfterTheOther) {
-  use();
+  simulate();
   OVSystemSound::initWithID(2)->playAndWait();  // E5 and A5.
   OVSystemSound::initWithID(2)->playAndWait();
   const std::vector<float> samples = heard();
@@ -119,10 +112,10 @@ TEST_F(SystemSounds, PlayTheirNotesOneAfterTheOther) {
 TEST_F(SystemSounds, ComeFromTheThemeAndAreMixed) {
   makeTheme("bell", {.rate = 48000, .channels = 2, .samples = std::vector<float>(2000, 0.25F)});
   makeTheme("message", {.rate = 24000, .channels = 1, .samples = std::vector<float>(24000, 0.5F)});
-  platform::SystemSoundService& sounds = use();
+  SystemSoundService& sounds = simulate();
   sounds.play(1, {}, nullptr);
   sounds.play(9, {}, nullptr);
-  EXPECT_TRUE(sounds.waitUntilSilent(platform::Waiter::forever));
+  EXPECT_TRUE(sounds.waitUntilSilent(Waiter::forever));
   const std::vector<float> samples = heard();
   EXPECT_NEAR(samples[500], 0.75, 0.01);
   EXPECT_NEAR(samples[30000], 0.5, 0.01) << "twice as many frames at the rate of the hardware";
@@ -131,7 +124,7 @@ TEST_F(SystemSounds, ComeFromTheThemeAndAreMixed) {
 
 TEST_F(SystemSounds, CompleteOnce) {
   makeTheme("bell", {.rate = 48000, .channels = 1, .samples = std::vector<float>(480, 0.01F)});
-  platform::SystemSoundService& sounds = use();
+  SystemSoundService& sounds = simulate();
   int completions = 0, silences = 0;
   const auto count = [&completions] { ++completions; };
   const auto silent = sounds.onSilent([&silences] { ++silences; });
@@ -140,10 +133,10 @@ TEST_F(SystemSounds, CompleteOnce) {
   sounds.play(0, {}, count);
   sounds.play(4711, {}, count);
   EXPECT_EQ(completions, 0) << "play does not wait";
-  EXPECT_TRUE(sounds.waitUntilSilent(platform::Waiter::forever));
+  EXPECT_TRUE(sounds.waitUntilSilent(Waiter::forever));
   EXPECT_EQ(completions, many + 2);
-  EXPECT_TRUE(sounds.waitUntilSilent(platform::Waiter::forever));
-  platform::current().scheduler->makeWaiter()->wait(1ms);
+  EXPECT_TRUE(sounds.waitUntilSilent(Waiter::forever));
+  current().scheduler->makeWaiter()->wait(1ms);
   EXPECT_EQ(silences, 1);
   const std::vector<float> samples = heard();
   EXPECT_NEAR(samples[0], 0.32, 1e-5) << "32 at a time";
@@ -152,15 +145,15 @@ TEST_F(SystemSounds, CompleteOnce) {
 
 TEST_F(SystemSounds, WaitInALimitedNumber) {
   makeTheme("bell", {.rate = 48000, .channels = 1, .samples = std::vector<float>(48, 0.01F)});
-  platform::SystemSoundService& sounds = use();
+  SystemSoundService& sounds = simulate();
   int completions = 0;
   const auto play = [&](int count) {
     for (; count > 0; --count) sounds.play(1, {}, [&completions] { ++completions; });
-    return platform::current().deviceReport->lastRefusal().value_or(platform::Failure{}).reason;
+    return current().deviceReport->lastRefusal().value_or(Failure{}).reason;
   };
   EXPECT_EQ(play(32 + 1000), "");
   EXPECT_EQ(play(1), "system sound 1 is not played: 1000 sounds are waiting already");
-  EXPECT_TRUE(sounds.waitUntilSilent(platform::Waiter::forever));
+  EXPECT_TRUE(sounds.waitUntilSilent(Waiter::forever));
   EXPECT_EQ(completions, 1033);
 }
 
@@ -168,19 +161,19 @@ TEST_F(SystemSounds, WaitInALimitedNumber) {
 /// let the sound go on in the new run.
 TEST_F(SystemSounds, EndWithTheirRunAndLetTheNextOneBegin) {
   const auto lose = [](ScriptedDevice& device) {
-    device.state->callback->deviceEnded(platform::DeviceEnd::failed, platform::Failure{-9, "gone"});
+    device.state->callback->deviceEnded(DeviceEnd::failed, Failure{-9, "gone"});
   };
   const std::function<void(ScriptedDevice&)> ends[] = {lose, [](ScriptedDevice&) {},
                                                        [](ScriptedDevice& device) { device.slice(0); }};
   for (const auto& end : ends) {
     int completions = 0;
     ScriptedDevice device;
-    const auto settle = [&](platform::HostTime time = 5ms) { device.services.scheduler->makeWaiter()->wait(time); };
+    const auto settle = [&](HostTime time = 5ms) { device.services.scheduler->makeWaiter()->wait(time); };
     const auto played = [&] {
       device.slice(256);
       return std::ranges::any_of(device.state->played, [](float each) { return each != 0; });
     };
-    platform::SystemSoundService& sounds = *device.services.systemSounds;
+    SystemSoundService& sounds = *device.services.systemSounds;
     const auto play = [&] { sounds.play(1, {}, [&completions] { ++completions; }); };
     const auto engine = device.services.graphs->makeEngine();
     EXPECT_FALSE(engine->start());
@@ -197,7 +190,7 @@ TEST_F(SystemSounds, EndWithTheirRunAndLetTheNextOneBegin) {
     EXPECT_FALSE(played());
     play();
     EXPECT_TRUE(played() && played());
-    EXPECT_EQ(device.services.deviceReport->deviceEnd(), platform::DeviceEnd::none);
+    EXPECT_EQ(device.services.deviceReport->deviceEnd(), DeviceEnd::none);
     // The end and the new start come before anybody hears of the end.
     lose(device);
     engine->stop();
@@ -227,66 +220,52 @@ TEST_F(SystemSounds, SayWhyTheyAreCutShort) {
   int completions = 0;
   std::vector<std::string> log;
   ScriptedDevice device;
-  device.services.log->setSink([&log](platform::LogLevel, std::string_view line) { log.emplace_back(line); });
+  device.services.log->setSink([&log](LogLevel, std::string_view line) { log.emplace_back(line); });
   const auto play = [&] { device.services.systemSounds->play(1, {}, [&completions] { ++completions; }); };
   for (int sound = 0; sound < 33; ++sound) play();
   device.slice(256);
   device.change({48000, 1, 0, 256});
-  EXPECT_TRUE(device.services.systemSounds->waitUntilSilent(platform::Waiter::forever));
+  EXPECT_TRUE(device.services.systemSounds->waitUntilSilent(Waiter::forever));
   EXPECT_EQ(completions, 33);
   ASSERT_EQ(log.size(), 33U);
   EXPECT_EQ(log[0], "SystemSoundService::play failed: system sound 1 is cut short: the hardware has no output");
   EXPECT_EQ(log[32], "SystemSoundService::play failed: system sound 1 is not played: the hardware has no output");
-  EXPECT_EQ(device.services.deviceReport->lastRefusal()->status, platform::status::noDevice);
+  EXPECT_EQ(device.services.deviceReport->lastRefusal()->status, status::noDevice);
 }
 
 /// A sound begins while the device, which has ended, is started again for somebody else.
 TEST_F(SystemSounds, CompleteIfARestartFails) {
   int completions = 0;
   ScriptedDevice device;
-  platform::SystemSoundService& sounds = *device.services.systemSounds;
+  SystemSoundService& sounds = *device.services.systemSounds;
   const auto play = [&] { sounds.play(1, {}, [&completions] { ++completions; }); };
   const auto engine = device.services.graphs->makeEngine();
   EXPECT_FALSE(engine->start());
   play();
-  device.state->callback->deviceEnded(platform::DeviceEnd::failed, platform::Failure{-9, "gone"});
+  device.state->callback->deviceEnded(DeviceEnd::failed, Failure{-9, "gone"});
   engine->stop();
   EXPECT_TRUE(sounds.waitUntilSilent(1s));
   device.state->onStart = [&] {
     std::thread(play).join();
-    return platform::Failure{-9, "gone"};
+    return Failure{-9, "gone"};
   };
   EXPECT_TRUE(engine->start());
   EXPECT_TRUE(sounds.waitUntilSilent(1s));
   EXPECT_EQ(completions, 2);
 }
 
-TEST_F(SystemSounds, CompleteIfTheDeviceIsLostAndPlayAgainOnTheNextRun) {
-  const std::string scenario = mFolder.file("scenario.json");
-  std::ofstream(scenario) << R"({"faults":[{"at":0.1,"fault":"device-lost"}]})";
-  platform::SystemSoundService& sounds = use(",scenario=" + scenario);
-  int completions = 0;
-  sounds.play(11, {}, [&completions] { ++completions; });
-  EXPECT_TRUE(sounds.waitUntilSilent(platform::Waiter::forever));
-  EXPECT_EQ(completions, 1);
-  EXPECT_EQ(platform::current().deviceReport->deviceEnd(), platform::DeviceEnd::failed);
-  sounds.play(11, {}, [&completions] { ++completions; });
-  EXPECT_TRUE(sounds.waitUntilSilent(platform::Waiter::forever)) << "a device that stays lost refuses the sound";
-  EXPECT_EQ(completions, 2);
-}
-
 TEST_F(SystemSounds, WithoutAnOutputCompleteAtOnce) {
-  platform::use(platform::makeSimulatedHost("pace=fast,outputs=0"));
+  use(makeSimulatedHost("pace=fast,outputs=0"));
   OVSystemSound::initWithID(1)->playAndWait();
-  EXPECT_EQ(platform::current().deviceReport->runCount().frames, 0U);
-  platform::use(platform::makeSimulatedHost());
+  EXPECT_EQ(current().deviceReport->runCount().frames, 0U);
+  use(makeSimulatedHost());
 }
 
 TEST_F(SystemSounds, CompleteIfTheRunEndsBeforeTheyBegin) {
   std::atomic<int> completions = 0;
   ScriptedDevice device(host::HostContext::Pace::real);
   device.state->onStart = [state = device.state.get()] {
-    state->callback->deviceEnded(platform::DeviceEnd::failed, platform::Failure{-9, "gone"});
+    state->callback->deviceEnded(DeviceEnd::failed, Failure{-9, "gone"});
     std::this_thread::sleep_for(50ms);  // The notice of the end finds no sound.
     return std::nullopt;
   };
@@ -297,42 +276,40 @@ TEST_F(SystemSounds, CompleteIfTheRunEndsBeforeTheyBegin) {
 
 /// Every run ends with its first slice, at any time between the start of the device and that of a sound.
 TEST_F(SystemSounds, CompleteWheneverTheRunEnds) {
-  platform::use(platform::makeSimulatedHost("slice=16"));
-  platform::current().runControl->endAfterFrames(1);
+  use(makeSimulatedHost("slice=16"));
+  current().runControl->endAfterFrames(1);
   std::atomic<int> completions = 0;
-  std::vector<std::thread> threads;
+  std::vector<std::jthread> threads;
   for (int index = 0; index < 3; ++index) {
     threads.emplace_back([&completions] {
-      for (int sound = 0; sound < 100; ++sound) {
-        platform::current().systemSounds->play(1, {}, [&completions] { ++completions; });
-      }
+      for (int sound = 0; sound < 100; ++sound) current().systemSounds->play(1, {}, [&completions] { ++completions; });
     });
   }
-  for (std::thread& thread : threads) thread.join();
-  EXPECT_TRUE(platform::current().systemSounds->waitUntilSilent(10s));
+  threads.clear();
+  EXPECT_TRUE(current().systemSounds->waitUntilSilent(10s));
   EXPECT_EQ(completions, 300);
-  platform::use(platform::makeSimulatedHost());
+  use(makeSimulatedHost());
 }
 
 TEST_F(SystemSounds, PlayFromSeveralThreadsInRealTime) {
   makeTheme("bell", {.rate = 48000, .channels = 2, .samples = std::vector<float>(960, 0.01F)});
-  platform::use(platform::makeSimulatedHost("slice=64"));
+  use(makeSimulatedHost("slice=64"));
   std::atomic<int> completions = 0;
-  std::vector<std::thread> threads;
+  std::vector<std::jthread> threads;
   for (int index = 0; index < 3; ++index) {
     threads.emplace_back([&completions] {
       for (int sound = 0; sound < 5; ++sound) {
-        platform::current().systemSounds->play(1, {}, [&completions] { ++completions; });
+        current().systemSounds->play(1, {}, [&completions] { ++completions; });
         OVSystemSound::initWithID(1)->playAndWait();
       }
     });
   }
-  for (std::thread& thread : threads) thread.join();
-  EXPECT_TRUE(platform::current().systemSounds->waitUntilSilent(platform::Waiter::forever));
+  threads.clear();
+  EXPECT_TRUE(current().systemSounds->waitUntilSilent(Waiter::forever));
   EXPECT_EQ(completions, 15);
-  platform::current().systemSounds->play(11, {}, [&completions] { ++completions; });
-  platform::current().systemSounds->play(4711, {}, [&completions] { ++completions; });
-  platform::use(platform::makeSimulatedHost());  // Destroys the host while it plays.
+  current().systemSounds->play(11, {}, [&completions] { ++completions; });
+  current().systemSounds->play(4711, {}, [&completions] { ++completions; });
+  use(makeSimulatedHost());  // Destroys the host while it plays.
   EXPECT_EQ(completions, 17);
 }
 
