@@ -154,9 +154,8 @@ TEST(Commands, PrintOneObjectHoweverTheyEnd) {
 }
 
 TEST(Commands, DoWithoutAUsableStandardOutput) {
-  for (const std::string command : {"device", "session", "session --json", "--version", "meter --seconds 0.1"}) {
+  for (const std::string command : {"device", "session", "session --json", "--version", "meter --seconds 0.1"})
     EXPECT_EQ(runFast("", command + " >/dev/full"), (Ended{1, "", "orvane: standard output could not be written\n"}));
-  }
   // If standard output is closed, the next opened file must not get its descriptor.
   const TemporaryFolder folder;
   const std::string file = folder.file("silence.wav");

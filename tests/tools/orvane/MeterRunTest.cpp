@@ -14,9 +14,8 @@ std::string expectedBars(const Sound& sound, std::size_t slice, bool fourLanes =
   for (std::size_t first = 0, call = 0; first < sound.frames(); first += slice, ++call) {
     for (std::size_t channel = 0; channel < channels; ++channel) {
       std::vector<float> samples;
-      for (std::size_t frame = first; frame < std::min(first + slice, sound.frames()); ++frame) {
+      for (std::size_t frame = first; frame < std::min(first + slice, sound.frames()); ++frame)
         samples.push_back(sound.samples[frame * channels + channel]);
-      }
       meters[channel].floats(samples, fourLanes);
       if (call % 8 != 0) continue;
       const auto stars = static_cast<std::size_t>(std::min(meters[channel].mAverageLevel * 40, 40.0));

@@ -1,66 +1,21 @@
 // SPDX-License-Identifier: MIT
-#include <cstring>
 #include <span>
+#include <sstream>
 
 #include "tests/tools/orvane/Voice.h"
 
 namespace orvane::test {
 namespace {
 
-class QueueRun : public ToolRun {
+class QueueRun : public PlayRun {
  protected:
   Ended record(const std::string& path, const std::string& device, const std::string& options = {}) const {
     return runFast(device, "--json queue record " + path + " " + options);
   }
-  /// Plays a file in slices of 256 frames and returns what the speaker played.
   Sound played(const std::string& path, const std::string& device = {}) const {
-    const Ended ended = runFast("speaker=" + mHeard + device, "--json queue play " + path);
-    EXPECT_EQ(ended.status, 0) << ended;
-    EXPECT_THAT(ended.output, AllOf(HasSubstr(R"("ended":"finished")"), HasSubstr(R"("discontinuities":0,)")));
-    return readSound(mHeard);
+    return PlayRun::played("queue play " + path, device);
   }
-  /// Returns the 32-bit float samples that the program `ffmpeg` decodes.
-  static std::vector<float> decoded(const std::string& path) {
-    const std::string bytes = run("ffmpeg -v error -i " + path + " -f f32le -").output;
-    std::vector<float> samples(bytes.size() / sizeof(float));
-    std::memcpy(samples.data(), bytes.data(), samples.size() * sizeof(float));
-    return samples;
-  }
-
-  const std::string mHeard = mFolder.file("heard.wav");
 };
-
-/// Expects `heard` to be `wanted`, with at most a slice of silence before it, and after it only the rest of the last
-/// slice and one more.
-void expectHeard(const Sound& heard, const std::vector<float>& wanted, float tolerance = 0) {
-  constexpr std::size_t slice = 256;
-  const auto width = static_cast<std::size_t>(heard.channels);
-  ASSERT_GE(heard.samples.size(), wanted.size());
-  std::size_t first = 0;
-  while (first < slice * width && heard.samples[first] == 0) ++first;
-  first -= first % width;
-  // The sound itself may begin with silence.
-  std::size_t silent = 0;
-  while (silent < wanted.size() && std::abs(wanted[silent]) <= tolerance) ++silent;
-  first -= std::min(first, silent - silent % width);
-  ASSERT_LE(first + wanted.size(), heard.samples.size());
-  EXPECT_LE(heard.samples.size(), first + wanted.size() + 2 * slice * width);
-  float worst = 0;
-  for (std::size_t i = 0; i < wanted.size(); ++i)
-    worst = std::max(worst, std::abs(heard.samples[first + i] - wanted[i]));
-  EXPECT_LE(worst, tolerance);
-  EXPECT_THAT(
-      std::vector(heard.samples.begin() + static_cast<std::ptrdiff_t>(first + wanted.size()), heard.samples.end()),
-      Each(0.0F));
-}
-
-/// Returns noise of whole steps of 24 bits.
-Sound noise(int rate, int channels, std::size_t frames) {
-  std::mt19937 random(7);
-  Sound sound{rate, channels, std::vector<float>(frames * static_cast<std::size_t>(channels))};
-  for (float& each : sound.samples) each = static_cast<float>(random() % 0x1000000) / 0x800000 - 1;
-  return sound;
-}
 
 Sound sine(int rate, std::size_t frames, double hertz) {
   Sound sound{rate, 1, std::vector<float>(frames)};
@@ -130,31 +85,16 @@ TEST_F(QueueRun, RecordsOpusOfTheSameLengthAndShape) {
 }
 
 TEST_F(QueueRun, PlaysEveryWidthAndByteOrder) {
-  const Sound sound = noise(48000, 2, 30'011);
+  const Sound sound = makeNoise(48000, 2, 30'011);
   writeSound(mVoice, sound);
-  const std::pair<std::string, std::string> rows[] = {{"a.wav", "-b 8 -e unsigned"},
-                                                      {"b.wav", "-b 16"},
-                                                      {"c.wav", "-b 24"},
-                                                      {"d.wav", "-b 32"},
-                                                      {"e.wav", "-e float -b 32"},
-                                                      {"f.wav", "-e float -b 64"},
-                                                      {"a.aiff", "-b 8"},
-                                                      {"b.aiff", "-b 16"},
-                                                      {"c.aiff", "-b 24"},
-                                                      {"d.aiff", "-b 32"},
-                                                      {"e.aifc", "-b 16"},
-                                                      {"a.au", "-b 8 -e signed"},
-                                                      {"b.au", "-b 16 -B"},
-                                                      {"c.au", "-pcm16 -endian=little"},
-                                                      {"d.au", "-pcm24 -endian=little"},
-                                                      {"e.au", "-float64 -endian=little"},
-                                                      {"f.au", "-e float -b 32 -B"},
-                                                      {"g.w64", "-b 24"},
-                                                      {"a.flac", "-b 8"},
-                                                      {"b.flac", "-b 16"},
-                                                      {"c.flac", "-b 24"}};
-  for (const auto& [name, options] : rows) {
-    SCOPED_TRACE(name + " " + options);
+  std::istringstream rows(
+      "a.wav -b 8 -e unsigned|b.wav -b 16|c.wav -b 24|d.wav -b 32|e.wav -e float -b 32|f.wav -e float -b 64|"
+      "a.aiff -b 8|b.aiff -b 16|c.aiff -b 24|d.aiff -b 32|e.aifc -b 16|a.au -b 8 -e signed|b.au -b 16 -B|"
+      "c.au -pcm16 -endian=little|d.au -pcm24 -endian=little|e.au -float64 -endian=little|f.au -e float -b 32 -B|"
+      "g.w64 -b 24|a.flac -b 8|b.flac -b 16|c.flac -b 24");
+  for (std::string row; std::getline(rows, row, '|');) {
+    SCOPED_TRACE(row);
+    const std::string name = row.substr(0, row.find(' ')), options = row.substr(name.size() + 1);
     const std::string path = mFolder.file(name);
     const bool isSwapped = options.ends_with("little");
     const std::string convert =
@@ -201,7 +141,7 @@ TEST_F(QueueRun, ConvertsTheRateToTheFrame) {
 
 TEST_F(QueueRun, MapsChannels) {
   for (const auto& [channels, outputs] : {std::pair(1, 2), {6, 2}, {2, 1}, {2, 6}}) {
-    const Sound sound = noise(48000, channels, 3000);
+    const Sound sound = makeNoise(48000, channels, 3000);
     writeSound(mVoice, sound);
     expectHeard(played(mVoice, ",outputs=" + std::to_string(outputs)), mapped(sound, outputs));
   }
@@ -218,6 +158,7 @@ TEST_F(QueueRun, RecordsInTheFormatThatIsGiven) {
   for (const auto& [name, format, wanted] : rows) {
     const std::string path = mFolder.file(name);
     EXPECT_EQ(record(path, "mic=noise", "--seconds 0.5 --format " + format).status, 0) << name;
+    EXPECT_NEAR(std::ranges::max(readSound(path).samples), 1.1, 0.5) << name;
     EXPECT_EQ(
         run("sh -c 'echo $(soxi -b " + path + "; soxi -e " + path + "; soxi -c " + path + "; soxi -r " + path + ")'")
             .output,
@@ -239,13 +180,13 @@ TEST_F(QueueRun, RecordsInTheFormatThatIsGiven) {
     EXPECT_THAT(ended.errors, AllOf(StartsWith("orvane: "), HasSubstr(reason))) << format;
   }
   EXPECT_EQ(runFast("", "queue record --json").status, 2);
-  EXPECT_THAT(record(mVoice, hearing(noise(8000, 1, 9))).errors, HasSubstr("create failed: -3"));
+  EXPECT_THAT(record(mVoice, hearing(makeNoise(8000, 1, 9))).errors, HasSubstr("create failed: -3"));
   EXPECT_EQ(runFast("inputs=0", "queue record " + mTake).status, 77);
 }
 
 TEST_F(QueueRun, PlaysShortFilesAndRefusesEmptyOnes) {
   for (const std::size_t frames : {1U, 255U, 256U, 257U, 24'000U, 72'000U, 72'001U}) {
-    const Sound sound = noise(48000, 2, frames);
+    const Sound sound = makeNoise(48000, 2, frames);
     writeSound(mVoice, sound);
     expectHeard(played(mVoice), sound.samples);
   }
@@ -258,7 +199,7 @@ TEST_F(QueueRun, PlaysShortFilesAndRefusesEmptyOnes) {
 }
 
 TEST_F(QueueRun, FailsAtFilesThatAreCutOrDamaged) {
-  writeSound(mVoice, noise(48000, 2, 200'000));
+  writeSound(mVoice, makeNoise(48000, 2, 200'000));
   const std::string files[] = {mFolder.file("a.wav"), mFolder.file("a.flac"), mFolder.file("a.opus")};
   ASSERT_EQ(run("sox -D " + mVoice + " -b 16 " + files[0]).status + run("flac -s " + files[0]).status +
                 run("opusenc --quiet " + files[0] + " " + files[2]).status,

@@ -93,9 +93,8 @@ TEST_F(RecordRun, FailsWhereTheDiskIsSoSlowThatSlicesAreLost) {
 TEST_F(RecordRun, PlaythruPlaysWhatTheMicrophoneHearsToTheBit) {
   const Sound voice = makeVoice(44100, 2);
   const std::string device = hearing(voice);
-  for (const std::string slice : {"17", "64", "441", "1003", "8192"}) {
+  for (const std::string slice : {"17", "64", "441", "1003", "8192"})
     EXPECT_TRUE(bytesOf(played(device + ",slice=" + slice)) == bytesOf(voice.samples)) << slice;
-  }
   const std::string format = formatJson(44100, 2);
   EXPECT_THAT(runFast(device, "playthru --json").output,
               HasSubstr(R"("client":{"input":)" + format + R"(,"output":)" + format + "},\"latencyFrames\":0}\n"));

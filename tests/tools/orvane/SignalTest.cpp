@@ -99,54 +99,61 @@ TEST_F(Signal, AClosedPipeEndsARunCleanly) {
   expectCleanEnd(metering.finish());
 }
 
+/// A terminal whose text the test reads.
+class Terminal {
+ public:
+  Terminal() {
+    EXPECT_TRUE(grantpt(mMaster) == 0 && unlockpt(mMaster) == 0);
+    mHeld = open(name(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+  }
+  ~Terminal() {
+    close(mHeld);
+    close(mMaster);
+  }
+  Terminal(const Terminal&) = delete;
+  Terminal& operator=(const Terminal&) = delete;
+
+  const char* name() const { return ptsname(mMaster); }
+  /// Returns the text that has been printed so far.
+  const std::string& shown() {
+    for (char byte = 0; read(mMaster, &byte, 1) == 1;) mShown += byte;
+    return mShown;
+  }
+
+ private:
+  const int mMaster = posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+  int mHeld = -1;  ///< Kept open, so that the terminal keeps the printed text.
+  std::string mShown;
+};
+
 TEST_F(Signal, ARunOnATerminalEndsItsLine) {
-  const int terminal = posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
-  ASSERT_TRUE(grantpt(terminal) == 0 && unlockpt(terminal) == 0);
-  // Kept open, so that the terminal keeps the printed text.
-  const int held = open(ptsname(terminal), O_RDWR | O_NOCTTY | O_CLOEXEC);
   for (const std::string seconds : {"", " --seconds 0.01"}) {
-    std::string shown;
-    const auto readOn = [&] {
-      for (char byte = 0; read(terminal, &byte, 1) == 1;) shown += byte;
-      return shown.size() >= 41;
-    };
-    Program metering(mMeter + "mic=tone:440:1" + seconds + " >" + ptsname(terminal));
-    await(readOn);
+    Terminal terminal;
+    Program metering(mMeter + "mic=tone:440:1" + seconds + " >" + terminal.name());
+    await([&] { return terminal.shown().size() >= 41; });
     if (seconds.empty()) metering.send(SIGINT);
     const Ended ended = metering.finish();
-    readOn();
     EXPECT_EQ(ended.status, 0);
     EXPECT_THAT(ended.errors, StartsWith(R"({"command")"));
-    EXPECT_THAT(shown, EndsWith(" \r\r\n"));
+    EXPECT_THAT(terminal.shown(), EndsWith(" \r\r\n"));
   }
-  close(held);
-  close(terminal);
 }
 
 TEST_F(Signal, EndsALongSystemSound) {
-  const int terminal = posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
-  ASSERT_TRUE(grantpt(terminal) == 0 && unlockpt(terminal) == 0);
-  const int held = open(ptsname(terminal), O_RDWR | O_NOCTTY | O_CLOEXEC);
   const std::string theme = mFolder.file("sounds/freedesktop/stereo");
   std::filesystem::create_directories(theme);
   writeSound(theme + "/bell.wav", {8000, 1, std::vector<float>(8000 * 30, 0.1F)});
   for (const std::string options : {"", " --wait"}) {
+    Terminal terminal;
     Program playing("env XDG_DATA_DIRS=" + mFolder.path().string() +
-                    " " ORVANE_TOOL " sound 1 --json --simulate speaker=" + mFile + options + " 2>" +
-                    ptsname(terminal));
-    std::string shown;
-    await([&] {
-      for (char byte = 0; read(terminal, &byte, 1) == 1;) shown += byte;
-      return shown.find("ends with Ctrl-C") != std::string::npos;
-    });
-    EXPECT_THAT(shown, HasSubstr("playing system sound 1"));
+                    " " ORVANE_TOOL " sound 1 --json --simulate speaker=" + mFile + options + " 2>" + terminal.name());
+    await([&] { return terminal.shown().find("ends with Ctrl-C") != std::string::npos; });
+    EXPECT_THAT(terminal.shown(), HasSubstr("playing system sound 1"));
     await([&] { return readFile(mFile).size() > 30'000; });
     playing.send(SIGINT);
     expectCleanEnd(playing.finish());
     EXPECT_LT(readSound(mFile).frames(), 48000U * 15) << "not to its end";
   }
-  close(held);
-  close(terminal);
 }
 
 TEST_F(Signal, AClosedStandardErrorChangesNothing) {

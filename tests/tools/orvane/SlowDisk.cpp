@@ -16,8 +16,7 @@ extern "C" ssize_t pwrite(int descriptor, const void* bytes, std::size_t count, 
   using Write = ssize_t (*)(int, const void*, std::size_t, off_t);
   static const auto next = reinterpret_cast<Write>(dlsym(RTLD_NEXT, "pwrite"));
   static std::atomic<bool> paused = false;
-  if (descriptor > STDERR_FILENO && count > 1000 && !paused.exchange(true)) {
+  if (descriptor > STDERR_FILENO && count > 1000 && !paused.exchange(true))
     std::this_thread::sleep_for(std::chrono::milliseconds(2500));
-  }
   return next(descriptor, bytes, count, offset);
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <cstring>
 #include <random>
 
 #include "tests/tools/orvane/Program.h"
@@ -25,6 +26,64 @@ inline Sound makeVoice(int rate, int channels) {
   for (int step = -32768; step <= 32767; ++step) voice.samples.push_back(static_cast<float>(step) / 32768);
   voice.samples.resize(voice.frames() * width);
   return voice;
+}
+
+/// Returns noise of whole steps of 24 bits.
+inline Sound makeNoise(int rate, int channels, std::size_t frames, unsigned seed = 7) {
+  std::mt19937 random(seed);
+  Sound sound{rate, channels, std::vector<float>(frames * static_cast<std::size_t>(channels))};
+  for (float& each : sound.samples) each = static_cast<float>(random() % 0x1000000) / 0x800000 - 1;
+  return sound;
+}
+
+/// Returns the 32-bit float samples that the program `ffmpeg` decodes.
+inline std::vector<float> decoded(const std::string& path) {
+  const std::string bytes = run("ffmpeg -v error -i " + path + " -f f32le -").output;
+  std::vector<float> samples(bytes.size() / sizeof(float));
+  std::memcpy(samples.data(), bytes.data(), samples.size() * sizeof(float));
+  return samples;
+}
+
+/// Complete runs that play files on a speaker whose output is a file.
+class PlayRun : public ToolRun {
+ protected:
+  /// Runs `command`, such as "queue play a.wav", in slices of 256 frames and returns what the speaker played.
+  Sound played(const std::string& command, const std::string& device = {}) const {
+    const Ended ended = runFast("speaker=" + mHeard + device, "--json " + command);
+    EXPECT_EQ(ended.status, 0) << ended;
+    EXPECT_THAT(ended.output, AllOf(HasSubstr(R"("ended":"finished")"), HasSubstr(R"("discontinuities":0,)")));
+    return readSound(mHeard);
+  }
+  std::string make(const std::string& name, const Sound& sound) const {
+    writeSound(mFolder.file(name), sound);
+    return mFolder.file(name);
+  }
+
+  const std::string mHeard = mFolder.file("heard.wav");
+};
+
+/// Expects `heard` to be `wanted`, with at most a slice of silence before it, and after it only the rest of the last
+/// slice and one more.
+inline void expectHeard(const Sound& heard, const std::vector<float>& wanted, float tolerance = 0) {
+  constexpr std::size_t slice = 256;
+  const auto width = static_cast<std::size_t>(heard.channels);
+  ASSERT_GE(heard.samples.size(), wanted.size());
+  std::size_t first = 0;
+  while (first < slice * width && heard.samples[first] == 0) ++first;
+  first -= first % width;
+  // The sound itself may begin with silence.
+  std::size_t silent = 0;
+  while (silent < wanted.size() && std::abs(wanted[silent]) <= tolerance) ++silent;
+  first -= std::min(first, silent - silent % width);
+  ASSERT_LE(first + wanted.size(), heard.samples.size());
+  EXPECT_LE(heard.samples.size(), first + wanted.size() + 2 * slice * width);
+  float worst = 0;
+  for (std::size_t i = 0; i < wanted.size(); ++i)
+    worst = std::max(worst, std::abs(heard.samples[first + i] - wanted[i]));
+  EXPECT_LE(worst, tolerance);
+  EXPECT_THAT(
+      std::vector(heard.samples.begin() + static_cast<std::ptrdiff_t>(first + wanted.size()), heard.samples.end()),
+      Each(0.0F));
 }
 
 /// Returns the samples of `sound` on a device with `outputs` channels: one channel goes to all, and to one go all;
