@@ -2,7 +2,6 @@
 
 #include "iounit/AOMeter.h"
 #include "platform/Hosts.h"
-#include "platform/host/CallGate.h"
 #include "platform/host/Host.h"
 #include "platform/root/HostRegistry.h"
 #include "tests/support/ScriptedDevice.h"
@@ -97,19 +96,6 @@ TEST(HostRegistry, KnowsMoreHostsThanAreAvailableAndMakesThoseByName) {
   isPluggedIn = true;
   EXPECT_EQ(hosts.available().front(), "optional");
   EXPECT_EQ(reasonOf([] { makeHost("simulated", "rate=x"); }).substr(0, 7), "rate=x:");
-}
-
-/// A call of an invented service. Defining the constant must be enough to make the call known to the call gate.
-const host::GatedCall kettleBoil("KettleService::boil");
-
-TEST(CallGate, KnowsTheCallsOfEveryServiceAndRefusesByName) {
-  EXPECT_THAT(host::GatedCall::all(), testing::Contains(&kettleBoil));
-  host::HostContext context(host::HostContext::Pace::fast);
-  EXPECT_EQ(context.refusalOf(kettleBoil), std::nullopt);
-  const host::Refusal dry{-7, "no water"};
-  context.gate->setDecision([&](std::string_view call) { return call == kettleBoil.name() ? &dry : nullptr; });
-  EXPECT_EQ(context.refusalOf(kettleBoil), -7);
-  EXPECT_EQ(context.lastRefusal(), (Failure{-7, "no water", "KettleService::boil"}));
 }
 
 }  // namespace
