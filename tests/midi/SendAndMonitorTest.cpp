@@ -42,9 +42,8 @@ TEST(PacketListTest, AppendsToTheCurrentPacketOnlyWhereTheRuleAllows) {
   // An event that does not fit leaves the list as it was.
   Block block({{5, {0x90, 1}}});
   std::uint8_t* const first = reinterpret_cast<std::uint8_t*>(&block.list()) + 4;
-  for (const std::uint64_t time : {5U, 6U}) {
+  for (const std::uint64_t time : {5U, 6U})
     EXPECT_EQ(platform::addToPacketList(block.list(), block.size(), first, time, Bytes{7}), nullptr);
-  }
   EXPECT_EQ(platform::addToPacketList(block.list(), 1 << 17, first, 6, Bytes(65536)), nullptr);
   EXPECT_EQ(shown(block.list()), "5: 90 01");
 }
@@ -133,9 +132,8 @@ struct MidiTools : testing::Test, ScriptedMidi {
 TEST_F(MidiTools, EndpointsAreFoundByExactName) {
   EXPECT_EQ(number(OVMIDIBase::sourceWithName("Synth")) + number(OVMIDIBase::destinationWithName("Synth")), "65");
   EXPECT_EQ(number(OVMIDIBase::defaultSource()) + number(OVMIDIBase::defaultDestination()), "21");
-  for (const char* name : {"synth", "Synth ", "Syn", ""}) {
+  for (const char* name : {"synth", "Synth ", "Syn", ""})
     EXPECT_EQ(reasonOf([&] { OVMIDIBase::sourceWithName(name); }), "No MIDI source named '" + std::string(name) + "'");
-  }
   EXPECT_EQ(reasonOf([] { OVMIDIBase::destinationWithName({}); }), "No MIDI destination named '(null)'");
   sources.clear();
   destinations.clear();
@@ -176,10 +174,9 @@ TEST_F(MidiTools, SendsTheGroupsOfAText) {
     const std::string dump = printed([&, text = text] { tool->transmit(text); });
     EXPECT_EQ(sent, lists) << text;
     std::string expected = sent;
-    for (const std::string from : {"1000", "1001", "1002", "1004"}) {
+    for (const std::string from : {"1000", "1001", "1002", "1004"})
       for (std::size_t at = 0; (at = expected.find(from + ":", at)) != std::string::npos; at += 7)
         expected.replace(at, 5, "[" + from + "]:");
-    }
     std::erase(expected, ';');
     EXPECT_EQ(dump, expected);
     sent.clear();

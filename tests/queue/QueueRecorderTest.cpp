@@ -65,9 +65,8 @@ TEST_F(Recorder, SizesItsBuffersForHalfASecond) {
       {{.sampleRate = 8000, .bytesPerPacket = 33, .framesPerPacket = 160}, 25 * 33},
       {{.sampleRate = 10}, 5 * 1536},
       {{.sampleRate = 10, .bytesPerPacket = 3}, 5 * 3}};
-  for (const auto& [format, bytes] : rows) {
+  for (const auto& [format, bytes] : rows)
     EXPECT_EQ(QueueRecorder::computeRecordBufferSize(format, queue, 0.5F), bytes);
-  }
   // The queue's own description counts.
   ofQueue[QueueProperty::streamDescription] = bytesOf(std::get<0>(rows[2]));
   const auto recorder = makeCompressed();

@@ -95,9 +95,8 @@ class ScriptedMidi : platform::Log, platform::MidiService, platform::SequencePla
   static std::uint32_t size(const std::vector<MidiObjectRef>& list) { return static_cast<std::uint32_t>(list.size()); }
   std::vector<MidiObjectRef> children(MidiObjectRef parent, MidiObjectKind kind) const {
     std::vector<MidiObjectRef> result;
-    for (const MidiObjectRef child : at(parent).children) {
+    for (const MidiObjectRef child : at(parent).children)
       if ((static_cast<int>(at(child).kind) & 0xF) == static_cast<int>(kind)) result.push_back(child);
-    }
     return result;
   }
   template <typename Kind>

@@ -179,9 +179,8 @@ class ScriptedQueues : platform::Log,
     return note("dispose");
   }
   void notify(BufferQueue of, QueueProperty property) {
-    for (const auto& [each, which, listener, context] : mListeners) {
+    for (const auto& [each, which, listener, context] : mListeners)
       if (each == of && which == property) listener(context, of, property);
-    }
   }
 
   // SoundFileService

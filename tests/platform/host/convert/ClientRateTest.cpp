@@ -32,9 +32,8 @@ void expectTone(const std::vector<float>& samples, double first, int seconds, do
 struct Rig : UnitRig {
   Rig(int hardware, int client, const std::string& options)
       : UnitRig("pace=fast,outputs=1,rate=" + std::to_string(hardware) + "," + options) {
-    for (platform::UnitBus* bus : {&wrapper->outputBus(1), &wrapper->inputBus(0)}) {
+    for (platform::UnitBus* bus : {&wrapper->outputBus(1), &wrapper->inputBus(0)})
       EXPECT_FALSE(bus->setFormat(platform::StreamFormat::standard(client, 1)).has_value());
-    }
   }
   platform::UnitLatency run(double frames) {
     control.endAfterFrames(static_cast<std::uint64_t>(frames));

@@ -133,9 +133,8 @@ TEST_F(ConvertingFilesTest, AFileTakesItsOwnFormatAndNothingElse) {
   ASSERT_EQ(create({.path = folder.file("take.wav"), .existing = ExistingFile::refuse}, file), 0);
   EXPECT_EQ(write(file, slice), status::wrongState) << "before the client format was set";
   for (const StreamFormat& format :
-       {StreamFormat::standard(44100, 2), StreamFormat::standard(48000, 1), int16(48000, 2)}) {
+       {StreamFormat::standard(44100, 2), StreamFormat::standard(48000, 1), int16(48000, 2)})
     EXPECT_EQ(files.setClientDataFormat(file, format.description()), status::unsupportedFormat);
-  }
   ASSERT_EQ(files.setClientDataFormat(file, StreamFormat::standard(48000, 2).description()), 0);
   EXPECT_EQ(files.writeAsync(file, 0, nullptr), 0);
   EXPECT_EQ(files.writeAsync(file, 1, nullptr), status::badParameter);
