@@ -225,8 +225,7 @@ const ToolCase toolCases[] = {
     {"OVTestTone", [] { return std::shared_ptr<OVIOUnit>(OVTestTone::init()); }, "",
      "OutputHardwareFormat > setOutputClientFormat 44100 Hz, 2 > setOutputProvider"}};
 
-INSTANTIATE_TEST_SUITE_P(Tools, EachTool, testing::ValuesIn(toolCases),
-                         [](const auto& each) { return each.param.name; });
+INSTANTIATE_TEST_SUITE_P(Tools, EachTool, testing::ValuesIn(toolCases), byName);
 
 /// The tools that install an input handler.
 using EachInputTool = EachTool;
@@ -240,8 +239,7 @@ TEST_P(EachInputTool, LeavesTheMemoryOfEachSliceToTheHost) {
   EXPECT_EQ(host.lent, 2) << "a buffer that keeps an old address shows old samples";
 }
 
-INSTANTIATE_TEST_SUITE_P(Tools, EachInputTool, testing::ValuesIn(toolCases, toolCases + 2),
-                         [](const auto& each) { return each.param.name; });
+INSTANTIATE_TEST_SUITE_P(Tools, EachInputTool, testing::ValuesIn(toolCases, toolCases + 2), byName);
 
 TEST(AOMeter, FlushesAtEverySliceAndBeginsAnewAtEachStart) {
   ScriptedHost host;

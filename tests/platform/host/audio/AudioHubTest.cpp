@@ -174,8 +174,7 @@ const EndOfRun endsOfRuns[] = {
     {"PlaneMissing", [](auto& rig) { EXPECT_EQ(rig.slice(256, 0, 0), 0U); }},
     {"PlaneNotAligned", [](auto& rig) { EXPECT_EQ(rig.slice(256, 0, 1, 1), 0U); }}};
 
-INSTANTIATE_TEST_SUITE_P(Run, AudioHubAtTheEnd, testing::ValuesIn(endsOfRuns),
-                         [](const auto& each) { return each.param.name; });
+INSTANTIATE_TEST_SUITE_P(Run, AudioHubAtTheEnd, testing::ValuesIn(endsOfRuns), byName);
 
 TEST(AudioHub, RebuildsItsClientsWhenTheDeviceChangesAndGoesOn) {
   ScriptedRig rig;
