@@ -137,6 +137,10 @@ TEST_F(QueueRun, ConvertsTheRateToTheFrame) {
     EXPECT_NE(heard.samples.at(first + wanted - 2), 0);
     for (std::size_t i = first + wanted; i < heard.frames(); ++i) EXPECT_EQ(heard.samples[i], 0);
   }
+  for (const std::size_t frames : {1U, 7U}) {
+    EXPECT_EQ(record(mTake, hearing(sine(8000, frames, 440)), "--format 44100-F32I-1").status, 0);
+    EXPECT_EQ(readSound(mTake).frames(), (frames * 44100 + 7999) / 8000);
+  }
 }
 
 TEST_F(QueueRun, MapsChannels) {
