@@ -15,6 +15,7 @@ struct ScriptedDevice {
     backend::DeviceFormat format{48000, 1, 1, 256};
     backend::DeviceCallback* callback = nullptr;                ///< Null unless the device runs.
     std::function<std::optional<platform::Failure>()> onStart;  ///< If set, decides whether a start fails.
+    std::function<void()> onSides;  ///< If set, is called once, at the next choice of sides.
     std::atomic<int> starts = 0;
     bool inputTaken = false;
     backend::DeviceLatency latency;
@@ -35,7 +36,10 @@ struct ScriptedDevice {
       return failure;
     }
     void stop() override { mState->callback = nullptr; }
-    void useSides(bool input, bool) override { mState->inputTaken = input; }
+    void useSides(bool input, bool) override {
+      mState->inputTaken = input;
+      if (const auto happens = std::exchange(mState->onSides, nullptr)) happens();
+    }
     std::vector<platform::AudioEndpoint> endpoints(platform::AudioSide) const override { return {}; }
 
    private:

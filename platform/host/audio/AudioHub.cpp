@@ -99,10 +99,8 @@ std::optional<Failure> AudioHub::add(HubClient& client) {
   forbidHere("a start of an audio client");
   const std::lock_guard lock(mControl);
   if (!mDevice || mIsShutDown) return Failure{status::noDevice, "there is no audio device"};
-  if (mEndOnCallback != DeviceEnd::none) finishRun();
-  // A failed run stays failed as long as it has clients that hold it.
   const bool isHeld = std::ranges::any_of(*mClients, [](const HubClient* each) { return each->holdsRun(); });
-  if (auto failure = mContext->runEnd.failure(); failure && isHeld) return failure;
+  if (auto failure = failureOfRun(); failure && isHeld) return failure;
   if (mStarted && isOver()) stopDevice();
   // The format may have changed since the client read it.
   if (mStarted) {
@@ -116,13 +114,21 @@ std::optional<Failure> AudioHub::add(HubClient& client) {
   // been called after the end.
   if (mStarted && !isOver()) return std::nullopt;
   stopDevice();
-  auto failure = startDevice();
+  auto failure = failureOfRun();
+  if (!failure || !isHeld) failure = startDevice();
   if (failure) {
     auto others = without(client);
     useSidesOf(*others);
     awaitUnread(publish(std::move(others)));
   }
   return failure;
+}
+
+/// Returns the failure of the run, which stays failed as long as it has clients that hold it. Announces an end that the
+/// callback has requested.
+std::optional<Failure> AudioHub::failureOfRun() {
+  finishRun();
+  return mContext->runEnd.failure();
 }
 
 void AudioHub::remove(HubClient& client) {

@@ -68,7 +68,8 @@ class AudioHub final : private backend::DeviceCallback {
   /// Stops the device permanently, because the host is being destroyed. May be called inside a worker's task.
   void shutDown();
 
-  /// Lets a registered client change what it exchanges with the device, without interrupting the device. `prepare` is
+  /// Lets a registered client change what it exchanges with the device, which is not stopped. A device that takes on
+  /// another side may interrupt the sound; it reports that as missing frames or a gap. `prepare` is
   /// called while no client is added or removed and the format does not change; it takes the format in which the device
   /// is running. If it returns a failure, so does this function, and nothing else happens. Otherwise the sides that
   /// clients use are read again, and slices that began before `prepare` returned have ended when this function returns.
@@ -103,6 +104,7 @@ class AudioHub final : private backend::DeviceCallback {
 
   bool isOver() const;
   void forbidHere(const char* what) const;
+  std::optional<platform::Failure> failureOfRun();
   std::optional<platform::Failure> startDevice();
   std::optional<platform::Failure> startInFormat();
   void labelDevice();

@@ -306,6 +306,31 @@ TEST(AudioHub, AClientThatJoinsIsToldTheFormatOfNow) {
   EXPECT_EQ(rig.second.slices, 1);
 }
 
+/// The callback ends the run while a client joins, before the device has taken on the client's sides.
+TEST(AudioHub, ARunThatEndsWhileAClientJoinsIsNotForgotten) {
+  HubRig rig;
+  int told = 0;
+  const auto notice = rig.context->runEnd.onEnd([&] { ++told; });
+  ASSERT_FALSE(rig.hub.add(rig.first));
+  rig.state->onSides = [&] { rig.slice(0); };
+  EXPECT_EQ(rig.hub.add(rig.second).value_or(platform::Failure{}).status, status::badSlice);
+  EXPECT_EQ(rig.context->runEnd.end(), DeviceEnd::failed) << "the first client holds the run";
+  EXPECT_EQ(rig.state->starts, 1);
+  rig.waiter->wait(1ms);
+  EXPECT_EQ(told, 1);
+  rig.hub.remove(rig.first);
+  // After another end the device is started again. If that fails, the end remains in force.
+  ASSERT_FALSE(rig.hub.add(rig.first));
+  rig.hub.endAfterFrames(256);
+  rig.state->onSides = [&] { rig.slice(256); };
+  rig.loseDevice();
+  EXPECT_EQ(rig.hub.add(rig.second).value_or(platform::Failure{}).reason, "gone");
+  EXPECT_EQ(rig.context->runEnd.end(), DeviceEnd::frameLimit);
+  rig.waiter->wait(1ms);
+  EXPECT_EQ(told, 2);
+  rig.hub.remove(rig.first);
+}
+
 TEST(AudioHub, NeitherOtherCallersNorAskingForLatencyMakeTheCallbackLock) {
   // In debug builds a lock on the callback ends the process. One thread waits, so that the device runs, while the other
   // creates and destroys units.
