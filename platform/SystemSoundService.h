@@ -38,7 +38,8 @@ class ORVANE_EXPORT SystemSoundService {
   virtual ~SystemSoundService() = default;
 
   /// Starts a sound and returns at once. Calls `completion`, which may be empty, exactly once: when the last sample of
-  /// the sound has been played, when the run of the device ends, or at once (with a warning in the log) if no sound has
+  /// the sound has been heard, when the run of the device ends, when the device
+  /// changes to a format in which the sound cannot be played, or at once (with a warning in the log) if no sound has
   /// the identifier. A sound that cannot be played completes at once too; `DeviceReport::lastRefusal` has the reason,
   /// with the call "SystemSoundService::play".
   ///

@@ -1,10 +1,15 @@
 // SPDX-License-Identifier: MIT
+#include <atomic>
+#include <cmath>
 #include <cstdlib>
+#include <filesystem>
 #include <numbers>
+#include <thread>
 
 #include "platform/DeviceReport.h"
 #include "platform/GraphEngine.h"
 #include "platform/Hosts.h"
+#include "platform/Platform.h"
 #include "platform/RunControl.h"
 #include "platform/SystemSoundService.h"
 #include "platform/Waiter.h"
@@ -13,6 +18,7 @@
 #include "tests/support/ScriptedDevice.h"
 #include "tests/support/SoundFiles.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/Test.h"
 
 namespace orvane::test {
 namespace {
@@ -252,6 +258,41 @@ TEST_F(SystemSounds, CompleteIfARestartFails) {
   EXPECT_TRUE(engine->start());
   EXPECT_TRUE(sounds.waitUntilSilent(1s));
   EXPECT_EQ(completions, 2);
+}
+
+/// A sound is refused before the notice of the end has come, because the engine holds the failed run.
+TEST_F(SystemSounds, CompleteIfAnotherOneIsRefused) {
+  int completions = 0;
+  std::string log;
+  ScriptedDevice device;
+  device.services.log->setSink([&log](LogLevel, std::string_view line) { log += std::string(line) + "\n"; });
+  const auto play = [&] { device.services.systemSounds->play(1, {}, [&completions] { ++completions; }); };
+  const auto engine = device.services.graphs->makeEngine();
+  EXPECT_FALSE(engine->start());
+  play();
+  device.state->callback->deviceEnded(DeviceEnd::failed, Failure{-9, "gone"});
+  play();
+  engine->stop();
+  EXPECT_FALSE(engine->start());
+  EXPECT_TRUE(device.services.systemSounds->waitUntilSilent(1s));
+  EXPECT_EQ(completions, 2);
+  EXPECT_EQ(log,
+            "system sounds were cut short: the audio device stopped\n"
+            "SystemSoundService::play failed: system sound 1 is not played: gone\n");
+}
+
+TEST_F(SystemSounds, CompleteWhenTheLastFrameHasBeenHeard) {
+  makeTheme("bell", {.rate = 48000, .channels = 1, .samples = std::vector<float>(480, 0.5F)});
+  int completions = 0;
+  ScriptedDevice device;
+  device.state->latency.output = 600;
+  device.services.systemSounds->play(1, {}, [&completions] { ++completions; });
+  int slices = 0;
+  for (; completions == 0 && slices < 99; ++slices) {
+    device.slice(256);
+    device.services.scheduler->makeWaiter()->wait(1ms);
+  }
+  EXPECT_EQ(slices, 5) << "the first one to begin behind 480 + 600 frames would be the sixth";
 }
 
 TEST_F(SystemSounds, WithoutAnOutputCompleteAtOnce) {

@@ -85,7 +85,11 @@ std::optional<Failure> HostSystemSounds::join() {
   const backend::DeviceFormat format = mHub->format();
   if (mHub->hasDevice() && format.outputs == 0) return Failure{status::noDevice, "the hardware has no output"};
   if (mJoined && mContext->runEnd.end() == platform::DeviceEnd::none) return std::nullopt;
-  if (std::exchange(mJoined, false)) mHub->remove(*this);
+  if (std::exchange(mJoined, false)) {
+    mHub->remove(*this);
+    // If the hub refuses what follows, nobody else ends the sounds of the run before.
+    endSounds();
+  }
   if (auto failure = mHub->checkAvailable()) return failure;
   if (format.sampleRate <= 0) return Failure{status::noDevice, "the hardware reports no sample rate"};
   if (auto failure = mHub->add(*this)) return failure;
@@ -106,6 +110,8 @@ std::optional<Failure> HostSystemSounds::begin(Request request) {
   }
   if (auto failure = prepare(*voice, *request.sound)) return failure;
   voice->position = 0;
+  voice->framesSinceEnd = 0;
+  voice->latency = mHub->latency().output;
   voice->completion = std::move(request.completion);
   voice->failure.reset();
   voice->state.store(State::playing, std::memory_order_release);
@@ -222,11 +228,13 @@ const char* HostSystemSounds::deviceSlice(const HubSlice& slice, OutputMix& mix)
   return nullptr;
 }
 
-/// Adds the next frames of a voice to the output. Returns false if there are none: the last ones were in the slice
-/// before.
+/// Adds the next frames of a voice to the output. Returns false if the last one has been heard.
 bool HostSystemSounds::mixVoice(Voice& voice, std::uint32_t frames, OutputMix& mix) {
   const std::size_t left = voice.samples->frames() - voice.position;
-  if (left == 0) return false;
+  if (left == 0) {
+    voice.framesSinceEnd += frames;
+    return voice.framesSinceEnd <= voice.latency;
+  }
   const std::size_t count = std::min<std::size_t>(left, frames);
   for (std::uint32_t channel = 0; channel < mix.channels(); ++channel) {
     float* const samples = mSlice->plane(channel);
@@ -275,12 +283,16 @@ void HostSystemSounds::collect() {
 
 /// Abandons all sounds if the run has ended.
 void HostSystemSounds::runEnded() {
+  // A notice may come late, when a new run has begun.
+  endSounds([this] { return mContext->runEnd.end() != platform::DeviceEnd::none; });
+}
+
+/// Abandons all sounds if `isDue`, which is called with the mutex locked, returns true.
+void HostSystemSounds::endSounds(const std::function<bool()>& isDue) {
   bool areCut = false;
   {
     const std::lock_guard lock(mMutex);
-    // A notice may come late, when a new run has begun.
-    if (mContext->runEnd.end() == platform::DeviceEnd::none) return;
-    areCut = abandon();
+    areCut = isDue() && abandon();
   }
   if (areCut && mContext->runEnd.failure()) {
     mContext->log->write(platform::LogLevel::error, "system sounds were cut short: the audio device stopped");

@@ -60,7 +60,9 @@ class HostSystemSounds final : public platform::SystemSoundService, private HubC
     const SoundEntry* sound = nullptr;    ///< Null if the sound was abandoned because the run ended.
     std::unique_ptr<PlanarFifo> samples;  ///< In the format of the hardware.
     std::vector<const float*> planes;
-    std::size_t position = 0;  ///< The frame that is played next.
+    std::size_t position = 0;          ///< The frame that is played next.
+    std::uint32_t framesSinceEnd = 0;  ///< Frames in the slices behind that of the last frame.
+    std::uint32_t latency = 0;         ///< The time from the mix until a frame is heard, in frames.
     std::function<void()> completion;
     std::optional<platform::Failure> failure;  ///< The reason why the sound was cut short in the middle of a run.
   };
@@ -88,6 +90,7 @@ class HostSystemSounds final : public platform::SystemSoundService, private HubC
   SoundSamples& samplesOf(const SoundEntry& sound);
   void collect();
   void runEnded();
+  void endSounds(const std::function<bool()>& isDue = [] { return true; });
   bool abandon();
   void complete(const std::vector<std::function<void()>>& completions);
   void completeSoon(std::function<void()> completion);
