@@ -16,7 +16,7 @@ namespace orvane::platform {
 enum class DeviceEnd {
   none,        ///< The device did not end by itself: it is running, was stopped, or was never started.
   inputEnded,  ///< The end of the microphone's file was reached.
-  frameLimit,  ///< The limit set by `RunControl::endAfterFrames` was reached.
+  frameLimit,  ///< The limit of `RunControl::endAfterFrames` was reached, or `endRun` was called.
   failed,      ///< The device failed; `DeviceReport::deviceFailure` has the reason.
 };
 

@@ -25,6 +25,10 @@ class ORVANE_EXPORT RunControl {
   /// been exceeded ends the run with the next slice.
   virtual void endAfterFrames(std::uint64_t frames) = 0;
 
+  /// Ends the run soon, even if the device makes no callbacks, as in an interruption. `DeviceReport::deviceEnd` returns
+  /// `DeviceEnd::frameLimit` then. Does nothing if the device is not running.
+  virtual void endRun() = 0;
+
   /// Subscribes `notice`, which is called each time the device ends by itself (see `DeviceReport::deviceEnd`). If the
   /// device has already ended, `notice` is called soon after this call. `notice` must not be empty.
   virtual Subscription onDeviceEnd(std::function<void()> notice) = 0;

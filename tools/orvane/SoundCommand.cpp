@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <atomic>
 #include <charconv>
-#include <chrono>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -15,7 +14,6 @@
 #include "platform/EventLoop.h"
 #include "platform/RunControl.h"
 #include "platform/Scheduler.h"
-#include "platform/Status.h"
 #include "platform/Subscription.h"
 #include "platform/SystemSoundService.h"
 #include "platform/Value.h"
@@ -55,14 +53,16 @@ class SoundSubject final : public RunSubject {
   std::optional<Outcome> failure() const override;
 
  private:
-  void endRun() const { mHost.runControl->endAfterFrames(1); }
+  void endRun() const {
+    mHost.runControl->endAfterFrames(1);  // Also ends a run that is about to begin.
+    mHost.runControl->endRun();
+  }
 
   const platform::Platform& mHost;
   const std::uint64_t mIdentifier;
   const bool mWaits;
   std::shared_ptr<OVSystemSound> mSound;
   std::atomic<bool> mIsInterrupted = false;
-  bool mIsStuck = false;  ///< The device did not end the run.
   platform::Subscription mOnSignal;
   platform::Subscription mOnSilent;
 };
@@ -84,12 +84,10 @@ void SoundSubject::stop() {
   const std::shared_ptr<platform::Waiter> ended = mHost.scheduler->makeWaiter();
   const auto notice = mHost.runControl->onDeviceEnd([ended] { ended->signal(); });
   endRun();
-  // Longer than the time after which any device without slices counts as stalled.
-  mIsStuck = !ended->wait(std::chrono::seconds(15));
+  ended->wait(platform::Waiter::forever);
 }
 
 std::optional<Outcome> SoundSubject::failure() const {
-  if (mIsStuck) return refused(mHost, {"the device did not end its run", platform::status::stalled});
   const auto refusal = mHost.deviceReport->lastRefusal();
   if (!refusal || refusal->call != "SystemSoundService::play") return std::nullopt;
   return refused(mHost, {refusal->reason, refusal->status});

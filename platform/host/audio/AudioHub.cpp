@@ -350,6 +350,14 @@ void AudioHub::finishRun() {
   mContext->runEnd.set(end, std::move(failure));
 }
 
+void AudioHub::endRun() {
+  withControlSoon([this] {
+    if (!mStarted || isOver()) return;
+    stopDevice();
+    mContext->runEnd.set(DeviceEnd::frameLimit, std::nullopt);
+  });
+}
+
 void AudioHub::deviceEnded(DeviceEnd end, std::optional<Failure> failure) {
   mStallWatch.end();
   mContext->runEnd.set(end, std::move(failure));

@@ -78,6 +78,8 @@ class AudioHub final : private backend::DeviceCallback {
 
   /// Sets the frame limit of the run, see `platform::RunControl::endAfterFrames`.
   void endAfterFrames(std::uint64_t frames) { mFrameLimit = frames; }
+  /// Ends the run soon, see `platform::RunControl::endRun`.
+  void endRun();
   /// Returns the counts of the run. The field `overruns` is 0, because overruns are counted by `FileRecord`.
   platform::RunCount runCount() const;
   /// Counts a gap in the sound that a client noticed. Real-time safe; thread-safe.

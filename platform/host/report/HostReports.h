@@ -53,6 +53,7 @@ class HostRunControl final : public platform::RunControl {
       : mContext(std::move(context)), mHub(std::move(hub)) {}
 
   void endAfterFrames(std::uint64_t frames) override { mHub->endAfterFrames(frames); }
+  void endRun() override { mHub->endRun(); }
   platform::Subscription onDeviceEnd(std::function<void()> notice) override {
     return mContext->runEnd.onEnd(std::move(notice));
   }

@@ -92,6 +92,23 @@ TEST_F(Signal, EndsARunCleanlyInTheMiddleOfAFault) {
   }
 }
 
+/// Sounds play through a service that keeps the device running, also while the device makes no callbacks.
+TEST_F(Signal, EndsASystemSoundInTheMiddleOfAFault) {
+  const std::string scenario = mFolder.file("scenario.json");
+  const std::string device = "rate=16000,slice=4096,speaker=" + mFile + ",scenario=" + scenario;
+  std::ofstream(scenario) << R"({"faults":[{"at":0.3,"fault":"discontinuity","frames":10000000}]})";
+  for (const std::string command : {"sound 11", "sound 11 --wait"}) {
+    std::filesystem::remove(mFile);
+    Program program("env XDG_DATA_DIRS=/nonexistent " ORVANE_TOOL " --json --simulate " + device + " " + command);
+    await([&] { return std::filesystem::exists(mFile); });
+    std::this_thread::sleep_for(std::chrono::milliseconds(700));
+    const auto begin = std::chrono::steady_clock::now();
+    program.send(SIGINT);
+    expectCleanEnd(program.finish());
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(8)) << "long before it counts as stalled";
+  }
+}
+
 TEST_F(Signal, AClosedPipeEndsARunCleanly) {
   Program metering(mMeter + "mic=tone:440:0.5 >" + mPipe);
   await([&] { return heldByPipe() >= 41; });
@@ -144,6 +161,7 @@ TEST_F(Signal, EndsALongSystemSound) {
   std::filesystem::create_directories(theme);
   writeSound(theme + "/bell.wav", {8000, 1, std::vector<float>(8000 * 30, 0.1F)});
   for (const std::string options : {"", " --wait"}) {
+    std::filesystem::remove(mFile);
     Terminal terminal;
     Program playing("env XDG_DATA_DIRS=" + mFolder.path().string() +
                     " " ORVANE_TOOL " sound 1 --json --simulate speaker=" + mFile + options + " 2>" + terminal.name());
