@@ -57,8 +57,9 @@ class ORVANE_EXPORT OVEngine : public OVSessionAssignable {
   /// Creates the file at `url`, the text of a file URL such as "file:///tmp/take.wav", and records the input to it
   /// while the engine runs. The file has the rate, the channels and, if its type can hold it, the sample format of the
   /// input; see `platform::GraphService::createFile`. While it is recorded, other programs can read it up to the last
-  /// whole buffer of 4096 frames. A second recording ends the first one, whose file is completed. A running engine is
-  /// not interrupted; it may refuse the tap with a `platform::PlatformException`, see `platform::InputNode`.
+  /// whole buffer of 4096 frames. A second recording ends the first one, whose file is completed. A running engine
+  /// goes on; it may refuse the tap with a `platform::PlatformException`, see `platform::InputNode`, and the file is
+  /// empty then.
   ///
   /// Raises "File URL provided is nil" if `platform::Url::parse` finds no URL in the text; an earlier recording then
   /// goes on. Raises "Creating input recording file failed: REASON" if the file cannot be created; an earlier recording

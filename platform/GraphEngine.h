@@ -51,8 +51,9 @@ class ORVANE_EXPORT PlayerNode : public GraphNode {
 /// were missing or dropped. The host passes no null buffer.
 ///
 /// An exception that leaves the function ends the tap: the function is released and not called again, and
-/// `GraphEngine::failure` returns the reason. The function must not start, stop or release the engine, nor install or
-/// remove a tap.
+/// `GraphEngine::failure` returns the reason. The failure is logged, except for an exception of a class derived from
+/// `PlatformException`, which whoever raises it has logged. The function must not start, stop or release the engine,
+/// nor install or remove a tap.
 using TapFunction = std::function<void(const PcmBuffer* buffer, const RenderTimeStamp& time)>;
 
 /// The node of the audio input. The thread rules are those of `GraphEngine`.
@@ -65,15 +66,16 @@ class ORVANE_EXPORT InputNode : public GraphNode {
   /// Installs a tap: `function` receives the input in buffers of exactly `frames` frames, and a shorter one at each
   /// stop of the engine. No frame is lost or delivered twice, unless the function is more than two seconds late: slices
   /// that then do not fit are dropped and counted (`RunCount::overruns`). A tap remains across stops and starts, and
-  /// replaces an earlier one as `removeTap` does. It can be installed while the engine is running, which is not
-  /// interrupted. `GraphEngine::failure` forgets the failure of an earlier tap, unless that tap failed in its removal.
+  /// replaces an earlier one as `removeTap` does. It can be installed while the engine is running, which goes on; a
+  /// device that has to take on the input may interrupt the sound, which `RunCount::discontinuities` counts.
+  /// `GraphEngine::failure` forgets the failure of an earlier tap, unless that tap failed in its removal.
   ///
   /// `frames` must be 1 to 65536, and `format` the input format of the bus; otherwise throws `PlatformException`. Also
   /// throws if the engine is running and the session's category or the hardware has no input; then there is no tap.
   virtual void installTap(std::uint32_t bus, std::uint32_t frames, const StreamFormat& format,
                           TapFunction function) = 0;
   /// Removes the tap, after it has delivered everything that was captured. The function has been released when the call
-  /// returns. Does nothing if there is no tap. A running engine is not interrupted.
+  /// returns. Does nothing if there is no tap. A running engine goes on as in `installTap`.
   virtual void removeTap(std::uint32_t bus) = 0;
 };
 
@@ -105,10 +107,10 @@ class ORVANE_EXPORT GraphEngine : public Object {
 
   /// Adds a node to the graph. Throws `PlatformException` for a node of another service.
   virtual void attach(const std::shared_ptr<GraphNode>& node) = 0;
-  /// Connects an attached player to the main mixer, with the format of its first file. A running engine is not
-  /// interrupted. Throws `PlatformException` for a node that is not attached or is connected to another engine, for any
-  /// other target than the mixer, and if the engine is running and the session's category or the hardware has no
-  /// output.
+  /// Connects an attached player to the main mixer, with the format of its first file. A running engine goes on;
+  /// a device that has to take on the output may interrupt the sound, which `RunCount::discontinuities` counts. Throws
+  /// `PlatformException` for a node that is not attached or is connected to another engine, for any other target than
+  /// the mixer, and if the engine is running and the session's category or the hardware has no output.
   virtual void connect(const std::shared_ptr<GraphNode>& source, const std::shared_ptr<GraphNode>& target,
                        const StreamFormat& format) = 0;
   /// Returns the same nodes at every call. They must not be used after the engine has been released.
@@ -119,7 +121,8 @@ class ORVANE_EXPORT GraphEngine : public Object {
   /// Returns the first failure behind the caller's back since the engine was started: an exception that left a tap's
   /// function (the reason is its message, the status that of the host's failure that the message quotes, otherwise 0),
   /// or a file that could not be played to its end. `std::nullopt` if there was none. The failure of a tap stays as
-  /// long as the tap is installed, because no later run is captured.
+  /// long as the tap is installed, because no later run is captured, or until the next start if it came in the removal
+  /// of the tap.
   virtual std::optional<Failure> failure() const = 0;
   /// Subscribes a notice that is called, on a worker, each time `failure` begins to return one; soon if it already
   /// does.

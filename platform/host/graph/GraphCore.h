@@ -11,7 +11,7 @@
 #include "platform/Status.h"
 #include "platform/host/HostContext.h"
 #include "platform/host/audio/AudioHub.h"
-#include "platform/host/report/RunRecords.h"
+#include "platform/host/graph/GraphFailures.h"
 #include "platform/host/units/IoUnit.h"
 
 namespace orvane::host {
@@ -22,10 +22,9 @@ struct GraphCore {
   GraphCore(std::shared_ptr<HostContext> hostContext, const std::shared_ptr<AudioHub>& hub)
       : context(std::move(hostContext)), unit(std::make_shared<IoUnit>(context, hub)), failures(context->notices()) {}
 
-  /// Logs and keeps a failure that no caller sees.
-  void fail(platform::Failure failure) {
+  /// Logs a failure that no caller sees.
+  void log(const platform::Failure& failure) const {
     context->log->write(platform::LogLevel::error, failure.call + " failed: " + failure.reason);
-    failures.record(std::move(failure));
   }
   /// Returns the status of the host's failure that a message quotes, or success if it quotes none.
   platform::Status statusBehind(const std::string& message) const {
@@ -44,7 +43,7 @@ struct GraphCore {
 
   const std::shared_ptr<HostContext> context;
   const std::shared_ptr<IoUnit> unit;
-  FirstFailure failures;
+  GraphFailures failures;
 };
 
 }  // namespace orvane::host

@@ -70,10 +70,10 @@ std::optional<platform::PlatformError> HostGraphEngine::start() {
   IoUnit& unit = *mCore->unit;
   // A run that the device has ended is not a running engine.
   if (unit.isRunning() && mCore->context->runEnd.end() == platform::DeviceEnd::none) return std::nullopt;
-  // Before `stop`, whose last buffer may end the tap.
-  mCore->failures.forget();
+  // A tap that has failed captures nothing in this run either.
+  if (!mInput->hasTap()) mCore->failures.forgetOfTap();
+  mCore->failures.forgetOfRun();
   if (unit.isRunning()) stop();
-  mInput->recordTapFailure();
   unit.setInputEnabled(mInput->hasTap());
   unit.setOutputEnabled(!mConnected.empty());
   auto failure = unit.tryInitialize();

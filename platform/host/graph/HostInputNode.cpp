@@ -48,7 +48,7 @@ void HostInputNode::installTap(std::uint32_t bus, std::uint32_t frames, const St
   if (unit.isRunning()) {
     if (auto failure = unit.useInput(true)) mCore->refuse(*std::move(failure), "InputNode::installTap");
   }
-  if (!std::exchange(mRemovalFailed, false)) mCore->failures.forget(Tap::failedCall);
+  mCore->failures.forgetOfTap();
   mTap = std::make_unique<Tap>(mCore, format, frames, std::move(function));
   mActiveTap = mTap.get();
 }
@@ -61,17 +61,12 @@ void HostInputNode::removeTap(std::uint32_t bus) {
   if (mCore->unit->isRunning()) mCore->unit->useInput(false);
   const bool hadEnded = mTap->failure().has_value();
   mTap->finishRun();
-  mRemovalFailed = !hadEnded && mTap->failure();
+  if (!hadEnded && mTap->failure()) mCore->failures.detachFromTap();
   mTap.reset();
 }
 
 void HostInputNode::finishRun() {
   if (mTap) mTap->finishRun();
-}
-
-void HostInputNode::recordTapFailure() {
-  if (!mTap) return;
-  if (auto failure = mTap->failure()) mCore->failures.record(*std::move(failure));
 }
 
 }  // namespace orvane::host

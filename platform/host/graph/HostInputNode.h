@@ -24,14 +24,10 @@ class HostInputNode final : public platform::InputNode {
   bool hasTap() const { return mTap != nullptr; }
   /// Makes the tap deliver what is left of a run. Called after the unit was stopped.
   void finishRun();
-  /// Records the failure that has ended the tap, if any: it captures nothing in the runs that follow. Called while the
-  /// unit is stopped.
-  void recordTapFailure();
 
  private:
   const std::shared_ptr<GraphCore> mCore;
   std::unique_ptr<Tap> mTap;
-  bool mRemovalFailed = false;             ///< The last tap failed in its removal. The caller has yet to learn of it.
   std::atomic<Tap*> mActiveTap = nullptr;  ///< The tap that the device callback uses.
 };
 

@@ -187,7 +187,8 @@ void HostPlayerNode::work() {
   auto failure = fill();
   if (!failure) return;
   failure->call = playCall.name();
-  mCore->fail(*std::move(failure));
+  mCore->log(*failure);
+  mCore->failures.record(*std::move(failure));
 }
 
 void HostPlayerNode::playedOut() {

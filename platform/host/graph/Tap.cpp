@@ -160,9 +160,10 @@ platform::RenderTimeStamp Tap::timeOfNext() {
 void Tap::end(const std::string& reason, bool isLogged) {
   // The file that the function may hold is complete before anybody hears of the end.
   mFunction = nullptr;
-  mFailure = {mCore->statusBehind(reason), reason, failedCall};
+  mFailure = {mCore->statusBehind(reason), reason, "InputNode::tap"};
   mEnded = true;
-  isLogged ? mCore->failures.record(mFailure) : mCore->fail(mFailure);
+  if (!isLogged) mCore->log(mFailure);
+  mCore->failures.recordOfTap(mFailure);
 }
 
 }  // namespace orvane::host

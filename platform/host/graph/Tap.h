@@ -22,9 +22,6 @@ namespace orvane::host {
 /// The tap of an input node: takes the input on the device callback and delivers it in buffers on a worker of its own.
 class Tap {
  public:
-  /// The call that `GraphEngine::failure` names if the tap's function has failed.
-  static constexpr char failedCall[] = "InputNode::tap";
-
   Tap(std::shared_ptr<GraphCore> core, const platform::StreamFormat& format, std::uint32_t frames,
       platform::TapFunction function);
 

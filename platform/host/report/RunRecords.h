@@ -6,7 +6,6 @@
 #include <functional>
 #include <mutex>
 #include <optional>
-#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -75,11 +74,6 @@ class FirstFailure {
   std::optional<platform::Failure> first() const {
     const std::lock_guard lock(mMutex);
     return mFirst;
-  }
-  /// Forgets the first failure if it is one of `call`, or any if `call` is empty; the next one is the first then.
-  void forget(std::string_view call = {}) {
-    const std::lock_guard lock(mMutex);
-    if (mFirst && (call.empty() || mFirst->call == call)) mFirst.reset();
   }
   /// Subscribes a notice that is called after the first failure; soon if there was one.
   platform::Subscription onFirst(std::function<void()> notice) {

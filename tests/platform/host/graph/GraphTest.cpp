@@ -1,4 +1,10 @@
 // SPDX-License-Identifier: MIT
+#include <cmath>
+#include <filesystem>
+#include <limits>
+#include <random>
+#include <thread>
+
 #include "engine/OVEngine.h"
 #include "platform/DeviceReport.h"
 #include "platform/FileReport.h"
@@ -166,6 +172,8 @@ TEST_F(GraphRig, KeepTheFailureOfATapsLastDelivery) {
   install(true);
   capture();
   input->removeTap(0);
+  install(true);
+  play(1000);
   install(false);
   EXPECT_TRUE(engine->failure()) << "of the removal";
   engine->stop();
@@ -369,6 +377,26 @@ TEST_F(GraphRig, PlaysOnBehindAFileThatFails) {
   EXPECT_EQ(play(), 0.25F);
   fresh->play();
   EXPECT_EQ(play(), 1);
+}
+
+TEST_F(GraphRig, KeepsTheFailureOfAFileBesideThatOfATap) {
+  const auto input = engine->inputNode();
+  const auto install = [&](bool fails) {
+    input->installTap(0, 256, input->inputFormat(0), [fails](auto...) {
+      if (fails) throw std::runtime_error("enough");
+    });
+  };
+  install(true);
+  const auto bad = std::make_shared<ScriptedFile>(60'000, 0.5F);
+  bad->failsAt = 40'000;
+  const auto player = makePlayer({48000, 1, {}});
+  player->scheduleFile(bad);
+  player->play();
+  EXPECT_FALSE(engine->start());
+  while (!player->isFinished()) play();
+  EXPECT_EQ(engine->failure().value_or(Failure{}).reason, "enough") << "the first one";
+  install(false);
+  EXPECT_EQ(engine->failure().value_or(Failure{}).reason, "\"x\" is damaged");
 }
 
 TEST_F(GraphRig, ASlowReaderIsNoGapWhereASoundBegins) {
