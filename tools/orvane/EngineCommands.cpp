@@ -44,11 +44,13 @@ class EngineSubject final : public RunSubject {
 
 void EngineSubject::prepare() {
   const auto stopLoop = [loop = mHost.eventLoop] { loop->stop(); };
+  // Before the recording, so that a session that is refused does not erase a file.
+  auto session = mSession.make();
   mEngine = OVEngine::init();
   mEngine->setEnableSilenceDetection(mJob.detectsSilence);
   for (const std::string& path : mJob.paths) mEngine->playAudioFile(path);
   if (!mJob.url.empty()) mEngine->recordAudioFile(mJob.url);
-  mEngine->setSession(mSession.make());
+  mEngine->setSession(std::move(session));
   mFailed = mEngine->engine()->onFailure(stopLoop);
   if (mEngine->player()) mFinished = mEngine->player()->onFinished(stopLoop);
 }

@@ -83,8 +83,10 @@ class RecorderSubject final : public RunSubject {
       : mPath(std::move(path)), mFormat(std::move(format)), mSession(session) {}
 
   void prepare() override {
+    // Before the recorder, so that a session that is refused does not erase a file.
+    auto session = mSession.make();
     mRecorder = mFormat ? OVQueueRecorder::initWithFilePath(mPath, *mFormat) : OVQueueRecorder::initWithFilePath(mPath);
-    mRecorder->setSession(mSession.make());
+    mRecorder->setSession(std::move(session));
   }
   void start() override { mRecorder->start(); }
   void stop() override { mRecorder->stop(); }

@@ -48,6 +48,16 @@ TEST_F(EngineRun, ConvertsRateAndChannels) {
   }
 }
 
+TEST_F(EngineRun, ASessionThatIsRefusedErasesNoFile) {
+  for (const std::string command : {"engine record file://", "queue record "}) {
+    const std::string path = make("old.wav", makeNoise(48000, 1, 100));
+    const Ended ended = runFast("", command + path + " --category playback");
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_THAT(ended.errors, HasSubstr("no category is named \"playback\""));
+    EXPECT_EQ(readSound(path).frames(), 100U);
+  }
+}
+
 TEST_F(EngineRun, PlaysEveryType) {
   const std::string voice = make("voice16.wav", makeNoise(48000, 2, 30'011));
   ASSERT_EQ(run("sox -D " + voice + " -b 16 " + mFolder.file("a.wav")).status, 0);
