@@ -128,6 +128,21 @@ TEST_F(SystemSounds, ComeFromTheThemeAndAreMixed) {
   EXPECT_NEAR(static_cast<double>(samples.size()), 48000, 2);
 }
 
+TEST_F(SystemSounds, AreSynthesisedInPlaceOfAFileThatIsCutOrTooLong) {
+  std::string log;
+  ScriptedDevice device;
+  device.services.log->setSink([&log](LogLevel, std::string_view line) { log += std::string(line) + "\n"; });
+  makeTheme("bell", {.rate = 1000, .channels = 1, .samples = std::vector<float>(30'001, 0.5F)});
+  const std::string vorbis = mFolder.file("sounds/freedesktop/stereo/message.oga");
+  writeSound(vorbis, {.rate = 48000, .channels = 1, .samples = std::vector<float>(96'000, 0.5F)},
+             SF_FORMAT_OGG | SF_FORMAT_VORBIS);
+  std::filesystem::resize_file(vorbis, std::filesystem::file_size(vorbis) - 1);
+  for (const std::uint32_t sound : {1U, 9U}) device.services.systemSounds->play(sound, {}, nullptr);
+  EXPECT_THAT(log, HasSubstr("a system sound is synthesised, because \"" + mFolder.file("sounds") +
+                             "/freedesktop/stereo/bell.wav\" is longer than 30 s\n"));
+  EXPECT_THAT(log, HasSubstr("message.oga\" is cut short: it lacks its last page\n"));
+}
+
 TEST_F(SystemSounds, CompleteOnce) {
   makeTheme("bell", {.rate = 48000, .channels = 1, .samples = std::vector<float>(480, 0.01F)});
   SystemSoundService& sounds = simulate();

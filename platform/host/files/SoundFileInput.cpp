@@ -11,6 +11,7 @@
 #include <system_error>
 
 #include "platform/Status.h"
+#include "platform/host/files/OggEnd.h"
 #include "platform/host/files/SoundFileSize.h"
 
 namespace orvane::host {
@@ -42,6 +43,7 @@ Result<std::unique_ptr<SoundFileInput>> SoundFileInput::open(FileDescriptor file
     }
     input->mOpenSizeAt = size->openSizeAt;
   }
+  input->mLacksLastPage = lacksLastOggPage(input->descriptor());
   input->openLibrary();
   if (input->mFile == nullptr) return invalid("is not a sound file that can be read (" + reasonOf(nullptr) + ")");
   return input;

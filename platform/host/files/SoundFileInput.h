@@ -31,6 +31,8 @@ class SoundFileInput {
   const SF_INFO& info() const { return mInfo; }
   /// Returns the number of frames that the header declares, or `std::nullopt` if it declares none.
   std::optional<std::uint64_t> declaredFrames() const;
+  /// Returns whether it is an Ogg file without the last page of its stream, which libsndfile reads as if it were whole.
+  bool lacksLastPage() const { return mLacksLastPage; }
   int descriptor() const { return mClaim.descriptor(); }
 
   /// Returns the failure of the last read, or `std::nullopt`: `ioFailure` if the file cannot be read, `invalidFile` if
@@ -52,6 +54,7 @@ class SoundFileInput {
   const ReadClaim mClaim;
   /// Offset of four bytes that are presented to libsndfile as 0xFF, see `SoundFileSize::openSizeAt`.
   std::optional<std::uint64_t> mOpenSizeAt;
+  bool mLacksLastPage = false;
   std::uint64_t mPlace = 0;  ///< Read position in the file, in bytes.
   int mReadError = 0;        ///< An `errno` value; 0 for none.
   std::unique_ptr<SNDFILE, Close> mFile;

@@ -33,6 +33,9 @@ Result<std::shared_ptr<platform::PcmFile>> PlayedFile::open(std::shared_ptr<Host
   if ((*input)->info().channels > static_cast<int>(backend::DeviceFormat::maxChannels)) {
     return fileFailure(status::unsupportedFormat, path, "has more than 64 channels");
   }
+  if ((*input)->lacksLastPage()) {
+    return fileFailure(status::invalidFile, path, "is cut short: it lacks its last page");
+  }
   return std::shared_ptr<platform::PcmFile>(new PlayedFile(std::move(context), path, std::move(*input)));
 }
 
@@ -63,10 +66,14 @@ Result<std::uint32_t> PlayedFile::decode(std::uint64_t first, std::uint32_t fram
     return fileFailure(status::badParameter, mPath, "needs one array for each of its channels");
   }
   SNDFILE* const file = mInput->handle();
-  if (first != mNext && sf_seek(file, static_cast<sf_count_t>(first), SEEK_SET) < 0) {
-    return fileFailure(status::ioFailure, mPath, "cannot be positioned at frame " + std::to_string(first));
+  if (first != mNext) {
+    if (sf_seek(file, static_cast<sf_count_t>(first), SEEK_SET) < 0) {
+      return fileFailure(status::ioFailure, mPath, "cannot be positioned at frame " + std::to_string(first));
+    }
+    mFailure.reset();
+    mNext = first;
   }
-  mNext = first;
+  if (mFailure) return *mFailure;
   try {
     mInterleaved.resize(std::size_t{frames} * planes.size());
   } catch (const std::bad_alloc&) {
@@ -76,13 +83,16 @@ Result<std::uint32_t> PlayedFile::decode(std::uint64_t first, std::uint32_t fram
       static_cast<std::uint32_t>(std::max<sf_count_t>(sf_readf_float(file, mInterleaved.data(), frames), 0));
   mNext += read;
   if (const auto failure = mInput->failure()) {
-    return fileFailure(failure->status, mPath, failure->reason + " at frame " + std::to_string(mNext));
+    mFailure = fileFailure(failure->status, mPath, failure->reason + " at frame " + std::to_string(mNext));
   }
   const auto declared = mInput->declaredFrames();
-  if (read < frames && declared && mNext < *declared) {
-    return fileFailure(status::invalidFile, mPath,
-                       "declares " + std::to_string(*declared) + " frames and ends at frame " + std::to_string(mNext));
+  if (!mFailure && read < frames && declared && mNext < *declared) {
+    mFailure =
+        fileFailure(status::invalidFile, mPath,
+                    "declares " + std::to_string(*declared) + " frames and ends at frame " + std::to_string(mNext));
   }
+  // The frames before the damage are good.
+  if (mFailure && read == 0) return *mFailure;
   deinterleave(mInterleaved.data(), planes, 0, read);
   return read;
 }

@@ -36,7 +36,8 @@ class PlayedFile final : public platform::PcmFile {
   const std::unique_ptr<SoundFileInput> mInput;
   const platform::StreamFormat mFormat;
   std::mutex mMutex;
-  std::uint64_t mNext = 0;  ///< The frame that the decoder returns next.
+  std::uint64_t mNext = 0;                    ///< The frame that the decoder returns next.
+  std::optional<platform::Failure> mFailure;  ///< The reason why no frame can be read at `mNext`.
   std::vector<float> mInterleaved;
 };
 

@@ -60,12 +60,18 @@ Result<SoundSamples> readSoundSamples(const std::string& path) {
   constexpr sf_count_t blockFrames = 4096;
   std::vector<float> block(static_cast<std::size_t>(blockFrames) * channels);
   const auto maxFrames = static_cast<std::size_t>(maxSeconds * info.samplerate);
-  while (sound.samples.frames() < maxFrames) {
+  while (sound.samples.frames() <= maxFrames) {
     const sf_count_t read = sf_readf_float((*input)->handle(), block.data(), blockFrames);
     if (read <= 0) break;
     const auto frames = static_cast<std::uint32_t>(read);
     deinterleave(block.data(), sound.samples.room(frames), 0, frames);
     sound.samples.commit(frames);
+  }
+  if (sound.samples.frames() > maxFrames) {
+    return platform::Failure{status::unsupportedFormat, "\"" + path + "\" is longer than 30 s"};
+  }
+  if ((*input)->lacksLastPage()) {
+    return platform::Failure{status::invalidFile, "\"" + path + "\" is cut short: it lacks its last page"};
   }
   if (auto failure = (*input)->failure()) {
     failure->reason = "\"" + path + "\" " + failure->reason;

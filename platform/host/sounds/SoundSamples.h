@@ -21,7 +21,8 @@ struct SoundSamples {
 /// Returns the path of a sound's file in the sound theme "freedesktop", or `std::nullopt` if it is not installed.
 std::optional<std::string> findThemeFile(std::string_view name);
 
-/// Reads a sound file of up to 30 s. Fails with `invalidFile` or `ioFailure`.
+/// Reads a sound file of up to 30 s. Fails with `invalidFile`, also if the file is cut short; with `unsupportedFormat`
+/// if it is longer or has more than 64 channels; or with `ioFailure`.
 Result<SoundSamples> readSoundSamples(const std::string& path);
 
 /// Synthesises a sound: its notes one after the other, 150 ms each, with an exponential decay; 48000 Hz, one channel.

@@ -91,10 +91,9 @@ void MicrophoneFile::checkBlock(std::uint32_t count) {
   if (const auto failure = mFile->failure()) return fail(failure->status, failure->reason);
   if (count > 0) return;
   mEnded = true;
-  const bool isOgg = (mFile->info().format & SF_FORMAT_TYPEMASK) == SF_FORMAT_OGG;
   if (mDeclaredFrames && mFramesRead < *mDeclaredFrames) {
     fail(platform::status::invalidFile, "declares " + std::to_string(*mDeclaredFrames) + " frames and ends");
-  } else if (isOgg && !mDeclaredFrames) {
+  } else if (mFile->lacksLastPage()) {
     fail(platform::status::invalidFile, "lacks its last page and ends");
   }
 }

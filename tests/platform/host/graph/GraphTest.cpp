@@ -399,6 +399,38 @@ TEST_F(GraphRig, KeepsTheFailureOfAFileBesideThatOfATap) {
   EXPECT_EQ(engine->failure().value_or(Failure{}).reason, "\"x\" is damaged");
 }
 
+TEST_F(GraphRig, AFileThatIsCutShortIsRefusedOrReadUpToTheDamage) {
+  std::minstd_rand random(1);
+  Sound noise{48000, 1, std::vector<float>(60'000)};
+  for (float& sample : noise.samples) sample = std::uniform_real_distribution<float>(-0.5F, 0.5F)(random);
+  const auto cut = [&](const std::string& name, int format) {
+    const std::string path = mFolder.file(name);
+    writeSound(path, noise, format);
+    std::filesystem::resize_file(path, std::filesystem::file_size(path) / 2);
+    return Url::fromPath(path);
+  };
+  std::optional<PlatformError> error;
+  EXPECT_FALSE(services.graphs->openFile(cut("cut.oga", SF_FORMAT_OGG | SF_FORMAT_VORBIS), error));
+  ASSERT_TRUE(error);
+  EXPECT_EQ(error->code(), status::invalidFile);
+  EXPECT_THAT(error->localizedDescription(), HasSubstr("cut.oga\" is cut short: it lacks its last page"));
+
+  const auto file = services.graphs->openFile(cut("cut.flac", SF_FORMAT_FLAC | SF_FORMAT_PCM_16), error);
+  ASSERT_TRUE(file);
+  std::vector<float> samples(4096);
+  float* const planes[] = {samples.data()};
+  std::uint64_t frames = 0;
+  std::uint32_t read = 0;
+  while (!(error = file->read(frames, 4096, planes, read))) {
+    ASSERT_GT(read, 0U);
+    for (std::uint32_t i = 0; i < read; ++i) ASSERT_NEAR(samples[i], noise.samples[frames + i], 1e-4) << frames + i;
+    frames += read;
+  }
+  EXPECT_GT(frames, 20'000U);
+  EXPECT_THAT(error->localizedDescription(), HasSubstr(" at frame " + std::to_string(frames)));
+  EXPECT_TRUE(file->read(frames, 4096, planes, read)) << "the damage stays";
+}
+
 TEST_F(GraphRig, ASlowReaderIsNoGapWhereASoundBegins) {
   const auto player = makePlayer({48000, 1, {0.5F}});
   player->play();
